@@ -1,0 +1,10 @@
+// Not built yet: answers the failure value and touches nothing.
+#include "command/handlers.h"
+
+namespace vantel {
+
+int32_t handle_ptz_preset(uint8_t*) { return -1; }
+int32_t handle_ptz_gotopreset(uint8_t*) { return -1; }
+int32_t handle_ptz_remove_preset(uint8_t*) { return -1; }
+
+}  // namespace vantel

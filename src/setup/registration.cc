@@ -1,0 +1,8 @@
+// Not built yet: answers the failure value and touches nothing.
+#include "command/handlers.h"
+
+namespace vantel {
+
+int32_t handle_camera_setting(uint8_t*) { return 0; }
+
+}  // namespace vantel

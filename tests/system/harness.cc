@@ -1,0 +1,258 @@
+#include "harness.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "command/byte_order.h"
+#include "command/rifa.h"
+#include "stream/result_block.h"
+
+namespace vantel_test {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+void sleep_ms(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+
+// Orphans of the daemon (its forked child) are re-parented to us, so that we
+// can reap them and know for certain when they are gone.
+struct BecomeSubreaper {
+  BecomeSubreaper() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
+} become_subreaper;
+
+}  // namespace
+
+std::string temp_path(const std::string& name) {
+  static std::atomic<int> serial{0};
+  const char* dir = getenv("TMPDIR");
+  std::ostringstream path;
+  path << (dir ? dir : "/tmp") << "/vantel-test-" << getpid() << "-" << serial++ << "-" << name;
+  return path.str();
+}
+
+std::string read_text(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+void ProcessGroup::start(const std::vector<std::string>& argv, const std::string& log_path,
+                         const std::vector<std::string>& env) {
+  const pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    setpgid(0, 0);
+    const int log = open(log_path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    dup2(log, 1);
+    dup2(log, 2);
+    const int null = open("/dev/null", O_RDONLY);
+    dup2(null, 0);
+    for (const std::string& assignment : env) putenv(strdup(assignment.c_str()));
+    std::vector<char*> args;
+    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    execv(args[0], args.data());
+    _exit(127);
+  }
+  setpgid(pid, pid);
+  leader_ = pid;
+  leader_status_ = -1;
+}
+
+int ProcessGroup::wait_leader(int timeout_ms) {
+  const auto end = Clock::now() + std::chrono::milliseconds(timeout_ms);
+  while (leader_status_ < 0 && Clock::now() < end) {
+    int status = 0;
+    if (waitpid(leader_, &status, WNOHANG) == leader_) {
+      leader_status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+      break;
+    }
+    sleep_ms(10);
+  }
+  return leader_status_;
+}
+
+void ProcessGroup::kill_all() {
+  if (leader_ <= 0) return;
+  kill(-leader_, SIGKILL);
+  // Reap the whole group, the re-parented daemon included, so its port and
+  // its name are free before the next test starts.
+  const auto end = Clock::now() + std::chrono::seconds(10);
+  while (Clock::now() < end) {
+    int status;
+    const pid_t reaped = waitpid(-leader_, &status, WNOHANG);
+    if (reaped < 0 && errno == ECHILD) break;
+    if (reaped == 0) sleep_ms(5);
+  }
+  leader_ = -1;
+}
+
+Daemon::Daemon(const std::string& binary, const std::vector<std::string>& env)
+    : log_path_(temp_path("daemon.log")) {
+  group_.start({binary}, log_path_, env);
+  parent_status_ = group_.wait_leader(5000);
+  // The daemon opens its port a second after start-up.
+  const auto end = Clock::now() + std::chrono::seconds(10);
+  while (Clock::now() < end) {
+    const int fd = connect_command_port();
+    if (fd >= 0) {
+      close(fd);
+      return;
+    }
+    sleep_ms(20);
+  }
+  ADD_FAILURE() << "daemon did not open port 1997; log:\n" << log();
+}
+
+bool Daemon::wait_for_log(const std::string& text, int timeout_ms) const {
+  const auto end = Clock::now() + std::chrono::milliseconds(timeout_ms);
+  do {
+    if (log().find(text) != std::string::npos) return true;
+    sleep_ms(10);
+  } while (Clock::now() < end);
+  return false;
+}
+
+int connect_command_port() {
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(vantel::kCommandPort);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+    close(fd);
+    return -1;
+  }
+  return fd;
+}
+
+Exchange exchange(const std::vector<uint8_t>& request, int timeout_ms) {
+  Exchange result;
+  const int fd = connect_command_port();
+  EXPECT_GE(fd, 0) << "cannot connect to port 1997";
+  if (fd < 0) return result;
+  EXPECT_EQ(static_cast<ssize_t>(request.size()), send(fd, request.data(), request.size(), MSG_NOSIGNAL));
+  for (;;) {
+    pollfd p{fd, POLLIN, 0};
+    if (poll(&p, 1, timeout_ms) <= 0) break;
+    uint8_t chunk[2048];
+    const ssize_t n = recv(fd, chunk, sizeof chunk, 0);
+    if (n <= 0) {  // orderly close or the abortive reset
+      result.closed_by_daemon = true;
+      break;
+    }
+    result.reply.insert(result.reply.end(), chunk, chunk + n);
+  }
+  close(fd);
+  return result;
+}
+
+std::vector<uint8_t> rifa_request(uint32_t major, uint32_t minor, const std::vector<uint8_t>& payload,
+                                  int32_t size) {
+  std::vector<uint8_t> wire(vantel::kRifaHeaderSize);
+  vantel::encode_header(
+      vantel::make_header(size >= 0 ? size : static_cast<int32_t>(payload.size()), major, minor),
+      wire.data());
+  wire.insert(wire.end(), payload.begin(), payload.end());
+  return wire;
+}
+
+namespace {
+void put_camera(uint8_t* bytes, size_t ip, size_t port_at, size_t user_at, size_t password_at,
+                int port, const std::string& user, const std::string& password) {
+  inet_pton(AF_INET, "127.0.0.1", bytes + ip);
+  vantel::put_be32s(bytes + port_at, port);
+  std::memcpy(bytes + user_at, user.data(), std::min<size_t>(user.size(), 32));
+  std::memcpy(bytes + password_at, password.data(), std::min<size_t>(password.size(), 32));
+}
+}  // namespace
+
+std::vector<uint8_t> camera_request(int port, const std::string& user, const std::string& password,
+                                    size_t length) {
+  std::vector<uint8_t> payload(length, 0);
+  put_camera(payload.data(), vantel::kReqCameraIp, vantel::kReqCameraPort, vantel::kReqUserName,
+             vantel::kReqPassword, port, user, password);
+  return payload;
+}
+
+std::vector<uint8_t> block_request(int port, const std::string& user, const std::string& password) {
+  namespace block = vantel::block;
+  std::vector<uint8_t> payload(vantel::kResultBlockSize, 0);
+  put_camera(payload.data(), block::kCameraIp, block::kCameraPort, block::kUserName, block::kPassword,
+             port, user, password);
+  return payload;
+}
+
+Reply parse_reply(const Exchange& exchange) {
+  Reply reply;
+  EXPECT_GE(exchange.reply.size(), vantel::kRifaHeaderSize) << "no reply header";
+  if (exchange.reply.size() < vantel::kRifaHeaderSize) return reply;
+  const vantel::RifaHeader header = vantel::decode_header(exchange.reply.data());
+  EXPECT_TRUE(vantel::has_rifa_magic(header));
+  reply.size = static_cast<uint32_t>(header.size);
+  reply.major = header.major;
+  reply.minor = header.minor;
+  reply.block.assign(exchange.reply.begin() + vantel::kRifaHeaderSize, exchange.reply.end());
+  EXPECT_EQ(reply.size, reply.block.size());
+  return reply;
+}
+
+Camsim::Camsim(const nlohmann::json& config, const std::string& profile)
+    : log_path_(temp_path("camsim.log")), record_path_(temp_path("camsim.jsonl")) {
+  const std::string config_path = temp_path("camsim.json");
+  const std::string port_path = temp_path("camsim.port");
+  std::ofstream(config_path) << config.dump();
+  group_.start({"/usr/bin/python3", std::string(VANTEL_SOURCE_DIR) + "/tools/camsim/camsim", "--port", "0",
+                "--port-file", port_path, "--record", record_path_, "--profile", profile, "--config",
+                config_path},
+               log_path_);
+  const auto end = Clock::now() + std::chrono::seconds(10);
+  while (Clock::now() < end) {
+    const std::string text = read_text(port_path);
+    if (!text.empty() && text.back() == '\n') {
+      port_ = std::stoi(text);
+      return;
+    }
+    if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos) {
+      port_ = std::stoi(text);
+      return;
+    }
+    sleep_ms(20);
+  }
+  ADD_FAILURE() << "camsim did not start; log:\n" << log();
+}
+
+std::vector<nlohmann::json> Camsim::record() const {
+  std::vector<nlohmann::json> lines;
+  std::istringstream in(read_text(record_path_));
+  std::string line;
+  while (std::getline(in, line)) {
+    if (!line.empty()) lines.push_back(nlohmann::json::parse(line));
+  }
+  return lines;
+}
+
+std::vector<std::string> Camsim::ops() const {
+  std::vector<std::string> names;
+  for (const nlohmann::json& entry : record()) names.push_back(entry.value("op", ""));
+  return names;
+}
+
+}  // namespace vantel_test

@@ -1,0 +1,99 @@
+// System test harness: starts the real daemon (and the simulated camera) as
+// child processes in their own process groups, talks to port 1997 like the
+// recorder does, and kills every process it started. Test thread only.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace vantel_test {
+
+std::string temp_path(const std::string& name);
+std::string read_text(const std::string& path);
+
+// A process group started by the test; killed whole on destruction.
+class ProcessGroup {
+ public:
+  ProcessGroup() = default;
+  ProcessGroup(const ProcessGroup&) = delete;
+  ProcessGroup& operator=(const ProcessGroup&) = delete;
+  ~ProcessGroup() { kill_all(); }
+
+  // Runs argv[0] with stdout and stderr appended to `log_path`.
+  void start(const std::vector<std::string>& argv, const std::string& log_path,
+             const std::vector<std::string>& env = {});
+  void kill_all();
+  pid_t leader() const { return leader_; }
+  // Exit status of the leader once it has ended by itself, else -1.
+  int wait_leader(int timeout_ms);
+
+ private:
+  pid_t leader_ = -1;
+  int leader_status_ = -1;
+};
+
+// The daemon under test, serving port 1997.
+class Daemon {
+ public:
+  explicit Daemon(const std::string& binary = VANTEL_BIN, const std::vector<std::string>& env = {});
+  std::string log() const { return read_text(log_path_); }
+  // Waits until the log contains `text`; true when it did in time.
+  bool wait_for_log(const std::string& text, int timeout_ms = 5000) const;
+  int parent_exit_status() { return parent_status_; }
+
+ private:
+  std::string log_path_;
+  ProcessGroup group_;
+  int parent_status_ = -1;
+};
+
+// What came back on one connection.
+struct Exchange {
+  std::vector<uint8_t> reply;
+  bool closed_by_daemon = false;  // false: still open when we gave up waiting
+};
+
+// Sends `request` in one go on a new connection to port 1997 and reads until
+// the daemon closes the connection or `timeout_ms` pass without data.
+Exchange exchange(const std::vector<uint8_t>& request, int timeout_ms = 20000);
+int connect_command_port();
+
+std::vector<uint8_t> rifa_request(uint32_t major, uint32_t minor, const std::vector<uint8_t>& payload,
+                                  int32_t size = -1);
+// A CameraRequest for the camera at 127.0.0.1:`port`, `extra` bytes long after the prefix.
+std::vector<uint8_t> camera_request(int port, const std::string& user, const std::string& password,
+                                    size_t length = 84);
+// A 480-byte result block naming the camera at 127.0.0.1:`port`.
+std::vector<uint8_t> block_request(int port, const std::string& user, const std::string& password);
+
+struct Reply {
+  uint32_t size = 0, major = 0, minor = 0;
+  std::vector<uint8_t> block;
+};
+// Decodes a header (and block); fails the test when malformed.
+Reply parse_reply(const Exchange& exchange);
+
+// The simulated camera, on an ephemeral port.
+class Camsim {
+ public:
+  // `config` is merged over the built-in camera `profile`.
+  explicit Camsim(const nlohmann::json& config = nlohmann::json::object(),
+                  const std::string& profile = "default");
+  int port() const { return port_; }
+  // Every request received so far, in order.
+  std::vector<nlohmann::json> record() const;
+  // The op names of the record, in order.
+  std::vector<std::string> ops() const;
+  std::string log() const { return read_text(log_path_); }
+
+ private:
+  std::string log_path_, record_path_;
+  ProcessGroup group_;
+  int port_ = 0;
+};
+
+}  // namespace vantel_test
