@@ -1,0 +1,431 @@
+"""HTTP side of camsim: WS-Security check, dispatch, recording, injected misbehaviour."""
+
+import base64
+import binascii
+import email.message
+import hashlib
+import json
+import sys
+import threading
+import time
+import xml.etree.ElementTree as ET
+from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+
+import camsim_soap as S
+from camsim_model import SoapFault
+
+DIGEST = "#PasswordDigest"
+
+
+def password_digest(nonce, created, password):
+    """Base64(SHA1(nonce + created + password)), nonce as raw bytes."""
+    return base64.b64encode(hashlib.sha1(nonce + created.encode() + password.encode()).digest()).decode()
+
+
+class Recorder:
+    def __init__(self, path):
+        self.lock = threading.Lock()
+        self.f = open(path, "a", encoding="utf-8") if path else None
+
+    def write(self, entry):
+        if self.f is None:
+            return
+        with self.lock:
+            self.f.write(json.dumps(entry, sort_keys=False) + "\n")
+            self.f.flush()
+
+
+class CamServer(ThreadingHTTPServer):
+    daemon_threads = True
+    allow_reuse_address = True
+
+    def __init__(self, addr, camera, recorder, quiet=False):
+        super().__init__(addr, Handler)
+        self.camera = camera
+        self.recorder = recorder
+        self.quiet = quiet
+        self.stopping = threading.Event()
+
+    @property
+    def base(self):
+        host, port = self.server_address[:2]
+        return "http://%s:%d" % (host, port)
+
+    def log(self, line):
+        if not self.quiet:
+            print(line, flush=True)
+
+
+def check_security(cam, header):
+    """(token, auth, user) for a request's SOAP header.
+
+    token: "fresh"/"reused"/"none" (the nonce), auth: "ok"/"bad"/"none".
+    """
+    sec = None
+    if header is not None:
+        sec = header.find("{%s}Security" % S.WSSE)
+    ut = sec.find("{%s}UsernameToken" % S.WSSE) if sec is not None else None
+    if ut is None:
+        return "none", "none", None
+    user = (ut.findtext("{%s}Username" % S.WSSE) or "").strip()
+    pw_el = ut.find("{%s}Password" % S.WSSE)
+    nonce_txt = (ut.findtext("{%s}Nonce" % S.WSSE) or "").strip()
+    created = (ut.findtext("{%s}Created" % S.WSU) or "").strip()
+    token = "none"
+    nonce = None
+    if nonce_txt:
+        try:
+            nonce = base64.b64decode(nonce_txt, validate=True)
+        except (binascii.Error, ValueError):
+            return "fresh", "bad", user
+        with cam.lock:
+            token = "reused" if nonce_txt in cam.nonces else "fresh"
+            cam.nonces.add(nonce_txt)
+    users = cam.cfg.get("users") or {}
+    if pw_el is None or user not in users:
+        return token, "bad", user
+    given = (pw_el.text or "").strip()
+    if (pw_el.get("Type") or "").endswith(DIGEST):
+        ok = nonce is not None and given == password_digest(nonce, created, users[user])
+    else:  # PasswordText, as some clients fall back to it
+        ok = given == users[user]
+    if ok and token == "reused" and cam.cfg.get("reject_reused_nonce"):
+        ok = False
+    return token, "ok" if ok else "bad", user
+
+
+def soap_action(headers):
+    ct = headers.get("Content-Type")
+    if ct:
+        m = email.message.Message()
+        m["content-type"] = ct
+        a = m.get_param("action")
+        if a:
+            return a
+    a = headers.get("SOAPAction")
+    return a.strip().strip('"') if a is not None else None
+
+
+class Handler(BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    server_version = "camsim/1.0"
+
+    def log_message(self, fmt, *args):  # the per-request line is printed by handle_soap
+        pass
+
+    def read_body(self):
+        if "chunked" in (self.headers.get("Transfer-Encoding") or "").lower():
+            out = b""
+            while True:
+                size = int(self.rfile.readline().split(b";")[0].strip() or b"0", 16)
+                if size == 0:
+                    while self.rfile.readline() not in (b"\r\n", b"\n", b""):
+                        pass
+                    return out
+                out += self.rfile.read(size)
+                self.rfile.readline()
+        return self.rfile.read(int(self.headers.get("Content-Length") or 0))
+
+    def do_GET(self):
+        msg = b"camsim: ONVIF over SOAP, POST only\n"
+        self.send_response(405)
+        self.send_header("Allow", "POST")
+        self.send_header("Content-Type", "text/plain")
+        self.send_header("Content-Length", str(len(msg)))
+        self.end_headers()
+        self.wfile.write(msg)
+
+    def do_POST(self):
+        srv = self.server
+        cam = srv.camera
+        raw = self.read_body()
+        entry = {"seq": 0, "time": round(time.time(), 3), "op": None, "ns": None,
+                 "path": self.path, "action": soap_action(self.headers),
+                 "token": "none", "auth": "none", "user": None, "answer": "ok",
+                 "values": {}, "body": raw.decode("utf-8", "replace")}
+        with cam.lock:
+            cam.seq += 1
+            entry["seq"] = cam.seq
+        try:
+            status, body, mode = self.handle_soap(cam, raw, entry)
+        except SoapFault as f:
+            status, body, mode = (400 if f.code == "Sender" else 500), S.envelope(S.fault_body(f)), None
+            entry["answer"] = f.label
+        except Exception as e:  # a camsim bug must still reach the test as a clear fault
+            f = SoapFault("Action", "camsim internal error: %r" % e, "Receiver")
+            status, body, mode = 500, S.envelope(S.fault_body(f)), None
+            entry["answer"] = f.label
+        srv.recorder.write(entry)
+        srv.log("#%d %s %s {%s} -> %s%s" % (
+            entry["seq"], self.path, entry["op"], entry["ns"], entry["answer"],
+            "" if entry["auth"] == "ok" else " (auth %s)" % entry["auth"]))
+        if mode == "hang":
+            srv.stopping.wait()
+            self.close_connection = True
+            return
+        if mode == "drop":
+            self.close_connection = True
+            return
+        delay = cam.delay(entry["op"] or "")
+        if delay:
+            time.sleep(delay)
+        data = body.encode("utf-8")
+        self.send_response(status)
+        self.send_header("Content-Type", "application/soap+xml; charset=utf-8")
+        self.send_header("Content-Length", str(len(data)))
+        self.end_headers()
+        self.wfile.write(data)
+
+    def handle_soap(self, cam, raw, entry):
+        try:
+            root = ET.fromstring(raw)
+        except ET.ParseError as e:
+            raise SoapFault("WellFormed", "Request is not well-formed XML: %s" % e)
+        if root.tag == "{%s}Envelope" % S.ENV11:
+            raise SoapFault([], "Only SOAP 1.2 is served", "VersionMismatch")
+        if root.tag != "{%s}Envelope" % S.ENV:
+            raise SoapFault("InvalidArgs", "Root element is not a SOAP 1.2 Envelope")
+        header = root.find("{%s}Header" % S.ENV)
+        body = root.find("{%s}Body" % S.ENV)
+        req = next(iter(body), None) if body is not None else None
+        if req is None:
+            raise SoapFault("InvalidArgs", "Empty or missing SOAP Body")
+        op, ns = S.local(req.tag), S.ns_of(req.tag)
+        entry["op"], entry["ns"] = op, ns
+        entry["token"], entry["auth"], entry["user"] = check_security(cam, header)
+        try:
+            entry["values"] = S.request_values(op, req)
+        except ValueError as e:
+            entry["values"] = {}
+            raise SoapFault("InvalidArgs", "Malformed value in %s: %s" % (op, e))
+        handler = HANDLERS.get((ns, op))
+        if handler is None or (ns in (S.TPTZ, S.TPTZ1) and not cam.has_ptz):
+            raise SoapFault("ActionNotSupported", "%s {%s} is not supported" % (op, ns))
+        exempt = op in (cam.cfg.get("auth_exempt") or [])
+        if entry["auth"] == "bad" or (entry["auth"] == "none" and cam.cfg.get("auth_required", True)):
+            if not exempt:
+                raise SoapFault("NotAuthorized", "Sender not authorized", "Sender")
+        v = entry["values"]
+        tokens = {v.get(k) for k in ("ProfileToken", "ConfigurationToken", "NodeToken", "token")} - {None}
+        mode = cam.take_no_answer(op, tokens)
+        if mode in ("hang", "drop"):
+            entry["answer"] = mode
+            return 0, "", mode
+        if cam.cfg.get("strict_requests", True):
+            err = S.check_request(op, ns, req)
+            if err:
+                raise SoapFault("InvalidArgs", err)
+        f = cam.take_fault(op, tokens)
+        if f is not None:
+            raise f
+        with cam.lock:
+            out = handler(self.server, cam, v)
+        return 200, S.envelope(out), None
+
+
+# ---------------------------------------------------------------- operations
+def _host(srv):
+    return srv.server_address[0]
+
+
+def op_get_capabilities(srv, cam, v):
+    cats = set(v.get("Category") or ["All"])
+    ptz_absent = cam.cfg.get("ptz") == "absent"
+    if "All" in cats:
+        cats = {"Device", "Media"} | (set() if ptz_absent else {"PTZ"})
+    if cats - {"Device", "Media", "PTZ"} or ("PTZ" in cats and ptz_absent):
+        raise SoapFault("ActionNotSupported/NoSuchService", "Requested category not available",
+                        "Receiver")
+    parts = []
+    if "Device" in cats:
+        sysc = S.el("tt:System", *[S.el("tt:" + k, False) for k in (
+            "DiscoveryResolve", "DiscoveryBye", "RemoteDiscovery", "SystemBackup",
+            "SystemLogging", "FirmwareUpgrade")],
+            S.el("tt:SupportedVersions", S.el("tt:Major", 2), S.el("tt:Minor", 40)),
+            S.el("tt:SupportedVersions", S.el("tt:Major", 2), S.el("tt:Minor", 20)))
+        sec = S.el("tt:Security", *[S.el("tt:" + k, False) for k in (
+            "TLS1.1", "TLS1.2", "OnboardKeyGeneration", "AccessPolicyConfig",
+            "X.509Token", "SAMLToken", "KerberosToken", "RELToken")])
+        parts.append(S.el("tt:Device", S.el("tt:XAddr", srv.base + "/onvif/device_service"),
+                          S.el("tt:Network", S.el("tt:IPFilter", False),
+                               S.el("tt:ZeroConfiguration", False),
+                               S.el("tt:IPVersion6", False), S.el("tt:DynDNS", False)),
+                          sysc,
+                          S.el("tt:IO", S.el("tt:InputConnectors", 0), S.el("tt:RelayOutputs", 0)),
+                          sec))
+    if "Media" in cats:
+        parts.append(S.el("tt:Media", S.el("tt:XAddr", srv.base + "/onvif/media_service"),
+                          S.el("tt:StreamingCapabilities", S.el("tt:RTPMulticast", False),
+                               S.el("tt:RTP_TCP", True), S.el("tt:RTP_RTSP_TCP", True))))
+    if "PTZ" in cats:
+        xaddr = srv.base + "/onvif/ptz_service" if cam.cfg.get("ptz") == "present" else ""
+        parts.append(S.el("tt:PTZ", S.el("tt:XAddr", xaddr)))
+    return S.el("tds:GetCapabilitiesResponse", S.el("tds:Capabilities", *parts))
+
+
+def op_device_info(srv, cam, v):
+    c = cam.cfg
+    return S.el("tds:GetDeviceInformationResponse",
+                S.el("tds:Manufacturer", c["manufacturer"]), S.el("tds:Model", c["model"]),
+                S.el("tds:FirmwareVersion", c.get("firmware", "1.0")),
+                S.el("tds:SerialNumber", c.get("serial", "0")),
+                S.el("tds:HardwareId", c.get("hardware_id", "0")))
+
+
+def op_reboot(srv, cam, v):
+    cam.reboots += 1
+    return S.el("tds:SystemRebootResponse",
+                S.el("tds:Message", cam.cfg.get("reboot_message") or "Rebooting"))
+
+
+def op_get_profiles(srv, cam, v):
+    return S.el("trt:GetProfilesResponse",
+                *[S.profile_xml("trt:Profiles", cam, p) for p in cam.profiles])
+
+
+def op_get_profile(srv, cam, v):
+    return S.el("trt:GetProfileResponse",
+                S.profile_xml("trt:Profile", cam, cam.profile(v.get("ProfileToken"))))
+
+
+def op_get_vec(srv, cam, v):
+    return S.el("trt:GetVideoEncoderConfigurationResponse",
+                S.encoder_xml("trt:Configuration", cam.encoder(v.get("ConfigurationToken"))))
+
+
+def op_get_vecs(srv, cam, v):
+    return S.el("trt:GetVideoEncoderConfigurationsResponse",
+                *[S.encoder_xml("trt:Configurations", e) for e in cam.encoders.values()])
+
+
+def op_get_vec_options(srv, cam, v):
+    if v.get("ConfigurationToken"):
+        enc = cam.encoder(v.get("ConfigurationToken"))
+    elif v.get("ProfileToken"):
+        enc = cam.profile(v.get("ProfileToken"))["encoder"]
+    else:
+        enc = next(iter(cam.encoders.values()))
+    return S.el("trt:GetVideoEncoderConfigurationOptionsResponse", S.options_xml(enc))
+
+
+def op_set_vec(srv, cam, v):
+    cam.set_encoder(v)
+    return S.el("trt:SetVideoEncoderConfigurationResponse")
+
+
+def op_stream_uri(srv, cam, v):
+    p = cam.profile(v.get("ProfileToken"))
+    if v.get("Stream") not in ("RTP-Unicast", "RTP-Multicast") or \
+            v.get("Protocol") not in ("UDP", "TCP", "RTSP", "HTTP"):
+        raise SoapFault("InvalidArgVal/InvalidStreamSetup",
+                        "Unsupported stream setup %s/%s" % (v.get("Stream"), v.get("Protocol")))
+    uri = p["uri"].replace("{host}", _host(srv)).replace("{port}", str(srv.server_address[1]))
+    return S.el("trt:GetStreamUriResponse",
+                S.el("trt:MediaUri", S.el("tt:Uri", uri), S.el("tt:InvalidAfterConnect", False),
+                     S.el("tt:InvalidAfterReboot", False), S.el("tt:Timeout", "PT0S")))
+
+
+def op_get_nodes(srv, cam, v):
+    return S.el("tptz:GetNodesResponse", *[S.node_xml("tptz:PTZNode", n) for n in cam.nodes])
+
+
+def op_get_node(srv, cam, v):
+    return S.el("tptz:GetNodeResponse", S.node_xml("tptz:PTZNode", cam.node(v.get("NodeToken"))))
+
+
+def op_continuous_move(srv, cam, v):
+    node = cam.node(cam.ptz_profile(v.get("ProfileToken"))["ptz_node"])
+    for key, rng in (("pan", "velocity_x"), ("tilt", "velocity_y"), ("zoom", "velocity_zoom")):
+        r = node.get(rng)
+        val = v.get(key)
+        if val is None:
+            continue
+        if r is None or not r[0] - 1e-6 <= val <= r[1] + 1e-6:
+            raise SoapFault("InvalidArgVal/InvalidVelocity",
+                            "%s velocity %s outside %s" % (key, val, r))
+    cam.moving = {k: v.get(k) for k in ("pan", "tilt", "zoom")}
+    return S.el("tptz:ContinuousMoveResponse")
+
+
+def _stop(prefix):
+    def op(srv, cam, v):
+        cam.ptz_profile(v.get("ProfileToken"))
+        cam.moving = None
+        return S.el(prefix + ":StopResponse")
+    return op
+
+
+def op_get_presets(srv, cam, v):
+    cam.ptz_profile(v.get("ProfileToken"))
+    return S.el("tptz:GetPresetsResponse", *[S.preset_xml(p) for p in cam.presets])
+
+
+def op_set_preset(srv, cam, v):
+    tok = cam.set_preset(v.get("ProfileToken"), v.get("PresetName"), v.get("PresetToken"))
+    return S.el("tptz:SetPresetResponse", S.el("tptz:PresetToken", tok))
+
+
+def op_goto_preset(srv, cam, v):
+    cam.ptz_profile(v.get("ProfileToken"))
+    pr = cam.preset(v.get("PresetToken"))
+    cam.position = {k: float(pr.get(k, 0.0)) for k in ("pan", "tilt", "zoom")}
+    return S.el("tptz:GotoPresetResponse")
+
+
+def _remove_preset(prefix):
+    def op(srv, cam, v):
+        cam.remove_preset(v.get("ProfileToken"), v.get("PresetToken"))
+        return S.el(prefix + ":RemovePresetResponse")
+    return op
+
+
+HANDLERS = {
+    (S.TDS, "GetCapabilities"): op_get_capabilities,
+    (S.TDS, "GetDeviceInformation"): op_device_info,
+    (S.TDS, "SystemReboot"): op_reboot,
+    (S.TRT, "GetProfiles"): op_get_profiles,
+    (S.TRT, "GetProfile"): op_get_profile,
+    (S.TRT, "GetVideoEncoderConfiguration"): op_get_vec,
+    (S.TRT, "GetVideoEncoderConfigurations"): op_get_vecs,
+    (S.TRT, "GetVideoEncoderConfigurationOptions"): op_get_vec_options,
+    (S.TRT, "SetVideoEncoderConfiguration"): op_set_vec,
+    (S.TRT, "GetStreamUri"): op_stream_uri,
+    (S.TPTZ, "GetNodes"): op_get_nodes,
+    (S.TPTZ, "GetNode"): op_get_node,
+    (S.TPTZ, "ContinuousMove"): op_continuous_move,
+    (S.TPTZ, "Stop"): _stop("tptz"),
+    (S.TPTZ, "GetPresets"): op_get_presets,
+    (S.TPTZ, "SetPreset"): op_set_preset,
+    (S.TPTZ, "GotoPreset"): op_goto_preset,
+    (S.TPTZ1, "Stop"): _stop("tptz1"),
+    (S.TPTZ, "RemovePreset"): _remove_preset("tptz"),
+    (S.TPTZ1, "RemovePreset"): _remove_preset("tptz1"),
+}
+
+
+def banner(srv, cam, out=sys.stdout):
+    c = cam.cfg
+    lines = ["camsim serving %s (device, media and PTZ on every path)" % srv.base,
+             "  camera : %s %s, firmware %s, serial %s" % (
+                 c["manufacturer"], c["model"], c.get("firmware"), c.get("serial")),
+             "  users  : %s; auth %s%s%s" % (
+                 ", ".join(sorted(c.get("users") or {})) or "(none)",
+                 "required" if c.get("auth_required", True) else "optional",
+                 ", exempt: " + ", ".join(c["auth_exempt"]) if c.get("auth_exempt") else "",
+                 ", reused nonces rejected" if c.get("reject_reused_nonce") else "")]
+    for p in cam.profiles:
+        e = p["encoder"]
+        uri = p["uri"].replace("{host}", _host(srv)).replace("{port}", str(srv.server_address[1]))
+        lines.append("  profile %s (%s): encoder %s %s %dx%d q=%s %dfps %dkbit/s%s, %s%s" % (
+            p["token"], p["name"], e.token, e.encoding, e.width, e.height, S.num(e.quality),
+            e.fps, e.bitrate, " gov=%d" % e.h264["gov"] if e.h264 else "", uri,
+            ", PTZ node " + p["ptz_node"] if p["ptz_node"] and cam.has_ptz else ""))
+    ptz = c.get("ptz")
+    lines.append("  PTZ    : capability %s%s; nodes %s; presets %s" % (
+        ptz, " (" + srv.base + "/onvif/ptz_service)" if ptz == "present" else "",
+        ", ".join(n["token"] for n in cam.nodes) or "none",
+        ", ".join("%s=%s" % (p["token"], p.get("name")) for p in cam.presets) or "none"))
+    for key in ("faults", "delays", "no_answer"):
+        if c.get(key):
+            lines.append("  %-7s: %s" % (key, json.dumps(c[key])))
+    print("\n".join(lines), file=out, flush=True)
