@@ -139,7 +139,7 @@ class Handler(BaseHTTPRequestHandler):
         srv = self.server
         cam = srv.camera
         raw = self.read_body()
-        entry = {"seq": 0, "time": round(time.time(), 3), "op": None, "ns": None,
+        entry = {"seq": 0, "time": round(time.time(), 3), "op": "", "ns": "",
                  "path": self.path, "action": soap_action(self.headers),
                  "token": "none", "auth": "none", "user": None, "answer": "ok",
                  "values": {}, "body": raw.decode("utf-8", "replace")}
