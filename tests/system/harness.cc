@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -102,6 +103,23 @@ void ProcessGroup::kill_all() {
     if (reaped == 0) sleep_ms(5);
   }
   leader_ = -1;
+}
+
+namespace {
+int port_lock_fd = -1;
+int port_lock_holders = 0;
+}  // namespace
+
+PortLock::PortLock() {
+  if (port_lock_holders++ > 0) return;
+  port_lock_fd = open("/tmp/vantel-test-port-1997.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  if (port_lock_fd >= 0) flock(port_lock_fd, LOCK_EX);
+}
+
+PortLock::~PortLock() {
+  if (--port_lock_holders > 0 || port_lock_fd < 0) return;
+  close(port_lock_fd);  // releases the lock
+  port_lock_fd = -1;
 }
 
 Daemon::Daemon(const std::string& binary, const std::vector<std::string>& env)

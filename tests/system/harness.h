@@ -36,6 +36,16 @@ class ProcessGroup {
   int leader_status_ = -1;
 };
 
+// Holds port 1997 for this process: test runs from several build trees on
+// one machine take turns instead of talking to each other's daemon.
+class PortLock {
+ public:
+  PortLock();
+  ~PortLock();
+  PortLock(const PortLock&) = delete;
+  PortLock& operator=(const PortLock&) = delete;
+};
+
 // The daemon under test, serving port 1997.
 class Daemon {
  public:
@@ -46,6 +56,7 @@ class Daemon {
   int parent_exit_status() { return parent_status_; }
 
  private:
+  PortLock port_lock_;
   std::string log_path_;
   ProcessGroup group_;
   int parent_status_ = -1;
