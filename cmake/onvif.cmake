@@ -1,0 +1,49 @@
+# The camera-service client bindings (generated into src/onvif by
+# scripts/generate-onvif.sh) plus gSOAP's WS-Security plugin, built as one
+# static library `onvif`.
+#
+# Everything that includes stdsoap2.h must see the same WITH_* flags as
+# Debian's libgsoapssl++ was built with, because they change the layout of
+# struct soap.  Those flags come from pkg-config and are PUBLIC here, so
+# every target linking `onvif` gets exactly them.
+
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(GSOAPSSL REQUIRED IMPORTED_TARGET gsoapssl++)
+find_package(OpenSSL REQUIRED)
+find_package(ZLIB REQUIRED)
+
+set(VANTEL_GSOAP_SHARE /usr/share/gsoap CACHE PATH
+    "gSOAP's shared sources (Debian package gsoap): plugin/ and custom/")
+
+# Used straight from the gsoap package, never copied into the tree.  They
+# are C files that include the C++ soapH.h, so they are built as C++.
+set(VANTEL_GSOAP_PLUGIN_SOURCES
+  ${VANTEL_GSOAP_SHARE}/plugin/wsseapi.c
+  ${VANTEL_GSOAP_SHARE}/plugin/smdevp.c
+  ${VANTEL_GSOAP_SHARE}/plugin/mecevp.c
+  # WS-Security brings SAML types whose xsd:dateTime is a struct timeval.
+  ${VANTEL_GSOAP_SHARE}/custom/struct_timeval.c)
+foreach(src IN LISTS VANTEL_GSOAP_PLUGIN_SOURCES)
+  if(NOT EXISTS ${src})
+    message(FATAL_ERROR "${src} missing: apt-get install gsoap")
+  endif()
+endforeach()
+set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES} PROPERTIES LANGUAGE CXX)
+
+file(GLOB VANTEL_ONVIF_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/../src/onvif/*.cpp)
+
+add_library(onvif STATIC ${VANTEL_ONVIF_SOURCES} ${VANTEL_GSOAP_PLUGIN_SOURCES})
+target_include_directories(onvif PUBLIC
+  ${CMAKE_CURRENT_LIST_DIR}/../src/onvif
+  ${VANTEL_GSOAP_SHARE}/plugin
+  ${VANTEL_GSOAP_SHARE}/custom
+  ${VANTEL_GSOAP_SHARE})
+# PkgConfig::GSOAPSSL carries the WITH_* definitions as PUBLIC usage
+# requirements along with the library.
+target_link_libraries(onvif PUBLIC PkgConfig::GSOAPSSL OpenSSL::SSL OpenSSL::Crypto ZLIB::ZLIB)
+# libgsoapssl++ calls back into the generated serializers (faults, SOAP
+# header), so the archive must be searched again after the runtime on the
+# link line; otherwise a program that uses only runtime calls fails to link.
+target_link_libraries(onvif INTERFACE "$<TARGET_FILE:onvif>")
+# Generated and third-party code: its warnings are not ours to fix.
+target_compile_options(onvif PRIVATE -w)
