@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -139,6 +140,11 @@ Daemon::Daemon(const std::string& binary, const std::vector<std::string>& env)
   ADD_FAILURE() << "daemon did not open port 1997; log:\n" << log();
 }
 
+Daemon::~Daemon() {
+  group_.kill_all();
+  if (::testing::Test::HasFailure()) fprintf(stderr, "---- daemon output ----\n%s\n----\n", log().c_str());
+}
+
 bool Daemon::wait_for_log(const std::string& text, int timeout_ms) const {
   const auto end = Clock::now() + std::chrono::milliseconds(timeout_ms);
   do {
@@ -255,6 +261,11 @@ Camsim::Camsim(const nlohmann::json& config, const std::string& profile)
     sleep_ms(20);
   }
   ADD_FAILURE() << "camsim did not start; log:\n" << log();
+}
+
+Camsim::~Camsim() {
+  group_.kill_all();
+  if (::testing::Test::HasFailure()) fprintf(stderr, "---- camsim output ----\n%s\n----\n", log().c_str());
 }
 
 std::vector<nlohmann::json> Camsim::record() const {

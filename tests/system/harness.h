@@ -50,6 +50,9 @@ class PortLock {
 class Daemon {
  public:
   explicit Daemon(const std::string& binary = VANTEL_BIN, const std::vector<std::string>& env = {});
+  // Shows the daemon's output when the test failed: a sanitizer report or
+  // an unexpected line is usually the whole story.
+  ~Daemon();
   std::string log() const { return read_text(log_path_); }
   // Waits until the log contains `text`; true when it did in time.
   bool wait_for_log(const std::string& text, int timeout_ms = 5000) const;
@@ -94,6 +97,7 @@ class Camsim {
   // `config` is merged over the built-in camera `profile`.
   explicit Camsim(const nlohmann::json& config = nlohmann::json::object(),
                   const std::string& profile = "default");
+  ~Camsim();
   int port() const { return port_; }
   // Every request received so far, in order.
   std::vector<nlohmann::json> record() const;
