@@ -1,8 +1,16 @@
-// Not built yet: answers the failure value and touches nothing.
+// Camera reboot: ask the camera to restart. Once its capabilities were read
+// the command counts as done, whatever the camera says to the reboot.
 #include "command/handlers.h"
+#include "setup/setup_calls.h"
 
 namespace vantel {
 
-int32_t handle_reboot(uint8_t*) { return 0; }
+int32_t handle_reboot(uint8_t* payload) {
+  OnvifSession session(camera_from_request(payload));
+  if (session.get_capabilities() != SOAP_OK) return 0;
+  system_reboot(session);
+  session.end();
+  return 1;
+}
 
 }  // namespace vantel

@@ -1,8 +1,83 @@
-// Not built yet: answers the failure value and touches nothing.
+// Camera registration: identify the camera, then set up its recording
+// stream (profile 0) and its network stream (profile 1), reporting both in
+// the result block. The XR-410 and XR-520 are only read, never changed.
+#include <cstdio>
+#include <string>
+
 #include "command/handlers.h"
+#include "setup/registration_streams.h"
+#include "stream/media_calls.h"
+#include "stream/profile_reader.h"
+#include "stream/profile_tokens.h"
+#include "stream/result_block.h"
 
 namespace vantel {
+namespace {
 
-int32_t handle_camera_setting(uint8_t*) { return 0; }
+// These models keep the streams they come with: both are read through the
+// profile stream reader, each on a working copy of the context. The
+// XR-520's second stream is its third profile.
+int32_t read_fixed_streams(OnvifSession& session, const _trt__GetProfilesResponse& profiles,
+                           const std::string& model, uint8_t* payload) {
+  const size_t second_index = model == "XR-520" ? 2 : 1;
+  int first = 0;
+  {
+    struct soap copy(*session.soap());
+    first = read_profile_stream(session, &copy, profiles, 0, session.media_address(), payload);
+  }
+  if (first == 0) return 0;
+  int second = 0;
+  {
+    struct soap copy(*session.soap());
+    second = read_profile_stream(session, &copy, profiles, second_index, session.media_address(), payload);
+  }
+  ResultBlockView(payload).set_u8(block::kSetupState, 2);
+  return second != 0 ? 1 : 0;
+}
+
+}  // namespace
+
+int32_t handle_camera_setting(uint8_t* payload) {
+  ResultBlockView block(payload);
+  uint8_t requested_codec = block.u8(block::kSecondCodec);
+  if (requested_codec == kCodecUnknown) {
+    requested_codec = kCodecJpeg;
+    block.set_u8(block::kSecondCodec, requested_codec);
+  }
+
+  OnvifSession session(camera_from_block(payload));
+  if (session.add_token() != SOAP_OK) return 0;
+  if (session.get_capabilities() != SOAP_OK) return 0;
+
+  MediaService media(session, session.soap(), session.media_address());
+  _trt__GetProfilesResponse profiles;
+  const int listed = media.get_profiles(profiles);
+  // The recorder needs both a recording and a network stream: a camera with
+  // fewer profiles is as unusable as one that does not answer.
+  const ProfileTokens tokens = first_two_profile_tokens(profiles);
+  if (listed != SOAP_OK || !tokens.first || !tokens.second) {
+    puts("IP CAM ERROR, CHECK IP CAMERA !! ");
+    return 0;
+  }
+
+  _tds__GetDeviceInformationResponse device;
+  get_device_information(session, device);
+  // The two labels are crossed on purpose; keep them so.
+  printf("==>> Came\tname (%s) \n", device.Model.c_str());
+  printf("==>> Model  name (%s) \n", device.Manufacturer.c_str());
+  block.set_text(block::kManufacturer, block::kNameFieldSize, device.Manufacturer);
+  block.set_text(block::kModel, block::kNameFieldSize, device.Model);
+
+  if (device.Model == "XR-410" || device.Model == "XR-520") {
+    const int32_t result = read_fixed_streams(session, profiles, device.Model, payload);
+    session.end();
+    return result;
+  }
+
+  const int32_t result = set_up_recording_stream(session, media, *tokens.first, device.Model, block);
+  set_up_network_stream(session, media, *tokens.second, requested_codec, block);
+  session.end();
+  return result;
+}
 
 }  // namespace vantel
