@@ -101,8 +101,12 @@ TEST(CommandServer, OneCommandPerConnectionAndOversizedPayloadsStayInTheBuffer) 
   close(fd);
   EXPECT_EQ(kDummyReply, exchange(rifa_request(0x0b060002, 0, {3})).reply);
 
-  const std::string log = daemon.log();
+  // The dummy line follows the close, so the client can be faster than it.
+  const std::string three = "[vantel dummy] \n[Vantel] received data : major(0x0b060002), minor(0x00000000) "
+                            "len : 1 pdata->payload.size : 1, pay_len : 20\n[vantel dummy] \n";
+  ASSERT_TRUE(daemon.wait_for_log(three)) << daemon.log();
   size_t dummies = 0;
+  const std::string log = daemon.log();
   for (size_t at = log.find("[vantel dummy] "); at != std::string::npos; at = log.find("[vantel dummy] ", at + 1)) {
     ++dummies;
   }
