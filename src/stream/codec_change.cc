@@ -1,9 +1,93 @@
-// Not built yet: answers the failure value and touches nothing.
-#include "command/handlers.h"
+// The parts both codec change variants share.
+#include "stream/codec_change.h"
+
+#include <cstdio>
+
+#include "stream/encoder_config.h"
+#include "stream/profile_reader.h"
 
 namespace vantel {
+namespace {
 
-int32_t handle_net_codec_list(uint8_t*) { return 0; }
-int32_t handle_net_codec_explicit(uint8_t*) { return 0; }
+// Their first profile is the network stream; the recording stream sits at
+// profile 1 on the XR-410 and at profile 2 on the XR-520.
+constexpr char kModelXr410[] = "XR-410";
+constexpr char kModelXr520[] = "XR-520";
+constexpr size_t kNetworkProfileIndex = 0;
+constexpr size_t kXr410RecordingIndex = 1;
+constexpr size_t kXr520RecordingIndex = 2;
+
+// One profile stream reader call on its own working copy of the context.
+void read_on_copy(OnvifSession& session, const _trt__GetProfilesResponse& profiles, size_t index,
+                  uint8_t* payload) {
+  struct soap copy(*session.soap());
+  read_profile_stream(session, &copy, profiles, index, session.media_address(), payload);
+}
+
+}  // namespace
+
+bool open_codec_change(OnvifSession& session, ResultBlockView& block,
+                       _trt__GetProfilesResponse& profiles, std::string& model) {
+  if (session.get_capabilities() != SOAP_OK) return false;
+  MediaService media(session, session.soap(), session.media_address());
+  media.get_profiles(profiles);
+  _tds__GetDeviceInformationResponse device;
+  get_device_information(session, device);
+  block.set_text(block::kManufacturer, block::kNameFieldSize, device.Manufacturer);
+  block.set_text(block::kModel, block::kNameFieldSize, device.Model);
+  model = device.Model;
+  return true;
+}
+
+bool keeps_own_encoders(const std::string& model) {
+  return model == kModelXr410 || model == kModelXr520;
+}
+
+void read_streams_unchanged(OnvifSession& session, const _trt__GetProfilesResponse& profiles,
+                            const std::string& model, uint8_t* payload) {
+  read_on_copy(session, profiles, kNetworkProfileIndex, payload);
+  read_on_copy(session, profiles, model == kModelXr520 ? kXr520RecordingIndex : kXr410RecordingIndex,
+               payload);
+}
+
+int requested_bitrate(ResultBlockView& block, size_t bitrate_offset) {
+  if (block.s16(bitrate_offset) == 0) block.set_s16(bitrate_offset, kDefaultBitrate);
+  return block.s16(bitrate_offset);
+}
+
+bool SecondStreamReading::foreign_encoding() const {
+  if (!encoder_read) return false;
+  const tt__VideoEncoding encoding = encoder.Configuration->Encoding;
+  return encoding != tt__VideoEncoding__H264 && encoding != tt__VideoEncoding__JPEG;
+}
+
+void reread_second_stream(MediaService& media, const std::string& profile_token,
+                          const std::string& configuration_token, SecondStreamReading& reading) {
+  media.get_profile(profile_token, reading.profile);
+  reading.encoder_read = media.get_encoder(configuration_token, reading.encoder) == SOAP_OK &&
+                         reading.encoder.Configuration != nullptr;
+}
+
+void store_second_stream(ResultBlockView& block, const SecondStreamReading& reading) {
+  if (reading.encoder_read) {
+    const tt__VideoEncoding encoding = reading.encoder.Configuration->Encoding;
+    if (encoding == tt__VideoEncoding__H264) block.set_u8(block::kSecondCodec, kCodecH264);
+    if (encoding == tt__VideoEncoding__JPEG) block.set_u8(block::kSecondCodec, kCodecJpeg);
+  }
+  if (const tt__VideoEncoderConfiguration* configuration = profile_encoder(reading.profile)) {
+    fill_stream_settings(block, kSecondStream, *configuration);
+  }
+}
+
+void store_second_uri(MediaService& media, const std::string& profile_token, ResultBlockView& block) {
+  _trt__GetStreamUriResponse answer;
+  media.get_stream_uri(profile_token, answer);
+  if (const std::string* uri = answered_uri(answer)) block.set_uri(block::kSecondUri, *uri);
+}
+
+void log_second_stream(const char* prefix, const ResultBlockView& block) {
+  const std::string uri = block.text(block::kSecondUri, block::kUriFieldSize);
+  printf("%s.second rtsp url : %s  codec (%d)\n", prefix, uri.c_str(), block.u8(block::kSecondCodec));
+}
 
 }  // namespace vantel
