@@ -72,8 +72,15 @@ int get_ptz_node(OnvifSession& session, const char* ptz_address, const std::stri
 int system_reboot(OnvifSession& session) {
   _tds__SystemReboot request;
   _tds__SystemRebootResponse answer;
+  // The device service as the camera itself names it; the address we formed
+  // from the command stands in when the answer names none.
+  const tt__Capabilities* capabilities = session.capabilities();
+  const char* address = session.device_address();
+  if (capabilities && capabilities->Device && !capabilities->Device->XAddr.empty()) {
+    address = capabilities->Device->XAddr.c_str();
+  }
   session.add_token();
-  return soap_call___tds__SystemReboot(session.soap(), session.device_address(), nullptr, &request, answer);
+  return soap_call___tds__SystemReboot(session.soap(), address, nullptr, &request, answer);
 }
 
 }  // namespace vantel
