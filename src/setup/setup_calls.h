@@ -41,7 +41,7 @@ int get_ptz_nodes(OnvifSession& session);
 // there is nothing to ask: SOAP_ERR, no call.
 int get_ptz_node(OnvifSession& session, const char* ptz_address, const std::string* node_token);
 
-// SystemReboot at the device service address.
+// SystemReboot at the device service address named by the capabilities.
 int system_reboot(OnvifSession& session);
 
 }  // namespace vantel
