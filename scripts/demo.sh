@@ -21,42 +21,48 @@ ctl() {
   build/vantelctl "$@"
 }
 
-if build/vantelctl raw --major 0 --timeout 2 >/dev/null 2>&1; then
+if build/vantelctl raw --major 0 --hex 00 --timeout 2 >/dev/null 2>&1; then
   echo "demo: something already answers on port 1997; stop it first" >&2
   exit 1
 fi
 
+# The preset list and the stop command's Stop go out on the token of the
+# GetProfiles request before them, which a camera that checks every nonce
+# refuses; this camera, like many, leaves those two operations open.
+echo '{"auth_exempt": ["GetPresets", "Stop"]}' >"$work/camera.json"
 setsid /usr/bin/python3 tools/camsim/camsim --port 0 --port-file "$work/port" \
-  --record "$work/record.jsonl" --profile default >"$work/camsim.log" 2>&1 &
+  --record "$work/record.jsonl" --profile default --config "$work/camera.json" \
+  >"$work/camsim.log" 2>&1 &
 camsim_pg=$!
 setsid build/vantel >"$work/vantel.log" 2>&1 &
 daemon_pg=$!
 
 for _ in $(seq 100); do [ -s "$work/port" ] && break; sleep 0.1; done
 cam_port=$(tr -dc 0-9 < "$work/port")
-for _ in $(seq 100); do build/vantelctl raw --major 0 --timeout 2 >/dev/null 2>&1 && break; sleep 0.1; done
+for _ in $(seq 100); do build/vantelctl raw --major 0 --hex 00 --timeout 2 >/dev/null 2>&1 && break; sleep 0.1; done
 echo "== camsim serves one camera on 127.0.0.1:$cam_port; vantel listens on 1997"
 cam="--camera 127.0.0.1 --camera-port $cam_port --user admin --password admin"
 
 # shellcheck disable=SC2086
 {
-  ctl camera-setting $cam --field second_codec=1
-  ctl stream-info $cam --save-block "$work/block"
-  ctl --json net-codec --block-file "$work/block" --field second_fps=10
+  ctl camera-setting $cam --field second_codec=1 --save-block "$work/block"
+  ctl stream-info $cam
+  ctl --json net-codec --block-file "$work/block"
   ctl ptz-goto $cam --preset 1
   ctl ptz-move $cam --direction 2 --zoom 9
   ctl ptz-stop $cam
+  ctl multiuser $cam --mode 1
   ctl reboot $cam
   ctl raw --major 0x0b060002 --hex 00
 }
 
 echo
-echo "== what the camera received (operation, path, fresh WS-Security token)"
+echo "== what the camera received (operation, path, WS-Security token, answer)"
 /usr/bin/python3 - "$work/record.jsonl" <<'PY'
 import json, sys
 for line in open(sys.argv[1]):
     r = json.loads(line)
-    print(f"  {r.get('op'):36} {r.get('path'):26} token={r.get('token')}")
+    print(f"  {r.get('op'):36} {r.get('path'):24} token={r.get('token'):6} answer={r.get('answer')}")
 PY
 echo
 echo "== vantel's standard output"
