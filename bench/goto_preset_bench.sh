@@ -39,9 +39,9 @@ fi
 # serve it unauthenticated for a goto to get through.
 echo '{"auth_exempt": ["GetPresets"]}' >"$work/camera.json"
 setsid /usr/bin/python3 "$root/tools/camsim/camsim" --port 0 --port-file "$work/port" \
-  --config "$work/camera.json" --record "$work/record.jsonl" --quiet >"$work/camsim.log" 2>&1 &
+  --config "$work/camera.json" --record "$work/record.jsonl" --quiet >"$work/camsim.log" 2>&1 9>&- &
 camsim_pgid=$!
-setsid "$vantel" >"$work/vantel.log" 2>&1 &
+setsid "$vantel" >"$work/vantel.log" 2>&1 9>&- &
 vantel_pgid=$!
 
 for _ in $(seq 100); do

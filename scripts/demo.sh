@@ -9,8 +9,8 @@ work=$(mktemp -d)
 daemon_pg=""
 camsim_pg=""
 cleanup() {
-  [ -n "$daemon_pg" ] && kill -9 -- "-$daemon_pg" 2>/dev/null || true
-  [ -n "$camsim_pg" ] && kill -9 -- "-$camsim_pg" 2>/dev/null || true
+  [ -n "$daemon_pg" ] && kill -9 "-$daemon_pg" 2>/dev/null || true
+  [ -n "$camsim_pg" ] && kill -9 "-$camsim_pg" 2>/dev/null || true
   rm -rf "$work"
 }
 trap cleanup EXIT INT TERM
