@@ -152,14 +152,16 @@ TEST(CodecChangeList, RetriesARejectedSetOnceAndReportsWhatFailed) {
   reply = change_list(listed_request(stubborn.port()));
   EXPECT_EQ(RIFA_RPL_CODEC_FAIL, reply.minor);
   EXPECT_EQ(opening_and({"GetProfile MainProfile", "GetVideoEncoderConfiguration MainEncoder",
-                         "SetVideoEncoderConfiguration MainEncoder", "SetVideoEncoderConfiguration MainEncoder"}),
+                         "SetVideoEncoderConfiguration MainEncoder",
+                         "SetVideoEncoderConfiguration MainEncoder"}),
             call_trace(stubborn));
   EXPECT_TRUE(printed(log_since(daemon, log_start), "[IP CAMERA SETTING] failed \n"));
 
   // The second stream refuses twice (the first cannot be read, so it is
   // left alone): re-read without a new address, the address the block holds
   // printed at most 50 characters long, and the command still succeeds.
-  Camsim second_stubborn(json{{"faults", {fail_always("GetProfile", "MainProfile"), reject_set("SubEncoder", nullptr)}}});
+  Camsim second_stubborn(
+      json{{"faults", {fail_always("GetProfile", "MainProfile"), reject_set("SubEncoder", nullptr)}}});
   Block request = listed_request(second_stubborn.port());
   const std::string uri50 = "rtsp://old/" + std::string(39, 'o');
   std::copy(uri50.begin(), uri50.end(), request.bytes.begin() + block::kSecondUri);
@@ -168,11 +170,13 @@ TEST(CodecChangeList, RetriesARejectedSetOnceAndReportsWhatFailed) {
   reply = change_list(request);
   log = log_since(daemon, log_start);
   EXPECT_EQ(RIFA_RPL_RESULT, reply.minor);
-  EXPECT_EQ(opening_and({"GetProfile MainProfile", "GetProfile SubProfile", "GetVideoEncoderConfiguration SubEncoder",
+  EXPECT_EQ(opening_and({"GetProfile MainProfile", "GetProfile SubProfile",
+                         "GetVideoEncoderConfiguration SubEncoder",
                          "SetVideoEncoderConfiguration SubEncoder", "SetVideoEncoderConfiguration SubEncoder",
                          "GetProfile SubProfile", "GetVideoEncoderConfiguration SubEncoder"}),
             call_trace(second_stubborn));
-  EXPECT_TRUE(printed(log, ".second rtsp url : " + uri50 + "  codec (1)\nnetwork codec changed failed \n")) << log;
+  EXPECT_TRUE(printed(log, ".second rtsp url : " + uri50 + "  codec (1)\nnetwork codec changed failed \n"))
+      << log;
   EXPECT_EQ(uri50, Block(reply.block).uri_bytes(block::kSecondUri));
 
   // ... and when the camera then still reports an encoding the recorder
@@ -291,7 +295,8 @@ TEST(CodecChangeExplicit, FailuresEndInTheirReplyCodes) {
                                       "SetVideoEncoderConfiguration SubEncoder", "GetProfile SubProfile",
                                       "GetVideoEncoderConfiguration SubEncoder"}),
             std::vector<std::string>(trace.end() - 4, trace.end()));
-  EXPECT_TRUE(printed(log, ".second rtsp url : rtsp://before  codec (1)\nnetwork codec changed failed \n")) << log;
+  EXPECT_TRUE(printed(log, ".second rtsp url : rtsp://before  codec (1)\nnetwork codec changed failed \n"))
+      << log;
 
   // An encoder that cannot be read is left alone; a second stream that
   // cannot be read ends the command without failure.
@@ -299,7 +304,8 @@ TEST(CodecChangeExplicit, FailuresEndInTheirReplyCodes) {
                                      fail_always("GetProfile", "SubProfile")}}});
   reply = change_explicit(Block(unreadable.port()));
   EXPECT_EQ(RIFA_RPL_RESULT, reply.minor);
-  EXPECT_EQ(opening_and({"GetProfile MainProfile", "GetVideoEncoderConfiguration MainEncoder", "GetProfile SubProfile"}),
+  EXPECT_EQ(opening_and({"GetProfile MainProfile", "GetVideoEncoderConfiguration MainEncoder",
+                         "GetProfile SubProfile"}),
             call_trace(unreadable));
 
   // Refused capabilities: the request comes back as sent, as a failure.

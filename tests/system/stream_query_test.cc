@@ -76,7 +76,8 @@ TEST(StreamQuery, FillsBothStreamsAndLeavesEveryOtherByteOfTheRequest) {
   EXPECT_NE(std::string::npos,
             log_since(daemon, log_start)
                 .find("ip (127.0.0.1) port (" + std::to_string(camera.port()) +
-                      ") soap state(1) version(2) \nSend data : major(0x0b060004), minor(0x0b061001) size(480) \n"))
+                      ") soap state(1) version(2) \n"
+                      "Send data : major(0x0b060004), minor(0x0b061001) size(480) \n"))
       << log_since(daemon, log_start);
 
   // Camera text the fields cannot hold: URIs of 49, 50 and 80 characters,
@@ -169,7 +170,8 @@ TEST(StreamQuery, ChoosesTheProfilePairByTheFirstProfilesToken) {
   ResultBlockView got = reply.view();
   EXPECT_EQ((std::vector<std::string>{"Profile1", "Profile2"}), profile_calls(profile1));
   EXPECT_EQ(3, got.s32(block::kStatus));
-  for (size_t offset : {block::kSecondWidth, block::kSecondHeight, block::kSecondQuality, block::kSecondBitrate}) {
+  for (size_t offset :
+       {block::kSecondWidth, block::kSecondHeight, block::kSecondQuality, block::kSecondBitrate}) {
     EXPECT_EQ(0, got.s16(offset)) << offset;
   }
   EXPECT_EQ(0, got.u8(block::kSecondCodec));
