@@ -50,6 +50,16 @@ void read_streams_unchanged(OnvifSession& session, const _trt__GetProfilesRespon
                payload);
 }
 
+tt__VideoEncoderConfiguration* current_encoder(MediaService& media, const std::string& token,
+                                               _trt__GetProfileResponse& profile,
+                                               _trt__GetVideoEncoderConfigurationResponse& encoder) {
+  if (media.get_profile(token, profile) != SOAP_OK) return nullptr;
+  const tt__VideoEncoderConfiguration* in_profile = profile_encoder(profile);
+  if (in_profile == nullptr) return nullptr;
+  if (media.get_encoder(in_profile->token, encoder) != SOAP_OK) return nullptr;
+  return encoder.Configuration;
+}
+
 int requested_bitrate(ResultBlockView& block, size_t bitrate_offset) {
   if (block.s16(bitrate_offset) == 0) block.set_s16(bitrate_offset, kDefaultBitrate);
   return block.s16(bitrate_offset);

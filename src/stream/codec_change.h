@@ -40,6 +40,14 @@ bool keeps_own_encoders(const std::string& model);
 void read_streams_unchanged(OnvifSession& session, const _trt__GetProfilesResponse& profiles,
                             const std::string& model, uint8_t* payload);
 
+// GetProfile, then GetVideoEncoderConfiguration with the token of the
+// profile's encoder configuration: the configuration as the camera reads it
+// back directly, or nullptr when any step of that fails. Both answers stay
+// with the caller.
+tt__VideoEncoderConfiguration* current_encoder(MediaService& media, const std::string& token,
+                                               _trt__GetProfileResponse& profile,
+                                               _trt__GetVideoEncoderConfigurationResponse& encoder);
+
 // The bit rate the block asks for, a 0 replaced by the default in the block
 // first.
 int requested_bitrate(ResultBlockView& block, size_t bitrate_offset);

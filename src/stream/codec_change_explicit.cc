@@ -13,18 +13,6 @@
 namespace vantel {
 namespace {
 
-// The profile's encoder configuration as the camera reads it back directly;
-// nullptr when any step of that fails.
-tt__VideoEncoderConfiguration* current_encoder(MediaService& media, const std::string& token,
-                                               _trt__GetProfileResponse& profile,
-                                               _trt__GetVideoEncoderConfigurationResponse& encoder) {
-  if (media.get_profile(token, profile) != SOAP_OK) return nullptr;
-  const tt__VideoEncoderConfiguration* in_profile = profile_encoder(profile);
-  if (in_profile == nullptr) return nullptr;
-  if (media.get_encoder(in_profile->token, encoder) != SOAP_OK) return nullptr;
-  return encoder.Configuration;
-}
-
 void change_first_stream(MediaService& media, const std::optional<std::string>& token,
                          ResultBlockView& block) {
   if (!token) return;

@@ -49,14 +49,12 @@ Outcome change_first_stream(MediaService& media, const std::optional<std::string
                             ResultBlockView& block) {
   if (!token) return Outcome::kGoOn;
   _trt__GetProfileResponse profile;
-  if (media.get_profile(*token, profile) != SOAP_OK) return Outcome::kGoOn;
-  const tt__VideoEncoderConfiguration* current = profile_encoder(profile);
-  if (current == nullptr) return Outcome::kGoOn;
   _trt__GetVideoEncoderConfigurationResponse encoder;
-  if (media.get_encoder(current->token, encoder) != SOAP_OK || encoder.Configuration == nullptr) {
-    return Outcome::kGoOn;
-  }
-  tt__VideoEncoderConfiguration& configuration = *encoder.Configuration;
+  tt__VideoEncoderConfiguration* read_back = current_encoder(media, *token, profile, encoder);
+  if (read_back == nullptr) return Outcome::kGoOn;
+  // The size the camera streams now, as its profile shows it.
+  const tt__VideoEncoderConfiguration* current = profile_encoder(profile);
+  tt__VideoEncoderConfiguration& configuration = *read_back;
   struct soap* context = media.context();
 
   // The recording side only takes H.264 from the first stream.
@@ -106,15 +104,11 @@ Outcome change_second_stream(MediaService& media, const std::optional<std::strin
                              ResultBlockView& block) {
   if (!token) return Outcome::kGoOn;
   _trt__GetProfileResponse profile;
-  if (media.get_profile(*token, profile) != SOAP_OK) return Outcome::kGoOn;
-  const tt__VideoEncoderConfiguration* current = profile_encoder(profile);
-  if (current == nullptr) return Outcome::kGoOn;
-  const std::string configuration_token = current->token;
   _trt__GetVideoEncoderConfigurationResponse encoder;
-  if (media.get_encoder(configuration_token, encoder) != SOAP_OK || encoder.Configuration == nullptr) {
-    return Outcome::kGoOn;
-  }
-  tt__VideoEncoderConfiguration& configuration = *encoder.Configuration;
+  tt__VideoEncoderConfiguration* read_back = current_encoder(media, *token, profile, encoder);
+  if (read_back == nullptr) return Outcome::kGoOn;
+  const std::string configuration_token = profile_encoder(profile)->token;
+  tt__VideoEncoderConfiguration& configuration = *read_back;
   struct soap* context = media.context();
 
   if (block.s16(block::kRegH264Capable) == 1) {
