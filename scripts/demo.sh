@@ -26,10 +26,14 @@ if build/vantelctl raw --major 0 --hex 00 --timeout 2 >/dev/null 2>&1; then
   exit 1
 fi
 
-# The preset list and the stop command's Stop go out on the token of the
-# GetProfiles request before them, which a camera that checks every nonce
-# refuses; this camera, like many, leaves those two operations open.
-echo '{"auth_exempt": ["GetPresets", "Stop"]}' >"$work/camera.json"
+# The preset list and the stop command's Stop go out on the security header
+# of the GetProfiles exchange before them, which a camera that checks every
+# request refuses; this camera, like many, leaves those two operations open.
+# Its network stream takes qualities 1..100, as registration asks for 50.
+cat >"$work/camera.json" <<'JSON'
+{"auth_exempt": ["GetPresets", "Stop"],
+ "profiles": [{}, {"encoder": {"options": {"quality_range": [1, 100]}}}]}
+JSON
 setsid /usr/bin/python3 tools/camsim/camsim --port 0 --port-file "$work/port" \
   --record "$work/record.jsonl" --profile default --config "$work/camera.json" \
   >"$work/camsim.log" 2>&1 &
