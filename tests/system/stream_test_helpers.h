@@ -1,6 +1,6 @@
 // Small helpers of the stream query and codec change system tests: result
-// blocks to send, and camsim's record read as a trace of calls. Test thread
-// only.
+// blocks to send, a stream's fields read back, and camsim's record read as a
+// trace of calls. Test thread only.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -12,6 +12,9 @@
 #include "stream/result_block.h"
 
 namespace vantel_test {
+
+using Ints = std::vector<int>;
+using Lines = std::vector<std::string>;
 
 // A 480-byte block naming a camsim camera, with a view to edit it.
 struct Block {
@@ -29,10 +32,18 @@ inline Reply send_block(uint32_t major, uint32_t minor, const Block& block) {
   return parse_reply(exchange(rifa_request(major, minor, block.bytes)));
 }
 
+// Stream `i`'s (0 first, 1 second) fields as {width, height, codec, fps,
+// quality, bitrate}, read at the block's offsets.
+inline Ints stream_fields(vantel::ResultBlockView b, size_t i) {
+  using namespace vantel::block;
+  return {b.s16(kFirstWidth + 4 * i), b.s16(kFirstHeight + 4 * i), b.u8(kFirstCodec + i),
+          b.u8(kFirstFps + i),        b.s16(kFirstQuality + 2 * i), b.s16(kFirstBitrate + 2 * i)};
+}
+
 // Each request camsim received as "Op" or "Op Token" (the profile, encoder
 // configuration or configuration-being-set token it names).
-inline std::vector<std::string> call_trace(const Camsim& camera) {
-  std::vector<std::string> trace;
+inline Lines call_trace(const Camsim& camera) {
+  Lines trace;
   for (const nlohmann::json& entry : camera.record()) {
     std::string line = entry.value("op", "");
     const nlohmann::json& values = entry["values"];
@@ -52,8 +63,5 @@ inline std::vector<nlohmann::json> calls_of(const Camsim& camera, const std::str
   }
   return found;
 }
-
-// The daemon's output from `from` on: what one command printed.
-inline std::string log_since(const Daemon& daemon, size_t from) { return daemon.log().substr(from); }
 
 }  // namespace vantel_test
