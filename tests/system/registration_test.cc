@@ -10,15 +10,20 @@
 
 #include "command/rifa.h"
 #include "harness.h"
+#include "setup_test_helpers.h"
 #include "stream/result_block.h"
 
 namespace vantel_test {
 namespace {
 
 using namespace vantel;
+using namespace vantel::block;
 using nlohmann::json;
+using Sizes = std::vector<std::pair<int, int>>;
 
 constexpr uint8_t kUntouched = 0x5a;
+const std::string kRefused = "ter:InvalidArgVal/ter:ConfigModify";
+const std::string kSubUri = "rtsp://127.0.0.1:8554/live/sub";
 
 // A registration request whose every byte but the camera's address and
 // credentials holds a pattern, so that what the handler wrote (or cleared)
@@ -26,10 +31,10 @@ constexpr uint8_t kUntouched = 0x5a;
 std::vector<uint8_t> registration_request(int port, uint8_t second_codec) {
   std::vector<uint8_t> bytes = block_request(port, "admin", "admin");
   for (size_t i = 0; i < bytes.size(); ++i) {
-    if (i < block::kCameraIp || i >= block::kPassword + kCredentialSize) bytes[i] = kUntouched;
+    if (i < kCameraIp || i >= kPassword + kCredentialSize) bytes[i] = kUntouched;
   }
-  bytes[block::kStatus] = bytes[block::kStatus + 1] = bytes[block::kStatus + 2] = bytes[block::kStatus + 3] = 0;
-  bytes[block::kSecondCodec] = second_codec;
+  std::memset(bytes.data() + kStatus, 0, 4);
+  bytes[kSecondCodec] = second_codec;
   return bytes;
 }
 
@@ -37,353 +42,248 @@ Reply register_camera(const std::vector<uint8_t>& request) {
   return parse_reply(exchange(rifa_request(RIFA_CMD_CAMERA_SETTING, 0, request)));
 }
 
-// What the last command printed, from the line after its "received data"
-// line to the end of the log (the server's "Send data" line included).
-std::string last_command_output(const Daemon& daemon) {
-  const std::string log = daemon.log();
-  const size_t received = log.rfind("[Vantel] received data");
-  if (received == std::string::npos) return "";
-  return log.substr(log.find('\n', received) + 1);
-}
+// A big-endian field of the block and the value it should hold.
+struct Field {
+  size_t offset;
+  int width;
+  int32_t value;
+};
 
-// Each request as "Op Token" (profile, configuration or set token, if any).
-std::vector<std::string> trace(const Camsim& camera) {
-  std::vector<std::string> lines;
-  for (const json& entry : camera.record()) {
-    std::string line = entry.value("op", "");
-    for (const char* key : {"ProfileToken", "ConfigurationToken", "NodeToken", "token"}) {
-      if (entry["values"].contains(key)) line += " " + entry["values"][key].get<std::string>();
-    }
-    lines.push_back(line);
+void put(std::vector<uint8_t>& bytes, const std::vector<Field>& fields) {
+  for (const Field& f : fields) {
+    for (int i = 0; i < f.width; ++i) bytes.at(f.offset + i) = uint8_t(uint32_t(f.value) >> 8 * (f.width - 1 - i));
   }
-  return lines;
 }
 
-std::vector<json> requests_of(const Camsim& camera, const std::string& op) {
-  std::vector<json> found;
-  for (const json& entry : camera.record()) {
-    if (entry.value("op", "") == op) found.push_back(entry);
-  }
-  return found;
+// Byte by byte, so that a failure names the offset.
+void expect_block(const std::vector<uint8_t>& want, const std::vector<uint8_t>& block) {
+  ASSERT_EQ(kResultBlockSize, block.size());
+  for (size_t i = 0; i < want.size(); ++i) EXPECT_EQ(want[i], block[i]) << "offset " << i;
 }
 
-std::vector<std::pair<int, int>> options_of(const std::vector<uint8_t>& bytes, size_t table) {
+// The fields hold their values; the rest of `block` is not looked at.
+void expect_fields(const std::vector<uint8_t>& block, const std::vector<Field>& fields) {
+  ASSERT_EQ(kResultBlockSize, block.size());
+  std::vector<uint8_t> want = block;
+  put(want, fields);
+  expect_block(want, block);
+}
+
+Sizes padded(Sizes pairs) {
+  pairs.resize(kOptionEntries, {0, 0});
+  return pairs;
+}
+
+Sizes options_of(const std::vector<uint8_t>& bytes, size_t table) {
   ResultBlockView view(const_cast<uint8_t*>(bytes.data()));
-  std::vector<std::pair<int, int>> pairs;
-  for (size_t i = 0; i < block::kOptionEntries; ++i) {
-    pairs.emplace_back(view.option_width(table, i), view.option_height(table, i));
-  }
+  Sizes pairs;
+  for (size_t i = 0; i < kOptionEntries; ++i) pairs.emplace_back(view.option_width(table, i), view.option_height(table, i));
   return pairs;
 }
 
-std::vector<std::pair<int, int>> padded(std::vector<std::pair<int, int>> pairs) {
-  pairs.resize(block::kOptionEntries, {0, 0});
-  return pairs;
-}
-
-json sizes(const std::vector<std::pair<int, int>>& pairs) {
+json sizes(const Sizes& pairs) {
   json list = json::array();
   for (const auto& p : pairs) list.push_back({p.first, p.second});
   return list;
 }
 
 std::string uri_field(const std::vector<uint8_t>& bytes, size_t offset) {
-  return std::string(bytes.begin() + offset, bytes.begin() + offset + block::kUriFieldSize);
+  return std::string(bytes.begin() + offset, bytes.begin() + offset + kUriFieldSize);
+}
+
+// The first two lines of a registration that got past the profile list, the
+// last two of one that read both streams, and the server's reply line.
+std::string names(const std::string& model, const std::string& maker = "Kestrel Optics") {
+  return "==>> Came\tname (" + model + ") \n==>> Model  name (" + maker + ") \n";
+}
+const std::string kCodecs = "jpeg enable \nh.264 enable \n";
+std::string sent(bool ok) {
+  return std::string("Send data : major(0x0b060001), minor(0x0b06100") + (ok ? "2" : "3") + ") size(480) \n";
 }
 
 TEST(Registration, PtzCameraIsSetUpAndReportedInEveryField) {
   Daemon daemon;
   const std::string maker = "Kestrel Optics International Surveillance GmbH";  // over 40 characters
+  const std::string main_uri = "rtsp://127.0.0.1:8554/live/main/recording/stream/with/a/long/path";
   Camsim camera(json::parse(R"({
     "manufacturer": "Kestrel Optics International Surveillance GmbH",
     "profiles": [{"uri": "rtsp://{host}:8554/live/main/recording/stream/with/a/long/path"},
                  {"encoder": {"options": {"quality_range": [0, 60]}}}]})"));
   const std::vector<uint8_t> request = registration_request(camera.port(), kCodecH264);
   const Reply reply = register_camera(request);
-
   EXPECT_EQ(RIFA_CMD_CAMERA_SETTING, reply.major);
   EXPECT_EQ(RIFA_RPL_SETTING_OK, reply.minor);
-  ASSERT_EQ(kResultBlockSize, reply.block.size());
 
+  // Every field registration writes; every other byte as the recorder sent it.
   std::vector<uint8_t> expected = request;
-  ResultBlockView e(expected.data());
-  e.set_s32(block::kStatus, 1);
-  std::memcpy(expected.data() + block::kManufacturer, maker.data(), 39);
-  expected[block::kManufacturer + 39] = 0;
-  std::memcpy(expected.data() + block::kModel, "KPT-2120", 9);
-  const std::string main_uri = "rtsp://127.0.0.1:8554/live/main/recording/stream/with/a/long/path";
-  std::memcpy(expected.data() + block::kFirstUri, main_uri.data(), 50);  // cut, no NUL
-  e.clear(block::kSecondUri, 50);
-  std::memcpy(expected.data() + block::kSecondUri, "rtsp://127.0.0.1:8554/live/sub", 30);
-  e.set_u8(block::kFirstFlag, 5);   // 1920x1080 as read after the first push
-  e.set_u8(block::kSecondFlag, 2);  // 640x480 as read after the codec push
-  e.set_s16(block::kFirstWidth, 1280);
-  e.set_s16(block::kFirstHeight, 720);
-  e.set_s16(block::kSecondWidth, 704);
-  e.set_s16(block::kSecondHeight, 576);
-  e.set_u8(block::kSetupState, 2);
-  e.set_u8(block::kFirstCodec, kCodecH264);
-  e.set_u8(block::kSecondCodec, kCodecH264);
-  e.set_u8(block::kPtzPresent, 1);
-  e.set_u8(block::kReserved275, 0);
-  e.set_u8(block::kFirstFps, 8);
-  e.set_u8(block::kSecondFps, 6);
-  e.set_s16(block::kFirstQuality, 5);
-  e.set_s16(block::kSecondQuality, 3);
-  e.set_s16(block::kFirstBitrate, 4000);
-  e.set_s16(block::kSecondBitrate, 1024);
-  e.set_s16(block::kRegZero, 0);
-  e.set_s16(block::kRegOne, 1);
-  e.set_s16(block::kRegJpegCapable, 1);
-  e.set_s16(block::kRegH264Capable, 1);
-  e.set_range(kFirstStream.fps_range, 1, 25);
-  e.set_range(kSecondStream.fps_range, 1, 15);
-  e.set_range(kSecondStream.quality_range, 0, 60);  // the first stream's stays unwritten
-  e.set_range(kFirstStream.bitrate_range, 2048, 6000);
-  e.set_range(kSecondStream.bitrate_range, 2048, 6000);
-  e.clear(block::kFirstOptions, 2 * block::kOptionTableSize);
-  e.set_option(block::kFirstOptions, 0, 1920, 1080);
-  e.set_option(block::kFirstOptions, 1, 1280, 720);
-  e.set_option(block::kFirstOptions, 2, 704, 576);
-  e.set_option(block::kSecondOptions, 0, 704, 576);
-  e.set_option(block::kSecondOptions, 1, 640, 480);
-  e.set_option(block::kSecondOptions, 2, 352, 288);
-  e.set_option(block::kSecondOptions, 3, 320, 240);
-  for (size_t i = 0; i < kResultBlockSize; ++i) {
-    EXPECT_EQ(expected[i], reply.block[i]) << "offset " << i;
-  }
-
-  const std::vector<std::string> calls = {
-      "GetCapabilities",
-      "GetProfiles",
-      "GetDeviceInformation",
-      "GetProfile MainProfile",
-      "GetNodes",
-      "GetNode PTZNodeMain",
-      "GetVideoEncoderConfiguration MainEncoder",
-      "SetVideoEncoderConfiguration MainEncoder",
-      "GetProfile MainProfile",
-      "GetVideoEncoderConfigurations",
-      "GetVideoEncoderConfigurationOptions MainEncoder",
-      "GetStreamUri MainProfile",
-      "GetVideoEncoderConfiguration MainEncoder",
-      "SetVideoEncoderConfiguration MainEncoder",
-      "GetProfile SubProfile",
-      "GetVideoEncoderConfiguration SubEncoder",
-      "SetVideoEncoderConfiguration SubEncoder",
-      "GetProfile SubProfile",
-      "GetStreamUri SubProfile",
-      "GetVideoEncoderConfigurations",
-      "GetVideoEncoderConfigurationOptions SubProfile",
-      "GetVideoEncoderConfiguration SubEncoder",
-      "SetVideoEncoderConfiguration SubEncoder",
+  put(expected, {{kStatus, 4, 1}, {kFirstFlag, 1, 5} /* 1920x1080 as read after the first push */,
+                 {kSecondFlag, 1, 2} /* 640x480 as read after the codec push */, {kFirstWidth, 2, 1280},
+                 {kFirstHeight, 2, 720}, {kSecondWidth, 2, 704}, {kSecondHeight, 2, 576}, {kSetupState, 1, 2},
+                 {kFirstCodec, 1, kCodecH264}, {kSecondCodec, 1, kCodecH264}, {kPtzPresent, 1, 1},
+                 {kReserved275, 1, 0}, {kFirstFps, 1, 8}, {kSecondFps, 1, 6}, {kFirstQuality, 2, 5},
+                 {kSecondQuality, 2, 3}, {kFirstBitrate, 2, 4000}, {kSecondBitrate, 2, 1024}, {kRegZero, 2, 0},
+                 {kRegOne, 2, 1}, {kRegJpegCapable, 2, 1}, {kRegH264Capable, 2, 1}, {kFpsRange, 2, 1},
+                 {kFpsRange + 2, 2, 25}, {kFpsRange + 4, 2, 1}, {kFpsRange + 6, 2, 15},
+                 {kQualityRange + 4, 2, 0}, {kQualityRange + 6, 2, 60} /* the first stream's stays unwritten */,
+                 {kBitrateRange, 2, 2048}, {kBitrateRange + 2, 2, 6000}, {kBitrateRange + 4, 2, 2048},
+                 {kBitrateRange + 6, 2, 6000}});
+  auto text = [&expected](size_t offset, const std::string& bytes) {
+    std::memcpy(expected.data() + offset, bytes.data(), bytes.size());
   };
-  EXPECT_EQ(calls, trace(camera));
-  for (const json& entry : camera.record()) {
-    EXPECT_EQ("fresh", entry["token"]) << entry["op"];
-    EXPECT_EQ("ok", entry["answer"]) << entry["op"];
+  text(kManufacturer, maker.substr(0, 39) + '\0');
+  text(kModel, std::string("KPT-2120") + '\0');
+  text(kFirstUri, main_uri.substr(0, kUriFieldSize));  // cut, no NUL
+  text(kSecondUri, kSubUri + std::string(kUriFieldSize - kSubUri.size(), '\0'));
+  const Sizes first = padded({{1920, 1080}, {1280, 720}, {704, 576}});
+  const Sizes second = padded({{704, 576}, {640, 480}, {352, 288}, {320, 240}});
+  for (size_t i = 0; i < kOptionEntries; ++i) {
+    put(expected, {{kFirstOptions + 4 * i, 2, first[i].first}, {kFirstOptions + 4 * i + 2, 2, first[i].second},
+                   {kSecondOptions + 4 * i, 2, second[i].first}, {kSecondOptions + 4 * i + 2, 2, second[i].second}});
   }
+  expect_block(expected, reply.block);
+
+  EXPECT_EQ((std::vector<std::string>{
+                "GetCapabilities", "GetProfiles", "GetDeviceInformation", "GetProfile MainProfile", "GetNodes",
+                "GetNode PTZNodeMain", "GetVideoEncoderConfiguration MainEncoder",
+                "SetVideoEncoderConfiguration MainEncoder", "GetProfile MainProfile", "GetVideoEncoderConfigurations",
+                "GetVideoEncoderConfigurationOptions MainEncoder", "GetStreamUri MainProfile",
+                "GetVideoEncoderConfiguration MainEncoder", "SetVideoEncoderConfiguration MainEncoder",
+                "GetProfile SubProfile", "GetVideoEncoderConfiguration SubEncoder",
+                "SetVideoEncoderConfiguration SubEncoder", "GetProfile SubProfile", "GetStreamUri SubProfile",
+                "GetVideoEncoderConfigurations", "GetVideoEncoderConfigurationOptions SubProfile",
+                "GetVideoEncoderConfiguration SubEncoder", "SetVideoEncoderConfiguration SubEncoder"}),
+            trace(camera));
+  for (const json& entry : camera.record()) expect_values(entry, {{"token", "fresh"}, {"answer", "ok"}}, "each");
   EXPECT_EQ("/onvif/device_service", requests_of(camera, "GetNodes").at(0)["path"]);
   EXPECT_EQ("/onvif/ptz_service", requests_of(camera, "GetNode").at(0)["path"]);
 
-  const std::vector<json> sets = requests_of(camera, "SetVideoEncoderConfiguration");
-  ASSERT_EQ(4u, sets.size());
-  auto pushed = [&sets](size_t i, const char* key) { return sets[i]["values"][key]; };
-  // Recording stream: H.264 at 8 fps / 4000 kbit/s, the rest as the camera had it.
-  EXPECT_EQ("H264", pushed(0, "encoding"));
-  EXPECT_EQ(8, pushed(0, "fps"));
-  EXPECT_EQ(4000, pushed(0, "bitrate"));
-  EXPECT_EQ(1920, pushed(0, "width"));
-  EXPECT_EQ(5.0, pushed(0, "quality"));
-  EXPECT_EQ(50, pushed(0, "gov"));
-  // ... then the recordable size nearest to 1280 wide with a GOP of 30.
-  EXPECT_EQ(1280, pushed(1, "width"));
-  EXPECT_EQ(720, pushed(1, "height"));
-  EXPECT_EQ(30, pushed(1, "gov"));
-  EXPECT_EQ(8, pushed(1, "fps"));
-  // Network stream: the requested codec at 6 fps, size and quality kept ...
-  EXPECT_EQ("H264", pushed(2, "encoding"));
-  EXPECT_EQ(6, pushed(2, "fps"));
-  EXPECT_EQ(640, pushed(2, "width"));
-  EXPECT_EQ(3.0, pushed(2, "quality"));
-  // ... then quality 50 at the size nearest to 1280 and a GOP of 1.
-  EXPECT_EQ(50.0, pushed(3, "quality"));
-  EXPECT_EQ(704, pushed(3, "width"));
-  EXPECT_EQ(576, pushed(3, "height"));
-  EXPECT_EQ(1, pushed(3, "gov"));
-  for (const json& set : sets) EXPECT_EQ(true, set["values"]["force_persistence"]);
+  // Recording stream: H.264 at 8 fps / 4000 kbit/s, the rest as the camera had
+  // it; then the recordable size nearest to 1280 wide with a GOP of 30.
+  // Network stream: the requested codec at 6 fps, size and quality kept; then
+  // quality 50 at the size nearest to 1280 and a GOP of 1.
+  const std::pair<const char*, json> persistent = {"force_persistence", true};
+  expect_pushes(camera, {{{"encoding", "H264"}, {"fps", 8}, {"bitrate", 4000}, {"width", 1920}, {"quality", 5.0},
+                          {"gov", 50}, persistent},
+                         {{"width", 1280}, {"height", 720}, {"gov", 30}, {"fps", 8}, persistent},
+                         {{"encoding", "H264"}, {"fps", 6}, {"width", 640}, {"quality", 3.0}, persistent},
+                         {{"quality", 50.0}, {"width", 704}, {"height", 576}, {"gov", 1}, persistent}});
 
-  EXPECT_EQ("==>> Came\tname (KPT-2120) \n"
-            "==>> Model  name (" + maker + ") \n"
-            "[ipcam]. ptz enable \n"
-            "[rec]\trec width(1280) height(720) \n"
-            " changed ==>>\tnet width(704) height(576) \n"
-            "jpeg enable \n"
-            "h.264 enable \n"
-            "Send data : major(0x0b060001), minor(0x0b061002) size(480) \n",
+  EXPECT_EQ(names("KPT-2120", maker) + "[ipcam]. ptz enable \n[rec]\trec width(1280) height(720) \n" +
+                " changed ==>>\tnet width(704) height(576) \n" + kCodecs + sent(true),
             last_command_output(daemon));
 }
 
 TEST(Registration, CamerasThatCannotBeSetUpAreRefusedEarly) {
   Daemon daemon;
-  const std::regex capabilities_failed("GetCapabilities error \\(-?[0-9]+\\)Send data : major\\(0x0b060001\\), "
-                                       "minor\\(0x0b061003\\) size\\(480\\) \n");
   // Nobody listening: a requested codec of 0 still comes back as JPEG.
   Reply unreachable = register_camera(registration_request(0, 0));
   EXPECT_EQ(RIFA_RPL_SETTING_FAIL, unreachable.minor);
-  ASSERT_EQ(kResultBlockSize, unreachable.block.size());
-  EXPECT_EQ(kCodecJpeg, unreachable.block[block::kSecondCodec]);
-  EXPECT_EQ(3, ResultBlockView(unreachable.block.data()).s32(block::kStatus));
-  EXPECT_TRUE(std::regex_match(last_command_output(daemon), capabilities_failed)) << last_command_output(daemon);
+  expect_fields(unreachable.block, {{kSecondCodec, 1, kCodecJpeg}, {kStatus, 4, 3}});
+  EXPECT_TRUE(std::regex_match(last_command_output(daemon),
+                               std::regex("GetCapabilities error \\(-?[0-9]+\\)Send data : major\\(0x0b060001\\), "
+                                          "minor\\(0x0b061003\\) size\\(480\\) \n")))
+      << last_command_output(daemon);
 
-  const std::string refused = "IP CAM ERROR, CHECK IP CAMERA !! \n"
-                              "Send data : major(0x0b060001), minor(0x0b061003) size(480) \n";
+  // No profile list, or one profile only: as unusable as none.
   Camsim no_profiles(json::parse(R"({"faults": [{"op": "GetProfiles", "times": null, "subcode": "ter:Action"}]})"));
-  Reply failed = register_camera(registration_request(no_profiles.port(), 0));
-  EXPECT_EQ(RIFA_RPL_SETTING_FAIL, failed.minor);
-  EXPECT_EQ(refused, last_command_output(daemon));
-  EXPECT_EQ((std::vector<std::string>{"GetCapabilities", "GetProfiles"}), trace(no_profiles));
-
-  // One profile is as unusable as none.
   Camsim one_profile(json::object(), "jpegonly");
-  const std::vector<uint8_t> request = registration_request(one_profile.port(), kCodecH264);
-  Reply single = register_camera(request);
-  EXPECT_EQ(RIFA_RPL_SETTING_FAIL, single.minor);
-  EXPECT_EQ(refused, last_command_output(daemon));
-  EXPECT_EQ((std::vector<std::string>{"GetCapabilities", "GetProfiles"}), trace(one_profile));
-  std::vector<uint8_t> unchanged = request;
-  ResultBlockView(unchanged.data()).set_s32(block::kStatus, 3);
-  EXPECT_EQ(unchanged, single.block);
-}
-
-TEST(Registration, RefusedPushesAreRetriedOnceAfterTheirPause) {
-  Daemon daemon;
-  // Every first attempt refused; the recording stream's second push (GOP 30
-  // beyond the camera's range) and the network stream's (quality 50 beyond
-  // 0..10) are refused every time.
-  Camsim camera(json::parse(R"({
-    "faults": [
-      {"op": "SetVideoEncoderConfiguration", "times": 1, "match": "MainEncoder",
-       "subcode": "ter:InvalidArgVal/ter:ConfigModify"},
-      {"op": "SetVideoEncoderConfiguration", "times": 1, "match": "SubEncoder",
-       "subcode": "ter:InvalidArgVal/ter:ConfigModify"},
-      {"op": "GetNode", "times": null, "subcode": "ter:InvalidArgVal/ter:NoEntity"}],
-    "profiles": [{"encoder": {"gov": 20, "options": {"h264": {"gov_range": [1, 20]}}}}, {}]})"));
-  const Reply reply = register_camera(registration_request(camera.port(), kCodecJpeg));
-  EXPECT_EQ(RIFA_RPL_SETTING_OK, reply.minor);
-  ASSERT_EQ(kResultBlockSize, reply.block.size());
-  ResultBlockView got(const_cast<uint8_t*>(reply.block.data()));
-  EXPECT_EQ(0, got.u8(block::kPtzPresent));
-  // Reported as the camera runs after the retried codec push.
-  EXPECT_EQ(6, got.u8(block::kSecondFps));
-  EXPECT_EQ(1024, got.s16(block::kSecondBitrate));
-  EXPECT_EQ(2, got.u8(block::kSecondFlag));
-  EXPECT_EQ(0, std::memcmp(reply.block.data() + block::kSecondUri, "rtsp://127.0.0.1:8554/live/sub", 31));
-  // The refused size is still the one reported.
-  EXPECT_EQ(704, got.s16(block::kSecondWidth));
-  EXPECT_EQ(576, got.s16(block::kSecondHeight));
-
-  EXPECT_EQ("==>> Came\tname (KPT-2120) \n"
-            "==>> Model  name (Kestrel Optics) \n"
-            "[ipcam]. ptz disable \n"
-            "H.264 Recording setting failed \n"
-            "H.264 Recording setting suc. \n"
-            "[rec]\trec width(1280) height(720) \n"
-            "H.264 Recording setting failed \n"
-            "H.264 Recording setting failed again\n"
-            "codec changed try again \n"
-            "codec changed suc \n"
-            " changed ==>>\tnet width(704) height(576) \n"
-            "net setup failed \n"
-            "jpeg enable \n"
-            "h.264 enable \n"
-            "Send data : major(0x0b060001), minor(0x0b061002) size(480) \n",
-            last_command_output(daemon));
-
-  // Each retry follows its refused push directly; the refused network push
-  // is followed by an options request instead.
-  const std::vector<json> record = camera.record();
-  std::vector<size_t> at;
-  for (size_t i = 0; i < record.size(); ++i) {
-    if (record[i]["op"] == "SetVideoEncoderConfiguration") at.push_back(i);
+  for (const Camsim* camera : {&no_profiles, &one_profile}) {
+    const std::vector<uint8_t> request = registration_request(camera->port(), kCodecH264);
+    Reply refused = register_camera(request);
+    EXPECT_EQ(RIFA_RPL_SETTING_FAIL, refused.minor);
+    EXPECT_EQ("IP CAM ERROR, CHECK IP CAMERA !! \n" + sent(false), last_command_output(daemon));
+    EXPECT_EQ((std::vector<std::string>{"GetCapabilities", "GetProfiles"}), trace(*camera));
+    std::vector<uint8_t> unchanged = request;
+    put(unchanged, {{kStatus, 4, 3}});
+    expect_block(unchanged, refused.block);
   }
-  ASSERT_EQ(7u, at.size());
-  const std::vector<std::string> answers = {"ter:InvalidArgVal/ter:ConfigModify", "ok",
-                                            "ter:InvalidArgVal/ter:ConfigModify", "ter:InvalidArgVal/ter:ConfigModify",
-                                            "ter:InvalidArgVal/ter:ConfigModify", "ok",
-                                            "ter:InvalidArgVal/ter:ConfigModify"};
-  for (size_t k = 0; k < at.size(); ++k) EXPECT_EQ(answers[k], record[at[k]]["answer"]) << "push " << k;
-  for (size_t k : {0, 2, 4}) EXPECT_EQ(at[k] + 1, at[k + 1]) << "retry of push " << k;
-  EXPECT_EQ(record[at[6] + 1]["op"], "GetVideoEncoderConfigurationOptions");
-  EXPECT_EQ(at[6] + 2, record.size());
-  auto gap = [&record, &at](size_t k) { return record[at[k + 1]]["time"].get<double>() - record[at[k]]["time"].get<double>(); };
-  EXPECT_GE(gap(0), 0.9);  // one second
-  EXPECT_LT(gap(2), 0.9);  // 50 milliseconds
-  EXPECT_GE(gap(4), 0.9);  // one second
 }
 
-TEST(Registration, AJpegRecordingStreamTakesItsSizesFromTheH264List) {
+TEST(Registration, RefusedPushesAreRetriedAndTheStreamsReportedAsTheyRun) {
   Daemon daemon;
-  // The recording stream refuses H.264 twice and so is still JPEG when its
-  // sizes are listed: the count comes from the two-entry JPEG list, the
-  // entries from the H.264 list, so 1280x720 (third) is never looked at.
-  // The network stream refuses its codec push twice; it is reported as it
-  // runs anyway.
-  Camsim camera(json::parse(R"({
-    "faults": [
-      {"op": "SetVideoEncoderConfiguration", "times": 2, "match": "MainEncoder",
-       "subcode": "ter:InvalidArgVal/ter:ConfigModify"},
-      {"op": "SetVideoEncoderConfiguration", "times": 2, "match": "SubEncoder",
-       "subcode": "ter:InvalidArgVal/ter:ConfigModify"}],
-    "profiles": [
-      {"encoder": {"encoding": "JPEG", "options": {
-         "jpeg": {"resolutions": [[640, 480], [320, 240]]},
-         "h264": {"resolutions": [[1920, 1080], [704, 576], [1280, 720], [352, 288]]}}}},
-      {"encoder": {"options": {"quality_range": [0, 100]}}}]})"),
-                "noptz");
-  const std::vector<uint8_t> request = registration_request(camera.port(), kCodecH264);
-  const Reply reply = register_camera(request);
-  EXPECT_EQ(RIFA_RPL_SETTING_OK, reply.minor);
-  ASSERT_EQ(kResultBlockSize, reply.block.size());
-  EXPECT_EQ(padded({{1920, 1080}, {704, 576}}), options_of(reply.block, block::kFirstOptions));
-  ResultBlockView got(const_cast<uint8_t*>(reply.block.data()));
-  EXPECT_EQ(704, got.s16(block::kFirstWidth));
-  EXPECT_EQ(576, got.s16(block::kFirstHeight));
-  EXPECT_EQ(0, got.u8(block::kPtzPresent));
-  // The network stream stayed JPEG at 10 fps, 640x480, quality 3.
-  EXPECT_EQ(kCodecJpeg, got.u8(block::kSecondCodec));
-  EXPECT_EQ(10, got.u8(block::kSecondFps));
-  EXPECT_EQ(1024, got.s16(block::kSecondBitrate));
-  EXPECT_EQ(2, got.u8(block::kSecondFlag));
-  EXPECT_EQ(3, got.s16(block::kSecondQuality));
-  EXPECT_EQ(padded({{704, 576}, {640, 480}, {352, 288}, {320, 240}}), options_of(reply.block, block::kSecondOptions));
+  {
+    // Every first attempt refused; the recording stream's second push (GOP 30
+    // beyond the camera's range) and the network stream's (quality 50 beyond
+    // 0..10) are refused every time.
+    Camsim camera(json::parse(R"({
+      "faults": [
+        {"op": "SetVideoEncoderConfiguration", "times": 1, "match": "MainEncoder",
+         "subcode": "ter:InvalidArgVal/ter:ConfigModify"},
+        {"op": "SetVideoEncoderConfiguration", "times": 1, "match": "SubEncoder",
+         "subcode": "ter:InvalidArgVal/ter:ConfigModify"},
+        {"op": "GetNode", "times": null, "subcode": "ter:InvalidArgVal/ter:NoEntity"}],
+      "profiles": [{"encoder": {"gov": 20, "options": {"h264": {"gov_range": [1, 20]}}}}, {}]})"));
+    const Reply reply = register_camera(registration_request(camera.port(), kCodecJpeg));
+    EXPECT_EQ(RIFA_RPL_SETTING_OK, reply.minor);
+    // As the camera runs after the retried codec push; the refused size is still the one reported.
+    expect_fields(reply.block, {{kPtzPresent, 1, 0}, {kSecondFps, 1, 6}, {kSecondBitrate, 2, 1024},
+                                {kSecondFlag, 1, 2}, {kSecondWidth, 2, 704}, {kSecondHeight, 2, 576}});
+    EXPECT_EQ(kSubUri + std::string(kUriFieldSize - kSubUri.size(), '\0'), uri_field(reply.block, kSecondUri));
+    EXPECT_EQ(names("KPT-2120") + "[ipcam]. ptz disable \n" +
+                  "H.264 Recording setting failed \nH.264 Recording setting suc. \n" +
+                  "[rec]\trec width(1280) height(720) \n" +
+                  "H.264 Recording setting failed \nH.264 Recording setting failed again\n" +
+                  "codec changed try again \ncodec changed suc \n" +
+                  " changed ==>>\tnet width(704) height(576) \nnet setup failed \n" + kCodecs + sent(true),
+              last_command_output(daemon));
 
-  const std::vector<json> sets = requests_of(camera, "SetVideoEncoderConfiguration");
-  ASSERT_EQ(7u, sets.size());
-  // Recording: refused twice, then H.264 once more (accepted), then the size.
-  for (size_t k : {0, 1, 2}) EXPECT_EQ("H264", sets[k]["values"]["encoding"]) << k;
-  EXPECT_EQ("ok", sets[2]["answer"]);
-  EXPECT_EQ(704, sets[3]["values"]["width"]);
-  EXPECT_EQ(30, sets[3]["values"]["gov"]);
-  // Network: the H.264 request refused twice, then quality 50 in JPEG.
-  for (size_t k : {4, 5}) EXPECT_EQ("H264", sets[k]["values"]["encoding"]) << k;
-  EXPECT_EQ("JPEG", sets[6]["values"]["encoding"]);
-  EXPECT_EQ(50.0, sets[6]["values"]["quality"]);
-  EXPECT_EQ(nullptr, sets[6]["values"]["gov"]);
-
-  EXPECT_EQ("==>> Came\tname (KBF-2110) \n"
-            "==>> Model  name (Kestrel Optics) \n"
-            "[ipcam] ptz disable \n"
-            "H.264 Recording setting failed \n"
-            "H.264 Recording setting failed again\n"
-            "[rec]\trec width(704) height(576) \n"
-            "codec changed try again \n"
-            "codec changed failed \n"
-            " changed ==>>\tnet width(704) height(576) \n"
-            "jpeg enable \n"
-            "h.264 enable \n"
-            "Send data : major(0x0b060001), minor(0x0b061002) size(480) \n",
-            last_command_output(daemon));
+    // Each retry follows its refused push directly, after a second for each
+    // stream's first push and 50 ms for the recording size; the refused
+    // network push is followed by an options request instead.
+    const std::vector<json> record = camera.record();
+    std::vector<size_t> at;
+    for (size_t i = 0; i < record.size(); ++i) {
+      if (record[i]["op"] == "SetVideoEncoderConfiguration") at.push_back(i);
+    }
+    ASSERT_EQ(7u, at.size());
+    const std::vector<std::string> answers = {kRefused, "ok", kRefused, kRefused, kRefused, "ok", kRefused};
+    for (size_t k = 0; k < at.size(); ++k) EXPECT_EQ(answers[k], record[at[k]]["answer"]) << "push " << k;
+    struct Pause { size_t push; double lowest, highest; };
+    for (const Pause& p : {Pause{0, 0.95, 3.0}, Pause{2, 0.045, 0.9}, Pause{4, 0.95, 3.0}}) {
+      EXPECT_EQ(at[p.push] + 1, at[p.push + 1]) << "retry of push " << p.push;
+      const double pause = record[at[p.push + 1]]["time"].get<double>() - record[at[p.push]]["time"].get<double>();
+      EXPECT_TRUE(pause >= p.lowest && pause < p.highest) << "retry of push " << p.push << " after " << pause << " s";
+    }
+    EXPECT_EQ("GetVideoEncoderConfigurationOptions", record[at[6] + 1]["op"]);
+    EXPECT_EQ(at[6] + 2, record.size());
+  }
+  {
+    // The recording stream refuses H.264 twice and so is still JPEG when its
+    // sizes are listed: the count comes from the two-entry JPEG list, the
+    // entries from the H.264 list, so 1280x720 (third) is never looked at.
+    // The network stream refuses its codec push twice and stays JPEG at
+    // 10 fps, 640x480, quality 3; it is reported as it runs anyway.
+    Camsim camera(json::parse(R"({
+      "faults": [
+        {"op": "SetVideoEncoderConfiguration", "times": 2, "match": "MainEncoder",
+         "subcode": "ter:InvalidArgVal/ter:ConfigModify"},
+        {"op": "SetVideoEncoderConfiguration", "times": 2, "match": "SubEncoder",
+         "subcode": "ter:InvalidArgVal/ter:ConfigModify"}],
+      "profiles": [
+        {"encoder": {"encoding": "JPEG", "options": {
+           "jpeg": {"resolutions": [[640, 480], [320, 240]]},
+           "h264": {"resolutions": [[1920, 1080], [704, 576], [1280, 720], [352, 288]]}}}},
+        {"encoder": {"options": {"quality_range": [0, 100]}}}]})"),
+                  "noptz");
+    const Reply reply = register_camera(registration_request(camera.port(), kCodecH264));
+    EXPECT_EQ(RIFA_RPL_SETTING_OK, reply.minor);
+    EXPECT_EQ(padded({{1920, 1080}, {704, 576}}), options_of(reply.block, kFirstOptions));
+    EXPECT_EQ(padded({{704, 576}, {640, 480}, {352, 288}, {320, 240}}), options_of(reply.block, kSecondOptions));
+    expect_fields(reply.block, {{kFirstWidth, 2, 704}, {kFirstHeight, 2, 576}, {kPtzPresent, 1, 0},
+                                {kSecondCodec, 1, kCodecJpeg}, {kSecondFps, 1, 10}, {kSecondBitrate, 2, 1024},
+                                {kSecondFlag, 1, 2}, {kSecondQuality, 2, 3}});
+    // Recording: refused twice, then H.264 once more (accepted), then the
+    // size. Network: the H.264 request refused twice, then quality 50 in JPEG.
+    const json refused_h264 = {{"encoding", "H264"}, {"answer", kRefused}};
+    expect_pushes(camera, {refused_h264, refused_h264, {{"encoding", "H264"}, {"answer", "ok"}},
+                           {{"width", 704}, {"gov", 30}}, refused_h264, refused_h264,
+                           {{"encoding", "JPEG"}, {"quality", 50.0}, {"gov", nullptr}}});
+    EXPECT_EQ(names("KBF-2110") + "[ipcam] ptz disable \n" +
+                  "H.264 Recording setting failed \nH.264 Recording setting failed again\n" +
+                  "[rec]\trec width(704) height(576) \ncodec changed try again \ncodec changed failed \n" +
+                  " changed ==>>\tnet width(704) height(576) \n" + kCodecs + sent(true),
+              last_command_output(daemon));
+  }
 }
 
 TEST(Registration, SizeTablesKeepTwentyEntriesAndRecordingSizesAreFiltered) {
@@ -391,7 +291,7 @@ TEST(Registration, SizeTablesKeepTwentyEntriesAndRecordingSizesAreFiltered) {
   {
     // No recordable size at all: the recording stream is pushed 0x0. The
     // network stream lists 26 sizes; the 21st, 1280x720, is beyond the table.
-    std::vector<std::pair<int, int>> network;
+    Sizes network;
     for (int i = 0; i < 26; ++i) network.emplace_back(i == 20 ? 1280 : 400 + 10 * i, i == 20 ? 720 : 300);
     json config = json::parse(R"({
       "validate_set": false,
@@ -401,80 +301,58 @@ TEST(Registration, SizeTablesKeepTwentyEntriesAndRecordingSizesAreFiltered) {
     Camsim camera(config);
     const Reply reply = register_camera(registration_request(camera.port(), kCodecJpeg));
     EXPECT_EQ(RIFA_RPL_SETTING_OK, reply.minor);
-    ASSERT_EQ(kResultBlockSize, reply.block.size());
-    EXPECT_EQ(padded({}), options_of(reply.block, block::kFirstOptions));
-    const std::vector<std::pair<int, int>> stored(network.begin(), network.begin() + 20);
-    EXPECT_EQ(stored, options_of(reply.block, block::kSecondOptions));
-    EXPECT_EQ(kUntouched, reply.block[478]);
-    EXPECT_EQ(kUntouched, reply.block[479]);
-    const std::vector<json> sets = requests_of(camera, "SetVideoEncoderConfiguration");
-    ASSERT_EQ(4u, sets.size());
-    EXPECT_EQ(0, sets[1]["values"]["width"]);
-    EXPECT_EQ(0, sets[1]["values"]["height"]);
-    EXPECT_EQ(590, sets[3]["values"]["width"]);  // nearest to 1280 among the twenty kept
+    EXPECT_EQ(padded({}), options_of(reply.block, kFirstOptions));
+    EXPECT_EQ(Sizes(network.begin(), network.begin() + 20), options_of(reply.block, kSecondOptions));
+    expect_fields(reply.block, {{478, 2, kUntouched * 0x101}});
+    // The second network push: the nearest to 1280 among the twenty kept.
+    expect_pushes(camera, {{}, {{"width", 0}, {"height", 0}}, {}, {{"width", 590}}});
     EXPECT_NE(std::string::npos, last_command_output(daemon).find("[rec]\trec width(0) height(0) \n"));
   }
   {
     // Recordable sizes among others, more than twenty of them: the first
     // twenty recordable ones in the camera's order; 1280x720 comes too late.
-    const std::vector<std::pair<int, int>> recordable = {{1920, 1080}, {704, 480}, {704, 576}, {704, 240},
-                                                         {704, 288},   {352, 240}, {352, 288}};
-    const std::vector<std::pair<int, int>> near_misses = {{720, 480}, {640, 480}, {352, 576}, {1920, 1088}};
-    std::vector<std::pair<int, int>> listed, kept;
-    for (int round = 0; round < 3; ++round) {
-      for (size_t i = 0; i < recordable.size(); ++i) {
-        listed.push_back(recordable[i]);
-        if (kept.size() < 20) kept.push_back(recordable[i]);
-        listed.push_back(near_misses[i % near_misses.size()]);
-      }
+    const Sizes recordable = {{1920, 1080}, {704, 480}, {704, 576}, {704, 240}, {704, 288}, {352, 240}, {352, 288}};
+    const Sizes near_misses = {{720, 480}, {640, 480}, {352, 576}, {1920, 1088}};
+    Sizes listed, kept;
+    for (size_t i = 0; i < 3 * recordable.size(); ++i) {
+      listed.push_back(recordable[i % recordable.size()]);
+      if (kept.size() < 20) kept.push_back(recordable[i % recordable.size()]);
+      listed.push_back(near_misses[i % recordable.size() % near_misses.size()]);
     }
     listed.push_back({1280, 720});
     json config = json::parse(R"({"validate_set": false, "profiles": [{"encoder": {"options": {"h264": {}}}}, {}]})");
     config["profiles"][0]["encoder"]["options"]["h264"]["resolutions"] = sizes(listed);
     Camsim camera(config);
     const Reply reply = register_camera(registration_request(camera.port(), kCodecJpeg));
-    ASSERT_EQ(kResultBlockSize, reply.block.size());
-    EXPECT_EQ(kept, options_of(reply.block, block::kFirstOptions));
+    EXPECT_EQ(kept, options_of(reply.block, kFirstOptions));
     const std::vector<json> sets = requests_of(camera, "SetVideoEncoderConfiguration");
     ASSERT_LE(2u, sets.size());
-    EXPECT_EQ(704, sets[1]["values"]["width"]);  // the first of the equally near
-    EXPECT_EQ(480, sets[1]["values"]["height"]);
+    // The first of the equally near.
+    expect_values(sets[1]["values"], {{"width", 704}, {"height", 480}}, "recording size push");
   }
 }
 
-TEST(Registration, ProfileFailuresAndPtzDetection) {
+TEST(Registration, UnreadableProfilesAndModelsReadOtherwise) {
   Daemon daemon;
   {
     // Profile 0 cannot be read: the network stream is still set up.
     Camsim camera(json::parse(R"({"faults": [{"op": "GetProfile", "times": null, "match": "MainProfile",
                                                "subcode": "ter:InvalidArgVal/ter:NoProfile"}]})"));
-    const std::vector<uint8_t> request = registration_request(camera.port(), kCodecJpeg);
-    const Reply reply = register_camera(request);
+    const Reply reply = register_camera(registration_request(camera.port(), kCodecJpeg));
     EXPECT_EQ(RIFA_RPL_SETTING_FAIL, reply.minor);
-    ASSERT_EQ(kResultBlockSize, reply.block.size());
-    EXPECT_EQ(std::string(50, '\0'), uri_field(reply.block, block::kFirstUri));
-    EXPECT_EQ(kUntouched, reply.block[block::kPtzPresent]);
-    EXPECT_EQ(kUntouched, reply.block[block::kFirstCodec]);
-    EXPECT_EQ(kCodecJpeg, reply.block[block::kSecondCodec]);
-    EXPECT_EQ(2, reply.block[block::kSetupState]);
-    EXPECT_EQ((std::vector<std::string>{"GetCapabilities", "GetProfiles", "GetDeviceInformation",
-                                        "GetProfile MainProfile", "GetProfile SubProfile",
-                                        "GetVideoEncoderConfiguration SubEncoder",
-                                        "SetVideoEncoderConfiguration SubEncoder", "GetProfile SubProfile",
-                                        "GetStreamUri SubProfile", "GetVideoEncoderConfigurations",
-                                        "GetVideoEncoderConfigurationOptions SubProfile",
-                                        "GetVideoEncoderConfiguration SubEncoder",
-                                        "SetVideoEncoderConfiguration SubEncoder",
-                                        "GetVideoEncoderConfigurationOptions SubProfile"}),
+    EXPECT_EQ(std::string(50, '\0'), uri_field(reply.block, kFirstUri));
+    expect_fields(reply.block, {{kPtzPresent, 1, kUntouched}, {kFirstCodec, 1, kUntouched},
+                                {kSecondCodec, 1, kCodecJpeg}, {kSetupState, 1, 2}});
+    EXPECT_EQ((std::vector<std::string>{
+                  "GetCapabilities", "GetProfiles", "GetDeviceInformation", "GetProfile MainProfile",
+                  "GetProfile SubProfile", "GetVideoEncoderConfiguration SubEncoder",
+                  "SetVideoEncoderConfiguration SubEncoder", "GetProfile SubProfile", "GetStreamUri SubProfile",
+                  "GetVideoEncoderConfigurations", "GetVideoEncoderConfigurationOptions SubProfile",
+                  "GetVideoEncoderConfiguration SubEncoder", "SetVideoEncoderConfiguration SubEncoder",
+                  "GetVideoEncoderConfigurationOptions SubProfile"}),
               trace(camera));
-    EXPECT_EQ("==>> Came\tname (KPT-2120) \n"
-              "==>> Model  name (Kestrel Optics) \n"
-              "=> Profile 0 Not Find !!! \n"
-              " changed ==>>\tnet width(704) height(576) \n"
-              "net setup failed \n"
-              "jpeg enable \n"
-              "h.264 enable \n"
-              "Send data : major(0x0b060001), minor(0x0b061003) size(480) \n",
+    EXPECT_EQ(names("KPT-2120") + "=> Profile 0 Not Find !!! \n" +
+                  " changed ==>>\tnet width(704) height(576) \nnet setup failed \n" + kCodecs + sent(false),
               last_command_output(daemon));
   }
   {
@@ -483,66 +361,40 @@ TEST(Registration, ProfileFailuresAndPtzDetection) {
     Camsim camera(json::parse(R"({"model": "QF2093-IR",
                                   "faults": [{"op": "GetProfile", "times": null, "match": "SubProfile",
                                               "subcode": "ter:InvalidArgVal/ter:NoProfile"}]})"));
-    const std::vector<uint8_t> request = registration_request(camera.port(), 0);
-    const Reply reply = register_camera(request);
+    const Reply reply = register_camera(registration_request(camera.port(), 0));
     EXPECT_EQ(RIFA_RPL_SETTING_OK, reply.minor);
-    ASSERT_EQ(kResultBlockSize, reply.block.size());
-    EXPECT_EQ(0, reply.block[block::kPtzPresent]);
-    EXPECT_EQ(kCodecJpeg, reply.block[block::kSecondCodec]);
-    EXPECT_EQ(1, reply.block[block::kSetupState]);
-    EXPECT_EQ(0, reply.block[block::kReserved275]);
-    EXPECT_EQ(std::string(50, '\0'), uri_field(reply.block, block::kSecondUri));
-    EXPECT_EQ(kUntouched, reply.block[block::kSecondFps]);
+    expect_fields(reply.block, {{kPtzPresent, 1, 0}, {kSecondCodec, 1, kCodecJpeg}, {kSetupState, 1, 1},
+                                {kReserved275, 1, 0}, {kSecondFps, 1, kUntouched}});
+    EXPECT_EQ(std::string(50, '\0'), uri_field(reply.block, kSecondUri));
     const std::vector<std::string> calls = trace(camera);
-    ASSERT_LE(5u, calls.size());
-    EXPECT_EQ("GetNodes", calls[4]);
-    EXPECT_EQ("GetVideoEncoderConfiguration MainEncoder", calls[5]);
+    ASSERT_LE(6u, calls.size());
+    EXPECT_EQ((std::vector<std::string>{"GetNodes", "GetVideoEncoderConfiguration MainEncoder"}),
+              std::vector<std::string>(calls.begin() + 4, calls.begin() + 6));
     EXPECT_EQ("GetProfile SubProfile", calls.back());
-    EXPECT_EQ("==>> Came\tname (QF2093-IR) \n"
-              "==>> Model  name (Kestrel Optics) \n"
-              "[ipcam] ptz disable \n"
-              "[rec]\trec width(1280) height(720) \n"
-              "=> Profile 1 Not Find !!! \n"
-              "Send data : major(0x0b060001), minor(0x0b061002) size(480) \n",
+    EXPECT_EQ(names("QF2093-IR") + "[ipcam] ptz disable \n[rec]\trec width(1280) height(720) \n" +
+                  "=> Profile 1 Not Find !!! \n" + sent(true),
               last_command_output(daemon));
   }
-}
-
-TEST(Registration, XrModelsAreReadWithTheProfileReaderAndNeverChanged) {
-  Daemon daemon;
-  const std::string names = "==>> Came\tname (%s) \n==>> Model  name (Kestrel Optics) \n";
-  auto lines = [&names](const std::string& model, const char* minor) {
-    std::string text = names;
-    text.replace(text.find("%s"), 2, model);
-    return text + "Send data : major(0x0b060001), minor(" + minor + ") size(480) \n";
-  };
   {
+    // XR models: read with the profile reader and never changed. Profile 0
+    // fills the second stream, profile 1 the first.
     Camsim camera(json::parse(R"({"model": "XR-410"})"));
-    const std::vector<uint8_t> request = registration_request(camera.port(), kCodecH264);
-    const Reply reply = register_camera(request);
+    const Reply reply = register_camera(registration_request(camera.port(), kCodecH264));
     EXPECT_EQ(RIFA_RPL_SETTING_OK, reply.minor);
-    ASSERT_EQ(kResultBlockSize, reply.block.size());
-    ResultBlockView got(const_cast<uint8_t*>(reply.block.data()));
-    // Profile 0 fills the second stream, profile 1 the first.
-    EXPECT_EQ(1920, got.s16(block::kSecondWidth));
-    EXPECT_EQ(25, got.u8(block::kSecondFps));
-    EXPECT_EQ(640, got.s16(block::kFirstWidth));
-    EXPECT_EQ(10, got.u8(block::kFirstFps));
-    EXPECT_EQ(2, got.u8(block::kSetupState));
-    for (size_t offset : {block::kPtzPresent, block::kReserved275, size_t{286}, size_t{287}, size_t{292}, size_t{293}}) {
-      EXPECT_EQ(kUntouched, reply.block[offset]) << "offset " << offset;
-    }
+    expect_fields(reply.block, {{kSecondWidth, 2, 1920}, {kSecondFps, 1, 25}, {kFirstWidth, 2, 640},
+                                {kFirstFps, 1, 10}, {kSetupState, 1, 2}, {kPtzPresent, 1, kUntouched},
+                                {kReserved275, 1, kUntouched}, {kRegZero, 2, kUntouched * 0x101},
+                                {kRegH264Capable, 2, kUntouched * 0x101}});
     EXPECT_EQ((std::vector<std::string>{"GetCapabilities", "GetProfiles", "GetDeviceInformation",
                                         "GetProfile MainProfile", "GetStreamUri MainProfile",
                                         "GetProfile SubProfile", "GetStreamUri SubProfile"}),
               trace(camera));
-    EXPECT_EQ(lines("XR-410", "0x0b061002"), last_command_output(daemon));
+    EXPECT_EQ(names("XR-410") + sent(true), last_command_output(daemon));
   }
   {
     // The XR-520's first stream is its third profile.
     Camsim camera(json::parse(R"({"model": "XR-520", "profile_count": 3})"));
-    const Reply reply = register_camera(registration_request(camera.port(), kCodecH264));
-    EXPECT_EQ(RIFA_RPL_SETTING_OK, reply.minor);
+    EXPECT_EQ(RIFA_RPL_SETTING_OK, register_camera(registration_request(camera.port(), kCodecH264)).minor);
     const std::vector<std::string> calls = trace(camera);
     EXPECT_EQ((std::vector<std::string>{"GetProfile MainProfile", "GetStreamUri MainProfile", "GetProfile Stream3",
                                         "GetStreamUri Stream3"}),
@@ -554,11 +406,9 @@ TEST(Registration, XrModelsAreReadWithTheProfileReaderAndNeverChanged) {
     Camsim camera(json::parse(R"({"model": "XR-520"})"));
     const Reply reply = register_camera(registration_request(camera.port(), kCodecH264));
     EXPECT_EQ(RIFA_RPL_SETTING_FAIL, reply.minor);
-    ASSERT_EQ(kResultBlockSize, reply.block.size());
-    EXPECT_EQ(2, reply.block[block::kSetupState]);
-    EXPECT_EQ(1920, ResultBlockView(const_cast<uint8_t*>(reply.block.data())).s16(block::kSecondWidth));
-    EXPECT_EQ(0u, requests_of(camera, "SetVideoEncoderConfiguration").size());
-    EXPECT_EQ(lines("XR-520", "0x0b061003"), last_command_output(daemon));
+    expect_fields(reply.block, {{kSetupState, 1, 2}, {kSecondWidth, 2, 1920}});
+    EXPECT_TRUE(requests_of(camera, "SetVideoEncoderConfiguration").empty());
+    EXPECT_EQ(names("XR-520") + sent(false), last_command_output(daemon));
   }
 }
 
