@@ -98,7 +98,7 @@ TEST(CodecChangeList, ForcesTheFirstStreamToH264AndFitsTheSecondToTheLists) {
   expect_fields(sets[0], {{"encoding", "H264"}, {"width", 640}});
   expect_fields(sets[1], {{"width", 0}, {"height", 0}, {"fps", 6}, {"bitrate", 4000}});
   expect_fields(sets[2], {{"encoding", "H264"}, {"gov", 1}, {"fps", 15}, {"bitrate", 4000}});
-  ResultBlockView zero_reply = Block(reply.block).view();
+  ResultBlockView zero_reply(reply.block.data());
   EXPECT_EQ(4000, zero_reply.s16(block::kFirstBitrate));
   EXPECT_EQ((Ints{kCodecH264, 15, 4000}), (Ints{zero_reply.u8(block::kSecondCodec), zero_reply.u8(block::kSecondFps),
                                                 zero_reply.s16(block::kSecondBitrate)}));
@@ -137,7 +137,7 @@ TEST(CodecChangeExplicit, SendsTheRequestedSettingsToTheFirstTwoProfiles) {
   expect_fields(sets[0], {{"encoding", "H264"}, {"width", 1280}, {"fps", 25}, {"bitrate", 4000}});
   // Quality 0 is below the lower bound but not above the upper one: sent.
   expect_fields(sets[1], {{"encoding", "H264"}, {"width", 704}, {"quality", 0.0}, {"fps", 10}, {"bitrate", 4000}});
-  ResultBlockView got = Block(reply.block).view();
+  ResultBlockView got(reply.block.data());
   EXPECT_EQ(4000, got.s16(block::kFirstBitrate));
   EXPECT_EQ(77, got.s16(block::kFirstQuality));  // the first stream is not read back
   EXPECT_EQ("rtsp://as-sent", got.text(block::kFirstUri, 50));
@@ -271,7 +271,7 @@ TEST(CodecChange, ModelsThatKeepTheirEncodersAreOnlyRead) {
                          "GetStreamUri SubProfile"}),
             call_trace(xr410));
   for (const json& entry : xr410.record()) EXPECT_EQ("fresh", entry["token"]) << entry["op"];
-  ResultBlockView got = Block(reply.block).view();
+  ResultBlockView got(reply.block.data());
   EXPECT_EQ((Ints{640, 480, kCodecH264, 10, 3, 1024}), stream_fields(got, 0));
   EXPECT_EQ((Ints{1920, 1080, kCodecJpeg, 25, 5, 4096}), stream_fields(got, 1));
   EXPECT_EQ("rtsp://127.0.0.1:8554/live/sub", got.text(block::kFirstUri, 50));

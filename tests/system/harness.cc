@@ -38,6 +38,48 @@ struct BecomeSubreaper {
   BecomeSubreaper() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
 } become_subreaper;
 
+// Process groups alive right now. When the test process dies abnormally (a
+// sanitizer report, a crash, a signal) no destructor runs, so these are
+// killed from the death paths: a daemon left behind would hold port 1997.
+constexpr int kMaxGroups = 16;
+volatile sig_atomic_t live_groups[kMaxGroups];
+
+void kill_live_groups() {
+  for (int i = 0; i < kMaxGroups; ++i) {
+    if (live_groups[i] > 0) kill(-live_groups[i], SIGKILL);
+  }
+}
+
+extern "C" void on_fatal_signal(int signal_number) {
+  kill_live_groups();
+  ::signal(signal_number, SIG_DFL);
+  raise(signal_number);
+}
+
+extern "C" void __sanitizer_set_death_callback(void (*callback)(void)) __attribute__((weak));
+
+struct KillGroupsOnDeath {
+  KillGroupsOnDeath() {
+    for (int s : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTERM, SIGINT}) ::signal(s, on_fatal_signal);
+    if (__sanitizer_set_death_callback) __sanitizer_set_death_callback(kill_live_groups);
+  }
+} kill_groups_on_death;
+
+void remember_group(pid_t leader) {
+  for (int i = 0; i < kMaxGroups; ++i) {
+    if (live_groups[i] == 0) {
+      live_groups[i] = leader;
+      return;
+    }
+  }
+}
+
+void forget_group(pid_t leader) {
+  for (int i = 0; i < kMaxGroups; ++i) {
+    if (live_groups[i] == leader) live_groups[i] = 0;
+  }
+}
+
 }  // namespace
 
 std::string temp_path(const std::string& name) {
@@ -61,6 +103,8 @@ void ProcessGroup::start(const std::vector<std::string>& argv, const std::string
   ASSERT_GE(pid, 0);
   if (pid == 0) {
     setpgid(0, 0);
+    // camsim and the daemon's first half die with us even on SIGKILL.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     const int log = open(log_path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
     dup2(log, 1);
     dup2(log, 2);
@@ -74,6 +118,7 @@ void ProcessGroup::start(const std::vector<std::string>& argv, const std::string
     _exit(127);
   }
   setpgid(pid, pid);
+  remember_group(pid);
   leader_ = pid;
   leader_status_ = -1;
 }
@@ -103,6 +148,7 @@ void ProcessGroup::kill_all() {
     if (reaped < 0 && errno == ECHILD) break;
     if (reaped == 0) sleep_ms(5);
   }
+  forget_group(leader_);
   leader_ = -1;
 }
 
