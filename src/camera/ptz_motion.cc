@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "camera/ptz_session.h"
+#include "camera/working_copy.h"
 #include "camera/zoom_ramp.h"
 #include "command/byte_order.h"
 #include "command/handlers.h"
@@ -119,6 +120,7 @@ int32_t handle_ptz_move(uint8_t* payload) {
     {
       struct soap copy(*ptz.soap());
       move(&copy, ptz, direction, zoom_code);  // its result is not the command's
+      end_working_copy(&copy);
     }
     usleep(kMoveToStopPauseUs);
   }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "camera/ptz_session.h"
+#include "camera/working_copy.h"
 #include "command/byte_order.h"
 #include "command/handlers.h"
 #include "command/rifa.h"
@@ -65,6 +66,7 @@ int32_t handle_ptz_preset(uint8_t* payload) {
     struct soap copy(*ptz.soap());
     ptz.session().add_token(&copy);
     result = soap_call___tptz__SetPreset(&copy, ptz.ptz_address(), nullptr, &request, answer);
+    end_working_copy(&copy);
   }
   ptz.session().end();
   return result;
@@ -86,6 +88,7 @@ int32_t handle_ptz_gotopreset(uint8_t* payload) {
     struct soap copy(*ptz.soap());
     ptz.session().add_token(&copy);
     result = soap_call___tptz__GotoPreset(&copy, ptz.ptz_address(), nullptr, &request, answer);
+    end_working_copy(&copy);
   }
   ptz.session().end();
   return result;
@@ -112,6 +115,7 @@ int32_t handle_ptz_remove_preset(uint8_t* payload) {
     struct soap copy(*ptz.soap());
     ptz.session().add_token(&copy);
     result = soap_call___tptz1__RemovePreset(&copy, ptz.ptz_address(), nullptr, &request, answer);
+    end_working_copy(&copy);
   }
   ptz.session().end();
   return result;

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 
+#include "camera/working_copy.h"
 #include "command/handlers.h"
 #include "setup/registration_streams.h"
 #include "stream/media_calls.h"
@@ -24,12 +25,14 @@ int32_t read_fixed_streams(OnvifSession& session, const _trt__GetProfilesRespons
   {
     struct soap copy(*session.soap());
     first = read_profile_stream(session, &copy, profiles, 0, session.media_address(), payload);
+    end_working_copy(&copy);
   }
   if (first == 0) return 0;
   int second = 0;
   {
     struct soap copy(*session.soap());
     second = read_profile_stream(session, &copy, profiles, second_index, session.media_address(), payload);
+    end_working_copy(&copy);
   }
   ResultBlockView(payload).set_u8(block::kSetupState, 2);
   return second != 0 ? 1 : 0;

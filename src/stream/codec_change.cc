@@ -1,6 +1,8 @@
 // The parts both codec change variants share.
 #include "stream/codec_change.h"
 
+#include "camera/working_copy.h"
+
 #include <cstdio>
 
 #include "stream/encoder_config.h"
@@ -22,6 +24,7 @@ void read_on_copy(OnvifSession& session, const _trt__GetProfilesResponse& profil
                   uint8_t* payload) {
   struct soap copy(*session.soap());
   read_profile_stream(session, &copy, profiles, index, session.media_address(), payload);
+  end_working_copy(&copy);
 }
 
 }  // namespace
