@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "supervision/leak_check.h"
 #include "supervision/threads.h"
 
 int main() {
@@ -20,6 +21,7 @@ int main() {
     exit(0);
   }
   puts("rtsp client create .. \n");
+  vantel::start_leak_check_hook();
   vantel::daemon_start();
   for (;;) sleep(1);
 }

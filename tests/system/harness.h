@@ -57,6 +57,8 @@ class Daemon {
   // Waits until the log contains `text`; true when it did in time.
   bool wait_for_log(const std::string& text, int timeout_ms = 5000) const;
   int parent_exit_status() { return parent_status_; }
+  // The daemon's process group, for signals sent to the daemon itself.
+  pid_t group() const { return group_.leader(); }
 
  private:
   PortLock port_lock_;
