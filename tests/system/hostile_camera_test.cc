@@ -1,0 +1,157 @@
+// Cameras that misbehave on purpose (tests/system/hostile_camera.py), one
+// row each: the reply the recorder gets, how long it took, the daemon's peak
+// resident memory, and that the daemon then serves a command to a good
+// camera. The default build has no limits, so a camera that never finishes
+// its answer is ended only by the self-watchdog: those rows run on the fast-
+// watchdog daemon with stand-ins for the restart's shell commands, and the
+// camera is let go once the restart sequence has fired. The hardened build
+// ends every row by one of its limits, with a line saying which.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <string>
+
+#include "command/byte_order.h"
+#include "command/rifa.h"
+#include "harness.h"
+
+namespace vantel_test {
+namespace {
+
+using namespace vantel;
+
+#ifdef VANTEL_HARDENED
+constexpr bool kHardened = true;
+#else
+constexpr bool kHardened = false;
+#endif
+
+class HostileCamera {
+ public:
+  HostileCamera(const std::string& mode, int size_kb) {
+    const std::string port_path = temp_path("hostile.port");
+    group_.start({"/usr/bin/python3", std::string(VANTEL_SOURCE_DIR) + "/tests/system/hostile_camera.py", mode,
+                  port_path, std::to_string(size_kb)},
+                 log_path_);
+    for (int wait = 0; wait < 1000 && port_ == 0; ++wait) {
+      const std::string text = read_text(port_path);
+      if (!text.empty() && text.back() == '\n') port_ = std::stoi(text);
+      usleep(20000);
+    }
+    EXPECT_NE(0, port_) << "hostile camera did not start";
+  }
+  int port() const { return port_; }
+  std::string log() const { return read_text(log_path_); }
+  void let_go() { group_.kill_all(); }
+
+ private:
+  std::string log_path_ = temp_path("hostile.log");
+  ProcessGroup group_;
+  int port_ = 0;
+};
+
+// The daemon is the process of its group named vantel that is not the
+// leader (which ended right after the fork); the others are the watchdog's
+// shell commands.
+long peak_rss_kb(pid_t group) {
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    const int pid = atoi(entry.path().filename().c_str());
+    std::ifstream stat(entry.path() / "stat");
+    if (pid <= 0 || !stat) continue;
+    std::string line;
+    std::getline(stat, line);
+    int pgrp = 0;
+    if (sscanf(line.c_str() + line.rfind(')') + 2, "%*c %*d %d", &pgrp) != 1 || pgrp != group || pid == group ||
+        line.find("(vantel") == std::string::npos) {
+      continue;
+    }
+    std::ifstream status(entry.path() / "status");
+    for (std::string field; std::getline(status, field);) {
+      if (field.rfind("VmHWM:", 0) == 0) return std::stol(field.substr(6));
+    }
+  }
+  return -1;
+}
+
+std::vector<uint8_t> goto_preset(int port) {
+  std::vector<uint8_t> payload = camera_request(port, "admin", "admin");
+  put_be32s(payload.data() + kReqPresetNumber, 0);
+  return rifa_request(RIFA_CMD_PTZ_GOTOPRESET, 0, payload);
+}
+
+TEST(HostileCamera, EveryRowEndsInTheCommandsReplyAndTheDaemonServesOn) {
+  struct Row {
+    const char* name;
+    const char* mode;
+    int size_kb;
+    bool endless;                // no limit of the default build ends it
+    const char* default_line;    // in the daemon's log; "request X": the camera got X
+    const char* hardened_line;
+  };
+  const char* kCapsFailed = "GetCapabilities error (";
+  const Row rows[] = {
+      {"silent camera", "silent", 0, true, kCapsFailed, "[hardened] no complete answer within 10 s"},
+      {"a byte a second", "byte", 0, true, kCapsFailed, "[hardened] no complete answer within 10 s"},
+      {"gzip bomb (32 MB)", "gzip", 32768, false, "request GetProfiles", "[hardened] compressed answer"},
+      {"20 MB string", "big", 20480, false, "request GetProfiles", "[hardened] answer over 1048576 bytes"},
+      {"64 KB string", "big", 64, false, "request GetProfiles", "[hardened] answer holds a string over 4096"},
+      {"own command port", "self", 0, true, nullptr, "[hardened] service address http://127.0.0.1:1997/"},
+      {"empty 200", "empty", 0, false, kCapsFailed, kCapsFailed},
+      {"HTML 500", "html", 0, false, kCapsFailed, kCapsFailed},
+      {"truncated XML", "truncated", 0, false, kCapsFailed, kCapsFailed},
+  };
+  const std::string fake_bin = std::string(VANTEL_SOURCE_DIR) + "/tests/system/fake-bin";
+  Camsim good(nlohmann::json{{"auth_exempt", {"GetPresets"}}});
+  printf("%-18s %-9s %-28s %9s %11s  %s\n", "row", "build", "reply", "seconds", "peak RSS", "line");
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const std::string calls = temp_path(std::string("calls-") + row.mode);
+    const bool by_watchdog = row.endless && !kHardened;
+    std::future<Exchange> pending;  // ends after the daemon: its kill ends a reply never sent
+    Daemon daemon(by_watchdog ? VANTEL_FASTDOG_BIN : VANTEL_BIN,
+                  {"PATH=" + fake_bin + ":" + getenv("PATH"), "VANTEL_TEST_CALLS=" + calls});
+    HostileCamera camera(row.mode, row.size_kb);
+    const auto start = std::chrono::steady_clock::now();
+    pending = std::async(std::launch::async, [&] { return exchange(goto_preset(camera.port()), 60000); });
+    const char* line = kHardened ? row.hardened_line : row.default_line;
+    if (by_watchdog) {
+      EXPECT_TRUE(daemon.wait_for_log("[vantel] self watchdog start \n", 20000));
+      for (int wait = 0; wait < 100 && read_text(calls).find("start ") == std::string::npos; ++wait) usleep(20000);
+      EXPECT_NE(std::string::npos, read_text(calls).find("killall -9 vantel\nkillall -9 vantel\nstart "));
+      camera.let_go();
+    }
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const long peak_kb = peak_rss_kb(daemon.group());
+    if (by_watchdog && line == nullptr) {
+      // The daemon waits on its own port: only the restart ends that.
+      printf("%-18s %-9s %-28s %9.1f %8ld KB  %s\n", row.name, "default", "none: restart sequence", seconds, peak_kb,
+             "[vantel] self watchdog start");
+      continue;
+    }
+    const Exchange answer = pending.get();
+    const double replied = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const Reply reply = parse_reply(answer);
+    EXPECT_EQ((std::vector<uint32_t>{0, RIFA_CMD_PTZ_GOTOPRESET, RIFA_CMD_PTZ_GOTOPRESET}),
+              (std::vector<uint32_t>{reply.size, reply.major, reply.minor}));
+    if (std::string(line).rfind("request ", 0) == 0) {
+      EXPECT_NE(std::string::npos, camera.log().find(line));
+    } else {
+      EXPECT_TRUE(daemon.wait_for_log(line, 2000));
+    }
+    printf("%-18s %-9s %-28s %9.1f %8ld KB  %s\n", row.name, kHardened ? "hardened" : "default",
+           by_watchdog ? "echo, after restart sequence" : "echo (RIFA 0 major major)", replied,
+           peak_rss_kb(daemon.group()), line);
+
+    // A good camera is served as ever.
+    const size_t before = good.ops().size();
+    EXPECT_EQ(RIFA_CMD_PTZ_GOTOPRESET, parse_reply(exchange(goto_preset(good.port()))).minor);
+    EXPECT_EQ("GotoPreset", good.ops().size() > before ? good.ops().back() : "");
+  }
+}
+
+}  // namespace
+}  // namespace vantel_test
