@@ -2,7 +2,7 @@
 # missing from Debian first, then configure and build with CMake.
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps build build-asan test test-plain test-asan check-onvif demo clean
+.PHONY: all deps build build-asan build-hardened build-fuzz test test-plain test-asan test-hostile fuzz check-onvif demo clean
 
 all: build
 
@@ -24,6 +24,27 @@ test-asan: build-asan
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir build-asan --output-on-failure -j2
 
+# For recorders on untrusted networks: every camera conversation and the
+# command port under limits. test-hostile shows the hostile-camera table of
+# both builds side by side.
+build-hardened: deps
+	cmake -S . -B build-hardened -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANTEL_HARDENED=ON
+	cmake --build build-hardened -j$(JOBS)
+
+test-hostile: build build-hardened
+	build/tests/system_tests --gtest_filter='HostileCamera.*'
+	build-hardened/tests/system_tests --gtest_filter='HostileCamera.*'
+
+# libFuzzer (clang): every target runs FUZZ_SECONDS, one after the other.
+FUZZ_SECONDS ?= 30
+build-fuzz:
+	@scripts/bootstrap.sh clang libclang-rt-14-dev
+	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANTEL_FUZZ=ON -DBUILD_TESTING=OFF
+	cmake --build build-fuzz -j$(JOBS) --target fuzz_targets
+
+fuzz: build-fuzz
+	scripts/fuzz.sh build-fuzz $(FUZZ_SECONDS)
+
 check-onvif:
 	@scripts/check-onvif.sh
 
@@ -33,4 +54,4 @@ demo: build
 	scripts/demo.sh
 
 clean:
-	rm -rf build build-asan
+	rm -rf build build-asan build-hardened build-fuzz

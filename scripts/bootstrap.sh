@@ -4,7 +4,7 @@
 set -eu
 
 packages="cmake make g++ pkg-config gsoap libgsoap-dev libssl-dev zlib1g-dev
-libgtest-dev nlohmann-json3-dev python3"
+libgtest-dev nlohmann-json3-dev python3 $*"
 
 missing=""
 for p in $packages; do

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "camera/hardening.h"
 #include "command/byte_order.h"
 #include "command/rifa.h"
 #include "onvif_namespaces.h"
@@ -46,6 +47,7 @@ CameraAccess camera_from_block(const uint8_t* payload) {
 OnvifSession::OnvifSession(const CameraAccess& camera) : camera_(camera) {
   soap_init(&g_soap);
   soap_set_namespaces(&g_soap, namespaces);
+  harden_context(&g_soap);
   std::snprintf(g_device_address, sizeof g_device_address, "http://%s:%d/onvif/device_service",
                 camera_.ip_text, camera_.port);
 }

@@ -13,6 +13,7 @@
 #include "command/byte_order.h"
 #include "command/command_state.h"
 #include "command/handlers.h"
+#include "command/port_limits.h"
 #include "command/rifa.h"
 #include "stream/result_block.h"
 
@@ -129,6 +130,7 @@ void dispatch(int fd, const RifaHeader& request) {
 // Serves one accepted connection: headers are read until one is dispatched
 // or the connection fails. Exactly one command per connection.
 void serve_connection(uint8_t (&record)[kHeaderRecordSize]) {
+  CommandReads reads;
   for (;;) {
     if (accepted_fd <= 0) {
       g_busy_mark = -1;
@@ -136,7 +138,7 @@ void serve_connection(uint8_t (&record)[kHeaderRecordSize]) {
     }
     // A short read still counts as a header: the bytes not delivered keep
     // what the record held before.
-    const ssize_t got = read(accepted_fd, record, kRifaHeaderSize);
+    const ssize_t got = reads.header(accepted_fd, record, kRifaHeaderSize);
     if (got <= 0) {
       close_abortive(accepted_fd);
       accepted_fd = -1;
@@ -146,6 +148,7 @@ void serve_connection(uint8_t (&record)[kHeaderRecordSize]) {
     const RifaHeader header = decode_header(record);
     if (!has_rifa_magic(header)) {
       printf("[Vantel] fail payload recv .(payload.rifa =%s)\n", reinterpret_cast<char*>(record));
+      if (reads.too_many_headers()) break;
       continue;
     }
 
@@ -160,7 +163,10 @@ void serve_connection(uint8_t (&record)[kHeaderRecordSize]) {
            "%d, pay_len : %d\n",
            header.major, header.minor, header.size, header.size,
            static_cast<int>(kHeaderRecordSize));
-    if (header.size <= 0) continue;
+    if (header.size <= 0) {
+      if (reads.too_many_headers()) break;
+      continue;
+    }
 
     // The payload never goes past the buffer: a larger size is served with
     // its first 1024 bytes and the excess is dropped with the connection.
@@ -168,7 +174,7 @@ void serve_connection(uint8_t (&record)[kHeaderRecordSize]) {
     const size_t wanted = static_cast<size_t>(header.size) < sizeof g_payload
                               ? static_cast<size_t>(header.size)
                               : sizeof g_payload;
-    if (read(accepted_fd, g_payload, wanted) <= 0) {
+    if (reads.payload(accepted_fd, g_payload, wanted) <= 0) {
       close_abortive(accepted_fd);
       g_busy_mark = -1;
       free(copy);
@@ -180,6 +186,10 @@ void serve_connection(uint8_t (&record)[kHeaderRecordSize]) {
     g_busy_mark = -1;
     return;
   }
+  // Only the hardened build leaves the loop: too many headers.
+  close_abortive(accepted_fd);
+  accepted_fd = -1;
+  g_busy_mark = -1;
 }
 
 void serve_forever() {
@@ -208,7 +218,7 @@ void* net_cmd_daemon(void*) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(kCommandPort);
-    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    address.sin_addr.s_addr = htonl(command_port_address());
     if (bind(sock_fd_app, reinterpret_cast<sockaddr*>(&address), sizeof address) < 0) {
       puts("[Vantel] socket bind error 1");
     } else {

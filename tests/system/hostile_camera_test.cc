@@ -7,6 +7,9 @@
 // camera is let go once the restart sequence has fired. The hardened build
 // ends every row by one of its limits, with a line saying which.
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -151,6 +154,55 @@ TEST(HostileCamera, EveryRowEndsInTheCommandsReplyAndTheDaemonServesOn) {
     EXPECT_EQ(RIFA_CMD_PTZ_GOTOPRESET, parse_reply(exchange(goto_preset(good.port()))).minor);
     EXPECT_EQ("GotoPreset", good.ops().size() > before ? good.ops().back() : "");
   }
+}
+
+}  // namespace
+}  // namespace vantel_test
+
+namespace vantel_test {
+namespace {
+
+// True when the daemon closes `fd` within `ms`.
+bool closed_within(int fd, int ms) {
+  pollfd p{fd, POLLIN, 0};
+  uint8_t byte;
+  return poll(&p, 1, ms) == 1 && recv(fd, &byte, 1, 0) <= 0;
+}
+
+TEST(HostileClient, TheHardenedCommandPortBoundsWhatAClientCanHold) {
+  Daemon daemon;
+  const std::vector<uint8_t> dummy = rifa_request(0x0b0600ff, 0, {1, 2, 3, 4});
+
+  // A header in sixteen pieces: the hardened build assembles it, the
+  // default build takes its first read as the whole header.
+  int fd = connect_command_port();
+  for (uint8_t byte : dummy) {
+    send(fd, &byte, 1, MSG_NOSIGNAL);
+    usleep(20000);
+  }
+  EXPECT_EQ(kHardened, closed_within(fd, 1000));
+  EXPECT_EQ(kHardened, daemon.wait_for_log("[vantel dummy] ", 500));
+  close(fd);
+
+  // Headers that are not a command: the hardened build closes after 16.
+  fd = connect_command_port();
+  const std::vector<uint8_t> empty = rifa_request(RIFA_CMD_PTZ_STOP, 0, {}, 0);
+  for (int i = 0; i < 16; ++i) send(fd, empty.data(), empty.size(), MSG_NOSIGNAL);
+  EXPECT_EQ(kHardened, closed_within(fd, 1000));
+  close(fd);
+
+  // A client that sends nothing holds the port until the hardened limit.
+  if (kHardened) {
+    fd = connect_command_port();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(closed_within(fd, 8000));
+    const double held = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_NEAR(5.0, held, 0.5);
+    EXPECT_TRUE(daemon.wait_for_log("[hardened] command port: header not complete within 5 s (0 of 16 bytes)"));
+    close(fd);
+    EXPECT_TRUE(daemon.wait_for_log("[hardened] command port: 16 headers without a command"));
+  }
+  EXPECT_EQ(0u, parse_reply(exchange(dummy)).major);  // and the port serves on
 }
 
 }  // namespace

@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Runs every libFuzzer target of a fuzz build for SECONDS each, one after
+# the other, and prints one line per target: executions and findings.
+#
+#   scripts/fuzz.sh BUILD_DIR SECONDS [TARGET...]
+#
+# Targets: command_port and one per camera operation (the names make_seeds
+# prints, e.g. tptz__GetPresets). Seeds: camsim's answers, recorded at the
+# start of each run. Corpora grow in BUILD_DIR/corpus/, crashes land in
+# BUILD_DIR/findings/.
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=$(cd "$1" && pwd)
+seconds=$2
+shift 2
+corpus=$build/corpus
+findings=$build/findings
+mkdir -p "$corpus" "$findings"
+
+# camsim's answers as seeds, recorded through the same client calls.
+work=$(mktemp -d)
+camsim_pgid=
+cleanup() {
+  [[ -n $camsim_pgid ]] && kill -TERM -- "-$camsim_pgid" 2>/dev/null || true
+  rm -rf "$work"
+}
+trap cleanup EXIT INT TERM
+echo '{"auth_exempt": ["GetPresets", "Stop"]}' >"$work/camera.json"
+setsid /usr/bin/python3 "$root/tools/camsim/camsim" --port 0 --port-file "$work/port" \
+  --config "$work/camera.json" --quiet >"$work/camsim.log" 2>&1 &
+camsim_pgid=$!
+for _ in $(seq 100); do [[ -s $work/port ]] && break; sleep 0.1; done
+ASAN_OPTIONS=detect_leaks=0 "$build/fuzz/make_seeds" "$(cat "$work/port")" "$work/seeds" >"$work/seeds.log" || {
+  cat "$work/seeds.log" >&2
+  echo "could not record camsim's answers" >&2
+  exit 1
+}
+
+targets=("$@")
+if [[ ${#targets[@]} -eq 0 ]]; then
+  [[ -x $build/fuzz/fuzz_command_port ]] && targets+=(command_port)
+  for dir in "$work/seeds"/*/; do targets+=("$(basename "$dir")"); done
+fi
+
+total=0
+failed=0
+for target in "${targets[@]}"; do
+  mkdir -p "$corpus/$target" "$findings/$target"
+  if [[ $target == command_port ]]; then
+    binary=$build/fuzz/fuzz_command_port seeds=()
+  else
+    binary=$build/fuzz/fuzz_answers seeds=("$work/seeds/$target")
+  fi
+  log=$findings/$target/fuzz.log
+  status=0
+  VANTEL_FUZZ_OP=$target ASAN_OPTIONS=detect_leaks=1 "$binary" -max_total_time="$seconds" \
+    -max_len=65536 -timeout=10 -rss_limit_mb=2048 -artifact_prefix="$findings/$target/" -print_final_stats=1 \
+    "$corpus/$target" "${seeds[@]}" >"$log" 2>&1 || status=$?
+  runs=$(awk '/stat::number_of_executed_units/ { print $2 }' "$log" | tail -1)
+  runs=${runs:-0}
+  total=$((total + runs))
+  crashes=$(find "$findings/$target" -name 'crash-*' -o -name 'leak-*' -o -name 'timeout-*' -o -name 'oom-*' | wc -l)
+  printf '%-48s %12d executions  %d findings%s\n' "$target" "$runs" "$crashes" \
+    "$([[ $status -ne 0 ]] && echo "  (exit $status, see $log)")"
+  [[ $status -ne 0 || $crashes -ne 0 ]] && failed=1
+done
+printf '%-48s %12d executions\n' total "$total"
+exit $failed
