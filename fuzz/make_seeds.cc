@@ -1,6 +1,7 @@
 // Records camsim's answer to every camera operation the handlers call, as
 // the raw HTTP response bytes, one file per operation: the answer fuzzer's
-// seeds.   make_seeds CAMSIM_PORT OUT_DIR
+// seeds. Also writes one well-formed request per command code for the
+// command-port fuzzer.   make_seeds CAMSIM_PORT OUT_DIR
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -8,6 +9,7 @@
 #include <string>
 
 #include "camera_calls.h"
+#include "command/rifa.h"
 
 namespace {
 
@@ -21,6 +23,23 @@ size_t record(struct soap* soap, char* buffer, size_t length) {
 }
 
 }  // namespace
+
+void write_requests(const std::string& dir) {
+  mkdir(dir.c_str(), 0755);
+  const uint32_t majors[] = {vantel::RIFA_CMD_CAMERA_SETTING, vantel::RIFA_CMD_NET_CODEC, vantel::RIFA_CMD_STREAM_INFO,
+                             vantel::RIFA_CMD_PTZ_MOVE,       vantel::RIFA_CMD_PTZ_STOP,  vantel::RIFA_CMD_PTZ_PRESET,
+                             vantel::RIFA_CMD_PTZ_GOTOPRESET, vantel::RIFA_CMD_PTZ_REMOVE_PRESET,
+                             vantel::RIFA_CMD_REBOOT,         vantel::RIFA_CMD_MULTIUSER};
+  for (uint32_t major : majors) {
+    const int32_t size = major <= vantel::RIFA_CMD_STREAM_INFO ? 480 : 84;
+    std::string request(vantel::kRifaHeaderSize + static_cast<size_t>(size), '\0');
+    vantel::encode_header(vantel::make_header(size, major, major), reinterpret_cast<uint8_t*>(&request[0]));
+    FILE* out = fopen((dir + "/" + std::to_string(major)).c_str(), "wb");
+    if (out == nullptr) continue;
+    fwrite(request.data(), 1, request.size(), out);
+    fclose(out);
+  }
+}
 
 int main(int argc, char** argv) {
   if (argc != 3) {
@@ -49,5 +68,6 @@ int main(int argc, char** argv) {
     if (out) fclose(out);
     printf("%-45s %s (%d), %zu bytes\n", call.name, result == SOAP_OK ? "answered" : "fault", result, g_answer.size());
   }
+  write_requests(std::string(argv[2]) + "/command_port");
   return failures == 0 ? 0 : 1;
 }

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "command/rifa.h"
@@ -81,11 +82,19 @@ int limited_send(struct soap* soap, const char* data, size_t length) {
 }
 
 // Compressed answers are refused outright: a small body can inflate to
-// hundreds of megabytes before any size check sees it.
+// hundreds of megabytes before any size check sees it. So are lengths that
+// are not a plain number within the answer size limit.
 int parse_header_without_compression(struct soap* soap, const char* key, const char* value) {
   if (soap_tag_cmp(key, "Content-Encoding") == 0 && soap_tag_cmp(value, "identity") != 0) {
     printf("[hardened] compressed answer (Content-Encoding: %.32s) refused\n", value);
     return SOAP_ZLIB_ERROR;
+  }
+  // The toolkit reads a length like "-416" as a huge unsigned number and
+  // may try to allocate it.
+  if (soap_tag_cmp(key, "Content-Length") == 0 &&
+      (value[strspn(value, "0123456789")] != '\0' || strlen(value) > 7 || atol(value) > kAnswerSizeLimit)) {
+    printf("[hardened] answer with Content-Length %.32s refused\n", value);
+    return SOAP_HTTP_ERROR;
   }
   return g_parse_header(soap, key, value);
 }
@@ -93,6 +102,8 @@ int parse_header_without_compression(struct soap* soap, const char* key, const c
 // Runs at the end of every call, successful or not, with the call's result
 // still in soap->error: the place to tell which receive limit ended it.
 int report_receive_limits(struct soap* soap) {
+  // Ending the context closes the socket a second time: nothing new to say.
+  if (!soap_valid_socket(soap->socket)) return SOAP_OK;
   if (soap->error == SOAP_LENGTH) {
     printf("[hardened] answer holds a string over %ld characters: refused\n", kStringLengthLimit);
   } else if (soap->error == SOAP_EOF && soap->count > static_cast<ULONG64>(kAnswerSizeLimit)) {

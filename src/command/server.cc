@@ -194,16 +194,20 @@ void serve_connection(uint8_t (&record)[kHeaderRecordSize]) {
 
 void serve_forever() {
   sockaddr_in address{};
-  uint8_t record[kHeaderRecordSize];
   for (;;) {
     socklen_t address_length = sizeof address;
-    accepted_fd = accept(sock_fd_app, reinterpret_cast<sockaddr*>(&address), &address_length);
-    std::memset(record, 0, sizeof record);
-    serve_connection(record);
+    serve_accepted(accept(sock_fd_app, reinterpret_cast<sockaddr*>(&address), &address_length));
   }
 }
 
 }  // namespace
+
+void serve_accepted(int fd) {
+  uint8_t record[kHeaderRecordSize];
+  accepted_fd = fd;
+  std::memset(record, 0, sizeof record);
+  serve_connection(record);
+}
 
 void* net_cmd_daemon(void*) {
   sock_fd_app = socket(AF_INET, SOCK_STREAM, 0);

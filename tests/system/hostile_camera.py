@@ -7,6 +7,7 @@ silent     accepts and reads, never answers
 byte       a good capabilities answer, one byte a second
 gzip       capabilities, gzip-compressed, inflating to SIZE_KB kilobytes
 big        capabilities with a SIZE_KB kilobyte service address
+padded     capabilities with SIZE_KB kilobytes of blanks between elements
 self       capabilities naming the daemon's own command port as services
 empty      200 with an empty body
 html       500 with an HTML page
@@ -76,6 +77,9 @@ def answer(mode, size, own):
         if mode == "big":
             return http("200 OK", xml.encode())
         return http("200 OK", gzip.compress(xml.encode(), 6), extra="Content-Encoding: gzip\r\n")
+    if mode == "padded":
+        xml = CAPABILITIES.format(media=own + "/media", ptz=own + "/ptz")
+        return http("200 OK", xml.replace("<tt:PTZ>", " " * size + "<tt:PTZ>").encode())
     whole = http("200 OK", CAPABILITIES.format(media=own + "/media", ptz=own + "/ptz").encode())
     if mode == "truncated":
         cut = whole.index(b"<tt:PTZ>") + 5
