@@ -114,7 +114,7 @@ void ProcessGroup::start(const std::vector<std::string>& argv, const std::string
     std::vector<char*> args;
     for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
     args.push_back(nullptr);
-    execv(args[0], args.data());
+    execvp(args[0], args.data());
     _exit(127);
   }
   setpgid(pid, pid);
@@ -155,6 +155,20 @@ void ProcessGroup::kill_all() {
 namespace {
 int port_lock_fd = -1;
 int port_lock_holders = 0;
+
+// A cross-built daemon is tested by this build's driver and camsim:
+// VANTEL_TEST_DAEMON_DIR names the folder of its binaries, and
+// VANTEL_TEST_DAEMON_WRAPPER the command (words split at spaces) that runs
+// them, e.g. "qemu-s390x -L /usr/s390x-linux-gnu".
+std::vector<std::string> daemon_command(const std::string& binary) {
+  std::vector<std::string> argv;
+  const char* wrapper = getenv("VANTEL_TEST_DAEMON_WRAPPER");
+  std::istringstream words(wrapper ? wrapper : "");
+  for (std::string word; words >> word;) argv.push_back(word);
+  const char* dir = getenv("VANTEL_TEST_DAEMON_DIR");
+  argv.push_back(dir && *dir ? std::string(dir) + binary.substr(binary.rfind('/')) : binary);
+  return argv;
+}
 }  // namespace
 
 PortLock::PortLock() {
@@ -175,7 +189,7 @@ PortLock::~PortLock() {
 
 Daemon::Daemon(const std::string& binary, const std::vector<std::string>& env)
     : log_path_(temp_path("daemon.log")) {
-  group_.start({binary}, log_path_, env);
+  group_.start(daemon_command(binary), log_path_, env);
   parent_status_ = group_.wait_leader(5000);
   // The daemon opens its port a second after start-up.
   const auto end = Clock::now() + std::chrono::seconds(10);
