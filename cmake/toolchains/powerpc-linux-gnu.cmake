@@ -29,8 +29,17 @@ set(OPENSSL_USE_STATIC_LIBS TRUE)
 # so that the linker drops what nothing calls.
 set(VANTEL_PPC_FLAGS "-D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64 -ffunction-sections -fdata-sections")
 set(CMAKE_C_FLAGS_INIT "${VANTEL_PPC_FLAGS}")
-set(CMAKE_CXX_FLAGS_INIT "${VANTEL_PPC_FLAGS}")
+# stdsoap2.h includes <iostream>, whose static initialiser builds the
+# standard streams and with them every locale facet of libstdc++ and the
+# wide-character and iconv parts of glibc: a megabyte that nothing here
+# uses (the daemon prints with stdio). <iostream> is made empty, and the
+# stream classes the gSOAP runtime names come from <istream>; any use of
+# std::cout and the like then fails to compile rather than to run.
+set(CMAKE_CXX_FLAGS_INIT "${VANTEL_PPC_FLAGS} -D_GLIBCXX_IOSTREAM -include istream")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -Wl,--gc-sections")
+# A map file next to every program, for scripts/size-breakdown.py.
+set(CMAKE_CXX_LINK_EXECUTABLE
+  "<CMAKE_CXX_COMPILER> <FLAGS> <CMAKE_CXX_LINK_FLAGS> <LINK_FLAGS> <OBJECTS> -o <TARGET> -Wl,-Map=<TARGET>.map <LINK_LIBRARIES>")
 # OpenSSL's 64-bit atomics are library calls on ppc32.
 set(CMAKE_C_STANDARD_LIBRARIES "-latomic")
 set(CMAKE_CXX_STANDARD_LIBRARIES "-latomic")

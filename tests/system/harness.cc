@@ -157,16 +157,21 @@ int port_lock_fd = -1;
 int port_lock_holders = 0;
 
 // A cross-built daemon is tested by this build's driver and camsim:
-// VANTEL_TEST_DAEMON_DIR names the folder of its binaries, and
-// VANTEL_TEST_DAEMON_WRAPPER the command (words split at spaces) that runs
-// them, e.g. "qemu-s390x -L /usr/s390x-linux-gnu".
+// VANTEL_TEST_DAEMON_BUILD names its build tree (the daemons sit at the same
+// places in it as in ours), and VANTEL_TEST_DAEMON_WRAPPER the command
+// (words split at spaces) that runs them, e.g. "qemu-s390x -L /usr/s390x-linux-gnu".
 std::vector<std::string> daemon_command(const std::string& binary) {
   std::vector<std::string> argv;
   const char* wrapper = getenv("VANTEL_TEST_DAEMON_WRAPPER");
   std::istringstream words(wrapper ? wrapper : "");
   for (std::string word; words >> word;) argv.push_back(word);
-  const char* dir = getenv("VANTEL_TEST_DAEMON_DIR");
-  argv.push_back(dir && *dir ? std::string(dir) + binary.substr(binary.rfind('/')) : binary);
+  const std::string own_build = std::string(VANTEL_BIN).substr(0, std::string(VANTEL_BIN).rfind('/'));
+  const char* other_build = getenv("VANTEL_TEST_DAEMON_BUILD");
+  if (other_build && *other_build && binary.compare(0, own_build.size(), own_build) == 0) {
+    argv.push_back(other_build + binary.substr(own_build.size()));
+  } else {
+    argv.push_back(binary);
+  }
   return argv;
 }
 }  // namespace
