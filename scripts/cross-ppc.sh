@@ -17,7 +17,7 @@ scripts/cross-deps.sh g++-powerpc-linux-gnu qemu-user dpkg-dev perl make
 
 # Same flags as the toolchain file: 64-bit time_t, sections for the linker
 # to collect, small code.
-flags="-Os -ffunction-sections -fdata-sections"
+flags="-Os -fno-pie -ffunction-sections -fdata-sections"
 time_flags="-D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64"
 
 if [ ! -f "$src/.complete" ]; then
@@ -47,7 +47,7 @@ c_flags="$flags -fno-asynchronous-unwind-tables -fno-unwind-tables"
 # parameters, X.509 stores, PEM, RSA keys, AES/3DES, MD5 and the SHA-2
 # family, though no TLS connection is ever made: no protocol version is
 # built. Everything else is left out.
-openssl_options="linux-ppc no-shared no-dso no-module no-engine no-legacy no-tests no-ui-console
+openssl_options="linux-ppc no-shared no-pic no-dso no-module no-engine no-legacy no-tests no-ui-console
   no-afalgeng no-async no-autoload-config no-capieng no-cms no-comp no-ct no-dgram no-ocsp no-srp
   no-srtp no-ssl no-tls no-dtls no-psk no-ts no-rfc3779 no-nextprotoneg no-sctp no-ec no-ec2m
   no-sm2 no-gost no-dsa no-idea no-mdc2 no-rc2 no-rc4 no-rc5 no-md4 no-bf no-cast no-camellia
@@ -71,6 +71,9 @@ if [ "$(cat "$prefix/.stamp" 2>/dev/null)" != "$stamp" ]; then
   echo "$stamp" > "$prefix/.stamp"
 fi
 
+# Configured afresh each time, so that the toolchain file's flags are never
+# shadowed by a cache from an older one; unchanged objects are not rebuilt.
+rm -f "$out/CMakeCache.txt"
 cmake -S . -B "$out" -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/powerpc-linux-gnu.cmake \
   -DVANTEL_PPC_PREFIX="$prefix" -DVANTEL_GSOAP_RUNTIME_SOURCE="$gsoap_src" \
   -DCMAKE_BUILD_TYPE=MinSizeRel -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=ON \
