@@ -108,6 +108,13 @@ class Capture:
             host, port = srv.server_address[:2]
             data = self._read(a["file"]).replace(CAMERA.encode(), ("%s:%d" % (host, port)).encode())
             ctx["content_type"] = a["content_type"]
+            if a["status"] != 200:  # the record names the fault the camera sent
+                try:
+                    codes = ["ter:" + (x.text or "").split(":")[-1]  # ONVIF subcodes are all ter:
+                             for x in ET.fromstring(data).iter("{%s}Value" % S.ENV)][1:]
+                    ctx["answer"] = "/".join(codes) or "status %d" % a["status"]
+                except ET.ParseError:
+                    ctx["answer"] = "status %d" % a["status"]
             return a["status"], data.replace(HOST.encode(), host.encode())
         return answer
 
@@ -138,10 +145,18 @@ class RecordHandler(Handler):
             return
         finally:
             conn.close()
-        srv.capture.store(ns, op, tokens, status, ctype,
-                          hide_address(data, up.hostname, up.port or 80, up.port is not None))
-        srv.log("record: %s %s %s -> %d, %d bytes" % (self.path, op, json.dumps(tokens), status, len(data)))
-        self.send_answer(status, ctype, data, (), {})
+        hidden = hide_address(data, up.hostname, up.port or 80, up.port is not None)
+        # A refused login says something about the credentials, not the
+        # camera; replay checks credentials itself.
+        refused = status == 401 or b"NotAuthorized" in data
+        if not refused:
+            srv.capture.store(ns, op, tokens, status, ctype, hidden)
+        srv.log("record: %s %s %s -> %d, %d bytes%s" % (self.path, op, json.dumps(tokens), status, len(data),
+                                                        " (refused login, not stored)" if refused else ""))
+        # The client is sent through the recorder for the camera's other services too.
+        host, port = self.server.server_address[:2]
+        self.send_answer(status, ctype, hidden.replace(CAMERA.encode(), ("%s:%d" % (host, port)).encode())
+                         .replace(HOST.encode(), up.hostname.encode()), (), {})
 
 
 class RecordServer(ThreadingHTTPServer):

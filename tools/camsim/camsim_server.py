@@ -261,15 +261,18 @@ class Handler(BaseHTTPRequestHandler):
             handler = HANDLERS.get((ns, op))
             if ns in (S.TPTZ, S.TPTZ1) and not cam.has_ptz:
                 handler = None
-        if handler is None:
-            raise SoapFault("ActionNotSupported", "%s {%s} is not %s" % (
-                op, ns, "in the capture" if capture else "supported"))
+        # A replay checks credentials first: the capture holds no answer
+        # for a request the camera refused.
+        if handler is None and capture is None:
+            raise SoapFault("ActionNotSupported", "%s {%s} is not supported" % (op, ns))
         exempt = op in (cam.cfg.get("auth_exempt") or [])
         if entry["auth"] == "bad" or (entry["auth"] == "none" and cam.cfg.get("auth_required", True)):
             if not exempt:
                 f = SoapFault("NotAuthorized", "Sender not authorized", "Sender")
                 f.shape = cam.cfg.get("auth_failure")
                 raise f
+        if handler is None:
+            raise SoapFault("ActionNotSupported", "%s {%s} is not in the capture" % (op, ns))
         v = entry["values"]
         tokens = {v.get(k) for k in ("ProfileToken", "ConfigurationToken", "NodeToken", "token")} - {None}
         mode = cam.take_no_answer(op, tokens)
@@ -286,6 +289,7 @@ class Handler(BaseHTTPRequestHandler):
         with cam.lock:
             out = handler(self.server, cam, v)
         if isinstance(out, tuple):  # a captured answer: (status, body bytes)
+            entry["answer"] = ctx.get("answer", "ok")
             return out + (f,)
         return 200, out, f
 
