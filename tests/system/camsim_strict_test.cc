@@ -80,7 +80,10 @@ Response call(StrictClient& c, const std::string& fault,
   Response response;
   const int code = op(c.next(), endpoint.c_str(), nullptr, &request, response);
   const auto [codes, text] = c.fault();
-  EXPECT_TRUE(fault.empty() ? code == SOAP_OK : code == SOAP_FAULT && codes == fault)
+  // gSOAP says SOAP_CLI_FAULT or SOAP_SVR_FAULT instead of SOAP_FAULT when
+  // the answer happens to use its own prefix, SOAP-ENV.
+  const bool is_fault = code == SOAP_FAULT || code == SOAP_CLI_FAULT || code == SOAP_SVR_FAULT;
+  EXPECT_TRUE(fault.empty() ? code == SOAP_OK : is_fault && codes == fault)
       << typeid(Response).name() << " from " << endpoint << ": " << code << " " << codes << " " << text;
   return response;
 }
@@ -93,6 +96,7 @@ struct Seen {
   std::vector<tt__VideoEncoderConfigurationOptions*> options;
   std::vector<tt__PTZPreset*> presets;
   tt__PTZNode* node = nullptr;
+  bool media_read = false, ptz_read = false;  // an ASSERT above returned early otherwise
 };
 
 void read_media(StrictClient& c, const std::string& media, std::string& first_profile, Seen& seen) {
@@ -130,6 +134,7 @@ void read_media(StrictClient& c, const std::string& media, std::string& first_pr
          [&](auto& r) { r.Configuration = encoder.Configuration; r.ForcePersistence = true; });
   }
   EXPECT_FALSE(call(c, kOk, soap_call___trt__GetVideoEncoderConfigurations, media, kAsIs).Configurations.empty());
+  seen.media_read = true;
 }
 
 // Every PTZ operation the daemon uses, in its order; on a camera without PTZ
@@ -170,6 +175,7 @@ void read_ptz(StrictClient& c, const std::string& ptz, const std::string& profil
   auto preset = [&](auto& r) { r.ProfileToken = profile; r.PresetToken = token; };
   call(c, fault, soap_call___tptz__GotoPreset, ptz, preset);
   call(c, fault, soap_call___tptz1__RemovePreset, ptz, preset);
+  seen.ptz_read = true;
 }
 
 // Every operation the daemon uses, against one camera. PTZ operations go to
@@ -183,11 +189,11 @@ void read_everything(StrictClient& c, bool has_ptz, Seen& seen) {
 
   std::string first_profile;
   read_media(c, capabilities.Capabilities->Media->XAddr, first_profile, seen);
-  if (::testing::Test::HasFatalFailure()) return;
+  if (!seen.media_read) return;
   const tt__PTZCapabilities* ptz = capabilities.Capabilities->PTZ;
   ASSERT_EQ(has_ptz, ptz != nullptr && !ptz->XAddr.empty());
   read_ptz(c, has_ptz ? ptz->XAddr : device, first_profile, has_ptz ? kOk : kNotSupported, seen);
-  if (::testing::Test::HasFatalFailure()) return;
+  if (!seen.ptz_read) return;
   EXPECT_FALSE(call(c, kOk, soap_call___tds__SystemReboot, device, kAsIs).Message.empty());
 }
 
@@ -268,6 +274,7 @@ TEST(CamsimStrict, EveryAnswerOfEveryStyleDeserializes) {
   ASSERT_TRUE(encoders.encoders[1]->MPEG4 && encoders.options[1]->MPEG4);
   EXPECT_EQ(2u, encoders.options[1]->MPEG4->Mpeg4ProfilesSupported.size());
   EXPECT_EQ(uris, seen["addresses"].uris);
+  for (const auto& [name, row] : seen) EXPECT_TRUE(row.media_read && row.ptz_read) << name;
   ASSERT_EQ(2u, seen["numbered"].encoders.size());
   EXPECT_EQ("001", seen["numbered"].encoders[1]->token);
 
@@ -280,7 +287,8 @@ TEST(CamsimStrict, EveryAnswerOfEveryStyleDeserializes) {
     const tt__PTZPreset* first = values.presets.front();
     ASSERT_TRUE(first->Name && first->token && first->PTZPosition && first->PTZPosition->PanTilt);
     EXPECT_EQ(36u, first->token->size());
-    EXPECT_EQ("H\u00f4tel de Ville 255", *first->Name);  // the 255th and last preset, listed first
+    // Without SOAP_C_UTFSTRING (the daemon does not set it either) gSOAP hands out Latin-1.
+    EXPECT_EQ("H\xF4tel de Ville 255", *first->Name);  // the 255th and last preset, listed first
     EXPECT_FLOAT_EQ(-0.7f, first->PTZPosition->PanTilt->x);
     ASSERT_TRUE(values.node && values.node->SupportedPTZSpaces);
     EXPECT_FLOAT_EQ(-1.0f, values.node->SupportedPTZSpaces->ContinuousPanTiltVelocitySpace.front()->XRange->Min);
