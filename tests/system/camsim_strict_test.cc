@@ -50,6 +50,8 @@ class StrictClient {
     return &soap_;
   }
   std::string service(const char* name) const { return base_ + "/onvif/" + name; }
+  // The WS-Addressing Action of the last answer, if it had one.
+  std::string action() const { return soap_.header && soap_.header->wsa5__Action ? soap_.header->wsa5__Action : ""; }
 
   // "SOAP-ENV:Sender/ter:InvalidArgVal/ter:NoProfile" and the runtime's own
   // description of what went wrong.
@@ -96,6 +98,7 @@ struct Seen {
   std::vector<tt__VideoEncoderConfigurationOptions*> options;
   std::vector<tt__PTZPreset*> presets;
   tt__PTZNode* node = nullptr;
+  std::string capabilities_action;
   bool media_read = false, ptz_read = false;  // an ASSERT above returned early otherwise
 };
 
@@ -185,6 +188,7 @@ void read_everything(StrictClient& c, bool has_ptz, Seen& seen) {
   const auto capabilities = call(c, kOk, soap_call___tds__GetCapabilities, device,
                                  [](auto& r) { r.Category.push_back(tt__CapabilityCategory__All); });
   ASSERT_TRUE(capabilities.Capabilities && capabilities.Capabilities->Media);
+  seen.capabilities_action = c.action();
   call(c, kOk, soap_call___tds__GetDeviceInformation, device, kAsIs);
 
   std::string first_profile;
@@ -274,7 +278,12 @@ TEST(CamsimStrict, EveryAnswerOfEveryStyleDeserializes) {
   ASSERT_TRUE(encoders.encoders[1]->MPEG4 && encoders.options[1]->MPEG4);
   EXPECT_EQ(2u, encoders.options[1]->MPEG4->Mpeg4ProfilesSupported.size());
   EXPECT_EQ(uris, seen["addresses"].uris);
-  for (const auto& [name, row] : seen) EXPECT_TRUE(row.media_read && row.ptz_read) << name;
+  for (const auto& [name, row] : seen) {
+    EXPECT_TRUE(row.media_read && row.ptz_read) << name;
+    // The addressing header is read, not skipped, in both namespaces.
+    EXPECT_EQ(name.rfind("gsoap", 0) == 0 ? "http://www.onvif.org/ver10/device/wsdl/GetCapabilitiesResponse" : "",
+              row.capabilities_action) << name;
+  }
   ASSERT_EQ(2u, seen["numbered"].encoders.size());
   EXPECT_EQ("001", seen["numbered"].encoders[1]->token);
 
