@@ -3,6 +3,9 @@
 // and every firmware family must get its commands done.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <string>
@@ -15,16 +18,19 @@ namespace {
 
 using json = nlohmann::json;
 
-// Runs vantelctl with the camera options for `camera_port`; its exit status.
-int vantelctl(const std::vector<std::string>& command, int camera_port) {
-  std::vector<std::string> argv = {VANTELCTL_BIN};
+// Runs `vantelctl --json COMMAND` against the camera on `camera_port`; what
+// it printed, or null when it failed.
+json vantelctl(const std::vector<std::string>& command, int camera_port) {
+  std::vector<std::string> argv = {VANTELCTL_BIN, "--json"};
   argv.insert(argv.end(), command.begin(), command.end());
   for (const char* option : {"--camera", "127.0.0.1", "--user", "admin", "--password", "admin", "--camera-port"})
     argv.push_back(option);
   argv.push_back(std::to_string(camera_port));
+  const std::string out_path = temp_path("vantelctl.json");
   ProcessGroup ctl;
-  ctl.start(argv, temp_path("vantelctl.log"));
-  return ctl.wait_leader(30000);
+  ctl.start(argv, out_path);
+  if (ctl.wait_leader(60000) != 0) return nullptr;
+  return json::parse(read_text(out_path), nullptr, false);
 }
 
 // A request body without what changes every time: nonce, creation time and
@@ -52,7 +58,7 @@ TEST(Interop, RequestsAreTheBytesSentBeforeTheHeaderKnewWsAddressing) {
       {"stream-info"}, {"camera-setting", "--field", "second_codec=2"}, {"net-codec"}, {"net-codec", "--explicit"},
       {"ptz-move", "--direction", "2", "--zoom", "9"}, {"ptz-stop"}, {"ptz-preset", "--preset", "1"},
       {"ptz-goto", "--preset", "1"}, {"ptz-remove", "--preset", "1"}, {"reboot"}, {"multiuser", "--mode", "1"}};
-  for (const auto& command : commands) EXPECT_EQ(0, vantelctl(command, camera.port())) << command[0];
+  for (const auto& command : commands) EXPECT_FALSE(vantelctl(command, camera.port()).is_null()) << command[0];
 
   const std::vector<json> sent = camera.record();
   const json& want = golden["requests"];
@@ -70,24 +76,14 @@ TEST(Interop, RequestsAreTheBytesSentBeforeTheHeaderKnewWsAddressing) {
 // commands' reply code and block status, "echo" for a bare header) and the
 // last request the camera received for it, with the preset token it named.
 std::string run_command(const std::vector<std::string>& command, const Camsim& camera, size_t& seen) {
-  std::vector<std::string> argv = {VANTELCTL_BIN, "--json"};
-  argv.insert(argv.end(), command.begin(), command.end());
-  for (const char* option : {"--camera", "127.0.0.1", "--user", "admin", "--password", "admin", "--camera-port"})
-    argv.push_back(option);
-  argv.push_back(std::to_string(camera.port()));
-  const std::string out_path = temp_path("vantelctl.json");
-  ProcessGroup ctl;
-  ctl.start(argv, out_path);
+  const json printed = vantelctl(command, camera.port());
   std::string cell = "no reply";
-  if (ctl.wait_leader(60000) == 0) {
-    const json printed = json::parse(read_text(out_path));
+  if (printed.contains("block")) {
+    cell = printed["reply"]["minor_name"].get<std::string>().substr(sizeof "RIFA_RPL_" - 1) + "/" +
+           std::to_string(printed["block"]["status"].get<int>());
+  } else if (printed.contains("reply")) {
     const json& reply = printed["reply"];
-    if (printed.contains("block")) {
-      cell = reply["minor_name"].get<std::string>().substr(sizeof "RIFA_RPL_" - 1) + "/" +
-             std::to_string(printed["block"]["status"].get<int>());
-    } else {
-      cell = reply["size"] == 0 && reply["major"] == reply["minor"] ? "echo" : reply.dump();
-    }
+    cell = reply["size"] == 0 && reply["major"] == reply["minor"] ? "echo" : reply.dump();
   }
   const std::vector<json> record = camera.record();
   const json last = record.size() > seen ? record.back() : json{{"op", "nothing"}};
@@ -231,6 +227,54 @@ const Row kRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(Firmware, InteropTable, ::testing::ValuesIn(kRows),
                          [](const ::testing::TestParamInfo<Row>& info) { return std::string(info.param.name); });
+
+// A bench camera turned into a regression test: `camsim record` between the
+// daemon and the camera, then `camsim --replay` of what it stored. Here the
+// bench camera is camsim itself, in the gsoap style so that the capture holds
+// the WS-Addressing blocks a real one sends.
+TEST(Interop, CaptureReplaysToTheSameReplies) {
+  Daemon daemon;
+  const std::string capture = temp_path("capture");
+  const std::vector<std::vector<std::string>> commands = {
+      {"stream-info"}, {"camera-setting", "--field", "second_codec=2"}, {"ptz-goto", "--preset", "1"}};
+  std::vector<json> live, replayed;
+  std::vector<std::string> live_ops;
+  {
+    Camsim camera(json{{"style", "gsoap"}, {"auth_exempt", {"GetPresets", "Stop"}}});
+    const std::string port_file = temp_path("recorder.port");
+    ProcessGroup recorder;
+    recorder.start({"/usr/bin/python3", std::string(VANTEL_SOURCE_DIR) + "/tools/camsim/camsim", "record",
+                    "--upstream", "http://127.0.0.1:" + std::to_string(camera.port()), "--out", capture, "--port",
+                    "0", "--port-file", port_file, "--quiet"},
+                   temp_path("recorder.log"));
+    int port = 0;
+    for (int wait = 0; wait < 500 && port == 0; ++wait) {
+      const std::string text = read_text(port_file);
+      if (!text.empty() && text.back() == '\n') port = std::stoi(text);
+      else usleep(20000);
+    }
+    ASSERT_NE(0, port) << read_text(temp_path("recorder.log"));
+    for (const auto& command : commands) live.push_back(vantelctl(command, port));
+    live_ops = camera.ops();
+  }
+  Camsim replay(json{{"replay", capture}, {"auth_exempt", {"GetPresets", "Stop"}}});
+  for (const auto& command : commands) replayed.push_back(vantelctl(command, replay.port()));
+  for (size_t i = 0; i < commands.size(); ++i) {
+    ASSERT_TRUE(live[i].contains("reply")) << commands[i][0];
+    // The block names the camera's port, which is the recorder's or the replay's.
+    for (json* printed : {&live[i], &replayed[i]})
+      if (printed->contains("block")) (*printed)["block"].erase("camera_port");
+    EXPECT_EQ(live[i], replayed[i]) << commands[i][0];
+  }
+  EXPECT_EQ(live_ops, replay.ops());
+  EXPECT_EQ("Kestrel Optics", live[0]["block"].value("manufacturer", ""));
+  // The capture holds no credentials, nonces or digests.
+  std::string stored;
+  for (const auto& file : std::filesystem::directory_iterator(capture)) stored += read_text(file.path());
+  EXPECT_NE(std::string::npos, stored.find("GetProfilesResponse"));
+  for (const char* secret : {"admin", "Nonce", "PasswordDigest", "UsernameToken"})
+    EXPECT_EQ(std::string::npos, stored.find(secret)) << secret;
+}
 
 }  // namespace
 }  // namespace vantel_test
