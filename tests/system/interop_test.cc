@@ -161,6 +161,8 @@ struct Row {
   const char* goto_headers;  // header blocks of the goto-preset's four requests, or ""
 };
 
+void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+
 class InteropTable : public ::testing::TestWithParam<Row> {};
 
 TEST_P(InteropTable, EveryCommandAgainstTheFirmware) {
