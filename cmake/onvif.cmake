@@ -36,6 +36,9 @@ set(VANTEL_GSOAP_SHARE /usr/share/gsoap CACHE PATH
 # are C files that include the C++ soapH.h, so they are built as C++.
 set(VANTEL_GSOAP_PLUGIN_SOURCES
   ${VANTEL_GSOAP_SHARE}/plugin/wsseapi.c
+  # The bindings' SOAP header carries WS-Addressing (answers from firmware
+  # built on a gSOAP server have it); wsseapi.c then calls into wsaapi.c.
+  ${VANTEL_GSOAP_SHARE}/plugin/wsaapi.c
   ${VANTEL_GSOAP_SHARE}/plugin/smdevp.c
   ${VANTEL_GSOAP_SHARE}/plugin/mecevp.c
   # WS-Security brings SAML types whose xsd:dateTime is a struct timeval.

@@ -49,9 +49,12 @@ cp "$here/typemap.dat" "$tmp/typemap.dat"
     in/ver20/ptz/wsdl/ptz.wsdl) >"$tmp/wsdl2h.log" 2>&1 \
     || { cat "$tmp/wsdl2h.log" >&2; exit 1; }
 
-# One interface for soapcpp2: the services, WS-Security in the SOAP header
-# (for soap_wsse_add_UsernameTokenDigest), and our legacy PTZ operations.
-{ cat "$tmp/gen/onvif.h"; printf '\n#import "wsse.h"\n#import "ptz10.h"\n'; } >"$tmp/gen/vantel.h"
+# One interface for soapcpp2: the services, WS-Addressing and WS-Security in
+# the SOAP header, and our legacy PTZ operations.  WS-Addressing is there for
+# the answers: firmware built on a gSOAP server marks its wsa5:To, ReplyTo,
+# Action... blocks mustUnderstand, and a header that does not know them makes
+# every call fail with SOAP_MUSTUNDERSTAND.  We never add one of our own.
+{ cat "$tmp/gen/onvif.h"; printf '\n#import "wsa5.h"\n#import "wsse.h"\n#import "ptz10.h"\n'; } >"$tmp/gen/vantel.h"
 
 mkdir -p "$tmp/out"
 (cd "$tmp/gen" && soapcpp2 -2 -C -L -x -w \

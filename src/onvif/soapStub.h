@@ -16,6 +16,8 @@ A commercial use license is available from Genivia Inc., contact@genivia.com
 #define SOAP_NAMESPACE_OF_tt	"http://www.onvif.org/ver10/schema"
 #define SOAP_NAMESPACE_OF_trt	"http://www.onvif.org/ver10/media/wsdl"
 #define SOAP_NAMESPACE_OF_tptz	"http://www.onvif.org/ver20/ptz/wsdl"
+#define SOAP_WSA_2005
+#define SOAP_NAMESPACE_OF_wsa5	"http://www.w3.org/2005/08/addressing"
 #define SOAP_NAMESPACE_OF_wsu	"http://docs.oasis-open.org/wss/2004/01/oasis-200401-wss-wssecurity-utility-1.0.xsd"
 #define SOAP_NAMESPACE_OF_wsse	"http://docs.oasis-open.org/wss/2004/01/oasis-200401-wss-wssecurity-secext-1.0.xsd"
 #define SOAP_NAMESPACE_OF_ds	"http://www.w3.org/2000/09/xmldsig#"
@@ -186,9 +188,47 @@ enum tt__PTZPresetTourOperation {
 };
 #endif
 
+/* wsa5.h:96 */
+#ifndef SOAP_TYPE_wsa5__RelationshipType
+#define SOAP_TYPE_wsa5__RelationshipType (421)
+/* wsa5:RelationshipType */
+enum wsa5__RelationshipType {
+	http_x003a_x002f_x002fwww_x002ew3_x002eorg_x002f2005_x002f08_x002faddressing_x002freply = 0
+};
+#endif
+
+/* wsa5.h:104 */
+#ifndef SOAP_TYPE_wsa5__FaultCodesType
+#define SOAP_TYPE_wsa5__FaultCodesType (422)
+/* wsa5:FaultCodesType */
+enum wsa5__FaultCodesType {
+	wsa5__InvalidAddressingHeader = 0,
+	wsa5__InvalidAddress = 1,
+	wsa5__InvalidEPR = 2,
+	wsa5__InvalidCardinality = 3,
+	wsa5__MissingAddressInEPR = 4,
+	wsa5__DuplicateMessageID = 5,
+	wsa5__ActionMismatch = 6,
+	wsa5__MessageAddressingHeaderRequired = 7,
+	wsa5__DestinationUnreachable = 8,
+	wsa5__ActionNotSupported = 9,
+	wsa5__EndpointUnavailable = 10
+};
+#endif
+
+/* wsa5.h:254 */
+#ifndef SOAP_TYPE__wsa5__IsReferenceParameter
+#define SOAP_TYPE__wsa5__IsReferenceParameter (441)
+/* wsa5:IsReferenceParameter */
+enum _wsa5__IsReferenceParameter {
+	_wsa5__IsReferenceParameter__false = 0,
+	_wsa5__IsReferenceParameter__true = 1
+};
+#endif
+
 /* wsu.h:67 */
 #ifndef SOAP_TYPE_wsu__tTimestampFault
-#define SOAP_TYPE_wsu__tTimestampFault (414)
+#define SOAP_TYPE_wsu__tTimestampFault (457)
 /* wsu:tTimestampFault */
 enum wsu__tTimestampFault {
 	wsu__MessageExpired = 0
@@ -197,7 +237,7 @@ enum wsu__tTimestampFault {
 
 /* wsse.h:117 */
 #ifndef SOAP_TYPE_wsse__FaultcodeEnum
-#define SOAP_TYPE_wsse__FaultcodeEnum (417)
+#define SOAP_TYPE_wsse__FaultcodeEnum (460)
 /* wsse:FaultcodeEnum */
 enum wsse__FaultcodeEnum {
 	wsse__UnsupportedSecurityToken = 0,
@@ -212,7 +252,7 @@ enum wsse__FaultcodeEnum {
 
 /* wsc.h:63 */
 #ifndef SOAP_TYPE_wsc__FaultCodeType
-#define SOAP_TYPE_wsc__FaultCodeType (493)
+#define SOAP_TYPE_wsc__FaultCodeType (536)
 /* wsc:FaultCodeType */
 enum wsc__FaultCodeType {
 	wsc__BadContextToken = 0,
@@ -225,7 +265,7 @@ enum wsc__FaultCodeType {
 
 /* saml1.h:146 */
 #ifndef SOAP_TYPE_saml1__DecisionType
-#define SOAP_TYPE_saml1__DecisionType (523)
+#define SOAP_TYPE_saml1__DecisionType (565)
 /* saml1:DecisionType */
 enum saml1__DecisionType {
 	saml1__DecisionType__Permit = 0,
@@ -236,7 +276,7 @@ enum saml1__DecisionType {
 
 /* saml2.h:155 */
 #ifndef SOAP_TYPE_saml2__DecisionType
-#define SOAP_TYPE_saml2__DecisionType (603)
+#define SOAP_TYPE_saml2__DecisionType (644)
 /* saml2:DecisionType */
 enum saml2__DecisionType {
 	saml2__DecisionType__Permit = 0,
@@ -455,6 +495,12 @@ struct __trt__GetVideoEncoderConfiguration;	/* vantel.h:5983 */
 struct __trt__SetVideoEncoderConfiguration;	/* vantel.h:6023 */
 struct __trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:6068 */
 struct __trt__GetStreamUri;	/* vantel.h:6122 */
+struct wsa5__EndpointReferenceType;	/* wsa5.h:65 */
+struct wsa5__ReferenceParametersType;	/* wsa5.h:68 */
+struct wsa5__MetadataType;	/* wsa5.h:71 */
+struct wsa5__ProblemActionType;	/* wsa5.h:86 */
+struct wsa5__RelatesToType;	/* wsa5.h:74 */
+struct chan__ChannelInstanceType;	/* wsa5.h:260 */
 struct _wsu__Timestamp;	/* wsu.h:77 */
 struct wsse__EncodedString;	/* wsse.h:74 */
 struct _wsse__UsernameToken;	/* wsse.h:145 */
@@ -6958,9 +7004,282 @@ struct SOAP_CMAC __trt__GetStreamUri {
 };
 #endif
 
+/* wsa5.h:65 */
+#ifndef SOAP_TYPE_wsa5__EndpointReferenceType
+#define SOAP_TYPE_wsa5__EndpointReferenceType (414)
+/* complex XML schema type 'wsa5:EndpointReferenceType': */
+struct SOAP_CMAC wsa5__EndpointReferenceType {
+      public:
+        /** Required element 'wsa5:Address' of XML schema type 'xsd:string' */
+        char *Address;
+        /** Optional element 'wsa5:ReferenceParameters' of XML schema type 'wsa5:ReferenceParametersType' */
+        struct wsa5__ReferenceParametersType *ReferenceParameters;
+        /** Optional element 'wsa5:Metadata' of XML schema type 'wsa5:MetadataType' */
+        struct wsa5__MetadataType *Metadata;
+        /** Sequence of elements '-any' of XML schema type 'xsd:anyType' stored in dynamic array __any of length __size */
+        int __size;
+        char **__any;
+        /** Optional attribute '-anyAttribute' of XML schema type 'xsd:anyType' */
+        char *__anyAttribute;
+      public:
+        /** Return unique type id SOAP_TYPE_wsa5__EndpointReferenceType */
+        long soap_type() const { return SOAP_TYPE_wsa5__EndpointReferenceType; }
+        /** Constructor with member initializations */
+        wsa5__EndpointReferenceType() : Address(), ReferenceParameters(), Metadata(), __size(), __any(), __anyAttribute() { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 wsa5__EndpointReferenceType * SOAP_FMAC2 soap_instantiate_wsa5__EndpointReferenceType(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* wsa5.h:68 */
+#ifndef SOAP_TYPE_wsa5__ReferenceParametersType
+#define SOAP_TYPE_wsa5__ReferenceParametersType (415)
+/* complex XML schema type 'wsa5:ReferenceParametersType': */
+struct SOAP_CMAC wsa5__ReferenceParametersType {
+      public:
+        /** Optional element 'chan:ChannelInstance' of XML schema type 'xsd:int' */
+        int *chan__ChannelInstance;
+        /** Sequence of elements '-any' of XML schema type 'xsd:anyType' stored in dynamic array __any of length __size */
+        int __size;
+        char **__any;
+        /** Optional attribute '-anyAttribute' of XML schema type 'xsd:anyType' */
+        char *__anyAttribute;
+      public:
+        /** Return unique type id SOAP_TYPE_wsa5__ReferenceParametersType */
+        long soap_type() const { return SOAP_TYPE_wsa5__ReferenceParametersType; }
+        /** Constructor with member initializations */
+        wsa5__ReferenceParametersType() : chan__ChannelInstance(), __size(), __any(), __anyAttribute() { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 wsa5__ReferenceParametersType * SOAP_FMAC2 soap_instantiate_wsa5__ReferenceParametersType(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* wsa5.h:71 */
+#ifndef SOAP_TYPE_wsa5__MetadataType
+#define SOAP_TYPE_wsa5__MetadataType (416)
+/* complex XML schema type 'wsa5:MetadataType': */
+struct SOAP_CMAC wsa5__MetadataType {
+      public:
+        /** Sequence of elements '-any' of XML schema type 'xsd:anyType' stored in dynamic array __any of length __size */
+        int __size;
+        char **__any;
+        /** Optional attribute '-anyAttribute' of XML schema type 'xsd:anyType' */
+        char *__anyAttribute;
+      public:
+        /** Return unique type id SOAP_TYPE_wsa5__MetadataType */
+        long soap_type() const { return SOAP_TYPE_wsa5__MetadataType; }
+        /** Constructor with member initializations */
+        wsa5__MetadataType() : __size(), __any(), __anyAttribute() { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 wsa5__MetadataType * SOAP_FMAC2 soap_instantiate_wsa5__MetadataType(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* wsa5.h:86 */
+#ifndef SOAP_TYPE_wsa5__ProblemActionType
+#define SOAP_TYPE_wsa5__ProblemActionType (418)
+/* complex XML schema type 'wsa5:ProblemActionType': */
+struct SOAP_CMAC wsa5__ProblemActionType {
+      public:
+        /** Optional element 'wsa5:Action' of XML schema type 'xsd:string' */
+        char *Action;
+        /** Optional element 'wsa5:SoapAction' of XML schema type 'xsd:string' */
+        char *SoapAction;
+        /** Optional attribute '-anyAttribute' of XML schema type 'xsd:anyType' */
+        char *__anyAttribute;
+      public:
+        /** Return unique type id SOAP_TYPE_wsa5__ProblemActionType */
+        long soap_type() const { return SOAP_TYPE_wsa5__ProblemActionType; }
+        /** Constructor with member initializations */
+        wsa5__ProblemActionType() : Action(), SoapAction(), __anyAttribute() { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 wsa5__ProblemActionType * SOAP_FMAC2 soap_instantiate_wsa5__ProblemActionType(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* wsa5.h:74 */
+#ifndef SOAP_TYPE_wsa5__RelatesToType
+#define SOAP_TYPE_wsa5__RelatesToType (417)
+/* simple XML schema type 'wsa5:RelatesToType': */
+struct SOAP_CMAC wsa5__RelatesToType {
+      public:
+        /** Simple content of XML schema type 'xsd:string' wrapped by this struct */
+        char *__item;
+        /** Optional attribute 'RelationshipType' of XML schema type 'wsa5:RelationshipTypeOpenEnum' */
+        char *RelationshipType;
+        /** Optional attribute '-anyAttribute' of XML schema type 'xsd:anyType' */
+        char *__anyAttribute;
+      public:
+        /** Return unique type id SOAP_TYPE_wsa5__RelatesToType */
+        long soap_type() const { return SOAP_TYPE_wsa5__RelatesToType; }
+        /** Constructor with member initializations */
+        wsa5__RelatesToType() : __item(), RelationshipType(), __anyAttribute() { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 wsa5__RelatesToType * SOAP_FMAC2 soap_instantiate_wsa5__RelatesToType(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* wsa5.h:260 */
+#ifndef SOAP_TYPE_chan__ChannelInstanceType
+#define SOAP_TYPE_chan__ChannelInstanceType (442)
+/* simple XML schema type 'chan:ChannelInstanceType': */
+struct SOAP_CMAC chan__ChannelInstanceType {
+      public:
+        /** Simple content of XML schema type 'xsd:int' wrapped by this struct */
+        int __item;
+        /** Optional attribute 'wsa5:IsReferenceParameter' of XML schema type 'wsa5:IsReferenceParameter' */
+        enum _wsa5__IsReferenceParameter wsa5__IsReferenceParameter;	/**< initialized with default value = (enum _wsa5__IsReferenceParameter)0 */
+      public:
+        /** Return unique type id SOAP_TYPE_chan__ChannelInstanceType */
+        long soap_type() const { return SOAP_TYPE_chan__ChannelInstanceType; }
+        /** Constructor with member initializations */
+        chan__ChannelInstanceType() : __item(), wsa5__IsReferenceParameter((enum _wsa5__IsReferenceParameter)0) { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 chan__ChannelInstanceType * SOAP_FMAC2 soap_instantiate_chan__ChannelInstanceType(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:132 */
+#ifndef WITH_NOGLOBAL
+#ifndef SOAP_TYPE_SOAP_ENV__Header
+#define SOAP_TYPE_SOAP_ENV__Header (20)
+/* SOAP_ENV__Header: */
+struct SOAP_CMAC SOAP_ENV__Header {
+      public:
+        /** Optional element 'wsa5:MessageID' of XML schema type 'wsa5:MessageID' */
+        char *wsa5__MessageID;
+        /** Optional element 'wsa5:RelatesTo' of XML schema type 'wsa5:RelatesTo' */
+        struct wsa5__RelatesToType *wsa5__RelatesTo;
+        /** Optional element 'wsa5:From' of XML schema type 'wsa5:From' */
+        struct wsa5__EndpointReferenceType *wsa5__From;
+        /** MustUnderstand */
+        struct wsa5__EndpointReferenceType *wsa5__ReplyTo;
+        /** MustUnderstand */
+        struct wsa5__EndpointReferenceType *wsa5__FaultTo;
+        /** MustUnderstand */
+        char *wsa5__To;
+        /** MustUnderstand */
+        char *wsa5__Action;
+        /** Optional element 'chan:ChannelInstance' of XML schema type 'chan:ChannelInstanceType' */
+        struct chan__ChannelInstanceType *chan__ChannelInstance;
+        /** MustUnderstand */
+        struct _wsse__Security *wsse__Security;
+      public:
+        /** Return unique type id SOAP_TYPE_SOAP_ENV__Header */
+        long soap_type() const { return SOAP_TYPE_SOAP_ENV__Header; }
+        /** Constructor with member initializations */
+        SOAP_ENV__Header() : wsa5__MessageID(), wsa5__RelatesTo(), wsa5__From(), wsa5__ReplyTo(), wsa5__FaultTo(), wsa5__To(), wsa5__Action(), chan__ChannelInstance(), wsse__Security() { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 SOAP_ENV__Header * SOAP_FMAC2 soap_instantiate_SOAP_ENV__Header(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+#endif
+
+/* wsa5.h:283 */
+#ifndef WITH_NOGLOBAL
+#ifndef SOAP_TYPE_SOAP_ENV__Detail
+#define SOAP_TYPE_SOAP_ENV__Detail (448)
+/* SOAP_ENV__Detail: */
+struct SOAP_CMAC SOAP_ENV__Detail {
+      public:
+        char *__any;
+        /** Any type of element 'fault' assigned to fault with its SOAP_TYPE_<typename> assigned to __type */
+        /** Do not create a cyclic data structure through this member unless SOAP encoding or SOAP_XML_GRAPH are used for id-ref serialization */
+        int __type;
+        void *fault;
+      public:
+        /** Return unique type id SOAP_TYPE_SOAP_ENV__Detail */
+        long soap_type() const { return SOAP_TYPE_SOAP_ENV__Detail; }
+        /** Constructor with member initializations */
+        SOAP_ENV__Detail() : __any(), __type(), fault() { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 SOAP_ENV__Detail * SOAP_FMAC2 soap_instantiate_SOAP_ENV__Detail(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+#endif
+
+/* wsa5.h:284 */
+#ifndef WITH_NOGLOBAL
+#ifndef SOAP_TYPE_SOAP_ENV__Code
+#define SOAP_TYPE_SOAP_ENV__Code (450)
+/* Type SOAP_ENV__Code is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
+/* SOAP_ENV__Code: */
+struct SOAP_CMAC SOAP_ENV__Code {
+      public:
+        /** Optional element 'SOAP-ENV:Value' of XML schema type 'xsd:QName' */
+        char *SOAP_ENV__Value;
+        /** Optional element 'SOAP-ENV:Subcode' of XML schema type 'SOAP-ENV:Code' */
+        struct SOAP_ENV__Code *SOAP_ENV__Subcode;
+      public:
+        /** Return unique type id SOAP_TYPE_SOAP_ENV__Code */
+        long soap_type() const { return SOAP_TYPE_SOAP_ENV__Code; }
+        /** Constructor with member initializations */
+        SOAP_ENV__Code() : SOAP_ENV__Value(), SOAP_ENV__Subcode() { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 SOAP_ENV__Code * SOAP_FMAC2 soap_instantiate_SOAP_ENV__Code(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+#endif
+
+/* wsa5.h:285 */
+#ifndef WITH_NOGLOBAL
+#ifndef SOAP_TYPE_SOAP_ENV__Reason
+#define SOAP_TYPE_SOAP_ENV__Reason (452)
+/* SOAP_ENV__Reason: */
+struct SOAP_CMAC SOAP_ENV__Reason {
+      public:
+        /** Optional element 'SOAP-ENV:Text' of XML schema type 'xsd:string' */
+        char *SOAP_ENV__Text;
+      public:
+        /** Return unique type id SOAP_TYPE_SOAP_ENV__Reason */
+        long soap_type() const { return SOAP_TYPE_SOAP_ENV__Reason; }
+        /** Constructor with member initializations */
+        SOAP_ENV__Reason() : SOAP_ENV__Text() { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 SOAP_ENV__Reason * SOAP_FMAC2 soap_instantiate_SOAP_ENV__Reason(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+#endif
+
+/* wsa5.h:290 */
+#ifndef WITH_NOGLOBAL
+#ifndef SOAP_TYPE_SOAP_ENV__Fault
+#define SOAP_TYPE_SOAP_ENV__Fault (456)
+/* SOAP_ENV__Fault: */
+struct SOAP_CMAC SOAP_ENV__Fault {
+      public:
+        /** Optional element 'faultcode' of XML schema type 'xsd:QName' */
+        char *faultcode;
+        /** Optional element 'faultstring' of XML schema type 'xsd:string' */
+        char *faultstring;
+        /** Optional element 'faultactor' of XML schema type 'xsd:string' */
+        char *faultactor;
+        /** Optional element 'detail' of XML schema type 'SOAP-ENV:Detail' */
+        struct SOAP_ENV__Detail *detail;
+        /** Optional element 'SOAP-ENV:Code' of XML schema type 'SOAP-ENV:Code' */
+        struct SOAP_ENV__Code *SOAP_ENV__Code;
+        /** Optional element 'SOAP-ENV:Reason' of XML schema type 'SOAP-ENV:Reason' */
+        struct SOAP_ENV__Reason *SOAP_ENV__Reason;
+        /** Optional element 'SOAP-ENV:Node' of XML schema type 'xsd:string' */
+        char *SOAP_ENV__Node;
+        /** Optional element 'SOAP-ENV:Role' of XML schema type 'xsd:string' */
+        char *SOAP_ENV__Role;
+        /** Optional element 'SOAP-ENV:Detail' of XML schema type 'SOAP-ENV:Detail' */
+        struct SOAP_ENV__Detail *SOAP_ENV__Detail;
+      public:
+        /** Return unique type id SOAP_TYPE_SOAP_ENV__Fault */
+        long soap_type() const { return SOAP_TYPE_SOAP_ENV__Fault; }
+        /** Constructor with member initializations */
+        SOAP_ENV__Fault() : faultcode(), faultstring(), faultactor(), detail(), SOAP_ENV__Code(), SOAP_ENV__Reason(), SOAP_ENV__Node(), SOAP_ENV__Role(), SOAP_ENV__Detail() { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 SOAP_ENV__Fault * SOAP_FMAC2 soap_instantiate_SOAP_ENV__Fault(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+#endif
+
 /* wsu.h:77 */
 #ifndef SOAP_TYPE__wsu__Timestamp
-#define SOAP_TYPE__wsu__Timestamp (415)
+#define SOAP_TYPE__wsu__Timestamp (458)
 /* complex XML schema type 'wsu:Timestamp': */
 struct SOAP_CMAC _wsu__Timestamp {
       public:
@@ -6982,7 +7301,7 @@ struct SOAP_CMAC _wsu__Timestamp {
 
 /* wsse.h:74 */
 #ifndef SOAP_TYPE_wsse__EncodedString
-#define SOAP_TYPE_wsse__EncodedString (416)
+#define SOAP_TYPE_wsse__EncodedString (459)
 /* simple XML schema type 'wsse:EncodedString': */
 struct SOAP_CMAC wsse__EncodedString {
       public:
@@ -7004,7 +7323,7 @@ struct SOAP_CMAC wsse__EncodedString {
 
 /* wsse.h:145 */
 #ifndef SOAP_TYPE__wsse__UsernameToken
-#define SOAP_TYPE__wsse__UsernameToken (418)
+#define SOAP_TYPE__wsse__UsernameToken (461)
 /* complex XML schema type 'wsse:UsernameToken': */
 struct SOAP_CMAC _wsse__UsernameToken {
       public:
@@ -7034,7 +7353,7 @@ struct SOAP_CMAC _wsse__UsernameToken {
 
 /* wsse.h:158 */
 #ifndef SOAP_TYPE__wsse__BinarySecurityToken
-#define SOAP_TYPE__wsse__BinarySecurityToken (423)
+#define SOAP_TYPE__wsse__BinarySecurityToken (466)
 /* simple XML schema type 'wsse:BinarySecurityToken': */
 struct SOAP_CMAC _wsse__BinarySecurityToken {
       public:
@@ -7058,7 +7377,7 @@ struct SOAP_CMAC _wsse__BinarySecurityToken {
 
 /* wsse.h:168 */
 #ifndef SOAP_TYPE__wsse__Reference
-#define SOAP_TYPE__wsse__Reference (424)
+#define SOAP_TYPE__wsse__Reference (467)
 /* complex XML schema type 'wsse:Reference': */
 struct SOAP_CMAC _wsse__Reference {
       public:
@@ -7078,7 +7397,7 @@ struct SOAP_CMAC _wsse__Reference {
 
 /* wsse.h:176 */
 #ifndef SOAP_TYPE__wsse__Embedded
-#define SOAP_TYPE__wsse__Embedded (425)
+#define SOAP_TYPE__wsse__Embedded (468)
 /* complex XML schema type 'wsse:Embedded': */
 struct SOAP_CMAC _wsse__Embedded {
       public:
@@ -7098,7 +7417,7 @@ struct SOAP_CMAC _wsse__Embedded {
 
 /* wsse.h:185 */
 #ifndef SOAP_TYPE__wsse__KeyIdentifier
-#define SOAP_TYPE__wsse__KeyIdentifier (426)
+#define SOAP_TYPE__wsse__KeyIdentifier (469)
 /* simple XML schema type 'wsse:KeyIdentifier': */
 struct SOAP_CMAC _wsse__KeyIdentifier {
       public:
@@ -7122,7 +7441,7 @@ struct SOAP_CMAC _wsse__KeyIdentifier {
 
 /* wsse.h:195 */
 #ifndef SOAP_TYPE__wsse__SecurityTokenReference
-#define SOAP_TYPE__wsse__SecurityTokenReference (427)
+#define SOAP_TYPE__wsse__SecurityTokenReference (470)
 /* complex XML schema type 'wsse:SecurityTokenReference': */
 struct SOAP_CMAC _wsse__SecurityTokenReference {
       public:
@@ -7152,7 +7471,7 @@ struct SOAP_CMAC _wsse__SecurityTokenReference {
 
 /* xenc.h:38 */
 #ifndef SOAP_TYPE_ds__KeyInfoType
-#define SOAP_TYPE_ds__KeyInfoType (433)
+#define SOAP_TYPE_ds__KeyInfoType (476)
 /* complex XML schema type 'ds:KeyInfoType': */
 struct SOAP_CMAC ds__KeyInfoType {
       public:
@@ -7182,7 +7501,7 @@ struct SOAP_CMAC ds__KeyInfoType {
 
 /* ds.h:50 */
 #ifndef SOAP_TYPE_ds__SignatureType
-#define SOAP_TYPE_ds__SignatureType (437)
+#define SOAP_TYPE_ds__SignatureType (480)
 /* complex XML schema type 'ds:SignatureType': */
 struct SOAP_CMAC ds__SignatureType {
       public:
@@ -7206,7 +7525,7 @@ struct SOAP_CMAC ds__SignatureType {
 
 /* c14n.h:24 */
 #ifndef SOAP_TYPE__c14n__InclusiveNamespaces
-#define SOAP_TYPE__c14n__InclusiveNamespaces (446)
+#define SOAP_TYPE__c14n__InclusiveNamespaces (489)
 /* complex XML schema type 'c14n:InclusiveNamespaces': */
 struct SOAP_CMAC _c14n__InclusiveNamespaces {
       public:
@@ -7224,7 +7543,7 @@ struct SOAP_CMAC _c14n__InclusiveNamespaces {
 
 /* ds.h:77 */
 #ifndef SOAP_TYPE_ds__TransformType
-#define SOAP_TYPE_ds__TransformType (447)
+#define SOAP_TYPE_ds__TransformType (490)
 /* complex XML schema type 'ds:TransformType': */
 struct SOAP_CMAC ds__TransformType {
       public:
@@ -7245,7 +7564,7 @@ struct SOAP_CMAC ds__TransformType {
 
 /* ds.h:50 */
 #ifndef SOAP_TYPE_ds__SignedInfoType
-#define SOAP_TYPE_ds__SignedInfoType (438)
+#define SOAP_TYPE_ds__SignedInfoType (481)
 /* complex XML schema type 'ds:SignedInfoType': */
 struct SOAP_CMAC ds__SignedInfoType {
       public:
@@ -7270,7 +7589,7 @@ struct SOAP_CMAC ds__SignedInfoType {
 
 /* ds.h:63 */
 #ifndef SOAP_TYPE_ds__CanonicalizationMethodType
-#define SOAP_TYPE_ds__CanonicalizationMethodType (442)
+#define SOAP_TYPE_ds__CanonicalizationMethodType (485)
 /* complex XML schema type 'ds:CanonicalizationMethodType': */
 struct SOAP_CMAC ds__CanonicalizationMethodType {
       public:
@@ -7290,7 +7609,7 @@ struct SOAP_CMAC ds__CanonicalizationMethodType {
 
 /* ds.h:66 */
 #ifndef SOAP_TYPE_ds__SignatureMethodType
-#define SOAP_TYPE_ds__SignatureMethodType (443)
+#define SOAP_TYPE_ds__SignatureMethodType (486)
 /* complex XML schema type 'ds:SignatureMethodType': */
 struct SOAP_CMAC ds__SignatureMethodType {
       public:
@@ -7310,7 +7629,7 @@ struct SOAP_CMAC ds__SignatureMethodType {
 
 /* ds.h:69 */
 #ifndef SOAP_TYPE_ds__ReferenceType
-#define SOAP_TYPE_ds__ReferenceType (444)
+#define SOAP_TYPE_ds__ReferenceType (487)
 /* complex XML schema type 'ds:ReferenceType': */
 struct SOAP_CMAC ds__ReferenceType {
       public:
@@ -7338,7 +7657,7 @@ struct SOAP_CMAC ds__ReferenceType {
 
 /* ds.h:72 */
 #ifndef SOAP_TYPE_ds__TransformsType
-#define SOAP_TYPE_ds__TransformsType (445)
+#define SOAP_TYPE_ds__TransformsType (488)
 /* complex XML schema type 'ds:TransformsType': */
 struct SOAP_CMAC ds__TransformsType {
       public:
@@ -7357,7 +7676,7 @@ struct SOAP_CMAC ds__TransformsType {
 
 /* ds.h:83 */
 #ifndef SOAP_TYPE_ds__DigestMethodType
-#define SOAP_TYPE_ds__DigestMethodType (450)
+#define SOAP_TYPE_ds__DigestMethodType (493)
 /* complex XML schema type 'ds:DigestMethodType': */
 struct SOAP_CMAC ds__DigestMethodType {
       public:
@@ -7375,7 +7694,7 @@ struct SOAP_CMAC ds__DigestMethodType {
 
 /* ds.h:88 */
 #ifndef SOAP_TYPE_ds__KeyValueType
-#define SOAP_TYPE_ds__KeyValueType (451)
+#define SOAP_TYPE_ds__KeyValueType (494)
 /* complex XML schema type 'ds:KeyValueType': */
 struct SOAP_CMAC ds__KeyValueType {
       public:
@@ -7395,7 +7714,7 @@ struct SOAP_CMAC ds__KeyValueType {
 
 /* ds.h:89 */
 #ifndef SOAP_TYPE_ds__RetrievalMethodType
-#define SOAP_TYPE_ds__RetrievalMethodType (453)
+#define SOAP_TYPE_ds__RetrievalMethodType (496)
 /* complex XML schema type 'ds:RetrievalMethodType': */
 struct SOAP_CMAC ds__RetrievalMethodType {
       public:
@@ -7417,7 +7736,7 @@ struct SOAP_CMAC ds__RetrievalMethodType {
 
 /* wsse.h:198 */
 #ifndef SOAP_TYPE_ds__X509DataType
-#define SOAP_TYPE_ds__X509DataType (431)
+#define SOAP_TYPE_ds__X509DataType (474)
 /* complex XML schema type 'ds:X509DataType': */
 struct SOAP_CMAC ds__X509DataType {
       public:
@@ -7443,7 +7762,7 @@ struct SOAP_CMAC ds__X509DataType {
 
 /* ds.h:106 */
 #ifndef SOAP_TYPE_ds__X509IssuerSerialType
-#define SOAP_TYPE_ds__X509IssuerSerialType (457)
+#define SOAP_TYPE_ds__X509IssuerSerialType (500)
 /* complex XML schema type 'ds:X509IssuerSerialType': */
 struct SOAP_CMAC ds__X509IssuerSerialType {
       public:
@@ -7463,7 +7782,7 @@ struct SOAP_CMAC ds__X509IssuerSerialType {
 
 /* ds.h:127 */
 #ifndef SOAP_TYPE_ds__DSAKeyValueType
-#define SOAP_TYPE_ds__DSAKeyValueType (458)
+#define SOAP_TYPE_ds__DSAKeyValueType (501)
 /* complex XML schema type 'ds:DSAKeyValueType': */
 struct SOAP_CMAC ds__DSAKeyValueType {
       public:
@@ -7493,7 +7812,7 @@ struct SOAP_CMAC ds__DSAKeyValueType {
 
 /* ds.h:130 */
 #ifndef SOAP_TYPE_ds__RSAKeyValueType
-#define SOAP_TYPE_ds__RSAKeyValueType (459)
+#define SOAP_TYPE_ds__RSAKeyValueType (502)
 /* complex XML schema type 'ds:RSAKeyValueType': */
 struct SOAP_CMAC ds__RSAKeyValueType {
       public:
@@ -7513,7 +7832,7 @@ struct SOAP_CMAC ds__RSAKeyValueType {
 
 /* xenc.h:101 */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertyType
-#define SOAP_TYPE_xenc__EncryptionPropertyType (479)
+#define SOAP_TYPE_xenc__EncryptionPropertyType (522)
 /* complex XML schema type 'xenc:EncryptionPropertyType': */
 struct SOAP_CMAC xenc__EncryptionPropertyType {
       public:
@@ -7533,7 +7852,7 @@ struct SOAP_CMAC xenc__EncryptionPropertyType {
 
 /* xenc.h:70 */
 #ifndef SOAP_TYPE_xenc__EncryptedType
-#define SOAP_TYPE_xenc__EncryptedType (470)
+#define SOAP_TYPE_xenc__EncryptedType (513)
 /* complex XML schema type 'xenc:EncryptedType': */
 struct SOAP_CMAC xenc__EncryptedType {
       public:
@@ -7565,7 +7884,7 @@ struct SOAP_CMAC xenc__EncryptedType {
 
 /* xenc.h:73 */
 #ifndef SOAP_TYPE_xenc__EncryptionMethodType
-#define SOAP_TYPE_xenc__EncryptionMethodType (471)
+#define SOAP_TYPE_xenc__EncryptionMethodType (514)
 /* complex XML schema type 'xenc:EncryptionMethodType': */
 struct SOAP_CMAC xenc__EncryptionMethodType {
       public:
@@ -7590,7 +7909,7 @@ struct SOAP_CMAC xenc__EncryptionMethodType {
 
 /* xenc.h:76 */
 #ifndef SOAP_TYPE_xenc__CipherDataType
-#define SOAP_TYPE_xenc__CipherDataType (472)
+#define SOAP_TYPE_xenc__CipherDataType (515)
 /* complex XML schema type 'xenc:CipherDataType': */
 struct SOAP_CMAC xenc__CipherDataType {
       public:
@@ -7610,7 +7929,7 @@ struct SOAP_CMAC xenc__CipherDataType {
 
 /* xenc.h:79 */
 #ifndef SOAP_TYPE_xenc__CipherReferenceType
-#define SOAP_TYPE_xenc__CipherReferenceType (473)
+#define SOAP_TYPE_xenc__CipherReferenceType (516)
 /* complex XML schema type 'xenc:CipherReferenceType': */
 struct SOAP_CMAC xenc__CipherReferenceType {
       public:
@@ -7630,7 +7949,7 @@ struct SOAP_CMAC xenc__CipherReferenceType {
 
 /* xenc.h:82 */
 #ifndef SOAP_TYPE_xenc__TransformsType
-#define SOAP_TYPE_xenc__TransformsType (474)
+#define SOAP_TYPE_xenc__TransformsType (517)
 /* complex XML schema type 'xenc:TransformsType': */
 struct SOAP_CMAC xenc__TransformsType {
       public:
@@ -7648,7 +7967,7 @@ struct SOAP_CMAC xenc__TransformsType {
 
 /* xenc.h:91 */
 #ifndef SOAP_TYPE_xenc__AgreementMethodType
-#define SOAP_TYPE_xenc__AgreementMethodType (476)
+#define SOAP_TYPE_xenc__AgreementMethodType (519)
 /* complex XML schema type 'xenc:AgreementMethodType': */
 struct SOAP_CMAC xenc__AgreementMethodType {
       public:
@@ -7673,7 +7992,7 @@ struct SOAP_CMAC xenc__AgreementMethodType {
 
 /* xenc.h:94 */
 #ifndef SOAP_TYPE_xenc__ReferenceType
-#define SOAP_TYPE_xenc__ReferenceType (477)
+#define SOAP_TYPE_xenc__ReferenceType (520)
 /* complex XML schema type 'xenc:ReferenceType': */
 struct SOAP_CMAC xenc__ReferenceType {
       public:
@@ -7691,7 +8010,7 @@ struct SOAP_CMAC xenc__ReferenceType {
 
 /* xenc.h:97 */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertiesType
-#define SOAP_TYPE_xenc__EncryptionPropertiesType (478)
+#define SOAP_TYPE_xenc__EncryptionPropertiesType (521)
 /* complex XML schema type 'xenc:EncryptionPropertiesType': */
 struct SOAP_CMAC xenc__EncryptionPropertiesType {
       public:
@@ -7712,7 +8031,7 @@ struct SOAP_CMAC xenc__EncryptionPropertiesType {
 
 /* xenc.h:253 */
 #ifndef SOAP_TYPE___xenc__union_ReferenceList
-#define SOAP_TYPE___xenc__union_ReferenceList (488)
+#define SOAP_TYPE___xenc__union_ReferenceList (531)
 /* Wrapper: */
 struct SOAP_CMAC __xenc__union_ReferenceList {
       public:
@@ -7732,7 +8051,7 @@ struct SOAP_CMAC __xenc__union_ReferenceList {
 
 /* xenc.h:106 */
 #ifndef SOAP_TYPE__xenc__ReferenceList
-#define SOAP_TYPE__xenc__ReferenceList (480)
+#define SOAP_TYPE__xenc__ReferenceList (523)
 /* complex XML schema type 'xenc:ReferenceList': */
 struct SOAP_CMAC _xenc__ReferenceList {
       public:
@@ -7751,7 +8070,7 @@ struct SOAP_CMAC _xenc__ReferenceList {
 
 /* xenc.h:85 */
 #ifndef SOAP_TYPE_xenc__EncryptedDataType
-#define SOAP_TYPE_xenc__EncryptedDataType (475)
+#define SOAP_TYPE_xenc__EncryptedDataType (518)
 /* complex XML schema type 'xenc:EncryptedDataType': */
 struct SOAP_CMAC xenc__EncryptedDataType {
       public:
@@ -7783,7 +8102,7 @@ struct SOAP_CMAC xenc__EncryptedDataType {
 
 /* xenc.h:39 */
 #ifndef SOAP_TYPE_xenc__EncryptedKeyType
-#define SOAP_TYPE_xenc__EncryptedKeyType (434)
+#define SOAP_TYPE_xenc__EncryptedKeyType (477)
 /* Type xenc__EncryptedKeyType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'xenc:EncryptedKeyType': */
 struct SOAP_CMAC xenc__EncryptedKeyType {
@@ -7822,7 +8141,7 @@ struct SOAP_CMAC xenc__EncryptedKeyType {
 
 /* wsc.h:88 */
 #ifndef SOAP_TYPE_wsc__SecurityContextTokenType
-#define SOAP_TYPE_wsc__SecurityContextTokenType (494)
+#define SOAP_TYPE_wsc__SecurityContextTokenType (537)
 /* complex XML schema type 'wsc:SecurityContextTokenType': */
 struct SOAP_CMAC wsc__SecurityContextTokenType {
       public:
@@ -7844,7 +8163,7 @@ struct SOAP_CMAC wsc__SecurityContextTokenType {
 
 /* wsc.h:121 */
 #ifndef SOAP_TYPE__wsc__union_DerivedKeyTokenType
-#define SOAP_TYPE__wsc__union_DerivedKeyTokenType (499)
+#define SOAP_TYPE__wsc__union_DerivedKeyTokenType (542)
 /* union serializable only when used as a member of a struct or class with a union variant selector */
 union _wsc__union_DerivedKeyTokenType
 {
@@ -7857,7 +8176,7 @@ union _wsc__union_DerivedKeyTokenType
 
 /* wsc.h:117 */
 #ifndef SOAP_TYPE___wsc__DerivedKeyTokenType_sequence
-#define SOAP_TYPE___wsc__DerivedKeyTokenType_sequence (498)
+#define SOAP_TYPE___wsc__DerivedKeyTokenType_sequence (541)
 /* Wrapper: */
 struct SOAP_CMAC __wsc__DerivedKeyTokenType_sequence {
       public:
@@ -7878,7 +8197,7 @@ struct SOAP_CMAC __wsc__DerivedKeyTokenType_sequence {
 
 /* wsc.h:110 */
 #ifndef SOAP_TYPE_wsc__DerivedKeyTokenType
-#define SOAP_TYPE_wsc__DerivedKeyTokenType (495)
+#define SOAP_TYPE_wsc__DerivedKeyTokenType (538)
 /* complex XML schema type 'wsc:DerivedKeyTokenType': */
 struct SOAP_CMAC wsc__DerivedKeyTokenType {
       public:
@@ -7907,7 +8226,7 @@ struct SOAP_CMAC wsc__DerivedKeyTokenType {
 
 /* wsc.h:114 */
 #ifndef SOAP_TYPE_wsc__PropertiesType
-#define SOAP_TYPE_wsc__PropertiesType (496)
+#define SOAP_TYPE_wsc__PropertiesType (539)
 /* complex XML schema type 'wsc:PropertiesType': */
 struct SOAP_CMAC wsc__PropertiesType {
       public:
@@ -7922,7 +8241,7 @@ struct SOAP_CMAC wsc__PropertiesType {
 
 /* saml1.h:181 */
 #ifndef SOAP_TYPE___saml1__union_AssertionType
-#define SOAP_TYPE___saml1__union_AssertionType (526)
+#define SOAP_TYPE___saml1__union_AssertionType (568)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_AssertionType {
       public:
@@ -7948,7 +8267,7 @@ struct SOAP_CMAC __saml1__union_AssertionType {
 
 /* saml1.h:75 */
 #ifndef SOAP_TYPE_saml1__AssertionType
-#define SOAP_TYPE_saml1__AssertionType (503)
+#define SOAP_TYPE_saml1__AssertionType (545)
 /* Type saml1__AssertionType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'saml1:AssertionType': */
 struct SOAP_CMAC saml1__AssertionType {
@@ -7986,7 +8305,7 @@ struct SOAP_CMAC saml1__AssertionType {
 
 /* saml1.h:224 */
 #ifndef SOAP_TYPE___saml1__union_ConditionsType
-#define SOAP_TYPE___saml1__union_ConditionsType (534)
+#define SOAP_TYPE___saml1__union_ConditionsType (576)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_ConditionsType {
       public:
@@ -8008,7 +8327,7 @@ struct SOAP_CMAC __saml1__union_ConditionsType {
 
 /* saml1.h:78 */
 #ifndef SOAP_TYPE_saml1__ConditionsType
-#define SOAP_TYPE_saml1__ConditionsType (504)
+#define SOAP_TYPE_saml1__ConditionsType (546)
 /* complex XML schema type 'saml1:ConditionsType': */
 struct SOAP_CMAC saml1__ConditionsType {
       public:
@@ -8031,7 +8350,7 @@ struct SOAP_CMAC saml1__ConditionsType {
 
 /* saml1.h:81 */
 #ifndef SOAP_TYPE_saml1__ConditionAbstractType
-#define SOAP_TYPE_saml1__ConditionAbstractType (505)
+#define SOAP_TYPE_saml1__ConditionAbstractType (547)
 /* complex XML schema type 'saml1:ConditionAbstractType': */
 struct SOAP_CMAC saml1__ConditionAbstractType {
       public:
@@ -8046,7 +8365,7 @@ struct SOAP_CMAC saml1__ConditionAbstractType {
 
 /* saml1.h:270 */
 #ifndef SOAP_TYPE___saml1__union_AdviceType
-#define SOAP_TYPE___saml1__union_AdviceType (540)
+#define SOAP_TYPE___saml1__union_AdviceType (582)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_AdviceType {
       public:
@@ -8066,7 +8385,7 @@ struct SOAP_CMAC __saml1__union_AdviceType {
 
 /* saml1.h:90 */
 #ifndef SOAP_TYPE_saml1__AdviceType
-#define SOAP_TYPE_saml1__AdviceType (508)
+#define SOAP_TYPE_saml1__AdviceType (550)
 /* complex XML schema type 'saml1:AdviceType': */
 struct SOAP_CMAC saml1__AdviceType {
       public:
@@ -8085,7 +8404,7 @@ struct SOAP_CMAC saml1__AdviceType {
 
 /* saml1.h:93 */
 #ifndef SOAP_TYPE_saml1__StatementAbstractType
-#define SOAP_TYPE_saml1__StatementAbstractType (509)
+#define SOAP_TYPE_saml1__StatementAbstractType (551)
 /* complex XML schema type 'saml1:StatementAbstractType': */
 struct SOAP_CMAC saml1__StatementAbstractType {
       public:
@@ -8100,7 +8419,7 @@ struct SOAP_CMAC saml1__StatementAbstractType {
 
 /* saml1.h:99 */
 #ifndef SOAP_TYPE_saml1__SubjectType
-#define SOAP_TYPE_saml1__SubjectType (511)
+#define SOAP_TYPE_saml1__SubjectType (553)
 /* complex XML schema type 'saml1:SubjectType': */
 struct SOAP_CMAC saml1__SubjectType {
       public:
@@ -8122,7 +8441,7 @@ struct SOAP_CMAC saml1__SubjectType {
 
 /* saml1.h:105 */
 #ifndef SOAP_TYPE_saml1__SubjectConfirmationType
-#define SOAP_TYPE_saml1__SubjectConfirmationType (513)
+#define SOAP_TYPE_saml1__SubjectConfirmationType (555)
 /* complex XML schema type 'saml1:SubjectConfirmationType': */
 struct SOAP_CMAC saml1__SubjectConfirmationType {
       public:
@@ -8145,7 +8464,7 @@ struct SOAP_CMAC saml1__SubjectConfirmationType {
 
 /* saml1.h:111 */
 #ifndef SOAP_TYPE_saml1__SubjectLocalityType
-#define SOAP_TYPE_saml1__SubjectLocalityType (515)
+#define SOAP_TYPE_saml1__SubjectLocalityType (557)
 /* complex XML schema type 'saml1:SubjectLocalityType': */
 struct SOAP_CMAC saml1__SubjectLocalityType {
       public:
@@ -8165,7 +8484,7 @@ struct SOAP_CMAC saml1__SubjectLocalityType {
 
 /* saml1.h:114 */
 #ifndef SOAP_TYPE_saml1__AuthorityBindingType
-#define SOAP_TYPE_saml1__AuthorityBindingType (516)
+#define SOAP_TYPE_saml1__AuthorityBindingType (558)
 /* complex XML schema type 'saml1:AuthorityBindingType': */
 struct SOAP_CMAC saml1__AuthorityBindingType {
       public:
@@ -8187,7 +8506,7 @@ struct SOAP_CMAC saml1__AuthorityBindingType {
 
 /* saml1.h:395 */
 #ifndef SOAP_TYPE___saml1__union_EvidenceType
-#define SOAP_TYPE___saml1__union_EvidenceType (546)
+#define SOAP_TYPE___saml1__union_EvidenceType (588)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_EvidenceType {
       public:
@@ -8207,7 +8526,7 @@ struct SOAP_CMAC __saml1__union_EvidenceType {
 
 /* saml1.h:123 */
 #ifndef SOAP_TYPE_saml1__EvidenceType
-#define SOAP_TYPE_saml1__EvidenceType (519)
+#define SOAP_TYPE_saml1__EvidenceType (561)
 /* complex XML schema type 'saml1:EvidenceType': */
 struct SOAP_CMAC saml1__EvidenceType {
       public:
@@ -8226,7 +8545,7 @@ struct SOAP_CMAC saml1__EvidenceType {
 
 /* saml1.h:129 */
 #ifndef SOAP_TYPE_saml1__AttributeDesignatorType
-#define SOAP_TYPE_saml1__AttributeDesignatorType (521)
+#define SOAP_TYPE_saml1__AttributeDesignatorType (563)
 /* complex XML schema type 'saml1:AttributeDesignatorType': */
 struct SOAP_CMAC saml1__AttributeDesignatorType {
       public:
@@ -8246,7 +8565,7 @@ struct SOAP_CMAC saml1__AttributeDesignatorType {
 
 /* saml1.h:84 */
 #ifndef SOAP_TYPE_saml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (506)
+#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (548)
 /* complex XML schema type 'saml1:AudienceRestrictionConditionType': */
 struct SOAP_CMAC saml1__AudienceRestrictionConditionType {
       public:
@@ -8265,7 +8584,7 @@ struct SOAP_CMAC saml1__AudienceRestrictionConditionType {
 
 /* saml1.h:87 */
 #ifndef SOAP_TYPE_saml1__DoNotCacheConditionType
-#define SOAP_TYPE_saml1__DoNotCacheConditionType (507)
+#define SOAP_TYPE_saml1__DoNotCacheConditionType (549)
 /* complex XML schema type 'saml1:DoNotCacheConditionType': */
 struct SOAP_CMAC saml1__DoNotCacheConditionType {
       public:
@@ -8280,7 +8599,7 @@ struct SOAP_CMAC saml1__DoNotCacheConditionType {
 
 /* saml1.h:96 */
 #ifndef SOAP_TYPE_saml1__SubjectStatementAbstractType
-#define SOAP_TYPE_saml1__SubjectStatementAbstractType (510)
+#define SOAP_TYPE_saml1__SubjectStatementAbstractType (552)
 /* complex XML schema type 'saml1:SubjectStatementAbstractType': */
 struct SOAP_CMAC saml1__SubjectStatementAbstractType {
       public:
@@ -8298,7 +8617,7 @@ struct SOAP_CMAC saml1__SubjectStatementAbstractType {
 
 /* saml1.h:102 */
 #ifndef SOAP_TYPE_saml1__NameIdentifierType
-#define SOAP_TYPE_saml1__NameIdentifierType (512)
+#define SOAP_TYPE_saml1__NameIdentifierType (554)
 /* simple XML schema type 'saml1:NameIdentifierType': */
 struct SOAP_CMAC saml1__NameIdentifierType {
       public:
@@ -8320,7 +8639,7 @@ struct SOAP_CMAC saml1__NameIdentifierType {
 
 /* saml1.h:120 */
 #ifndef SOAP_TYPE_saml1__ActionType
-#define SOAP_TYPE_saml1__ActionType (518)
+#define SOAP_TYPE_saml1__ActionType (560)
 /* simple XML schema type 'saml1:ActionType': */
 struct SOAP_CMAC saml1__ActionType {
       public:
@@ -8340,7 +8659,7 @@ struct SOAP_CMAC saml1__ActionType {
 
 /* saml1.h:132 */
 #ifndef SOAP_TYPE_saml1__AttributeType
-#define SOAP_TYPE_saml1__AttributeType (522)
+#define SOAP_TYPE_saml1__AttributeType (564)
 /* complex XML schema type 'saml1:AttributeType': */
 struct SOAP_CMAC saml1__AttributeType {
       public:
@@ -8363,7 +8682,7 @@ struct SOAP_CMAC saml1__AttributeType {
 
 /* saml1.h:108 */
 #ifndef SOAP_TYPE_saml1__AuthenticationStatementType
-#define SOAP_TYPE_saml1__AuthenticationStatementType (514)
+#define SOAP_TYPE_saml1__AuthenticationStatementType (556)
 /* complex XML schema type 'saml1:AuthenticationStatementType': */
 struct SOAP_CMAC saml1__AuthenticationStatementType {
       public:
@@ -8390,7 +8709,7 @@ struct SOAP_CMAC saml1__AuthenticationStatementType {
 
 /* saml1.h:117 */
 #ifndef SOAP_TYPE_saml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (517)
+#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (559)
 /* complex XML schema type 'saml1:AuthorizationDecisionStatementType': */
 struct SOAP_CMAC saml1__AuthorizationDecisionStatementType {
       public:
@@ -8417,7 +8736,7 @@ struct SOAP_CMAC saml1__AuthorizationDecisionStatementType {
 
 /* saml1.h:126 */
 #ifndef SOAP_TYPE_saml1__AttributeStatementType
-#define SOAP_TYPE_saml1__AttributeStatementType (520)
+#define SOAP_TYPE_saml1__AttributeStatementType (562)
 /* complex XML schema type 'saml1:AttributeStatementType': */
 struct SOAP_CMAC saml1__AttributeStatementType {
       public:
@@ -8438,7 +8757,7 @@ struct SOAP_CMAC saml1__AttributeStatementType {
 
 /* saml2.h:75 */
 #ifndef SOAP_TYPE_saml2__BaseIDAbstractType
-#define SOAP_TYPE_saml2__BaseIDAbstractType (580)
+#define SOAP_TYPE_saml2__BaseIDAbstractType (621)
 /* complex XML schema type 'saml2:BaseIDAbstractType': */
 struct SOAP_CMAC saml2__BaseIDAbstractType {
       public:
@@ -8458,7 +8777,7 @@ struct SOAP_CMAC saml2__BaseIDAbstractType {
 
 /* saml2.h:81 */
 #ifndef SOAP_TYPE_saml2__EncryptedElementType
-#define SOAP_TYPE_saml2__EncryptedElementType (582)
+#define SOAP_TYPE_saml2__EncryptedElementType (623)
 /* complex XML schema type 'saml2:EncryptedElementType': */
 struct SOAP_CMAC saml2__EncryptedElementType {
       public:
@@ -8479,7 +8798,7 @@ struct SOAP_CMAC saml2__EncryptedElementType {
 
 /* saml2.h:234 */
 #ifndef SOAP_TYPE___saml2__union_AssertionType
-#define SOAP_TYPE___saml2__union_AssertionType (609)
+#define SOAP_TYPE___saml2__union_AssertionType (650)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AssertionType {
       public:
@@ -8503,7 +8822,7 @@ struct SOAP_CMAC __saml2__union_AssertionType {
 
 /* saml2.h:84 */
 #ifndef SOAP_TYPE_saml2__AssertionType
-#define SOAP_TYPE_saml2__AssertionType (583)
+#define SOAP_TYPE_saml2__AssertionType (624)
 /* Type saml2__AssertionType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'saml2:AssertionType': */
 struct SOAP_CMAC saml2__AssertionType {
@@ -8541,7 +8860,7 @@ struct SOAP_CMAC saml2__AssertionType {
 
 /* saml2.h:87 */
 #ifndef SOAP_TYPE_saml2__SubjectType
-#define SOAP_TYPE_saml2__SubjectType (584)
+#define SOAP_TYPE_saml2__SubjectType (625)
 /* complex XML schema type 'saml2:SubjectType': */
 struct SOAP_CMAC saml2__SubjectType {
       public:
@@ -8569,7 +8888,7 @@ struct SOAP_CMAC saml2__SubjectType {
 
 /* saml2.h:90 */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationType
-#define SOAP_TYPE_saml2__SubjectConfirmationType (585)
+#define SOAP_TYPE_saml2__SubjectConfirmationType (626)
 /* complex XML schema type 'saml2:SubjectConfirmationType': */
 struct SOAP_CMAC saml2__SubjectConfirmationType {
       public:
@@ -8595,7 +8914,7 @@ struct SOAP_CMAC saml2__SubjectConfirmationType {
 
 /* saml2.h:327 */
 #ifndef SOAP_TYPE___saml2__union_ConditionsType
-#define SOAP_TYPE___saml2__union_ConditionsType (619)
+#define SOAP_TYPE___saml2__union_ConditionsType (660)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_ConditionsType {
       public:
@@ -8619,7 +8938,7 @@ struct SOAP_CMAC __saml2__union_ConditionsType {
 
 /* saml2.h:99 */
 #ifndef SOAP_TYPE_saml2__ConditionsType
-#define SOAP_TYPE_saml2__ConditionsType (588)
+#define SOAP_TYPE_saml2__ConditionsType (629)
 /* complex XML schema type 'saml2:ConditionsType': */
 struct SOAP_CMAC saml2__ConditionsType {
       public:
@@ -8642,7 +8961,7 @@ struct SOAP_CMAC saml2__ConditionsType {
 
 /* saml2.h:102 */
 #ifndef SOAP_TYPE_saml2__ConditionAbstractType
-#define SOAP_TYPE_saml2__ConditionAbstractType (589)
+#define SOAP_TYPE_saml2__ConditionAbstractType (630)
 /* complex XML schema type 'saml2:ConditionAbstractType': */
 struct SOAP_CMAC saml2__ConditionAbstractType {
       public:
@@ -8657,7 +8976,7 @@ struct SOAP_CMAC saml2__ConditionAbstractType {
 
 /* saml2.h:376 */
 #ifndef SOAP_TYPE___saml2__union_AdviceType
-#define SOAP_TYPE___saml2__union_AdviceType (625)
+#define SOAP_TYPE___saml2__union_AdviceType (666)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AdviceType {
       public:
@@ -8681,7 +9000,7 @@ struct SOAP_CMAC __saml2__union_AdviceType {
 
 /* saml2.h:114 */
 #ifndef SOAP_TYPE_saml2__AdviceType
-#define SOAP_TYPE_saml2__AdviceType (593)
+#define SOAP_TYPE_saml2__AdviceType (634)
 /* complex XML schema type 'saml2:AdviceType': */
 struct SOAP_CMAC saml2__AdviceType {
       public:
@@ -8700,7 +9019,7 @@ struct SOAP_CMAC saml2__AdviceType {
 
 /* saml2.h:117 */
 #ifndef SOAP_TYPE_saml2__StatementAbstractType
-#define SOAP_TYPE_saml2__StatementAbstractType (594)
+#define SOAP_TYPE_saml2__StatementAbstractType (635)
 /* complex XML schema type 'saml2:StatementAbstractType': */
 struct SOAP_CMAC saml2__StatementAbstractType {
       public:
@@ -8715,7 +9034,7 @@ struct SOAP_CMAC saml2__StatementAbstractType {
 
 /* saml2.h:123 */
 #ifndef SOAP_TYPE_saml2__SubjectLocalityType
-#define SOAP_TYPE_saml2__SubjectLocalityType (596)
+#define SOAP_TYPE_saml2__SubjectLocalityType (637)
 /* complex XML schema type 'saml2:SubjectLocalityType': */
 struct SOAP_CMAC saml2__SubjectLocalityType {
       public:
@@ -8735,7 +9054,7 @@ struct SOAP_CMAC saml2__SubjectLocalityType {
 
 /* saml2.h:126 */
 #ifndef SOAP_TYPE_saml2__AuthnContextType
-#define SOAP_TYPE_saml2__AuthnContextType (597)
+#define SOAP_TYPE_saml2__AuthnContextType (638)
 /* complex XML schema type 'saml2:AuthnContextType': */
 struct SOAP_CMAC saml2__AuthnContextType {
       public:
@@ -8764,7 +9083,7 @@ struct SOAP_CMAC saml2__AuthnContextType {
 
 /* saml2.h:479 */
 #ifndef SOAP_TYPE___saml2__union_EvidenceType
-#define SOAP_TYPE___saml2__union_EvidenceType (628)
+#define SOAP_TYPE___saml2__union_EvidenceType (669)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_EvidenceType {
       public:
@@ -8788,7 +9107,7 @@ struct SOAP_CMAC __saml2__union_EvidenceType {
 
 /* saml2.h:135 */
 #ifndef SOAP_TYPE_saml2__EvidenceType
-#define SOAP_TYPE_saml2__EvidenceType (600)
+#define SOAP_TYPE_saml2__EvidenceType (641)
 /* complex XML schema type 'saml2:EvidenceType': */
 struct SOAP_CMAC saml2__EvidenceType {
       public:
@@ -8807,7 +9126,7 @@ struct SOAP_CMAC saml2__EvidenceType {
 
 /* saml2.h:141 */
 #ifndef SOAP_TYPE_saml2__AttributeType
-#define SOAP_TYPE_saml2__AttributeType (602)
+#define SOAP_TYPE_saml2__AttributeType (643)
 /* complex XML schema type 'saml2:AttributeType': */
 struct SOAP_CMAC saml2__AttributeType {
       public:
@@ -8832,7 +9151,7 @@ struct SOAP_CMAC saml2__AttributeType {
 
 /* saml2.h:78 */
 #ifndef SOAP_TYPE_saml2__NameIDType
-#define SOAP_TYPE_saml2__NameIDType (581)
+#define SOAP_TYPE_saml2__NameIDType (622)
 /* simple XML schema type 'saml2:NameIDType': */
 struct SOAP_CMAC saml2__NameIDType {
       public:
@@ -8858,7 +9177,7 @@ struct SOAP_CMAC saml2__NameIDType {
 
 /* saml2.h:93 */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationDataType
-#define SOAP_TYPE_saml2__SubjectConfirmationDataType (586)
+#define SOAP_TYPE_saml2__SubjectConfirmationDataType (627)
 /* complex XML schema type 'saml2:SubjectConfirmationDataType': */
 struct SOAP_CMAC saml2__SubjectConfirmationDataType {
       public:
@@ -8885,7 +9204,7 @@ struct SOAP_CMAC saml2__SubjectConfirmationDataType {
 
 /* saml2.h:105 */
 #ifndef SOAP_TYPE_saml2__AudienceRestrictionType
-#define SOAP_TYPE_saml2__AudienceRestrictionType (590)
+#define SOAP_TYPE_saml2__AudienceRestrictionType (631)
 /* complex XML schema type 'saml2:AudienceRestrictionType': */
 struct SOAP_CMAC saml2__AudienceRestrictionType {
       public:
@@ -8904,7 +9223,7 @@ struct SOAP_CMAC saml2__AudienceRestrictionType {
 
 /* saml2.h:108 */
 #ifndef SOAP_TYPE_saml2__OneTimeUseType
-#define SOAP_TYPE_saml2__OneTimeUseType (591)
+#define SOAP_TYPE_saml2__OneTimeUseType (632)
 /* complex XML schema type 'saml2:OneTimeUseType': */
 struct SOAP_CMAC saml2__OneTimeUseType {
       public:
@@ -8919,7 +9238,7 @@ struct SOAP_CMAC saml2__OneTimeUseType {
 
 /* saml2.h:111 */
 #ifndef SOAP_TYPE_saml2__ProxyRestrictionType
-#define SOAP_TYPE_saml2__ProxyRestrictionType (592)
+#define SOAP_TYPE_saml2__ProxyRestrictionType (633)
 /* complex XML schema type 'saml2:ProxyRestrictionType': */
 struct SOAP_CMAC saml2__ProxyRestrictionType {
       public:
@@ -8940,7 +9259,7 @@ struct SOAP_CMAC saml2__ProxyRestrictionType {
 
 /* saml2.h:120 */
 #ifndef SOAP_TYPE_saml2__AuthnStatementType
-#define SOAP_TYPE_saml2__AuthnStatementType (595)
+#define SOAP_TYPE_saml2__AuthnStatementType (636)
 /* complex XML schema type 'saml2:AuthnStatementType': */
 struct SOAP_CMAC saml2__AuthnStatementType {
       public:
@@ -8966,7 +9285,7 @@ struct SOAP_CMAC saml2__AuthnStatementType {
 
 /* saml2.h:129 */
 #ifndef SOAP_TYPE_saml2__AuthzDecisionStatementType
-#define SOAP_TYPE_saml2__AuthzDecisionStatementType (598)
+#define SOAP_TYPE_saml2__AuthzDecisionStatementType (639)
 /* complex XML schema type 'saml2:AuthzDecisionStatementType': */
 struct SOAP_CMAC saml2__AuthzDecisionStatementType {
       public:
@@ -8991,7 +9310,7 @@ struct SOAP_CMAC saml2__AuthzDecisionStatementType {
 
 /* saml2.h:132 */
 #ifndef SOAP_TYPE_saml2__ActionType
-#define SOAP_TYPE_saml2__ActionType (599)
+#define SOAP_TYPE_saml2__ActionType (640)
 /* simple XML schema type 'saml2:ActionType': */
 struct SOAP_CMAC saml2__ActionType {
       public:
@@ -9011,7 +9330,7 @@ struct SOAP_CMAC saml2__ActionType {
 
 /* saml2.h:729 */
 #ifndef SOAP_TYPE___saml2__union_AttributeStatementType
-#define SOAP_TYPE___saml2__union_AttributeStatementType (634)
+#define SOAP_TYPE___saml2__union_AttributeStatementType (675)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AttributeStatementType {
       public:
@@ -9031,7 +9350,7 @@ struct SOAP_CMAC __saml2__union_AttributeStatementType {
 
 /* saml2.h:138 */
 #ifndef SOAP_TYPE_saml2__AttributeStatementType
-#define SOAP_TYPE_saml2__AttributeStatementType (601)
+#define SOAP_TYPE_saml2__AttributeStatementType (642)
 /* complex XML schema type 'saml2:AttributeStatementType': */
 struct SOAP_CMAC saml2__AttributeStatementType {
       public:
@@ -9050,7 +9369,7 @@ struct SOAP_CMAC saml2__AttributeStatementType {
 
 /* saml2.h:96 */
 #ifndef SOAP_TYPE_saml2__KeyInfoConfirmationDataType
-#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (587)
+#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (628)
 /* complex XML schema type 'saml2:KeyInfoConfirmationDataType': */
 struct SOAP_CMAC saml2__KeyInfoConfirmationDataType {
       public:
@@ -9069,7 +9388,7 @@ struct SOAP_CMAC saml2__KeyInfoConfirmationDataType {
 
 /* wsse.h:212 */
 #ifndef SOAP_TYPE__wsse__Security
-#define SOAP_TYPE__wsse__Security (671)
+#define SOAP_TYPE__wsse__Security (712)
 /* complex XML schema type 'wsse:Security': */
 struct SOAP_CMAC _wsse__Security {
       public:
@@ -9107,7 +9426,7 @@ struct SOAP_CMAC _wsse__Security {
 
 /* wsse.h:146 */
 #ifndef SOAP_TYPE__wsse__Password
-#define SOAP_TYPE__wsse__Password (419)
+#define SOAP_TYPE__wsse__Password (462)
 /* simple XML schema type 'wsse:Password': */
 struct SOAP_CMAC _wsse__Password {
       public:
@@ -9125,29 +9444,9 @@ struct SOAP_CMAC _wsse__Password {
 };
 #endif
 
-/* vantel.h:132 */
-#ifndef WITH_NOGLOBAL
-#ifndef SOAP_TYPE_SOAP_ENV__Header
-#define SOAP_TYPE_SOAP_ENV__Header (20)
-/* SOAP_ENV__Header: */
-struct SOAP_CMAC SOAP_ENV__Header {
-      public:
-        /** MustUnderstand */
-        struct _wsse__Security *wsse__Security;
-      public:
-        /** Return unique type id SOAP_TYPE_SOAP_ENV__Header */
-        long soap_type() const { return SOAP_TYPE_SOAP_ENV__Header; }
-        /** Constructor with member initializations */
-        SOAP_ENV__Header() : wsse__Security() { }
-        /** Friend allocator */
-        friend SOAP_FMAC1 SOAP_ENV__Header * SOAP_FMAC2 soap_instantiate_SOAP_ENV__Header(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-#endif
-
 /* ptz10.h:20 */
 #ifndef SOAP_TYPE_tptz1__StopRequest
-#define SOAP_TYPE_tptz1__StopRequest (678)
+#define SOAP_TYPE_tptz1__StopRequest (719)
 /* complex XML schema type 'tptz1:StopRequest': */
 class SOAP_CMAC tptz1__StopRequest {
       public:
@@ -9188,7 +9487,7 @@ class SOAP_CMAC tptz1__StopRequest {
 
 /* ptz10.h:28 */
 #ifndef SOAP_TYPE_tptz1__StopResponse
-#define SOAP_TYPE_tptz1__StopResponse (679)
+#define SOAP_TYPE_tptz1__StopResponse (720)
 /* complex XML schema type 'tptz1:StopResponse': */
 class SOAP_CMAC tptz1__StopResponse {
       public:
@@ -9223,7 +9522,7 @@ class SOAP_CMAC tptz1__StopResponse {
 
 /* ptz10.h:34 */
 #ifndef SOAP_TYPE_tptz1__RemovePreset
-#define SOAP_TYPE_tptz1__RemovePreset (680)
+#define SOAP_TYPE_tptz1__RemovePreset (721)
 /* complex XML schema type 'tptz1:RemovePreset': */
 class SOAP_CMAC tptz1__RemovePreset {
       public:
@@ -9262,7 +9561,7 @@ class SOAP_CMAC tptz1__RemovePreset {
 
 /* ptz10.h:41 */
 #ifndef SOAP_TYPE_tptz1__RemovePresetResponse
-#define SOAP_TYPE_tptz1__RemovePresetResponse (681)
+#define SOAP_TYPE_tptz1__RemovePresetResponse (722)
 /* complex XML schema type 'tptz1:RemovePresetResponse': */
 class SOAP_CMAC tptz1__RemovePresetResponse {
       public:
@@ -9297,7 +9596,7 @@ class SOAP_CMAC tptz1__RemovePresetResponse {
 
 /* ptz10.h:54 */
 #ifndef SOAP_TYPE___tptz1__Stop
-#define SOAP_TYPE___tptz1__Stop (685)
+#define SOAP_TYPE___tptz1__Stop (726)
 /* Wrapper: */
 struct SOAP_CMAC __tptz1__Stop {
       public:
@@ -9315,7 +9614,7 @@ struct SOAP_CMAC __tptz1__Stop {
 
 /* ptz10.h:62 */
 #ifndef SOAP_TYPE___tptz1__RemovePreset
-#define SOAP_TYPE___tptz1__RemovePreset (689)
+#define SOAP_TYPE___tptz1__RemovePreset (730)
 /* Wrapper: */
 struct SOAP_CMAC __tptz1__RemovePreset {
       public:
@@ -9329,108 +9628,6 @@ struct SOAP_CMAC __tptz1__RemovePreset {
         /** Friend allocator */
         friend SOAP_FMAC1 __tptz1__RemovePreset * SOAP_FMAC2 soap_instantiate___tptz1__RemovePreset(struct soap*, int, const char*, const char*, size_t*);
 };
-#endif
-
-/* vantel.h:6294 */
-#ifndef WITH_NOGLOBAL
-#ifndef SOAP_TYPE_SOAP_ENV__Code
-#define SOAP_TYPE_SOAP_ENV__Code (690)
-/* Type SOAP_ENV__Code is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
-/* SOAP_ENV__Code: */
-struct SOAP_CMAC SOAP_ENV__Code {
-      public:
-        /** Optional element 'SOAP-ENV:Value' of XML schema type 'xsd:QName' */
-        char *SOAP_ENV__Value;
-        /** Optional element 'SOAP-ENV:Subcode' of XML schema type 'SOAP-ENV:Code' */
-        struct SOAP_ENV__Code *SOAP_ENV__Subcode;
-      public:
-        /** Return unique type id SOAP_TYPE_SOAP_ENV__Code */
-        long soap_type() const { return SOAP_TYPE_SOAP_ENV__Code; }
-        /** Constructor with member initializations */
-        SOAP_ENV__Code() : SOAP_ENV__Value(), SOAP_ENV__Subcode() { }
-        /** Friend allocator */
-        friend SOAP_FMAC1 SOAP_ENV__Code * SOAP_FMAC2 soap_instantiate_SOAP_ENV__Code(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-#endif
-
-/* vantel.h:6294 */
-#ifndef WITH_NOGLOBAL
-#ifndef SOAP_TYPE_SOAP_ENV__Detail
-#define SOAP_TYPE_SOAP_ENV__Detail (692)
-/* SOAP_ENV__Detail: */
-struct SOAP_CMAC SOAP_ENV__Detail {
-      public:
-        char *__any;
-        /** Any type of element 'fault' assigned to fault with its SOAP_TYPE_<typename> assigned to __type */
-        /** Do not create a cyclic data structure through this member unless SOAP encoding or SOAP_XML_GRAPH are used for id-ref serialization */
-        int __type;
-        void *fault;
-      public:
-        /** Return unique type id SOAP_TYPE_SOAP_ENV__Detail */
-        long soap_type() const { return SOAP_TYPE_SOAP_ENV__Detail; }
-        /** Constructor with member initializations */
-        SOAP_ENV__Detail() : __any(), __type(), fault() { }
-        /** Friend allocator */
-        friend SOAP_FMAC1 SOAP_ENV__Detail * SOAP_FMAC2 soap_instantiate_SOAP_ENV__Detail(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-#endif
-
-/* vantel.h:6294 */
-#ifndef WITH_NOGLOBAL
-#ifndef SOAP_TYPE_SOAP_ENV__Reason
-#define SOAP_TYPE_SOAP_ENV__Reason (695)
-/* SOAP_ENV__Reason: */
-struct SOAP_CMAC SOAP_ENV__Reason {
-      public:
-        /** Optional element 'SOAP-ENV:Text' of XML schema type 'xsd:string' */
-        char *SOAP_ENV__Text;
-      public:
-        /** Return unique type id SOAP_TYPE_SOAP_ENV__Reason */
-        long soap_type() const { return SOAP_TYPE_SOAP_ENV__Reason; }
-        /** Constructor with member initializations */
-        SOAP_ENV__Reason() : SOAP_ENV__Text() { }
-        /** Friend allocator */
-        friend SOAP_FMAC1 SOAP_ENV__Reason * SOAP_FMAC2 soap_instantiate_SOAP_ENV__Reason(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-#endif
-
-/* vantel.h:6294 */
-#ifndef WITH_NOGLOBAL
-#ifndef SOAP_TYPE_SOAP_ENV__Fault
-#define SOAP_TYPE_SOAP_ENV__Fault (696)
-/* SOAP_ENV__Fault: */
-struct SOAP_CMAC SOAP_ENV__Fault {
-      public:
-        /** Optional element 'faultcode' of XML schema type 'xsd:QName' */
-        char *faultcode;
-        /** Optional element 'faultstring' of XML schema type 'xsd:string' */
-        char *faultstring;
-        /** Optional element 'faultactor' of XML schema type 'xsd:string' */
-        char *faultactor;
-        /** Optional element 'detail' of XML schema type 'SOAP-ENV:Detail' */
-        struct SOAP_ENV__Detail *detail;
-        /** Optional element 'SOAP-ENV:Code' of XML schema type 'SOAP-ENV:Code' */
-        struct SOAP_ENV__Code *SOAP_ENV__Code;
-        /** Optional element 'SOAP-ENV:Reason' of XML schema type 'SOAP-ENV:Reason' */
-        struct SOAP_ENV__Reason *SOAP_ENV__Reason;
-        /** Optional element 'SOAP-ENV:Node' of XML schema type 'xsd:string' */
-        char *SOAP_ENV__Node;
-        /** Optional element 'SOAP-ENV:Role' of XML schema type 'xsd:string' */
-        char *SOAP_ENV__Role;
-        /** Optional element 'SOAP-ENV:Detail' of XML schema type 'SOAP-ENV:Detail' */
-        struct SOAP_ENV__Detail *SOAP_ENV__Detail;
-      public:
-        /** Return unique type id SOAP_TYPE_SOAP_ENV__Fault */
-        long soap_type() const { return SOAP_TYPE_SOAP_ENV__Fault; }
-        /** Constructor with member initializations */
-        SOAP_ENV__Fault() : faultcode(), faultstring(), faultactor(), detail(), SOAP_ENV__Code(), SOAP_ENV__Reason(), SOAP_ENV__Node(), SOAP_ENV__Role(), SOAP_ENV__Detail() { }
-        /** Friend allocator */
-        friend SOAP_FMAC1 SOAP_ENV__Fault * SOAP_FMAC2 soap_instantiate_SOAP_ENV__Fault(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
 #endif
 
 /******************************************************************************\
@@ -9518,381 +9715,477 @@ typedef std::string tt__AuxiliaryData;
 typedef std::string tt__ReferenceToken;
 #endif
 
+/* wsa5.h:89 */
+#ifndef SOAP_TYPE_wsa5__RelationshipTypeOpenEnum
+#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (419)
+typedef char *wsa5__RelationshipTypeOpenEnum;
+#endif
+
+/* wsa5.h:92 */
+#ifndef SOAP_TYPE_wsa5__FaultCodesOpenEnumType
+#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (420)
+typedef char *wsa5__FaultCodesOpenEnumType;
+#endif
+
+/* wsa5.h:211 */
+#ifndef SOAP_TYPE__wsa5__EndpointReference
+#define SOAP_TYPE__wsa5__EndpointReference (426)
+typedef struct wsa5__EndpointReferenceType _wsa5__EndpointReference;
+#endif
+
+/* wsa5.h:214 */
+#ifndef SOAP_TYPE__wsa5__ReferenceParameters
+#define SOAP_TYPE__wsa5__ReferenceParameters (427)
+typedef struct wsa5__ReferenceParametersType _wsa5__ReferenceParameters;
+#endif
+
+/* wsa5.h:217 */
+#ifndef SOAP_TYPE__wsa5__Metadata
+#define SOAP_TYPE__wsa5__Metadata (428)
+typedef struct wsa5__MetadataType _wsa5__Metadata;
+#endif
+
+/* wsa5.h:220 */
+#ifndef SOAP_TYPE__wsa5__MessageID
+#define SOAP_TYPE__wsa5__MessageID (429)
+typedef char *_wsa5__MessageID;
+#endif
+
+/* wsa5.h:223 */
+#ifndef SOAP_TYPE__wsa5__RelatesTo
+#define SOAP_TYPE__wsa5__RelatesTo (430)
+typedef struct wsa5__RelatesToType _wsa5__RelatesTo;
+#endif
+
+/* wsa5.h:226 */
+#ifndef SOAP_TYPE__wsa5__ReplyTo
+#define SOAP_TYPE__wsa5__ReplyTo (431)
+typedef struct wsa5__EndpointReferenceType _wsa5__ReplyTo;
+#endif
+
+/* wsa5.h:229 */
+#ifndef SOAP_TYPE__wsa5__From
+#define SOAP_TYPE__wsa5__From (432)
+typedef struct wsa5__EndpointReferenceType _wsa5__From;
+#endif
+
+/* wsa5.h:232 */
+#ifndef SOAP_TYPE__wsa5__FaultTo
+#define SOAP_TYPE__wsa5__FaultTo (433)
+typedef struct wsa5__EndpointReferenceType _wsa5__FaultTo;
+#endif
+
+/* wsa5.h:235 */
+#ifndef SOAP_TYPE__wsa5__To
+#define SOAP_TYPE__wsa5__To (434)
+typedef char *_wsa5__To;
+#endif
+
+/* wsa5.h:238 */
+#ifndef SOAP_TYPE__wsa5__Action
+#define SOAP_TYPE__wsa5__Action (435)
+typedef char *_wsa5__Action;
+#endif
+
+/* wsa5.h:241 */
+#ifndef SOAP_TYPE__wsa5__RetryAfter
+#define SOAP_TYPE__wsa5__RetryAfter (437)
+typedef ULONG64 _wsa5__RetryAfter;
+#endif
+
+/* wsa5.h:244 */
+#ifndef SOAP_TYPE__wsa5__ProblemHeaderQName
+#define SOAP_TYPE__wsa5__ProblemHeaderQName (438)
+typedef _QName _wsa5__ProblemHeaderQName;
+#endif
+
+/* wsa5.h:247 */
+#ifndef SOAP_TYPE__wsa5__ProblemIRI
+#define SOAP_TYPE__wsa5__ProblemIRI (439)
+typedef char *_wsa5__ProblemIRI;
+#endif
+
+/* wsa5.h:250 */
+#ifndef SOAP_TYPE__wsa5__ProblemAction
+#define SOAP_TYPE__wsa5__ProblemAction (440)
+typedef struct wsa5__ProblemActionType _wsa5__ProblemAction;
+#endif
+
 /* ds.h:48 */
 #ifndef SOAP_TYPE__ds__SignatureValue
-#define SOAP_TYPE__ds__SignatureValue (436)
+#define SOAP_TYPE__ds__SignatureValue (479)
 typedef char *_ds__SignatureValue;
 #endif
 
 /* ds.h:54 */
 #ifndef SOAP_TYPE__ds__Signature
-#define SOAP_TYPE__ds__Signature (441)
+#define SOAP_TYPE__ds__Signature (484)
 typedef struct ds__SignatureType _ds__Signature;
 #endif
 
 /* ds.h:80 */
 #ifndef SOAP_TYPE__ds__Transform
-#define SOAP_TYPE__ds__Transform (449)
+#define SOAP_TYPE__ds__Transform (492)
 typedef struct ds__TransformType _ds__Transform;
 #endif
 
 /* ds.h:94 */
 #ifndef SOAP_TYPE__ds__KeyInfo
-#define SOAP_TYPE__ds__KeyInfo (456)
+#define SOAP_TYPE__ds__KeyInfo (499)
 typedef struct ds__KeyInfoType _ds__KeyInfo;
 #endif
 
 /* wsc.h:58 */
 #ifndef SOAP_TYPE_wsc__FaultCodeOpenEnumType
-#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (492)
+#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (535)
 typedef char *wsc__FaultCodeOpenEnumType;
 #endif
 
 /* saml1.h:628 */
 #ifndef SOAP_TYPE__saml1__AssertionIDReference
-#define SOAP_TYPE__saml1__AssertionIDReference (555)
+#define SOAP_TYPE__saml1__AssertionIDReference (596)
 typedef char *_saml1__AssertionIDReference;
 #endif
 
 /* saml1.h:631 */
 #ifndef SOAP_TYPE__saml1__Assertion
-#define SOAP_TYPE__saml1__Assertion (556)
+#define SOAP_TYPE__saml1__Assertion (597)
 typedef struct saml1__AssertionType _saml1__Assertion;
 #endif
 
 /* saml1.h:634 */
 #ifndef SOAP_TYPE__saml1__Conditions
-#define SOAP_TYPE__saml1__Conditions (557)
+#define SOAP_TYPE__saml1__Conditions (598)
 typedef struct saml1__ConditionsType _saml1__Conditions;
 #endif
 
 /* saml1.h:637 */
 #ifndef SOAP_TYPE__saml1__Condition
-#define SOAP_TYPE__saml1__Condition (558)
+#define SOAP_TYPE__saml1__Condition (599)
 typedef struct saml1__ConditionAbstractType _saml1__Condition;
 #endif
 
 /* saml1.h:640 */
 #ifndef SOAP_TYPE__saml1__AudienceRestrictionCondition
-#define SOAP_TYPE__saml1__AudienceRestrictionCondition (559)
+#define SOAP_TYPE__saml1__AudienceRestrictionCondition (600)
 typedef struct saml1__AudienceRestrictionConditionType _saml1__AudienceRestrictionCondition;
 #endif
 
 /* saml1.h:643 */
 #ifndef SOAP_TYPE__saml1__Audience
-#define SOAP_TYPE__saml1__Audience (560)
+#define SOAP_TYPE__saml1__Audience (601)
 typedef char *_saml1__Audience;
 #endif
 
 /* saml1.h:646 */
 #ifndef SOAP_TYPE__saml1__DoNotCacheCondition
-#define SOAP_TYPE__saml1__DoNotCacheCondition (561)
+#define SOAP_TYPE__saml1__DoNotCacheCondition (602)
 typedef struct saml1__DoNotCacheConditionType _saml1__DoNotCacheCondition;
 #endif
 
 /* saml1.h:649 */
 #ifndef SOAP_TYPE__saml1__Advice
-#define SOAP_TYPE__saml1__Advice (562)
+#define SOAP_TYPE__saml1__Advice (603)
 typedef struct saml1__AdviceType _saml1__Advice;
 #endif
 
 /* saml1.h:652 */
 #ifndef SOAP_TYPE__saml1__Statement
-#define SOAP_TYPE__saml1__Statement (563)
+#define SOAP_TYPE__saml1__Statement (604)
 typedef struct saml1__StatementAbstractType _saml1__Statement;
 #endif
 
 /* saml1.h:655 */
 #ifndef SOAP_TYPE__saml1__SubjectStatement
-#define SOAP_TYPE__saml1__SubjectStatement (564)
+#define SOAP_TYPE__saml1__SubjectStatement (605)
 typedef struct saml1__SubjectStatementAbstractType _saml1__SubjectStatement;
 #endif
 
 /* saml1.h:658 */
 #ifndef SOAP_TYPE__saml1__Subject
-#define SOAP_TYPE__saml1__Subject (565)
+#define SOAP_TYPE__saml1__Subject (606)
 typedef struct saml1__SubjectType _saml1__Subject;
 #endif
 
 /* saml1.h:661 */
 #ifndef SOAP_TYPE__saml1__NameIdentifier
-#define SOAP_TYPE__saml1__NameIdentifier (566)
+#define SOAP_TYPE__saml1__NameIdentifier (607)
 typedef struct saml1__NameIdentifierType _saml1__NameIdentifier;
 #endif
 
 /* saml1.h:664 */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmation
-#define SOAP_TYPE__saml1__SubjectConfirmation (567)
+#define SOAP_TYPE__saml1__SubjectConfirmation (608)
 typedef struct saml1__SubjectConfirmationType _saml1__SubjectConfirmation;
 #endif
 
 /* saml1.h:667 */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmationData
-#define SOAP_TYPE__saml1__SubjectConfirmationData (568)
+#define SOAP_TYPE__saml1__SubjectConfirmationData (609)
 typedef _XML _saml1__SubjectConfirmationData;
 #endif
 
 /* saml1.h:670 */
 #ifndef SOAP_TYPE__saml1__ConfirmationMethod
-#define SOAP_TYPE__saml1__ConfirmationMethod (569)
+#define SOAP_TYPE__saml1__ConfirmationMethod (610)
 typedef char *_saml1__ConfirmationMethod;
 #endif
 
 /* saml1.h:673 */
 #ifndef SOAP_TYPE__saml1__AuthenticationStatement
-#define SOAP_TYPE__saml1__AuthenticationStatement (570)
+#define SOAP_TYPE__saml1__AuthenticationStatement (611)
 typedef struct saml1__AuthenticationStatementType _saml1__AuthenticationStatement;
 #endif
 
 /* saml1.h:676 */
 #ifndef SOAP_TYPE__saml1__SubjectLocality
-#define SOAP_TYPE__saml1__SubjectLocality (571)
+#define SOAP_TYPE__saml1__SubjectLocality (612)
 typedef struct saml1__SubjectLocalityType _saml1__SubjectLocality;
 #endif
 
 /* saml1.h:679 */
 #ifndef SOAP_TYPE__saml1__AuthorityBinding
-#define SOAP_TYPE__saml1__AuthorityBinding (572)
+#define SOAP_TYPE__saml1__AuthorityBinding (613)
 typedef struct saml1__AuthorityBindingType _saml1__AuthorityBinding;
 #endif
 
 /* saml1.h:682 */
 #ifndef SOAP_TYPE__saml1__AuthorizationDecisionStatement
-#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (573)
+#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (614)
 typedef struct saml1__AuthorizationDecisionStatementType _saml1__AuthorizationDecisionStatement;
 #endif
 
 /* saml1.h:685 */
 #ifndef SOAP_TYPE__saml1__Action
-#define SOAP_TYPE__saml1__Action (574)
+#define SOAP_TYPE__saml1__Action (615)
 typedef struct saml1__ActionType _saml1__Action;
 #endif
 
 /* saml1.h:688 */
 #ifndef SOAP_TYPE__saml1__Evidence
-#define SOAP_TYPE__saml1__Evidence (575)
+#define SOAP_TYPE__saml1__Evidence (616)
 typedef struct saml1__EvidenceType _saml1__Evidence;
 #endif
 
 /* saml1.h:691 */
 #ifndef SOAP_TYPE__saml1__AttributeStatement
-#define SOAP_TYPE__saml1__AttributeStatement (576)
+#define SOAP_TYPE__saml1__AttributeStatement (617)
 typedef struct saml1__AttributeStatementType _saml1__AttributeStatement;
 #endif
 
 /* saml1.h:694 */
 #ifndef SOAP_TYPE__saml1__AttributeDesignator
-#define SOAP_TYPE__saml1__AttributeDesignator (577)
+#define SOAP_TYPE__saml1__AttributeDesignator (618)
 typedef struct saml1__AttributeDesignatorType _saml1__AttributeDesignator;
 #endif
 
 /* saml1.h:697 */
 #ifndef SOAP_TYPE__saml1__Attribute
-#define SOAP_TYPE__saml1__Attribute (578)
+#define SOAP_TYPE__saml1__Attribute (619)
 typedef struct saml1__AttributeType _saml1__Attribute;
 #endif
 
 /* saml1.h:700 */
 #ifndef SOAP_TYPE__saml1__AttributeValue
-#define SOAP_TYPE__saml1__AttributeValue (579)
+#define SOAP_TYPE__saml1__AttributeValue (620)
 typedef _XML _saml1__AttributeValue;
 #endif
 
 /* saml2.h:781 */
 #ifndef SOAP_TYPE__saml2__BaseID
-#define SOAP_TYPE__saml2__BaseID (638)
+#define SOAP_TYPE__saml2__BaseID (679)
 typedef struct saml2__BaseIDAbstractType _saml2__BaseID;
 #endif
 
 /* saml2.h:784 */
 #ifndef SOAP_TYPE__saml2__NameID
-#define SOAP_TYPE__saml2__NameID (639)
+#define SOAP_TYPE__saml2__NameID (680)
 typedef struct saml2__NameIDType _saml2__NameID;
 #endif
 
 /* saml2.h:787 */
 #ifndef SOAP_TYPE__saml2__EncryptedID
-#define SOAP_TYPE__saml2__EncryptedID (640)
+#define SOAP_TYPE__saml2__EncryptedID (681)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedID;
 #endif
 
 /* saml2.h:790 */
 #ifndef SOAP_TYPE__saml2__Issuer
-#define SOAP_TYPE__saml2__Issuer (641)
+#define SOAP_TYPE__saml2__Issuer (682)
 typedef struct saml2__NameIDType _saml2__Issuer;
 #endif
 
 /* saml2.h:793 */
 #ifndef SOAP_TYPE__saml2__AssertionIDRef
-#define SOAP_TYPE__saml2__AssertionIDRef (642)
+#define SOAP_TYPE__saml2__AssertionIDRef (683)
 typedef char *_saml2__AssertionIDRef;
 #endif
 
 /* saml2.h:796 */
 #ifndef SOAP_TYPE__saml2__AssertionURIRef
-#define SOAP_TYPE__saml2__AssertionURIRef (643)
+#define SOAP_TYPE__saml2__AssertionURIRef (684)
 typedef char *_saml2__AssertionURIRef;
 #endif
 
 /* saml2.h:799 */
 #ifndef SOAP_TYPE__saml2__Assertion
-#define SOAP_TYPE__saml2__Assertion (644)
+#define SOAP_TYPE__saml2__Assertion (685)
 typedef struct saml2__AssertionType _saml2__Assertion;
 #endif
 
 /* saml2.h:802 */
 #ifndef SOAP_TYPE__saml2__Subject
-#define SOAP_TYPE__saml2__Subject (645)
+#define SOAP_TYPE__saml2__Subject (686)
 typedef struct saml2__SubjectType _saml2__Subject;
 #endif
 
 /* saml2.h:805 */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmation
-#define SOAP_TYPE__saml2__SubjectConfirmation (646)
+#define SOAP_TYPE__saml2__SubjectConfirmation (687)
 typedef struct saml2__SubjectConfirmationType _saml2__SubjectConfirmation;
 #endif
 
 /* saml2.h:808 */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmationData
-#define SOAP_TYPE__saml2__SubjectConfirmationData (647)
+#define SOAP_TYPE__saml2__SubjectConfirmationData (688)
 typedef struct saml2__SubjectConfirmationDataType _saml2__SubjectConfirmationData;
 #endif
 
 /* saml2.h:811 */
 #ifndef SOAP_TYPE__saml2__Conditions
-#define SOAP_TYPE__saml2__Conditions (648)
+#define SOAP_TYPE__saml2__Conditions (689)
 typedef struct saml2__ConditionsType _saml2__Conditions;
 #endif
 
 /* saml2.h:814 */
 #ifndef SOAP_TYPE__saml2__Condition
-#define SOAP_TYPE__saml2__Condition (649)
+#define SOAP_TYPE__saml2__Condition (690)
 typedef struct saml2__ConditionAbstractType _saml2__Condition;
 #endif
 
 /* saml2.h:817 */
 #ifndef SOAP_TYPE__saml2__AudienceRestriction
-#define SOAP_TYPE__saml2__AudienceRestriction (650)
+#define SOAP_TYPE__saml2__AudienceRestriction (691)
 typedef struct saml2__AudienceRestrictionType _saml2__AudienceRestriction;
 #endif
 
 /* saml2.h:820 */
 #ifndef SOAP_TYPE__saml2__Audience
-#define SOAP_TYPE__saml2__Audience (651)
+#define SOAP_TYPE__saml2__Audience (692)
 typedef char *_saml2__Audience;
 #endif
 
 /* saml2.h:823 */
 #ifndef SOAP_TYPE__saml2__OneTimeUse
-#define SOAP_TYPE__saml2__OneTimeUse (652)
+#define SOAP_TYPE__saml2__OneTimeUse (693)
 typedef struct saml2__OneTimeUseType _saml2__OneTimeUse;
 #endif
 
 /* saml2.h:826 */
 #ifndef SOAP_TYPE__saml2__ProxyRestriction
-#define SOAP_TYPE__saml2__ProxyRestriction (653)
+#define SOAP_TYPE__saml2__ProxyRestriction (694)
 typedef struct saml2__ProxyRestrictionType _saml2__ProxyRestriction;
 #endif
 
 /* saml2.h:829 */
 #ifndef SOAP_TYPE__saml2__Advice
-#define SOAP_TYPE__saml2__Advice (654)
+#define SOAP_TYPE__saml2__Advice (695)
 typedef struct saml2__AdviceType _saml2__Advice;
 #endif
 
 /* saml2.h:832 */
 #ifndef SOAP_TYPE__saml2__EncryptedAssertion
-#define SOAP_TYPE__saml2__EncryptedAssertion (655)
+#define SOAP_TYPE__saml2__EncryptedAssertion (696)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedAssertion;
 #endif
 
 /* saml2.h:835 */
 #ifndef SOAP_TYPE__saml2__Statement
-#define SOAP_TYPE__saml2__Statement (656)
+#define SOAP_TYPE__saml2__Statement (697)
 typedef struct saml2__StatementAbstractType _saml2__Statement;
 #endif
 
 /* saml2.h:838 */
 #ifndef SOAP_TYPE__saml2__AuthnStatement
-#define SOAP_TYPE__saml2__AuthnStatement (657)
+#define SOAP_TYPE__saml2__AuthnStatement (698)
 typedef struct saml2__AuthnStatementType _saml2__AuthnStatement;
 #endif
 
 /* saml2.h:841 */
 #ifndef SOAP_TYPE__saml2__SubjectLocality
-#define SOAP_TYPE__saml2__SubjectLocality (658)
+#define SOAP_TYPE__saml2__SubjectLocality (699)
 typedef struct saml2__SubjectLocalityType _saml2__SubjectLocality;
 #endif
 
 /* saml2.h:844 */
 #ifndef SOAP_TYPE__saml2__AuthnContext
-#define SOAP_TYPE__saml2__AuthnContext (659)
+#define SOAP_TYPE__saml2__AuthnContext (700)
 typedef struct saml2__AuthnContextType _saml2__AuthnContext;
 #endif
 
 /* saml2.h:847 */
 #ifndef SOAP_TYPE__saml2__AuthnContextClassRef
-#define SOAP_TYPE__saml2__AuthnContextClassRef (660)
+#define SOAP_TYPE__saml2__AuthnContextClassRef (701)
 typedef char *_saml2__AuthnContextClassRef;
 #endif
 
 /* saml2.h:850 */
 #ifndef SOAP_TYPE__saml2__AuthnContextDeclRef
-#define SOAP_TYPE__saml2__AuthnContextDeclRef (661)
+#define SOAP_TYPE__saml2__AuthnContextDeclRef (702)
 typedef char *_saml2__AuthnContextDeclRef;
 #endif
 
 /* saml2.h:853 */
 #ifndef SOAP_TYPE__saml2__AuthnContextDecl
-#define SOAP_TYPE__saml2__AuthnContextDecl (662)
+#define SOAP_TYPE__saml2__AuthnContextDecl (703)
 typedef _XML _saml2__AuthnContextDecl;
 #endif
 
 /* saml2.h:856 */
 #ifndef SOAP_TYPE__saml2__AuthenticatingAuthority
-#define SOAP_TYPE__saml2__AuthenticatingAuthority (663)
+#define SOAP_TYPE__saml2__AuthenticatingAuthority (704)
 typedef char *_saml2__AuthenticatingAuthority;
 #endif
 
 /* saml2.h:859 */
 #ifndef SOAP_TYPE__saml2__AuthzDecisionStatement
-#define SOAP_TYPE__saml2__AuthzDecisionStatement (664)
+#define SOAP_TYPE__saml2__AuthzDecisionStatement (705)
 typedef struct saml2__AuthzDecisionStatementType _saml2__AuthzDecisionStatement;
 #endif
 
 /* saml2.h:862 */
 #ifndef SOAP_TYPE__saml2__Action
-#define SOAP_TYPE__saml2__Action (665)
+#define SOAP_TYPE__saml2__Action (706)
 typedef struct saml2__ActionType _saml2__Action;
 #endif
 
 /* saml2.h:865 */
 #ifndef SOAP_TYPE__saml2__Evidence
-#define SOAP_TYPE__saml2__Evidence (666)
+#define SOAP_TYPE__saml2__Evidence (707)
 typedef struct saml2__EvidenceType _saml2__Evidence;
 #endif
 
 /* saml2.h:868 */
 #ifndef SOAP_TYPE__saml2__AttributeStatement
-#define SOAP_TYPE__saml2__AttributeStatement (667)
+#define SOAP_TYPE__saml2__AttributeStatement (708)
 typedef struct saml2__AttributeStatementType _saml2__AttributeStatement;
 #endif
 
 /* saml2.h:871 */
 #ifndef SOAP_TYPE__saml2__Attribute
-#define SOAP_TYPE__saml2__Attribute (668)
+#define SOAP_TYPE__saml2__Attribute (709)
 typedef struct saml2__AttributeType _saml2__Attribute;
 #endif
 
 /* saml2.h:874 */
 #ifndef SOAP_TYPE__saml2__AttributeValue
-#define SOAP_TYPE__saml2__AttributeValue (669)
+#define SOAP_TYPE__saml2__AttributeValue (710)
 typedef _XML _saml2__AttributeValue;
 #endif
 
 /* saml2.h:877 */
 #ifndef SOAP_TYPE__saml2__EncryptedAttribute
-#define SOAP_TYPE__saml2__EncryptedAttribute (670)
+#define SOAP_TYPE__saml2__EncryptedAttribute (711)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 #endif
 
@@ -9928,34 +10221,54 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 #define SOAP_TYPE_unsignedInt (16)
 #endif
 
+/* _wsa5__RetryAfter has binding name '_wsa5__RetryAfter' for type '' */
+#ifndef SOAP_TYPE__wsa5__RetryAfter
+#define SOAP_TYPE__wsa5__RetryAfter (437)
+#endif
+
 /* ULONG64 has binding name 'ULONG64' for type 'xsd:unsignedLong' */
 #ifndef SOAP_TYPE_ULONG64
-#define SOAP_TYPE_ULONG64 (500)
+#define SOAP_TYPE_ULONG64 (436)
 #endif
 
 /* enum saml2__DecisionType has binding name 'saml2__DecisionType' for type 'saml2:DecisionType' */
 #ifndef SOAP_TYPE_saml2__DecisionType
-#define SOAP_TYPE_saml2__DecisionType (603)
+#define SOAP_TYPE_saml2__DecisionType (644)
 #endif
 
 /* enum saml1__DecisionType has binding name 'saml1__DecisionType' for type 'saml1:DecisionType' */
 #ifndef SOAP_TYPE_saml1__DecisionType
-#define SOAP_TYPE_saml1__DecisionType (523)
+#define SOAP_TYPE_saml1__DecisionType (565)
 #endif
 
 /* enum wsc__FaultCodeType has binding name 'wsc__FaultCodeType' for type 'wsc:FaultCodeType' */
 #ifndef SOAP_TYPE_wsc__FaultCodeType
-#define SOAP_TYPE_wsc__FaultCodeType (493)
+#define SOAP_TYPE_wsc__FaultCodeType (536)
 #endif
 
 /* enum wsse__FaultcodeEnum has binding name 'wsse__FaultcodeEnum' for type 'wsse:FaultcodeEnum' */
 #ifndef SOAP_TYPE_wsse__FaultcodeEnum
-#define SOAP_TYPE_wsse__FaultcodeEnum (417)
+#define SOAP_TYPE_wsse__FaultcodeEnum (460)
 #endif
 
 /* enum wsu__tTimestampFault has binding name 'wsu__tTimestampFault' for type 'wsu:tTimestampFault' */
 #ifndef SOAP_TYPE_wsu__tTimestampFault
-#define SOAP_TYPE_wsu__tTimestampFault (414)
+#define SOAP_TYPE_wsu__tTimestampFault (457)
+#endif
+
+/* enum _wsa5__IsReferenceParameter has binding name '_wsa5__IsReferenceParameter' for type 'wsa5:IsReferenceParameter' */
+#ifndef SOAP_TYPE__wsa5__IsReferenceParameter
+#define SOAP_TYPE__wsa5__IsReferenceParameter (441)
+#endif
+
+/* enum wsa5__FaultCodesType has binding name 'wsa5__FaultCodesType' for type 'wsa5:FaultCodesType' */
+#ifndef SOAP_TYPE_wsa5__FaultCodesType
+#define SOAP_TYPE_wsa5__FaultCodesType (422)
+#endif
+
+/* enum wsa5__RelationshipType has binding name 'wsa5__RelationshipType' for type 'wsa5:RelationshipType' */
+#ifndef SOAP_TYPE_wsa5__RelationshipType
+#define SOAP_TYPE_wsa5__RelationshipType (421)
 #endif
 
 /* bool has binding name 'bool' for type 'xsd:boolean' */
@@ -10030,22 +10343,22 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* tptz1__RemovePresetResponse has binding name 'tptz1__RemovePresetResponse' for type 'tptz1:RemovePresetResponse' */
 #ifndef SOAP_TYPE_tptz1__RemovePresetResponse
-#define SOAP_TYPE_tptz1__RemovePresetResponse (681)
+#define SOAP_TYPE_tptz1__RemovePresetResponse (722)
 #endif
 
 /* tptz1__RemovePreset has binding name 'tptz1__RemovePreset' for type 'tptz1:RemovePreset' */
 #ifndef SOAP_TYPE_tptz1__RemovePreset
-#define SOAP_TYPE_tptz1__RemovePreset (680)
+#define SOAP_TYPE_tptz1__RemovePreset (721)
 #endif
 
 /* tptz1__StopResponse has binding name 'tptz1__StopResponse' for type 'tptz1:StopResponse' */
 #ifndef SOAP_TYPE_tptz1__StopResponse
-#define SOAP_TYPE_tptz1__StopResponse (679)
+#define SOAP_TYPE_tptz1__StopResponse (720)
 #endif
 
 /* tptz1__StopRequest has binding name 'tptz1__StopRequest' for type 'tptz1:StopRequest' */
 #ifndef SOAP_TYPE_tptz1__StopRequest
-#define SOAP_TYPE_tptz1__StopRequest (678)
+#define SOAP_TYPE_tptz1__StopRequest (719)
 #endif
 
 /* _tt__ItemList_ElementItem has binding name '_tt__ItemList_ElementItem' for type '' */
@@ -10878,684 +11191,754 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 #define SOAP_TYPE_wsnt__FilterType (12)
 #endif
 
-/* struct SOAP_ENV__Fault has binding name 'SOAP_ENV__Fault' for type '' */
-#ifndef SOAP_TYPE_SOAP_ENV__Fault
-#define SOAP_TYPE_SOAP_ENV__Fault (696)
-#endif
-
-/* struct SOAP_ENV__Reason has binding name 'SOAP_ENV__Reason' for type '' */
-#ifndef SOAP_TYPE_SOAP_ENV__Reason
-#define SOAP_TYPE_SOAP_ENV__Reason (695)
-#endif
-
-/* struct SOAP_ENV__Detail has binding name 'SOAP_ENV__Detail' for type '' */
-#ifndef SOAP_TYPE_SOAP_ENV__Detail
-#define SOAP_TYPE_SOAP_ENV__Detail (692)
-#endif
-
-/* struct SOAP_ENV__Code has binding name 'SOAP_ENV__Code' for type '' */
-#ifndef SOAP_TYPE_SOAP_ENV__Code
-#define SOAP_TYPE_SOAP_ENV__Code (690)
-#endif
-
 /* struct _wsse__Security has binding name '_wsse__Security' for type '' */
 #ifndef SOAP_TYPE__wsse__Security
-#define SOAP_TYPE__wsse__Security (671)
+#define SOAP_TYPE__wsse__Security (712)
 #endif
 
 /* _saml2__EncryptedAttribute has binding name '_saml2__EncryptedAttribute' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedAttribute
-#define SOAP_TYPE__saml2__EncryptedAttribute (670)
+#define SOAP_TYPE__saml2__EncryptedAttribute (711)
 #endif
 
 /* _saml2__Attribute has binding name '_saml2__Attribute' for type '' */
 #ifndef SOAP_TYPE__saml2__Attribute
-#define SOAP_TYPE__saml2__Attribute (668)
+#define SOAP_TYPE__saml2__Attribute (709)
 #endif
 
 /* _saml2__AttributeStatement has binding name '_saml2__AttributeStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AttributeStatement
-#define SOAP_TYPE__saml2__AttributeStatement (667)
+#define SOAP_TYPE__saml2__AttributeStatement (708)
 #endif
 
 /* _saml2__Evidence has binding name '_saml2__Evidence' for type '' */
 #ifndef SOAP_TYPE__saml2__Evidence
-#define SOAP_TYPE__saml2__Evidence (666)
+#define SOAP_TYPE__saml2__Evidence (707)
 #endif
 
 /* _saml2__Action has binding name '_saml2__Action' for type '' */
 #ifndef SOAP_TYPE__saml2__Action
-#define SOAP_TYPE__saml2__Action (665)
+#define SOAP_TYPE__saml2__Action (706)
 #endif
 
 /* _saml2__AuthzDecisionStatement has binding name '_saml2__AuthzDecisionStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthzDecisionStatement
-#define SOAP_TYPE__saml2__AuthzDecisionStatement (664)
+#define SOAP_TYPE__saml2__AuthzDecisionStatement (705)
 #endif
 
 /* _saml2__AuthnContext has binding name '_saml2__AuthnContext' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContext
-#define SOAP_TYPE__saml2__AuthnContext (659)
+#define SOAP_TYPE__saml2__AuthnContext (700)
 #endif
 
 /* _saml2__SubjectLocality has binding name '_saml2__SubjectLocality' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectLocality
-#define SOAP_TYPE__saml2__SubjectLocality (658)
+#define SOAP_TYPE__saml2__SubjectLocality (699)
 #endif
 
 /* _saml2__AuthnStatement has binding name '_saml2__AuthnStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnStatement
-#define SOAP_TYPE__saml2__AuthnStatement (657)
+#define SOAP_TYPE__saml2__AuthnStatement (698)
 #endif
 
 /* _saml2__Statement has binding name '_saml2__Statement' for type '' */
 #ifndef SOAP_TYPE__saml2__Statement
-#define SOAP_TYPE__saml2__Statement (656)
+#define SOAP_TYPE__saml2__Statement (697)
 #endif
 
 /* _saml2__EncryptedAssertion has binding name '_saml2__EncryptedAssertion' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedAssertion
-#define SOAP_TYPE__saml2__EncryptedAssertion (655)
+#define SOAP_TYPE__saml2__EncryptedAssertion (696)
 #endif
 
 /* _saml2__Advice has binding name '_saml2__Advice' for type '' */
 #ifndef SOAP_TYPE__saml2__Advice
-#define SOAP_TYPE__saml2__Advice (654)
+#define SOAP_TYPE__saml2__Advice (695)
 #endif
 
 /* _saml2__ProxyRestriction has binding name '_saml2__ProxyRestriction' for type '' */
 #ifndef SOAP_TYPE__saml2__ProxyRestriction
-#define SOAP_TYPE__saml2__ProxyRestriction (653)
+#define SOAP_TYPE__saml2__ProxyRestriction (694)
 #endif
 
 /* _saml2__OneTimeUse has binding name '_saml2__OneTimeUse' for type '' */
 #ifndef SOAP_TYPE__saml2__OneTimeUse
-#define SOAP_TYPE__saml2__OneTimeUse (652)
+#define SOAP_TYPE__saml2__OneTimeUse (693)
 #endif
 
 /* _saml2__AudienceRestriction has binding name '_saml2__AudienceRestriction' for type '' */
 #ifndef SOAP_TYPE__saml2__AudienceRestriction
-#define SOAP_TYPE__saml2__AudienceRestriction (650)
+#define SOAP_TYPE__saml2__AudienceRestriction (691)
 #endif
 
 /* _saml2__Condition has binding name '_saml2__Condition' for type '' */
 #ifndef SOAP_TYPE__saml2__Condition
-#define SOAP_TYPE__saml2__Condition (649)
+#define SOAP_TYPE__saml2__Condition (690)
 #endif
 
 /* _saml2__Conditions has binding name '_saml2__Conditions' for type '' */
 #ifndef SOAP_TYPE__saml2__Conditions
-#define SOAP_TYPE__saml2__Conditions (648)
+#define SOAP_TYPE__saml2__Conditions (689)
 #endif
 
 /* _saml2__SubjectConfirmationData has binding name '_saml2__SubjectConfirmationData' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmationData
-#define SOAP_TYPE__saml2__SubjectConfirmationData (647)
+#define SOAP_TYPE__saml2__SubjectConfirmationData (688)
 #endif
 
 /* _saml2__SubjectConfirmation has binding name '_saml2__SubjectConfirmation' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmation
-#define SOAP_TYPE__saml2__SubjectConfirmation (646)
+#define SOAP_TYPE__saml2__SubjectConfirmation (687)
 #endif
 
 /* _saml2__Subject has binding name '_saml2__Subject' for type '' */
 #ifndef SOAP_TYPE__saml2__Subject
-#define SOAP_TYPE__saml2__Subject (645)
+#define SOAP_TYPE__saml2__Subject (686)
 #endif
 
 /* _saml2__Assertion has binding name '_saml2__Assertion' for type '' */
 #ifndef SOAP_TYPE__saml2__Assertion
-#define SOAP_TYPE__saml2__Assertion (644)
+#define SOAP_TYPE__saml2__Assertion (685)
 #endif
 
 /* _saml2__Issuer has binding name '_saml2__Issuer' for type '' */
 #ifndef SOAP_TYPE__saml2__Issuer
-#define SOAP_TYPE__saml2__Issuer (641)
+#define SOAP_TYPE__saml2__Issuer (682)
 #endif
 
 /* _saml2__EncryptedID has binding name '_saml2__EncryptedID' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedID
-#define SOAP_TYPE__saml2__EncryptedID (640)
+#define SOAP_TYPE__saml2__EncryptedID (681)
 #endif
 
 /* _saml2__NameID has binding name '_saml2__NameID' for type '' */
 #ifndef SOAP_TYPE__saml2__NameID
-#define SOAP_TYPE__saml2__NameID (639)
+#define SOAP_TYPE__saml2__NameID (680)
 #endif
 
 /* _saml2__BaseID has binding name '_saml2__BaseID' for type '' */
 #ifndef SOAP_TYPE__saml2__BaseID
-#define SOAP_TYPE__saml2__BaseID (638)
+#define SOAP_TYPE__saml2__BaseID (679)
 #endif
 
 /* struct saml2__AttributeType has binding name 'saml2__AttributeType' for type 'saml2:AttributeType' */
 #ifndef SOAP_TYPE_saml2__AttributeType
-#define SOAP_TYPE_saml2__AttributeType (602)
+#define SOAP_TYPE_saml2__AttributeType (643)
 #endif
 
 /* struct saml2__AttributeStatementType has binding name 'saml2__AttributeStatementType' for type 'saml2:AttributeStatementType' */
 #ifndef SOAP_TYPE_saml2__AttributeStatementType
-#define SOAP_TYPE_saml2__AttributeStatementType (601)
+#define SOAP_TYPE_saml2__AttributeStatementType (642)
 #endif
 
 /* struct saml2__EvidenceType has binding name 'saml2__EvidenceType' for type 'saml2:EvidenceType' */
 #ifndef SOAP_TYPE_saml2__EvidenceType
-#define SOAP_TYPE_saml2__EvidenceType (600)
+#define SOAP_TYPE_saml2__EvidenceType (641)
 #endif
 
 /* struct saml2__ActionType has binding name 'saml2__ActionType' for type 'saml2:ActionType' */
 #ifndef SOAP_TYPE_saml2__ActionType
-#define SOAP_TYPE_saml2__ActionType (599)
+#define SOAP_TYPE_saml2__ActionType (640)
 #endif
 
 /* struct saml2__AuthzDecisionStatementType has binding name 'saml2__AuthzDecisionStatementType' for type 'saml2:AuthzDecisionStatementType' */
 #ifndef SOAP_TYPE_saml2__AuthzDecisionStatementType
-#define SOAP_TYPE_saml2__AuthzDecisionStatementType (598)
+#define SOAP_TYPE_saml2__AuthzDecisionStatementType (639)
 #endif
 
 /* struct saml2__AuthnContextType has binding name 'saml2__AuthnContextType' for type 'saml2:AuthnContextType' */
 #ifndef SOAP_TYPE_saml2__AuthnContextType
-#define SOAP_TYPE_saml2__AuthnContextType (597)
+#define SOAP_TYPE_saml2__AuthnContextType (638)
 #endif
 
 /* struct saml2__SubjectLocalityType has binding name 'saml2__SubjectLocalityType' for type 'saml2:SubjectLocalityType' */
 #ifndef SOAP_TYPE_saml2__SubjectLocalityType
-#define SOAP_TYPE_saml2__SubjectLocalityType (596)
+#define SOAP_TYPE_saml2__SubjectLocalityType (637)
 #endif
 
 /* struct saml2__AuthnStatementType has binding name 'saml2__AuthnStatementType' for type 'saml2:AuthnStatementType' */
 #ifndef SOAP_TYPE_saml2__AuthnStatementType
-#define SOAP_TYPE_saml2__AuthnStatementType (595)
+#define SOAP_TYPE_saml2__AuthnStatementType (636)
 #endif
 
 /* struct saml2__StatementAbstractType has binding name 'saml2__StatementAbstractType' for type 'saml2:StatementAbstractType' */
 #ifndef SOAP_TYPE_saml2__StatementAbstractType
-#define SOAP_TYPE_saml2__StatementAbstractType (594)
+#define SOAP_TYPE_saml2__StatementAbstractType (635)
 #endif
 
 /* struct saml2__AdviceType has binding name 'saml2__AdviceType' for type 'saml2:AdviceType' */
 #ifndef SOAP_TYPE_saml2__AdviceType
-#define SOAP_TYPE_saml2__AdviceType (593)
+#define SOAP_TYPE_saml2__AdviceType (634)
 #endif
 
 /* struct saml2__ProxyRestrictionType has binding name 'saml2__ProxyRestrictionType' for type 'saml2:ProxyRestrictionType' */
 #ifndef SOAP_TYPE_saml2__ProxyRestrictionType
-#define SOAP_TYPE_saml2__ProxyRestrictionType (592)
+#define SOAP_TYPE_saml2__ProxyRestrictionType (633)
 #endif
 
 /* struct saml2__OneTimeUseType has binding name 'saml2__OneTimeUseType' for type 'saml2:OneTimeUseType' */
 #ifndef SOAP_TYPE_saml2__OneTimeUseType
-#define SOAP_TYPE_saml2__OneTimeUseType (591)
+#define SOAP_TYPE_saml2__OneTimeUseType (632)
 #endif
 
 /* struct saml2__AudienceRestrictionType has binding name 'saml2__AudienceRestrictionType' for type 'saml2:AudienceRestrictionType' */
 #ifndef SOAP_TYPE_saml2__AudienceRestrictionType
-#define SOAP_TYPE_saml2__AudienceRestrictionType (590)
+#define SOAP_TYPE_saml2__AudienceRestrictionType (631)
 #endif
 
 /* struct saml2__ConditionAbstractType has binding name 'saml2__ConditionAbstractType' for type 'saml2:ConditionAbstractType' */
 #ifndef SOAP_TYPE_saml2__ConditionAbstractType
-#define SOAP_TYPE_saml2__ConditionAbstractType (589)
+#define SOAP_TYPE_saml2__ConditionAbstractType (630)
 #endif
 
 /* struct saml2__ConditionsType has binding name 'saml2__ConditionsType' for type 'saml2:ConditionsType' */
 #ifndef SOAP_TYPE_saml2__ConditionsType
-#define SOAP_TYPE_saml2__ConditionsType (588)
+#define SOAP_TYPE_saml2__ConditionsType (629)
 #endif
 
 /* struct saml2__KeyInfoConfirmationDataType has binding name 'saml2__KeyInfoConfirmationDataType' for type 'saml2:KeyInfoConfirmationDataType' */
 #ifndef SOAP_TYPE_saml2__KeyInfoConfirmationDataType
-#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (587)
+#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (628)
 #endif
 
 /* struct saml2__SubjectConfirmationDataType has binding name 'saml2__SubjectConfirmationDataType' for type 'saml2:SubjectConfirmationDataType' */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationDataType
-#define SOAP_TYPE_saml2__SubjectConfirmationDataType (586)
+#define SOAP_TYPE_saml2__SubjectConfirmationDataType (627)
 #endif
 
 /* struct saml2__SubjectConfirmationType has binding name 'saml2__SubjectConfirmationType' for type 'saml2:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationType
-#define SOAP_TYPE_saml2__SubjectConfirmationType (585)
+#define SOAP_TYPE_saml2__SubjectConfirmationType (626)
 #endif
 
 /* struct saml2__SubjectType has binding name 'saml2__SubjectType' for type 'saml2:SubjectType' */
 #ifndef SOAP_TYPE_saml2__SubjectType
-#define SOAP_TYPE_saml2__SubjectType (584)
+#define SOAP_TYPE_saml2__SubjectType (625)
 #endif
 
 /* struct saml2__AssertionType has binding name 'saml2__AssertionType' for type 'saml2:AssertionType' */
 #ifndef SOAP_TYPE_saml2__AssertionType
-#define SOAP_TYPE_saml2__AssertionType (583)
+#define SOAP_TYPE_saml2__AssertionType (624)
 #endif
 
 /* struct saml2__EncryptedElementType has binding name 'saml2__EncryptedElementType' for type 'saml2:EncryptedElementType' */
 #ifndef SOAP_TYPE_saml2__EncryptedElementType
-#define SOAP_TYPE_saml2__EncryptedElementType (582)
+#define SOAP_TYPE_saml2__EncryptedElementType (623)
 #endif
 
 /* struct saml2__NameIDType has binding name 'saml2__NameIDType' for type 'saml2:NameIDType' */
 #ifndef SOAP_TYPE_saml2__NameIDType
-#define SOAP_TYPE_saml2__NameIDType (581)
+#define SOAP_TYPE_saml2__NameIDType (622)
 #endif
 
 /* struct saml2__BaseIDAbstractType has binding name 'saml2__BaseIDAbstractType' for type 'saml2:BaseIDAbstractType' */
 #ifndef SOAP_TYPE_saml2__BaseIDAbstractType
-#define SOAP_TYPE_saml2__BaseIDAbstractType (580)
+#define SOAP_TYPE_saml2__BaseIDAbstractType (621)
 #endif
 
 /* _saml1__Attribute has binding name '_saml1__Attribute' for type '' */
 #ifndef SOAP_TYPE__saml1__Attribute
-#define SOAP_TYPE__saml1__Attribute (578)
+#define SOAP_TYPE__saml1__Attribute (619)
 #endif
 
 /* _saml1__AttributeDesignator has binding name '_saml1__AttributeDesignator' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeDesignator
-#define SOAP_TYPE__saml1__AttributeDesignator (577)
+#define SOAP_TYPE__saml1__AttributeDesignator (618)
 #endif
 
 /* _saml1__AttributeStatement has binding name '_saml1__AttributeStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeStatement
-#define SOAP_TYPE__saml1__AttributeStatement (576)
+#define SOAP_TYPE__saml1__AttributeStatement (617)
 #endif
 
 /* _saml1__Evidence has binding name '_saml1__Evidence' for type '' */
 #ifndef SOAP_TYPE__saml1__Evidence
-#define SOAP_TYPE__saml1__Evidence (575)
+#define SOAP_TYPE__saml1__Evidence (616)
 #endif
 
 /* _saml1__Action has binding name '_saml1__Action' for type '' */
 #ifndef SOAP_TYPE__saml1__Action
-#define SOAP_TYPE__saml1__Action (574)
+#define SOAP_TYPE__saml1__Action (615)
 #endif
 
 /* _saml1__AuthorizationDecisionStatement has binding name '_saml1__AuthorizationDecisionStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthorizationDecisionStatement
-#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (573)
+#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (614)
 #endif
 
 /* _saml1__AuthorityBinding has binding name '_saml1__AuthorityBinding' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthorityBinding
-#define SOAP_TYPE__saml1__AuthorityBinding (572)
+#define SOAP_TYPE__saml1__AuthorityBinding (613)
 #endif
 
 /* _saml1__SubjectLocality has binding name '_saml1__SubjectLocality' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectLocality
-#define SOAP_TYPE__saml1__SubjectLocality (571)
+#define SOAP_TYPE__saml1__SubjectLocality (612)
 #endif
 
 /* _saml1__AuthenticationStatement has binding name '_saml1__AuthenticationStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthenticationStatement
-#define SOAP_TYPE__saml1__AuthenticationStatement (570)
+#define SOAP_TYPE__saml1__AuthenticationStatement (611)
 #endif
 
 /* _saml1__SubjectConfirmation has binding name '_saml1__SubjectConfirmation' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmation
-#define SOAP_TYPE__saml1__SubjectConfirmation (567)
+#define SOAP_TYPE__saml1__SubjectConfirmation (608)
 #endif
 
 /* _saml1__NameIdentifier has binding name '_saml1__NameIdentifier' for type '' */
 #ifndef SOAP_TYPE__saml1__NameIdentifier
-#define SOAP_TYPE__saml1__NameIdentifier (566)
+#define SOAP_TYPE__saml1__NameIdentifier (607)
 #endif
 
 /* _saml1__Subject has binding name '_saml1__Subject' for type '' */
 #ifndef SOAP_TYPE__saml1__Subject
-#define SOAP_TYPE__saml1__Subject (565)
+#define SOAP_TYPE__saml1__Subject (606)
 #endif
 
 /* _saml1__SubjectStatement has binding name '_saml1__SubjectStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectStatement
-#define SOAP_TYPE__saml1__SubjectStatement (564)
+#define SOAP_TYPE__saml1__SubjectStatement (605)
 #endif
 
 /* _saml1__Statement has binding name '_saml1__Statement' for type '' */
 #ifndef SOAP_TYPE__saml1__Statement
-#define SOAP_TYPE__saml1__Statement (563)
+#define SOAP_TYPE__saml1__Statement (604)
 #endif
 
 /* _saml1__Advice has binding name '_saml1__Advice' for type '' */
 #ifndef SOAP_TYPE__saml1__Advice
-#define SOAP_TYPE__saml1__Advice (562)
+#define SOAP_TYPE__saml1__Advice (603)
 #endif
 
 /* _saml1__DoNotCacheCondition has binding name '_saml1__DoNotCacheCondition' for type '' */
 #ifndef SOAP_TYPE__saml1__DoNotCacheCondition
-#define SOAP_TYPE__saml1__DoNotCacheCondition (561)
+#define SOAP_TYPE__saml1__DoNotCacheCondition (602)
 #endif
 
 /* _saml1__AudienceRestrictionCondition has binding name '_saml1__AudienceRestrictionCondition' for type '' */
 #ifndef SOAP_TYPE__saml1__AudienceRestrictionCondition
-#define SOAP_TYPE__saml1__AudienceRestrictionCondition (559)
+#define SOAP_TYPE__saml1__AudienceRestrictionCondition (600)
 #endif
 
 /* _saml1__Condition has binding name '_saml1__Condition' for type '' */
 #ifndef SOAP_TYPE__saml1__Condition
-#define SOAP_TYPE__saml1__Condition (558)
+#define SOAP_TYPE__saml1__Condition (599)
 #endif
 
 /* _saml1__Conditions has binding name '_saml1__Conditions' for type '' */
 #ifndef SOAP_TYPE__saml1__Conditions
-#define SOAP_TYPE__saml1__Conditions (557)
+#define SOAP_TYPE__saml1__Conditions (598)
 #endif
 
 /* _saml1__Assertion has binding name '_saml1__Assertion' for type '' */
 #ifndef SOAP_TYPE__saml1__Assertion
-#define SOAP_TYPE__saml1__Assertion (556)
+#define SOAP_TYPE__saml1__Assertion (597)
 #endif
 
 /* struct saml1__AttributeType has binding name 'saml1__AttributeType' for type 'saml1:AttributeType' */
 #ifndef SOAP_TYPE_saml1__AttributeType
-#define SOAP_TYPE_saml1__AttributeType (522)
+#define SOAP_TYPE_saml1__AttributeType (564)
 #endif
 
 /* struct saml1__AttributeDesignatorType has binding name 'saml1__AttributeDesignatorType' for type 'saml1:AttributeDesignatorType' */
 #ifndef SOAP_TYPE_saml1__AttributeDesignatorType
-#define SOAP_TYPE_saml1__AttributeDesignatorType (521)
+#define SOAP_TYPE_saml1__AttributeDesignatorType (563)
 #endif
 
 /* struct saml1__AttributeStatementType has binding name 'saml1__AttributeStatementType' for type 'saml1:AttributeStatementType' */
 #ifndef SOAP_TYPE_saml1__AttributeStatementType
-#define SOAP_TYPE_saml1__AttributeStatementType (520)
+#define SOAP_TYPE_saml1__AttributeStatementType (562)
 #endif
 
 /* struct saml1__EvidenceType has binding name 'saml1__EvidenceType' for type 'saml1:EvidenceType' */
 #ifndef SOAP_TYPE_saml1__EvidenceType
-#define SOAP_TYPE_saml1__EvidenceType (519)
+#define SOAP_TYPE_saml1__EvidenceType (561)
 #endif
 
 /* struct saml1__ActionType has binding name 'saml1__ActionType' for type 'saml1:ActionType' */
 #ifndef SOAP_TYPE_saml1__ActionType
-#define SOAP_TYPE_saml1__ActionType (518)
+#define SOAP_TYPE_saml1__ActionType (560)
 #endif
 
 /* struct saml1__AuthorizationDecisionStatementType has binding name 'saml1__AuthorizationDecisionStatementType' for type 'saml1:AuthorizationDecisionStatementType' */
 #ifndef SOAP_TYPE_saml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (517)
+#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (559)
 #endif
 
 /* struct saml1__AuthorityBindingType has binding name 'saml1__AuthorityBindingType' for type 'saml1:AuthorityBindingType' */
 #ifndef SOAP_TYPE_saml1__AuthorityBindingType
-#define SOAP_TYPE_saml1__AuthorityBindingType (516)
+#define SOAP_TYPE_saml1__AuthorityBindingType (558)
 #endif
 
 /* struct saml1__SubjectLocalityType has binding name 'saml1__SubjectLocalityType' for type 'saml1:SubjectLocalityType' */
 #ifndef SOAP_TYPE_saml1__SubjectLocalityType
-#define SOAP_TYPE_saml1__SubjectLocalityType (515)
+#define SOAP_TYPE_saml1__SubjectLocalityType (557)
 #endif
 
 /* struct saml1__AuthenticationStatementType has binding name 'saml1__AuthenticationStatementType' for type 'saml1:AuthenticationStatementType' */
 #ifndef SOAP_TYPE_saml1__AuthenticationStatementType
-#define SOAP_TYPE_saml1__AuthenticationStatementType (514)
+#define SOAP_TYPE_saml1__AuthenticationStatementType (556)
 #endif
 
 /* struct saml1__SubjectConfirmationType has binding name 'saml1__SubjectConfirmationType' for type 'saml1:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_saml1__SubjectConfirmationType
-#define SOAP_TYPE_saml1__SubjectConfirmationType (513)
+#define SOAP_TYPE_saml1__SubjectConfirmationType (555)
 #endif
 
 /* struct saml1__NameIdentifierType has binding name 'saml1__NameIdentifierType' for type 'saml1:NameIdentifierType' */
 #ifndef SOAP_TYPE_saml1__NameIdentifierType
-#define SOAP_TYPE_saml1__NameIdentifierType (512)
+#define SOAP_TYPE_saml1__NameIdentifierType (554)
 #endif
 
 /* struct saml1__SubjectType has binding name 'saml1__SubjectType' for type 'saml1:SubjectType' */
 #ifndef SOAP_TYPE_saml1__SubjectType
-#define SOAP_TYPE_saml1__SubjectType (511)
+#define SOAP_TYPE_saml1__SubjectType (553)
 #endif
 
 /* struct saml1__SubjectStatementAbstractType has binding name 'saml1__SubjectStatementAbstractType' for type 'saml1:SubjectStatementAbstractType' */
 #ifndef SOAP_TYPE_saml1__SubjectStatementAbstractType
-#define SOAP_TYPE_saml1__SubjectStatementAbstractType (510)
+#define SOAP_TYPE_saml1__SubjectStatementAbstractType (552)
 #endif
 
 /* struct saml1__StatementAbstractType has binding name 'saml1__StatementAbstractType' for type 'saml1:StatementAbstractType' */
 #ifndef SOAP_TYPE_saml1__StatementAbstractType
-#define SOAP_TYPE_saml1__StatementAbstractType (509)
+#define SOAP_TYPE_saml1__StatementAbstractType (551)
 #endif
 
 /* struct saml1__AdviceType has binding name 'saml1__AdviceType' for type 'saml1:AdviceType' */
 #ifndef SOAP_TYPE_saml1__AdviceType
-#define SOAP_TYPE_saml1__AdviceType (508)
+#define SOAP_TYPE_saml1__AdviceType (550)
 #endif
 
 /* struct saml1__DoNotCacheConditionType has binding name 'saml1__DoNotCacheConditionType' for type 'saml1:DoNotCacheConditionType' */
 #ifndef SOAP_TYPE_saml1__DoNotCacheConditionType
-#define SOAP_TYPE_saml1__DoNotCacheConditionType (507)
+#define SOAP_TYPE_saml1__DoNotCacheConditionType (549)
 #endif
 
 /* struct saml1__AudienceRestrictionConditionType has binding name 'saml1__AudienceRestrictionConditionType' for type 'saml1:AudienceRestrictionConditionType' */
 #ifndef SOAP_TYPE_saml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (506)
+#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (548)
 #endif
 
 /* struct saml1__ConditionAbstractType has binding name 'saml1__ConditionAbstractType' for type 'saml1:ConditionAbstractType' */
 #ifndef SOAP_TYPE_saml1__ConditionAbstractType
-#define SOAP_TYPE_saml1__ConditionAbstractType (505)
+#define SOAP_TYPE_saml1__ConditionAbstractType (547)
 #endif
 
 /* struct saml1__ConditionsType has binding name 'saml1__ConditionsType' for type 'saml1:ConditionsType' */
 #ifndef SOAP_TYPE_saml1__ConditionsType
-#define SOAP_TYPE_saml1__ConditionsType (504)
+#define SOAP_TYPE_saml1__ConditionsType (546)
 #endif
 
 /* struct saml1__AssertionType has binding name 'saml1__AssertionType' for type 'saml1:AssertionType' */
 #ifndef SOAP_TYPE_saml1__AssertionType
-#define SOAP_TYPE_saml1__AssertionType (503)
+#define SOAP_TYPE_saml1__AssertionType (545)
 #endif
 
 /* struct wsc__PropertiesType has binding name 'wsc__PropertiesType' for type 'wsc:PropertiesType' */
 #ifndef SOAP_TYPE_wsc__PropertiesType
-#define SOAP_TYPE_wsc__PropertiesType (496)
+#define SOAP_TYPE_wsc__PropertiesType (539)
 #endif
 
 /* struct wsc__DerivedKeyTokenType has binding name 'wsc__DerivedKeyTokenType' for type 'wsc:DerivedKeyTokenType' */
 #ifndef SOAP_TYPE_wsc__DerivedKeyTokenType
-#define SOAP_TYPE_wsc__DerivedKeyTokenType (495)
+#define SOAP_TYPE_wsc__DerivedKeyTokenType (538)
 #endif
 
 /* struct wsc__SecurityContextTokenType has binding name 'wsc__SecurityContextTokenType' for type 'wsc:SecurityContextTokenType' */
 #ifndef SOAP_TYPE_wsc__SecurityContextTokenType
-#define SOAP_TYPE_wsc__SecurityContextTokenType (494)
+#define SOAP_TYPE_wsc__SecurityContextTokenType (537)
 #endif
 
 /* struct _xenc__ReferenceList has binding name '_xenc__ReferenceList' for type '' */
 #ifndef SOAP_TYPE__xenc__ReferenceList
-#define SOAP_TYPE__xenc__ReferenceList (480)
+#define SOAP_TYPE__xenc__ReferenceList (523)
 #endif
 
 /* struct xenc__EncryptionPropertyType has binding name 'xenc__EncryptionPropertyType' for type 'xenc:EncryptionPropertyType' */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertyType
-#define SOAP_TYPE_xenc__EncryptionPropertyType (479)
+#define SOAP_TYPE_xenc__EncryptionPropertyType (522)
 #endif
 
 /* struct xenc__EncryptionPropertiesType has binding name 'xenc__EncryptionPropertiesType' for type 'xenc:EncryptionPropertiesType' */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertiesType
-#define SOAP_TYPE_xenc__EncryptionPropertiesType (478)
+#define SOAP_TYPE_xenc__EncryptionPropertiesType (521)
 #endif
 
 /* struct xenc__ReferenceType has binding name 'xenc__ReferenceType' for type 'xenc:ReferenceType' */
 #ifndef SOAP_TYPE_xenc__ReferenceType
-#define SOAP_TYPE_xenc__ReferenceType (477)
+#define SOAP_TYPE_xenc__ReferenceType (520)
 #endif
 
 /* struct xenc__AgreementMethodType has binding name 'xenc__AgreementMethodType' for type 'xenc:AgreementMethodType' */
 #ifndef SOAP_TYPE_xenc__AgreementMethodType
-#define SOAP_TYPE_xenc__AgreementMethodType (476)
+#define SOAP_TYPE_xenc__AgreementMethodType (519)
 #endif
 
 /* struct xenc__EncryptedDataType has binding name 'xenc__EncryptedDataType' for type 'xenc:EncryptedDataType' */
 #ifndef SOAP_TYPE_xenc__EncryptedDataType
-#define SOAP_TYPE_xenc__EncryptedDataType (475)
+#define SOAP_TYPE_xenc__EncryptedDataType (518)
 #endif
 
 /* struct xenc__TransformsType has binding name 'xenc__TransformsType' for type 'xenc:TransformsType' */
 #ifndef SOAP_TYPE_xenc__TransformsType
-#define SOAP_TYPE_xenc__TransformsType (474)
+#define SOAP_TYPE_xenc__TransformsType (517)
 #endif
 
 /* struct xenc__CipherReferenceType has binding name 'xenc__CipherReferenceType' for type 'xenc:CipherReferenceType' */
 #ifndef SOAP_TYPE_xenc__CipherReferenceType
-#define SOAP_TYPE_xenc__CipherReferenceType (473)
+#define SOAP_TYPE_xenc__CipherReferenceType (516)
 #endif
 
 /* struct xenc__CipherDataType has binding name 'xenc__CipherDataType' for type 'xenc:CipherDataType' */
 #ifndef SOAP_TYPE_xenc__CipherDataType
-#define SOAP_TYPE_xenc__CipherDataType (472)
+#define SOAP_TYPE_xenc__CipherDataType (515)
 #endif
 
 /* struct xenc__EncryptionMethodType has binding name 'xenc__EncryptionMethodType' for type 'xenc:EncryptionMethodType' */
 #ifndef SOAP_TYPE_xenc__EncryptionMethodType
-#define SOAP_TYPE_xenc__EncryptionMethodType (471)
+#define SOAP_TYPE_xenc__EncryptionMethodType (514)
 #endif
 
 /* struct xenc__EncryptedType has binding name 'xenc__EncryptedType' for type 'xenc:EncryptedType' */
 #ifndef SOAP_TYPE_xenc__EncryptedType
-#define SOAP_TYPE_xenc__EncryptedType (470)
+#define SOAP_TYPE_xenc__EncryptedType (513)
 #endif
 
 /* struct ds__RSAKeyValueType has binding name 'ds__RSAKeyValueType' for type 'ds:RSAKeyValueType' */
 #ifndef SOAP_TYPE_ds__RSAKeyValueType
-#define SOAP_TYPE_ds__RSAKeyValueType (459)
+#define SOAP_TYPE_ds__RSAKeyValueType (502)
 #endif
 
 /* struct ds__DSAKeyValueType has binding name 'ds__DSAKeyValueType' for type 'ds:DSAKeyValueType' */
 #ifndef SOAP_TYPE_ds__DSAKeyValueType
-#define SOAP_TYPE_ds__DSAKeyValueType (458)
+#define SOAP_TYPE_ds__DSAKeyValueType (501)
 #endif
 
 /* struct ds__X509IssuerSerialType has binding name 'ds__X509IssuerSerialType' for type 'ds:X509IssuerSerialType' */
 #ifndef SOAP_TYPE_ds__X509IssuerSerialType
-#define SOAP_TYPE_ds__X509IssuerSerialType (457)
+#define SOAP_TYPE_ds__X509IssuerSerialType (500)
 #endif
 
 /* _ds__KeyInfo has binding name '_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE__ds__KeyInfo
-#define SOAP_TYPE__ds__KeyInfo (456)
+#define SOAP_TYPE__ds__KeyInfo (499)
 #endif
 
 /* struct ds__RetrievalMethodType has binding name 'ds__RetrievalMethodType' for type 'ds:RetrievalMethodType' */
 #ifndef SOAP_TYPE_ds__RetrievalMethodType
-#define SOAP_TYPE_ds__RetrievalMethodType (453)
+#define SOAP_TYPE_ds__RetrievalMethodType (496)
 #endif
 
 /* struct ds__KeyValueType has binding name 'ds__KeyValueType' for type 'ds:KeyValueType' */
 #ifndef SOAP_TYPE_ds__KeyValueType
-#define SOAP_TYPE_ds__KeyValueType (451)
+#define SOAP_TYPE_ds__KeyValueType (494)
 #endif
 
 /* struct ds__DigestMethodType has binding name 'ds__DigestMethodType' for type 'ds:DigestMethodType' */
 #ifndef SOAP_TYPE_ds__DigestMethodType
-#define SOAP_TYPE_ds__DigestMethodType (450)
+#define SOAP_TYPE_ds__DigestMethodType (493)
 #endif
 
 /* _ds__Transform has binding name '_ds__Transform' for type '' */
 #ifndef SOAP_TYPE__ds__Transform
-#define SOAP_TYPE__ds__Transform (449)
+#define SOAP_TYPE__ds__Transform (492)
 #endif
 
 /* struct ds__TransformType has binding name 'ds__TransformType' for type 'ds:TransformType' */
 #ifndef SOAP_TYPE_ds__TransformType
-#define SOAP_TYPE_ds__TransformType (447)
+#define SOAP_TYPE_ds__TransformType (490)
 #endif
 
 /* struct _c14n__InclusiveNamespaces has binding name '_c14n__InclusiveNamespaces' for type '' */
 #ifndef SOAP_TYPE__c14n__InclusiveNamespaces
-#define SOAP_TYPE__c14n__InclusiveNamespaces (446)
+#define SOAP_TYPE__c14n__InclusiveNamespaces (489)
 #endif
 
 /* struct ds__TransformsType has binding name 'ds__TransformsType' for type 'ds:TransformsType' */
 #ifndef SOAP_TYPE_ds__TransformsType
-#define SOAP_TYPE_ds__TransformsType (445)
+#define SOAP_TYPE_ds__TransformsType (488)
 #endif
 
 /* struct ds__ReferenceType has binding name 'ds__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_ds__ReferenceType
-#define SOAP_TYPE_ds__ReferenceType (444)
+#define SOAP_TYPE_ds__ReferenceType (487)
 #endif
 
 /* struct ds__SignatureMethodType has binding name 'ds__SignatureMethodType' for type 'ds:SignatureMethodType' */
 #ifndef SOAP_TYPE_ds__SignatureMethodType
-#define SOAP_TYPE_ds__SignatureMethodType (443)
+#define SOAP_TYPE_ds__SignatureMethodType (486)
 #endif
 
 /* struct ds__CanonicalizationMethodType has binding name 'ds__CanonicalizationMethodType' for type 'ds:CanonicalizationMethodType' */
 #ifndef SOAP_TYPE_ds__CanonicalizationMethodType
-#define SOAP_TYPE_ds__CanonicalizationMethodType (442)
+#define SOAP_TYPE_ds__CanonicalizationMethodType (485)
 #endif
 
 /* _ds__Signature has binding name '_ds__Signature' for type '' */
 #ifndef SOAP_TYPE__ds__Signature
-#define SOAP_TYPE__ds__Signature (441)
+#define SOAP_TYPE__ds__Signature (484)
 #endif
 
 /* struct ds__SignedInfoType has binding name 'ds__SignedInfoType' for type 'ds:SignedInfoType' */
 #ifndef SOAP_TYPE_ds__SignedInfoType
-#define SOAP_TYPE_ds__SignedInfoType (438)
+#define SOAP_TYPE_ds__SignedInfoType (481)
 #endif
 
 /* struct ds__SignatureType has binding name 'ds__SignatureType' for type 'ds:SignatureType' */
 #ifndef SOAP_TYPE_ds__SignatureType
-#define SOAP_TYPE_ds__SignatureType (437)
+#define SOAP_TYPE_ds__SignatureType (480)
 #endif
 
 /* struct xenc__EncryptedKeyType has binding name 'xenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_xenc__EncryptedKeyType
-#define SOAP_TYPE_xenc__EncryptedKeyType (434)
+#define SOAP_TYPE_xenc__EncryptedKeyType (477)
 #endif
 
 /* struct ds__KeyInfoType has binding name 'ds__KeyInfoType' for type 'ds:KeyInfoType' */
 #ifndef SOAP_TYPE_ds__KeyInfoType
-#define SOAP_TYPE_ds__KeyInfoType (433)
+#define SOAP_TYPE_ds__KeyInfoType (476)
 #endif
 
 /* struct ds__X509DataType has binding name 'ds__X509DataType' for type 'ds:X509DataType' */
 #ifndef SOAP_TYPE_ds__X509DataType
-#define SOAP_TYPE_ds__X509DataType (431)
+#define SOAP_TYPE_ds__X509DataType (474)
 #endif
 
 /* struct _wsse__SecurityTokenReference has binding name '_wsse__SecurityTokenReference' for type '' */
 #ifndef SOAP_TYPE__wsse__SecurityTokenReference
-#define SOAP_TYPE__wsse__SecurityTokenReference (427)
+#define SOAP_TYPE__wsse__SecurityTokenReference (470)
 #endif
 
 /* struct _wsse__KeyIdentifier has binding name '_wsse__KeyIdentifier' for type '' */
 #ifndef SOAP_TYPE__wsse__KeyIdentifier
-#define SOAP_TYPE__wsse__KeyIdentifier (426)
+#define SOAP_TYPE__wsse__KeyIdentifier (469)
 #endif
 
 /* struct _wsse__Embedded has binding name '_wsse__Embedded' for type '' */
 #ifndef SOAP_TYPE__wsse__Embedded
-#define SOAP_TYPE__wsse__Embedded (425)
+#define SOAP_TYPE__wsse__Embedded (468)
 #endif
 
 /* struct _wsse__Reference has binding name '_wsse__Reference' for type '' */
 #ifndef SOAP_TYPE__wsse__Reference
-#define SOAP_TYPE__wsse__Reference (424)
+#define SOAP_TYPE__wsse__Reference (467)
 #endif
 
 /* struct _wsse__BinarySecurityToken has binding name '_wsse__BinarySecurityToken' for type '' */
 #ifndef SOAP_TYPE__wsse__BinarySecurityToken
-#define SOAP_TYPE__wsse__BinarySecurityToken (423)
+#define SOAP_TYPE__wsse__BinarySecurityToken (466)
 #endif
 
 /* struct _wsse__Password has binding name '_wsse__Password' for type '' */
 #ifndef SOAP_TYPE__wsse__Password
-#define SOAP_TYPE__wsse__Password (419)
+#define SOAP_TYPE__wsse__Password (462)
 #endif
 
 /* struct _wsse__UsernameToken has binding name '_wsse__UsernameToken' for type '' */
 #ifndef SOAP_TYPE__wsse__UsernameToken
-#define SOAP_TYPE__wsse__UsernameToken (418)
+#define SOAP_TYPE__wsse__UsernameToken (461)
 #endif
 
 /* struct wsse__EncodedString has binding name 'wsse__EncodedString' for type 'wsse:EncodedString' */
 #ifndef SOAP_TYPE_wsse__EncodedString
-#define SOAP_TYPE_wsse__EncodedString (416)
+#define SOAP_TYPE_wsse__EncodedString (459)
 #endif
 
 /* struct _wsu__Timestamp has binding name '_wsu__Timestamp' for type '' */
 #ifndef SOAP_TYPE__wsu__Timestamp
-#define SOAP_TYPE__wsu__Timestamp (415)
+#define SOAP_TYPE__wsu__Timestamp (458)
+#endif
+
+/* struct SOAP_ENV__Fault has binding name 'SOAP_ENV__Fault' for type '' */
+#ifndef SOAP_TYPE_SOAP_ENV__Fault
+#define SOAP_TYPE_SOAP_ENV__Fault (456)
+#endif
+
+/* struct SOAP_ENV__Reason has binding name 'SOAP_ENV__Reason' for type '' */
+#ifndef SOAP_TYPE_SOAP_ENV__Reason
+#define SOAP_TYPE_SOAP_ENV__Reason (452)
+#endif
+
+/* struct SOAP_ENV__Code has binding name 'SOAP_ENV__Code' for type '' */
+#ifndef SOAP_TYPE_SOAP_ENV__Code
+#define SOAP_TYPE_SOAP_ENV__Code (450)
+#endif
+
+/* struct SOAP_ENV__Detail has binding name 'SOAP_ENV__Detail' for type '' */
+#ifndef SOAP_TYPE_SOAP_ENV__Detail
+#define SOAP_TYPE_SOAP_ENV__Detail (448)
+#endif
+
+/* struct chan__ChannelInstanceType has binding name 'chan__ChannelInstanceType' for type 'chan:ChannelInstanceType' */
+#ifndef SOAP_TYPE_chan__ChannelInstanceType
+#define SOAP_TYPE_chan__ChannelInstanceType (442)
+#endif
+
+/* _wsa5__ProblemAction has binding name '_wsa5__ProblemAction' for type '' */
+#ifndef SOAP_TYPE__wsa5__ProblemAction
+#define SOAP_TYPE__wsa5__ProblemAction (440)
+#endif
+
+/* _wsa5__FaultTo has binding name '_wsa5__FaultTo' for type '' */
+#ifndef SOAP_TYPE__wsa5__FaultTo
+#define SOAP_TYPE__wsa5__FaultTo (433)
+#endif
+
+/* _wsa5__From has binding name '_wsa5__From' for type '' */
+#ifndef SOAP_TYPE__wsa5__From
+#define SOAP_TYPE__wsa5__From (432)
+#endif
+
+/* _wsa5__ReplyTo has binding name '_wsa5__ReplyTo' for type '' */
+#ifndef SOAP_TYPE__wsa5__ReplyTo
+#define SOAP_TYPE__wsa5__ReplyTo (431)
+#endif
+
+/* _wsa5__RelatesTo has binding name '_wsa5__RelatesTo' for type '' */
+#ifndef SOAP_TYPE__wsa5__RelatesTo
+#define SOAP_TYPE__wsa5__RelatesTo (430)
+#endif
+
+/* _wsa5__Metadata has binding name '_wsa5__Metadata' for type '' */
+#ifndef SOAP_TYPE__wsa5__Metadata
+#define SOAP_TYPE__wsa5__Metadata (428)
+#endif
+
+/* _wsa5__ReferenceParameters has binding name '_wsa5__ReferenceParameters' for type '' */
+#ifndef SOAP_TYPE__wsa5__ReferenceParameters
+#define SOAP_TYPE__wsa5__ReferenceParameters (427)
+#endif
+
+/* _wsa5__EndpointReference has binding name '_wsa5__EndpointReference' for type '' */
+#ifndef SOAP_TYPE__wsa5__EndpointReference
+#define SOAP_TYPE__wsa5__EndpointReference (426)
+#endif
+
+/* struct wsa5__ProblemActionType has binding name 'wsa5__ProblemActionType' for type 'wsa5:ProblemActionType' */
+#ifndef SOAP_TYPE_wsa5__ProblemActionType
+#define SOAP_TYPE_wsa5__ProblemActionType (418)
+#endif
+
+/* struct wsa5__RelatesToType has binding name 'wsa5__RelatesToType' for type 'wsa5:RelatesToType' */
+#ifndef SOAP_TYPE_wsa5__RelatesToType
+#define SOAP_TYPE_wsa5__RelatesToType (417)
+#endif
+
+/* struct wsa5__MetadataType has binding name 'wsa5__MetadataType' for type 'wsa5:MetadataType' */
+#ifndef SOAP_TYPE_wsa5__MetadataType
+#define SOAP_TYPE_wsa5__MetadataType (416)
+#endif
+
+/* struct wsa5__ReferenceParametersType has binding name 'wsa5__ReferenceParametersType' for type 'wsa5:ReferenceParametersType' */
+#ifndef SOAP_TYPE_wsa5__ReferenceParametersType
+#define SOAP_TYPE_wsa5__ReferenceParametersType (415)
+#endif
+
+/* struct wsa5__EndpointReferenceType has binding name 'wsa5__EndpointReferenceType' for type 'wsa5:EndpointReferenceType' */
+#ifndef SOAP_TYPE_wsa5__EndpointReferenceType
+#define SOAP_TYPE_wsa5__EndpointReferenceType (414)
 #endif
 
 /* xsd__dateTime has binding name 'xsd__dateTime' for type 'xsd:dateTime' */
@@ -11588,599 +11971,669 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 #define SOAP_TYPE_xsd__anyType (9)
 #endif
 
-/* struct SOAP_ENV__Reason * has binding name 'PointerToSOAP_ENV__Reason' for type '' */
-#ifndef SOAP_TYPE_PointerToSOAP_ENV__Reason
-#define SOAP_TYPE_PointerToSOAP_ENV__Reason (698)
-#endif
-
-/* struct SOAP_ENV__Detail * has binding name 'PointerToSOAP_ENV__Detail' for type '' */
-#ifndef SOAP_TYPE_PointerToSOAP_ENV__Detail
-#define SOAP_TYPE_PointerToSOAP_ENV__Detail (697)
-#endif
-
-/* struct SOAP_ENV__Code * has binding name 'PointerToSOAP_ENV__Code' for type '' */
-#ifndef SOAP_TYPE_PointerToSOAP_ENV__Code
-#define SOAP_TYPE_PointerToSOAP_ENV__Code (691)
-#endif
-
 /* tptz1__RemovePreset * has binding name 'PointerTotptz1__RemovePreset' for type 'tptz1:RemovePreset' */
 #ifndef SOAP_TYPE_PointerTotptz1__RemovePreset
-#define SOAP_TYPE_PointerTotptz1__RemovePreset (686)
+#define SOAP_TYPE_PointerTotptz1__RemovePreset (727)
 #endif
 
 /* tptz1__StopRequest * has binding name 'PointerTotptz1__StopRequest' for type 'tptz1:StopRequest' */
 #ifndef SOAP_TYPE_PointerTotptz1__StopRequest
-#define SOAP_TYPE_PointerTotptz1__StopRequest (682)
+#define SOAP_TYPE_PointerTotptz1__StopRequest (723)
 #endif
 
 /* struct _wsse__Security * has binding name 'PointerTo_wsse__Security' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Security
-#define SOAP_TYPE_PointerTo_wsse__Security (677)
+#define SOAP_TYPE_PointerTo_wsse__Security (718)
 #endif
 
 /* struct ds__SignatureType * has binding name 'PointerTods__SignatureType' for type 'ds:SignatureType' */
 #ifndef SOAP_TYPE_PointerTods__SignatureType
-#define SOAP_TYPE_PointerTods__SignatureType (676)
+#define SOAP_TYPE_PointerTods__SignatureType (717)
 #endif
 
 /* struct wsc__SecurityContextTokenType * has binding name 'PointerTowsc__SecurityContextTokenType' for type 'wsc:SecurityContextTokenType' */
 #ifndef SOAP_TYPE_PointerTowsc__SecurityContextTokenType
-#define SOAP_TYPE_PointerTowsc__SecurityContextTokenType (675)
+#define SOAP_TYPE_PointerTowsc__SecurityContextTokenType (716)
 #endif
 
 /* struct _wsse__BinarySecurityToken * has binding name 'PointerTo_wsse__BinarySecurityToken' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__BinarySecurityToken
-#define SOAP_TYPE_PointerTo_wsse__BinarySecurityToken (674)
+#define SOAP_TYPE_PointerTo_wsse__BinarySecurityToken (715)
 #endif
 
 /* struct _wsse__UsernameToken * has binding name 'PointerTo_wsse__UsernameToken' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__UsernameToken
-#define SOAP_TYPE_PointerTo_wsse__UsernameToken (673)
+#define SOAP_TYPE_PointerTo_wsse__UsernameToken (714)
 #endif
 
 /* struct _wsu__Timestamp * has binding name 'PointerTo_wsu__Timestamp' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsu__Timestamp
-#define SOAP_TYPE_PointerTo_wsu__Timestamp (672)
+#define SOAP_TYPE_PointerTo_wsu__Timestamp (713)
 #endif
 
 /* _saml2__AttributeValue has binding name '_saml2__AttributeValue' for type '' */
 #ifndef SOAP_TYPE__saml2__AttributeValue
-#define SOAP_TYPE__saml2__AttributeValue (669)
+#define SOAP_TYPE__saml2__AttributeValue (710)
 #endif
 
 /* _saml2__AuthenticatingAuthority has binding name '_saml2__AuthenticatingAuthority' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthenticatingAuthority
-#define SOAP_TYPE__saml2__AuthenticatingAuthority (663)
+#define SOAP_TYPE__saml2__AuthenticatingAuthority (704)
 #endif
 
 /* _saml2__AuthnContextDecl has binding name '_saml2__AuthnContextDecl' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextDecl
-#define SOAP_TYPE__saml2__AuthnContextDecl (662)
+#define SOAP_TYPE__saml2__AuthnContextDecl (703)
 #endif
 
 /* _saml2__AuthnContextDeclRef has binding name '_saml2__AuthnContextDeclRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextDeclRef
-#define SOAP_TYPE__saml2__AuthnContextDeclRef (661)
+#define SOAP_TYPE__saml2__AuthnContextDeclRef (702)
 #endif
 
 /* _saml2__AuthnContextClassRef has binding name '_saml2__AuthnContextClassRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextClassRef
-#define SOAP_TYPE__saml2__AuthnContextClassRef (660)
+#define SOAP_TYPE__saml2__AuthnContextClassRef (701)
 #endif
 
 /* _saml2__Audience has binding name '_saml2__Audience' for type '' */
 #ifndef SOAP_TYPE__saml2__Audience
-#define SOAP_TYPE__saml2__Audience (651)
+#define SOAP_TYPE__saml2__Audience (692)
 #endif
 
 /* _saml2__AssertionURIRef has binding name '_saml2__AssertionURIRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AssertionURIRef
-#define SOAP_TYPE__saml2__AssertionURIRef (643)
+#define SOAP_TYPE__saml2__AssertionURIRef (684)
 #endif
 
 /* _saml2__AssertionIDRef has binding name '_saml2__AssertionIDRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AssertionIDRef
-#define SOAP_TYPE__saml2__AssertionIDRef (642)
+#define SOAP_TYPE__saml2__AssertionIDRef (683)
 #endif
 
 /* struct ds__KeyInfoType ** has binding name 'PointerToPointerTo_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE_PointerToPointerTo_ds__KeyInfo
-#define SOAP_TYPE_PointerToPointerTo_ds__KeyInfo (637)
+#define SOAP_TYPE_PointerToPointerTo_ds__KeyInfo (678)
 #endif
 
 /* struct __saml2__union_AttributeStatementType * has binding name 'PointerTo__saml2__union_AttributeStatementType' for type '-saml2:union-AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType
-#define SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType (636)
+#define SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType (677)
 #endif
 
 /* struct saml2__AttributeType * has binding name 'PointerTosaml2__AttributeType' for type 'saml2:AttributeType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AttributeType
-#define SOAP_TYPE_PointerTosaml2__AttributeType (635)
+#define SOAP_TYPE_PointerTosaml2__AttributeType (676)
 #endif
 
 /* struct saml2__EvidenceType * has binding name 'PointerTosaml2__EvidenceType' for type 'saml2:EvidenceType' */
 #ifndef SOAP_TYPE_PointerTosaml2__EvidenceType
-#define SOAP_TYPE_PointerTosaml2__EvidenceType (633)
+#define SOAP_TYPE_PointerTosaml2__EvidenceType (674)
 #endif
 
 /* struct saml2__ActionType * has binding name 'PointerTosaml2__ActionType' for type 'saml2:ActionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ActionType
-#define SOAP_TYPE_PointerTosaml2__ActionType (632)
+#define SOAP_TYPE_PointerTosaml2__ActionType (673)
 #endif
 
 /* struct saml2__AuthnContextType * has binding name 'PointerTosaml2__AuthnContextType' for type 'saml2:AuthnContextType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthnContextType
-#define SOAP_TYPE_PointerTosaml2__AuthnContextType (631)
+#define SOAP_TYPE_PointerTosaml2__AuthnContextType (672)
 #endif
 
 /* struct saml2__SubjectLocalityType * has binding name 'PointerTosaml2__SubjectLocalityType' for type 'saml2:SubjectLocalityType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectLocalityType
-#define SOAP_TYPE_PointerTosaml2__SubjectLocalityType (630)
+#define SOAP_TYPE_PointerTosaml2__SubjectLocalityType (671)
 #endif
 
 /* struct __saml2__union_EvidenceType * has binding name 'PointerTo__saml2__union_EvidenceType' for type '-saml2:union-EvidenceType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_EvidenceType
-#define SOAP_TYPE_PointerTo__saml2__union_EvidenceType (629)
+#define SOAP_TYPE_PointerTo__saml2__union_EvidenceType (670)
 #endif
 
 /* struct __saml2__union_AdviceType * has binding name 'PointerTo__saml2__union_AdviceType' for type '-saml2:union-AdviceType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AdviceType
-#define SOAP_TYPE_PointerTo__saml2__union_AdviceType (627)
+#define SOAP_TYPE_PointerTo__saml2__union_AdviceType (668)
 #endif
 
 /* struct saml2__AssertionType * has binding name 'PointerTosaml2__AssertionType' for type 'saml2:AssertionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AssertionType
-#define SOAP_TYPE_PointerTosaml2__AssertionType (626)
+#define SOAP_TYPE_PointerTosaml2__AssertionType (667)
 #endif
 
 /* struct __saml2__union_ConditionsType * has binding name 'PointerTo__saml2__union_ConditionsType' for type '-saml2:union-ConditionsType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_ConditionsType
-#define SOAP_TYPE_PointerTo__saml2__union_ConditionsType (624)
+#define SOAP_TYPE_PointerTo__saml2__union_ConditionsType (665)
 #endif
 
 /* struct saml2__ProxyRestrictionType * has binding name 'PointerTosaml2__ProxyRestrictionType' for type 'saml2:ProxyRestrictionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ProxyRestrictionType
-#define SOAP_TYPE_PointerTosaml2__ProxyRestrictionType (623)
+#define SOAP_TYPE_PointerTosaml2__ProxyRestrictionType (664)
 #endif
 
 /* struct saml2__OneTimeUseType * has binding name 'PointerTosaml2__OneTimeUseType' for type 'saml2:OneTimeUseType' */
 #ifndef SOAP_TYPE_PointerTosaml2__OneTimeUseType
-#define SOAP_TYPE_PointerTosaml2__OneTimeUseType (622)
+#define SOAP_TYPE_PointerTosaml2__OneTimeUseType (663)
 #endif
 
 /* struct saml2__AudienceRestrictionType * has binding name 'PointerTosaml2__AudienceRestrictionType' for type 'saml2:AudienceRestrictionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AudienceRestrictionType
-#define SOAP_TYPE_PointerTosaml2__AudienceRestrictionType (621)
+#define SOAP_TYPE_PointerTosaml2__AudienceRestrictionType (662)
 #endif
 
 /* struct saml2__ConditionAbstractType * has binding name 'PointerTosaml2__ConditionAbstractType' for type 'saml2:ConditionAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ConditionAbstractType
-#define SOAP_TYPE_PointerTosaml2__ConditionAbstractType (620)
+#define SOAP_TYPE_PointerTosaml2__ConditionAbstractType (661)
 #endif
 
 /* struct saml2__SubjectConfirmationDataType * has binding name 'PointerTosaml2__SubjectConfirmationDataType' for type 'saml2:SubjectConfirmationDataType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType
-#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType (618)
+#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType (659)
 #endif
 
 /* struct saml2__SubjectConfirmationType * has binding name 'PointerTosaml2__SubjectConfirmationType' for type 'saml2:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectConfirmationType
-#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationType (617)
+#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationType (658)
 #endif
 
 /* struct saml2__EncryptedElementType * has binding name 'PointerTosaml2__EncryptedElementType' for type 'saml2:EncryptedElementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__EncryptedElementType
-#define SOAP_TYPE_PointerTosaml2__EncryptedElementType (616)
+#define SOAP_TYPE_PointerTosaml2__EncryptedElementType (657)
 #endif
 
 /* struct saml2__BaseIDAbstractType * has binding name 'PointerTosaml2__BaseIDAbstractType' for type 'saml2:BaseIDAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__BaseIDAbstractType
-#define SOAP_TYPE_PointerTosaml2__BaseIDAbstractType (615)
+#define SOAP_TYPE_PointerTosaml2__BaseIDAbstractType (656)
 #endif
 
 /* struct __saml2__union_AssertionType * has binding name 'PointerTo__saml2__union_AssertionType' for type '-saml2:union-AssertionType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AssertionType
-#define SOAP_TYPE_PointerTo__saml2__union_AssertionType (614)
+#define SOAP_TYPE_PointerTo__saml2__union_AssertionType (655)
 #endif
 
 /* struct saml2__AttributeStatementType * has binding name 'PointerTosaml2__AttributeStatementType' for type 'saml2:AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AttributeStatementType
-#define SOAP_TYPE_PointerTosaml2__AttributeStatementType (613)
+#define SOAP_TYPE_PointerTosaml2__AttributeStatementType (654)
 #endif
 
 /* struct saml2__AuthzDecisionStatementType * has binding name 'PointerTosaml2__AuthzDecisionStatementType' for type 'saml2:AuthzDecisionStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType
-#define SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType (612)
+#define SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType (653)
 #endif
 
 /* struct saml2__AuthnStatementType * has binding name 'PointerTosaml2__AuthnStatementType' for type 'saml2:AuthnStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthnStatementType
-#define SOAP_TYPE_PointerTosaml2__AuthnStatementType (611)
+#define SOAP_TYPE_PointerTosaml2__AuthnStatementType (652)
 #endif
 
 /* struct saml2__StatementAbstractType * has binding name 'PointerTosaml2__StatementAbstractType' for type 'saml2:StatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__StatementAbstractType
-#define SOAP_TYPE_PointerTosaml2__StatementAbstractType (610)
+#define SOAP_TYPE_PointerTosaml2__StatementAbstractType (651)
 #endif
 
 /* struct saml2__AdviceType * has binding name 'PointerTosaml2__AdviceType' for type 'saml2:AdviceType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AdviceType
-#define SOAP_TYPE_PointerTosaml2__AdviceType (608)
+#define SOAP_TYPE_PointerTosaml2__AdviceType (649)
 #endif
 
 /* struct saml2__ConditionsType * has binding name 'PointerTosaml2__ConditionsType' for type 'saml2:ConditionsType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ConditionsType
-#define SOAP_TYPE_PointerTosaml2__ConditionsType (607)
+#define SOAP_TYPE_PointerTosaml2__ConditionsType (648)
 #endif
 
 /* struct saml2__SubjectType * has binding name 'PointerTosaml2__SubjectType' for type 'saml2:SubjectType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectType
-#define SOAP_TYPE_PointerTosaml2__SubjectType (606)
+#define SOAP_TYPE_PointerTosaml2__SubjectType (647)
 #endif
 
 /* struct saml2__NameIDType * has binding name 'PointerTosaml2__NameIDType' for type 'saml2:NameIDType' */
 #ifndef SOAP_TYPE_PointerTosaml2__NameIDType
-#define SOAP_TYPE_PointerTosaml2__NameIDType (605)
+#define SOAP_TYPE_PointerTosaml2__NameIDType (646)
 #endif
 
 /* struct xenc__EncryptedKeyType ** has binding name 'PointerToPointerToxenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType
-#define SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType (604)
+#define SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType (645)
 #endif
 
 /* _saml1__AttributeValue has binding name '_saml1__AttributeValue' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeValue
-#define SOAP_TYPE__saml1__AttributeValue (579)
+#define SOAP_TYPE__saml1__AttributeValue (620)
 #endif
 
 /* _saml1__ConfirmationMethod has binding name '_saml1__ConfirmationMethod' for type '' */
 #ifndef SOAP_TYPE__saml1__ConfirmationMethod
-#define SOAP_TYPE__saml1__ConfirmationMethod (569)
+#define SOAP_TYPE__saml1__ConfirmationMethod (610)
 #endif
 
 /* _saml1__SubjectConfirmationData has binding name '_saml1__SubjectConfirmationData' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmationData
-#define SOAP_TYPE__saml1__SubjectConfirmationData (568)
+#define SOAP_TYPE__saml1__SubjectConfirmationData (609)
 #endif
 
 /* _saml1__Audience has binding name '_saml1__Audience' for type '' */
 #ifndef SOAP_TYPE__saml1__Audience
-#define SOAP_TYPE__saml1__Audience (560)
+#define SOAP_TYPE__saml1__Audience (601)
 #endif
 
 /* _saml1__AssertionIDReference has binding name '_saml1__AssertionIDReference' for type '' */
 #ifndef SOAP_TYPE__saml1__AssertionIDReference
-#define SOAP_TYPE__saml1__AssertionIDReference (555)
+#define SOAP_TYPE__saml1__AssertionIDReference (596)
 #endif
 
 /* struct saml1__AttributeType * has binding name 'PointerTosaml1__AttributeType' for type 'saml1:AttributeType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AttributeType
-#define SOAP_TYPE_PointerTosaml1__AttributeType (554)
+#define SOAP_TYPE_PointerTosaml1__AttributeType (595)
 #endif
 
 /* struct saml1__EvidenceType * has binding name 'PointerTosaml1__EvidenceType' for type 'saml1:EvidenceType' */
 #ifndef SOAP_TYPE_PointerTosaml1__EvidenceType
-#define SOAP_TYPE_PointerTosaml1__EvidenceType (553)
+#define SOAP_TYPE_PointerTosaml1__EvidenceType (594)
 #endif
 
 /* struct saml1__ActionType * has binding name 'PointerTosaml1__ActionType' for type 'saml1:ActionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ActionType
-#define SOAP_TYPE_PointerTosaml1__ActionType (552)
+#define SOAP_TYPE_PointerTosaml1__ActionType (593)
 #endif
 
 /* struct saml1__AuthorityBindingType * has binding name 'PointerTosaml1__AuthorityBindingType' for type 'saml1:AuthorityBindingType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthorityBindingType
-#define SOAP_TYPE_PointerTosaml1__AuthorityBindingType (551)
+#define SOAP_TYPE_PointerTosaml1__AuthorityBindingType (592)
 #endif
 
 /* struct saml1__SubjectLocalityType * has binding name 'PointerTosaml1__SubjectLocalityType' for type 'saml1:SubjectLocalityType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectLocalityType
-#define SOAP_TYPE_PointerTosaml1__SubjectLocalityType (550)
-#endif
-
-/* char ** has binding name 'PointerTo_XML' for type '' */
-#ifndef SOAP_TYPE_PointerTo_XML
-#define SOAP_TYPE_PointerTo_XML (549)
+#define SOAP_TYPE_PointerTosaml1__SubjectLocalityType (591)
 #endif
 
 /* struct saml1__SubjectType * has binding name 'PointerTosaml1__SubjectType' for type 'saml1:SubjectType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectType
-#define SOAP_TYPE_PointerTosaml1__SubjectType (548)
+#define SOAP_TYPE_PointerTosaml1__SubjectType (590)
 #endif
 
 /* struct __saml1__union_EvidenceType * has binding name 'PointerTo__saml1__union_EvidenceType' for type '-saml1:union-EvidenceType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_EvidenceType
-#define SOAP_TYPE_PointerTo__saml1__union_EvidenceType (547)
+#define SOAP_TYPE_PointerTo__saml1__union_EvidenceType (589)
 #endif
 
 /* char ** has binding name 'PointerTostring' for type 'xsd:string' */
 #ifndef SOAP_TYPE_PointerTostring
-#define SOAP_TYPE_PointerTostring (545)
+#define SOAP_TYPE_PointerTostring (587)
 #endif
 
 /* struct saml1__SubjectConfirmationType * has binding name 'PointerTosaml1__SubjectConfirmationType' for type 'saml1:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectConfirmationType
-#define SOAP_TYPE_PointerTosaml1__SubjectConfirmationType (544)
+#define SOAP_TYPE_PointerTosaml1__SubjectConfirmationType (586)
 #endif
 
 /* struct saml1__NameIdentifierType * has binding name 'PointerTosaml1__NameIdentifierType' for type 'saml1:NameIdentifierType' */
 #ifndef SOAP_TYPE_PointerTosaml1__NameIdentifierType
-#define SOAP_TYPE_PointerTosaml1__NameIdentifierType (543)
+#define SOAP_TYPE_PointerTosaml1__NameIdentifierType (585)
 #endif
 
 /* struct __saml1__union_AdviceType * has binding name 'PointerTo__saml1__union_AdviceType' for type '-saml1:union-AdviceType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_AdviceType
-#define SOAP_TYPE_PointerTo__saml1__union_AdviceType (542)
+#define SOAP_TYPE_PointerTo__saml1__union_AdviceType (584)
 #endif
 
 /* struct saml1__AssertionType * has binding name 'PointerTosaml1__AssertionType' for type 'saml1:AssertionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AssertionType
-#define SOAP_TYPE_PointerTosaml1__AssertionType (541)
+#define SOAP_TYPE_PointerTosaml1__AssertionType (583)
 #endif
 
 /* struct timeval * has binding name 'PointerToxsd__dateTime' for type 'xsd:dateTime' */
 #ifndef SOAP_TYPE_PointerToxsd__dateTime
-#define SOAP_TYPE_PointerToxsd__dateTime (539)
+#define SOAP_TYPE_PointerToxsd__dateTime (581)
 #endif
 
 /* struct __saml1__union_ConditionsType * has binding name 'PointerTo__saml1__union_ConditionsType' for type '-saml1:union-ConditionsType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_ConditionsType
-#define SOAP_TYPE_PointerTo__saml1__union_ConditionsType (538)
+#define SOAP_TYPE_PointerTo__saml1__union_ConditionsType (580)
 #endif
 
 /* struct saml1__ConditionAbstractType * has binding name 'PointerTosaml1__ConditionAbstractType' for type 'saml1:ConditionAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ConditionAbstractType
-#define SOAP_TYPE_PointerTosaml1__ConditionAbstractType (537)
+#define SOAP_TYPE_PointerTosaml1__ConditionAbstractType (579)
 #endif
 
 /* struct saml1__DoNotCacheConditionType * has binding name 'PointerTosaml1__DoNotCacheConditionType' for type 'saml1:DoNotCacheConditionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType
-#define SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType (536)
+#define SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType (578)
 #endif
 
 /* struct saml1__AudienceRestrictionConditionType * has binding name 'PointerTosaml1__AudienceRestrictionConditionType' for type 'saml1:AudienceRestrictionConditionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType (535)
+#define SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType (577)
 #endif
 
 /* struct ds__SignatureType * has binding name 'PointerTo_ds__Signature' for type '' */
 #ifndef SOAP_TYPE_PointerTo_ds__Signature
-#define SOAP_TYPE_PointerTo_ds__Signature (533)
+#define SOAP_TYPE_PointerTo_ds__Signature (575)
 #endif
 
 /* struct __saml1__union_AssertionType * has binding name 'PointerTo__saml1__union_AssertionType' for type '-saml1:union-AssertionType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_AssertionType
-#define SOAP_TYPE_PointerTo__saml1__union_AssertionType (532)
+#define SOAP_TYPE_PointerTo__saml1__union_AssertionType (574)
 #endif
 
 /* struct saml1__AttributeStatementType * has binding name 'PointerTosaml1__AttributeStatementType' for type 'saml1:AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AttributeStatementType
-#define SOAP_TYPE_PointerTosaml1__AttributeStatementType (531)
+#define SOAP_TYPE_PointerTosaml1__AttributeStatementType (573)
 #endif
 
 /* struct saml1__AuthorizationDecisionStatementType * has binding name 'PointerTosaml1__AuthorizationDecisionStatementType' for type 'saml1:AuthorizationDecisionStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType (530)
+#define SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType (572)
 #endif
 
 /* struct saml1__AuthenticationStatementType * has binding name 'PointerTosaml1__AuthenticationStatementType' for type 'saml1:AuthenticationStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthenticationStatementType
-#define SOAP_TYPE_PointerTosaml1__AuthenticationStatementType (529)
+#define SOAP_TYPE_PointerTosaml1__AuthenticationStatementType (571)
 #endif
 
 /* struct saml1__SubjectStatementAbstractType * has binding name 'PointerTosaml1__SubjectStatementAbstractType' for type 'saml1:SubjectStatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType
-#define SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType (528)
+#define SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType (570)
 #endif
 
 /* struct saml1__StatementAbstractType * has binding name 'PointerTosaml1__StatementAbstractType' for type 'saml1:StatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__StatementAbstractType
-#define SOAP_TYPE_PointerTosaml1__StatementAbstractType (527)
+#define SOAP_TYPE_PointerTosaml1__StatementAbstractType (569)
 #endif
 
 /* struct saml1__AdviceType * has binding name 'PointerTosaml1__AdviceType' for type 'saml1:AdviceType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AdviceType
-#define SOAP_TYPE_PointerTosaml1__AdviceType (525)
+#define SOAP_TYPE_PointerTosaml1__AdviceType (567)
 #endif
 
 /* struct saml1__ConditionsType * has binding name 'PointerTosaml1__ConditionsType' for type 'saml1:ConditionsType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ConditionsType
-#define SOAP_TYPE_PointerTosaml1__ConditionsType (524)
+#define SOAP_TYPE_PointerTosaml1__ConditionsType (566)
 #endif
 
 /* struct __wsc__DerivedKeyTokenType_sequence * has binding name 'PointerTo__wsc__DerivedKeyTokenType_sequence' for type '-wsc:DerivedKeyTokenType-sequence' */
 #ifndef SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence
-#define SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence (502)
+#define SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence (544)
 #endif
 
 /* ULONG64 * has binding name 'PointerToULONG64' for type 'xsd:unsignedLong' */
 #ifndef SOAP_TYPE_PointerToULONG64
-#define SOAP_TYPE_PointerToULONG64 (501)
+#define SOAP_TYPE_PointerToULONG64 (543)
 #endif
 
 /* struct wsc__PropertiesType * has binding name 'PointerTowsc__PropertiesType' for type 'wsc:PropertiesType' */
 #ifndef SOAP_TYPE_PointerTowsc__PropertiesType
-#define SOAP_TYPE_PointerTowsc__PropertiesType (497)
+#define SOAP_TYPE_PointerTowsc__PropertiesType (540)
 #endif
 
 /* wsc__FaultCodeOpenEnumType has binding name 'wsc__FaultCodeOpenEnumType' for type 'wsc:FaultCodeOpenEnumType' */
 #ifndef SOAP_TYPE_wsc__FaultCodeOpenEnumType
-#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (492)
+#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (535)
 #endif
 
 /* struct _xenc__ReferenceList * has binding name 'PointerTo_xenc__ReferenceList' for type '' */
 #ifndef SOAP_TYPE_PointerTo_xenc__ReferenceList
-#define SOAP_TYPE_PointerTo_xenc__ReferenceList (491)
+#define SOAP_TYPE_PointerTo_xenc__ReferenceList (534)
 #endif
 
 /* struct __xenc__union_ReferenceList * has binding name 'PointerTo__xenc__union_ReferenceList' for type '-xenc:union-ReferenceList' */
 #ifndef SOAP_TYPE_PointerTo__xenc__union_ReferenceList
-#define SOAP_TYPE_PointerTo__xenc__union_ReferenceList (490)
+#define SOAP_TYPE_PointerTo__xenc__union_ReferenceList (533)
 #endif
 
 /* struct xenc__ReferenceType * has binding name 'PointerToxenc__ReferenceType' for type 'xenc:ReferenceType' */
 #ifndef SOAP_TYPE_PointerToxenc__ReferenceType
-#define SOAP_TYPE_PointerToxenc__ReferenceType (489)
+#define SOAP_TYPE_PointerToxenc__ReferenceType (532)
 #endif
 
 /* struct xenc__EncryptionPropertyType * has binding name 'PointerToxenc__EncryptionPropertyType' for type 'xenc:EncryptionPropertyType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionPropertyType
-#define SOAP_TYPE_PointerToxenc__EncryptionPropertyType (487)
+#define SOAP_TYPE_PointerToxenc__EncryptionPropertyType (530)
 #endif
 
 /* struct xenc__TransformsType * has binding name 'PointerToxenc__TransformsType' for type 'xenc:TransformsType' */
 #ifndef SOAP_TYPE_PointerToxenc__TransformsType
-#define SOAP_TYPE_PointerToxenc__TransformsType (486)
+#define SOAP_TYPE_PointerToxenc__TransformsType (529)
 #endif
 
 /* struct xenc__CipherReferenceType * has binding name 'PointerToxenc__CipherReferenceType' for type 'xenc:CipherReferenceType' */
 #ifndef SOAP_TYPE_PointerToxenc__CipherReferenceType
-#define SOAP_TYPE_PointerToxenc__CipherReferenceType (485)
+#define SOAP_TYPE_PointerToxenc__CipherReferenceType (528)
 #endif
 
 /* struct xenc__EncryptionPropertiesType * has binding name 'PointerToxenc__EncryptionPropertiesType' for type 'xenc:EncryptionPropertiesType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionPropertiesType
-#define SOAP_TYPE_PointerToxenc__EncryptionPropertiesType (484)
+#define SOAP_TYPE_PointerToxenc__EncryptionPropertiesType (527)
 #endif
 
 /* struct xenc__CipherDataType * has binding name 'PointerToxenc__CipherDataType' for type 'xenc:CipherDataType' */
 #ifndef SOAP_TYPE_PointerToxenc__CipherDataType
-#define SOAP_TYPE_PointerToxenc__CipherDataType (483)
+#define SOAP_TYPE_PointerToxenc__CipherDataType (526)
 #endif
 
 /* struct ds__KeyInfoType * has binding name 'PointerTo_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_ds__KeyInfo
-#define SOAP_TYPE_PointerTo_ds__KeyInfo (482)
+#define SOAP_TYPE_PointerTo_ds__KeyInfo (525)
 #endif
 
 /* struct xenc__EncryptionMethodType * has binding name 'PointerToxenc__EncryptionMethodType' for type 'xenc:EncryptionMethodType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionMethodType
-#define SOAP_TYPE_PointerToxenc__EncryptionMethodType (481)
+#define SOAP_TYPE_PointerToxenc__EncryptionMethodType (524)
 #endif
 
 /* struct ds__X509IssuerSerialType * has binding name 'PointerTods__X509IssuerSerialType' for type 'ds:X509IssuerSerialType' */
 #ifndef SOAP_TYPE_PointerTods__X509IssuerSerialType
-#define SOAP_TYPE_PointerTods__X509IssuerSerialType (469)
+#define SOAP_TYPE_PointerTods__X509IssuerSerialType (512)
 #endif
 
 /* struct ds__RSAKeyValueType * has binding name 'PointerTods__RSAKeyValueType' for type 'ds:RSAKeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__RSAKeyValueType
-#define SOAP_TYPE_PointerTods__RSAKeyValueType (468)
+#define SOAP_TYPE_PointerTods__RSAKeyValueType (511)
 #endif
 
 /* struct ds__DSAKeyValueType * has binding name 'PointerTods__DSAKeyValueType' for type 'ds:DSAKeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__DSAKeyValueType
-#define SOAP_TYPE_PointerTods__DSAKeyValueType (467)
+#define SOAP_TYPE_PointerTods__DSAKeyValueType (510)
 #endif
 
 /* struct ds__TransformType * has binding name 'PointerTods__TransformType' for type 'ds:TransformType' */
 #ifndef SOAP_TYPE_PointerTods__TransformType
-#define SOAP_TYPE_PointerTods__TransformType (466)
+#define SOAP_TYPE_PointerTods__TransformType (509)
 #endif
 
 /* struct ds__DigestMethodType * has binding name 'PointerTods__DigestMethodType' for type 'ds:DigestMethodType' */
 #ifndef SOAP_TYPE_PointerTods__DigestMethodType
-#define SOAP_TYPE_PointerTods__DigestMethodType (465)
+#define SOAP_TYPE_PointerTods__DigestMethodType (508)
 #endif
 
 /* struct ds__TransformsType * has binding name 'PointerTods__TransformsType' for type 'ds:TransformsType' */
 #ifndef SOAP_TYPE_PointerTods__TransformsType
-#define SOAP_TYPE_PointerTods__TransformsType (464)
+#define SOAP_TYPE_PointerTods__TransformsType (507)
 #endif
 
 /* struct ds__ReferenceType ** has binding name 'PointerToPointerTods__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_PointerToPointerTods__ReferenceType
-#define SOAP_TYPE_PointerToPointerTods__ReferenceType (463)
+#define SOAP_TYPE_PointerToPointerTods__ReferenceType (506)
 #endif
 
 /* struct ds__ReferenceType * has binding name 'PointerTods__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_PointerTods__ReferenceType
-#define SOAP_TYPE_PointerTods__ReferenceType (462)
+#define SOAP_TYPE_PointerTods__ReferenceType (505)
 #endif
 
 /* struct ds__SignatureMethodType * has binding name 'PointerTods__SignatureMethodType' for type 'ds:SignatureMethodType' */
 #ifndef SOAP_TYPE_PointerTods__SignatureMethodType
-#define SOAP_TYPE_PointerTods__SignatureMethodType (461)
+#define SOAP_TYPE_PointerTods__SignatureMethodType (504)
 #endif
 
 /* struct ds__CanonicalizationMethodType * has binding name 'PointerTods__CanonicalizationMethodType' for type 'ds:CanonicalizationMethodType' */
 #ifndef SOAP_TYPE_PointerTods__CanonicalizationMethodType
-#define SOAP_TYPE_PointerTods__CanonicalizationMethodType (460)
+#define SOAP_TYPE_PointerTods__CanonicalizationMethodType (503)
 #endif
 
 /* struct _wsse__SecurityTokenReference * has binding name 'PointerTo_wsse__SecurityTokenReference' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__SecurityTokenReference
-#define SOAP_TYPE_PointerTo_wsse__SecurityTokenReference (455)
+#define SOAP_TYPE_PointerTo_wsse__SecurityTokenReference (498)
 #endif
 
 /* struct ds__RetrievalMethodType * has binding name 'PointerTods__RetrievalMethodType' for type 'ds:RetrievalMethodType' */
 #ifndef SOAP_TYPE_PointerTods__RetrievalMethodType
-#define SOAP_TYPE_PointerTods__RetrievalMethodType (454)
+#define SOAP_TYPE_PointerTods__RetrievalMethodType (497)
 #endif
 
 /* struct ds__KeyValueType * has binding name 'PointerTods__KeyValueType' for type 'ds:KeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__KeyValueType
-#define SOAP_TYPE_PointerTods__KeyValueType (452)
+#define SOAP_TYPE_PointerTods__KeyValueType (495)
 #endif
 
 /* struct _c14n__InclusiveNamespaces * has binding name 'PointerTo_c14n__InclusiveNamespaces' for type '' */
 #ifndef SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces
-#define SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces (448)
+#define SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces (491)
 #endif
 
 /* struct ds__KeyInfoType * has binding name 'PointerTods__KeyInfoType' for type 'ds:KeyInfoType' */
 #ifndef SOAP_TYPE_PointerTods__KeyInfoType
-#define SOAP_TYPE_PointerTods__KeyInfoType (440)
+#define SOAP_TYPE_PointerTods__KeyInfoType (483)
 #endif
 
 /* struct ds__SignedInfoType * has binding name 'PointerTods__SignedInfoType' for type 'ds:SignedInfoType' */
 #ifndef SOAP_TYPE_PointerTods__SignedInfoType
-#define SOAP_TYPE_PointerTods__SignedInfoType (439)
+#define SOAP_TYPE_PointerTods__SignedInfoType (482)
 #endif
 
 /* _ds__SignatureValue has binding name '_ds__SignatureValue' for type '' */
 #ifndef SOAP_TYPE__ds__SignatureValue
-#define SOAP_TYPE__ds__SignatureValue (436)
+#define SOAP_TYPE__ds__SignatureValue (479)
 #endif
 
 /* struct xenc__EncryptedKeyType * has binding name 'PointerToxenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptedKeyType
-#define SOAP_TYPE_PointerToxenc__EncryptedKeyType (435)
+#define SOAP_TYPE_PointerToxenc__EncryptedKeyType (478)
 #endif
 
 /* struct ds__X509DataType * has binding name 'PointerTods__X509DataType' for type 'ds:X509DataType' */
 #ifndef SOAP_TYPE_PointerTods__X509DataType
-#define SOAP_TYPE_PointerTods__X509DataType (432)
+#define SOAP_TYPE_PointerTods__X509DataType (475)
 #endif
 
 /* struct _wsse__Embedded * has binding name 'PointerTo_wsse__Embedded' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Embedded
-#define SOAP_TYPE_PointerTo_wsse__Embedded (430)
+#define SOAP_TYPE_PointerTo_wsse__Embedded (473)
 #endif
 
 /* struct _wsse__KeyIdentifier * has binding name 'PointerTo_wsse__KeyIdentifier' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__KeyIdentifier
-#define SOAP_TYPE_PointerTo_wsse__KeyIdentifier (429)
+#define SOAP_TYPE_PointerTo_wsse__KeyIdentifier (472)
 #endif
 
 /* struct _wsse__Reference * has binding name 'PointerTo_wsse__Reference' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Reference
-#define SOAP_TYPE_PointerTo_wsse__Reference (428)
+#define SOAP_TYPE_PointerTo_wsse__Reference (471)
 #endif
 
 /* unsigned int * has binding name 'PointerTounsignedInt' for type 'xsd:unsignedInt' */
 #ifndef SOAP_TYPE_PointerTounsignedInt
-#define SOAP_TYPE_PointerTounsignedInt (422)
+#define SOAP_TYPE_PointerTounsignedInt (465)
 #endif
 
 /* struct wsse__EncodedString * has binding name 'PointerTowsse__EncodedString' for type 'wsse:EncodedString' */
 #ifndef SOAP_TYPE_PointerTowsse__EncodedString
-#define SOAP_TYPE_PointerTowsse__EncodedString (421)
+#define SOAP_TYPE_PointerTowsse__EncodedString (464)
 #endif
 
 /* struct _wsse__Password * has binding name 'PointerTo_wsse__Password' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Password
-#define SOAP_TYPE_PointerTo_wsse__Password (420)
+#define SOAP_TYPE_PointerTo_wsse__Password (463)
+#endif
+
+/* struct SOAP_ENV__Reason * has binding name 'PointerToSOAP_ENV__Reason' for type '' */
+#ifndef SOAP_TYPE_PointerToSOAP_ENV__Reason
+#define SOAP_TYPE_PointerToSOAP_ENV__Reason (453)
+#endif
+
+/* struct SOAP_ENV__Code * has binding name 'PointerToSOAP_ENV__Code' for type '' */
+#ifndef SOAP_TYPE_PointerToSOAP_ENV__Code
+#define SOAP_TYPE_PointerToSOAP_ENV__Code (451)
+#endif
+
+/* struct SOAP_ENV__Detail * has binding name 'PointerToSOAP_ENV__Detail' for type '' */
+#ifndef SOAP_TYPE_PointerToSOAP_ENV__Detail
+#define SOAP_TYPE_PointerToSOAP_ENV__Detail (449)
+#endif
+
+/* struct chan__ChannelInstanceType * has binding name 'PointerTochan__ChannelInstanceType' for type 'chan:ChannelInstanceType' */
+#ifndef SOAP_TYPE_PointerTochan__ChannelInstanceType
+#define SOAP_TYPE_PointerTochan__ChannelInstanceType (447)
+#endif
+
+/* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__FaultTo' for type '' */
+#ifndef SOAP_TYPE_PointerTo_wsa5__FaultTo
+#define SOAP_TYPE_PointerTo_wsa5__FaultTo (446)
+#endif
+
+/* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__ReplyTo' for type '' */
+#ifndef SOAP_TYPE_PointerTo_wsa5__ReplyTo
+#define SOAP_TYPE_PointerTo_wsa5__ReplyTo (445)
+#endif
+
+/* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__From' for type '' */
+#ifndef SOAP_TYPE_PointerTo_wsa5__From
+#define SOAP_TYPE_PointerTo_wsa5__From (444)
+#endif
+
+/* struct wsa5__RelatesToType * has binding name 'PointerTo_wsa5__RelatesTo' for type '' */
+#ifndef SOAP_TYPE_PointerTo_wsa5__RelatesTo
+#define SOAP_TYPE_PointerTo_wsa5__RelatesTo (443)
+#endif
+
+/* _wsa5__ProblemIRI has binding name '_wsa5__ProblemIRI' for type '' */
+#ifndef SOAP_TYPE__wsa5__ProblemIRI
+#define SOAP_TYPE__wsa5__ProblemIRI (439)
+#endif
+
+/* _wsa5__ProblemHeaderQName has binding name '_wsa5__ProblemHeaderQName' for type 'xsd:QName' */
+#ifndef SOAP_TYPE__wsa5__ProblemHeaderQName
+#define SOAP_TYPE__wsa5__ProblemHeaderQName (438)
+#endif
+
+/* _wsa5__Action has binding name '_wsa5__Action' for type '' */
+#ifndef SOAP_TYPE__wsa5__Action
+#define SOAP_TYPE__wsa5__Action (435)
+#endif
+
+/* _wsa5__To has binding name '_wsa5__To' for type '' */
+#ifndef SOAP_TYPE__wsa5__To
+#define SOAP_TYPE__wsa5__To (434)
+#endif
+
+/* _wsa5__MessageID has binding name '_wsa5__MessageID' for type '' */
+#ifndef SOAP_TYPE__wsa5__MessageID
+#define SOAP_TYPE__wsa5__MessageID (429)
+#endif
+
+/* char ** has binding name 'PointerTo_XML' for type '' */
+#ifndef SOAP_TYPE_PointerTo_XML
+#define SOAP_TYPE_PointerTo_XML (425)
+#endif
+
+/* struct wsa5__MetadataType * has binding name 'PointerTowsa5__MetadataType' for type 'wsa5:MetadataType' */
+#ifndef SOAP_TYPE_PointerTowsa5__MetadataType
+#define SOAP_TYPE_PointerTowsa5__MetadataType (424)
+#endif
+
+/* struct wsa5__ReferenceParametersType * has binding name 'PointerTowsa5__ReferenceParametersType' for type 'wsa5:ReferenceParametersType' */
+#ifndef SOAP_TYPE_PointerTowsa5__ReferenceParametersType
+#define SOAP_TYPE_PointerTowsa5__ReferenceParametersType (423)
+#endif
+
+/* wsa5__FaultCodesOpenEnumType has binding name 'wsa5__FaultCodesOpenEnumType' for type 'wsa5:FaultCodesOpenEnumType' */
+#ifndef SOAP_TYPE_wsa5__FaultCodesOpenEnumType
+#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (420)
+#endif
+
+/* wsa5__RelationshipTypeOpenEnum has binding name 'wsa5__RelationshipTypeOpenEnum' for type 'wsa5:RelationshipTypeOpenEnum' */
+#ifndef SOAP_TYPE_wsa5__RelationshipTypeOpenEnum
+#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (419)
 #endif
 
 /* _trt__GetStreamUri * has binding name 'PointerTo_trt__GetStreamUri' for type '' */
@@ -13140,6 +13593,10 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
     SOAP_FMAC5 int SOAP_FMAC6 soap_send___trt__GetStreamUri(struct soap *soap, const char *soap_endpoint, const char *soap_action, _trt__GetStreamUri *trt__GetStreamUri);
     /** Web service asynchronous operation 'soap_recv___trt__GetStreamUri' to receive a response message from the connected endpoint, returns SOAP_OK or error code */
     SOAP_FMAC5 int SOAP_FMAC6 soap_recv___trt__GetStreamUri(struct soap *soap, _trt__GetStreamUriResponse &trt__GetStreamUriResponse);
+    /** Web service one-way asynchronous operation 'soap_send_SOAP_ENV__Fault' */
+    SOAP_FMAC5 int SOAP_FMAC6 soap_send_SOAP_ENV__Fault(struct soap *soap, const char *soap_endpoint, const char *soap_action, char *faultcode, char *faultstring, char *faultactor, struct SOAP_ENV__Detail *detail, struct SOAP_ENV__Code *SOAP_ENV__Code, struct SOAP_ENV__Reason *SOAP_ENV__Reason, char *SOAP_ENV__Node, char *SOAP_ENV__Role, struct SOAP_ENV__Detail *SOAP_ENV__Detail);
+    /** Web service one-way asynchronous operation 'soap_recv_SOAP_ENV__Fault' */
+    SOAP_FMAC5 int SOAP_FMAC6 soap_recv_SOAP_ENV__Fault(struct soap *soap, struct SOAP_ENV__Fault *_param_1);
     
     /** Web service synchronous operation 'soap_call___tptz1__Stop' to the specified endpoint and SOAP Action header, returns SOAP_OK or error code */
     SOAP_FMAC5 int SOAP_FMAC6 soap_call___tptz1__Stop(struct soap *soap, const char *soap_endpoint, const char *soap_action, tptz1__StopRequest *tptz1__Stop, tptz1__StopResponse &tptz1__StopResponse_);
