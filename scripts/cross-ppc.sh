@@ -84,3 +84,4 @@ for program in vantel vantelctl; do
 done
 ctest --test-dir "$out" --output-on-failure
 ls -l "$out/vantel.stripped" "$out/vantelctl.stripped"
+scripts/size-breakdown.py "$out/vantel.map" "$out"
