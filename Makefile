@@ -1,8 +1,14 @@
 # The two entry points: `make demo` and `make test`. Both install what is
 # missing from Debian first, then configure and build with CMake.
+# Cross builds (they install the cross compilers and qemu-user if missing):
+# `make test-bigendian` runs the unit and system tests against an s390x
+# daemon under qemu-s390x; `make cross-ppc` builds the static PowerPC
+# daemon in build-ppc/.
 JOBS ?= $(shell nproc)
+# Cross compiling the generated bindings takes much memory per job.
+CROSS_JOBS ?= 2
 
-.PHONY: all deps build build-asan build-hardened build-fuzz test test-plain test-asan test-hostile fuzz check-onvif demo clean
+.PHONY: all deps build build-asan build-hardened build-fuzz test test-plain test-asan test-hostile fuzz check-onvif demo clean test-bigendian cross-ppc
 
 all: build
 
@@ -53,5 +59,11 @@ test: test-plain test-asan check-onvif
 demo: build
 	scripts/demo.sh
 
+test-bigendian: build
+	JOBS=$(CROSS_JOBS) scripts/cross-s390x-test.sh
+
+cross-ppc: deps
+	JOBS=$(CROSS_JOBS) scripts/cross-ppc.sh
+
 clean:
-	rm -rf build build-asan build-hardened build-fuzz
+	rm -rf build build-asan build-hardened build-fuzz build-s390x build-ppc

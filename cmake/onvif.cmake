@@ -7,10 +7,27 @@
 # struct soap.  Those flags come from pkg-config and are PUBLIC here, so
 # every target linking `onvif` gets exactly them.
 
-find_package(PkgConfig REQUIRED)
-pkg_check_modules(GSOAPSSL REQUIRED IMPORTED_TARGET gsoapssl++)
 find_package(OpenSSL REQUIRED)
 find_package(ZLIB REQUIRED)
+
+# A target with no packaged gSOAP (the static PowerPC build) compiles the
+# runtime from a gSOAP source tree instead, with the same WITH_* flags as
+# Debian's gsoapssl++.pc names.
+set(VANTEL_GSOAP_RUNTIME_SOURCE "" CACHE PATH
+    "gSOAP source folder holding stdsoap2.cpp and dom.cpp; empty: the system's libgsoapssl++")
+if(VANTEL_GSOAP_RUNTIME_SOURCE)
+  add_library(gsoapssl_runtime STATIC
+    ${VANTEL_GSOAP_RUNTIME_SOURCE}/stdsoap2.cpp ${VANTEL_GSOAP_RUNTIME_SOURCE}/dom.cpp)
+  target_include_directories(gsoapssl_runtime PUBLIC ${VANTEL_GSOAP_RUNTIME_SOURCE})
+  target_compile_definitions(gsoapssl_runtime PUBLIC WITH_IPV6 WITH_OPENSSL WITH_GZIP WITH_DOM)
+  target_link_libraries(gsoapssl_runtime PUBLIC OpenSSL::SSL OpenSSL::Crypto ZLIB::ZLIB)
+  target_compile_options(gsoapssl_runtime PRIVATE -w)
+  set(VANTEL_GSOAP_RUNTIME gsoapssl_runtime)
+else()
+  find_package(PkgConfig REQUIRED)
+  pkg_check_modules(GSOAPSSL REQUIRED IMPORTED_TARGET gsoapssl++)
+  set(VANTEL_GSOAP_RUNTIME PkgConfig::GSOAPSSL)
+endif()
 
 set(VANTEL_GSOAP_SHARE /usr/share/gsoap CACHE PATH
     "gSOAP's shared sources (Debian package gsoap): plugin/ and custom/")
@@ -43,7 +60,7 @@ target_include_directories(onvif PUBLIC
   ${VANTEL_GSOAP_SHARE})
 # PkgConfig::GSOAPSSL carries the WITH_* definitions as PUBLIC usage
 # requirements along with the library.
-target_link_libraries(onvif PUBLIC PkgConfig::GSOAPSSL OpenSSL::SSL OpenSSL::Crypto ZLIB::ZLIB)
+target_link_libraries(onvif PUBLIC ${VANTEL_GSOAP_RUNTIME} OpenSSL::SSL OpenSSL::Crypto ZLIB::ZLIB)
 # libgsoapssl++ calls back into the generated serializers (faults, SOAP
 # header), so the archive must be searched again after the runtime on the
 # link line; otherwise a program that uses only runtime calls fails to link.

@@ -114,7 +114,7 @@ void ProcessGroup::start(const std::vector<std::string>& argv, const std::string
     std::vector<char*> args;
     for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
     args.push_back(nullptr);
-    execv(args[0], args.data());
+    execvp(args[0], args.data());
     _exit(127);
   }
   setpgid(pid, pid);
@@ -155,6 +155,25 @@ void ProcessGroup::kill_all() {
 namespace {
 int port_lock_fd = -1;
 int port_lock_holders = 0;
+
+// A cross-built daemon is tested by this build's driver and camsim:
+// VANTEL_TEST_DAEMON_BUILD names its build tree (the daemons sit at the same
+// places in it as in ours), and VANTEL_TEST_DAEMON_WRAPPER the command
+// (words split at spaces) that runs them, e.g. "qemu-s390x -L /usr/s390x-linux-gnu".
+std::vector<std::string> daemon_command(const std::string& binary) {
+  std::vector<std::string> argv;
+  const char* wrapper = getenv("VANTEL_TEST_DAEMON_WRAPPER");
+  std::istringstream words(wrapper ? wrapper : "");
+  for (std::string word; words >> word;) argv.push_back(word);
+  const std::string own_build = std::string(VANTEL_BIN).substr(0, std::string(VANTEL_BIN).rfind('/'));
+  const char* other_build = getenv("VANTEL_TEST_DAEMON_BUILD");
+  if (other_build && *other_build && binary.compare(0, own_build.size(), own_build) == 0) {
+    argv.push_back(other_build + binary.substr(own_build.size()));
+  } else {
+    argv.push_back(binary);
+  }
+  return argv;
+}
 }  // namespace
 
 PortLock::PortLock() {
@@ -175,7 +194,7 @@ PortLock::~PortLock() {
 
 Daemon::Daemon(const std::string& binary, const std::vector<std::string>& env)
     : log_path_(temp_path("daemon.log")) {
-  group_.start({binary}, log_path_, env);
+  group_.start(daemon_command(binary), log_path_, env);
   parent_status_ = group_.wait_leader(5000);
   // The daemon opens its port a second after start-up.
   const auto end = Clock::now() + std::chrono::seconds(10);

@@ -7,6 +7,7 @@ start camsim with a JSON file and know exactly what the daemon will see.
 import copy
 import json
 import threading
+import uuid
 
 # Built-in cameras.  Tokens are deliberately not "0"/"Profile1"/"h264" so the
 # daemon cannot get away with guessing tokens instead of reading them.
@@ -148,6 +149,17 @@ BUILTIN["jpegonly"]["profiles"] = [{
     },
 }]
 
+# Value sets real firmware sends ("values" in the config, --values).
+VALUE_SETS = ("enotation", "descending", "uuid_tokens", "accented", "presets255", "resolutions25")
+SHAPES = ("fault", "empty", "soap11", "html401")
+FRAMINGS = ("chunked", "http10", "action")
+_RES25 = [[1920, 1080], [1680, 1050], [1600, 1200], [1440, 900], [1280, 1024], [1280, 960],
+          [1280, 720], [1024, 768], [1024, 576], [960, 576], [960, 540], [800, 600], [800, 450],
+          [720, 576], [720, 480], [704, 576], [704, 480], [640, 480], [640, 360], [480, 270],
+          [384, 288], [352, 288], [352, 240], [320, 240], [176, 144]]
+_ACCENTED = ["Entrée principale", "Portail côté café", "Parkplatz Süd", "Señal del niño",
+             "Øresund øst", "Łąka wschód", "Hôtel de Ville", "Çarşı girişi"]
+
 # Lists of these keys merge entry by entry (so a config can tweak the second
 # profile by giving [{}, {...}]); every other list replaces the base list.
 _INDEXED_LISTS = ("profiles", "ptz_nodes")
@@ -215,6 +227,7 @@ class SoapFault(Exception):
             subcodes = [s.split(":")[-1] for s in subcodes.split("/") if s]
         self.subcodes = list(subcodes)
         self.reason = reason
+        self.shape = None  # how it is sent: None/"fault" as a SOAP fault, else a shape in SHAPES
         receiver = {"ActionNotSupported", "Action", "OutofMemory", "CriticalError"}
         self.code = code or ("Receiver" if self.subcodes and self.subcodes[0] in receiver
                              else "Sender")
@@ -253,7 +266,15 @@ class Camera:
     """State of the one simulated camera.  All access goes through `lock`."""
 
     def __init__(self, cfg):
+        cfg = _shape_values(copy.deepcopy(cfg))
         self.cfg = cfg
+        self.style = cfg.get("style") or "plain"
+        self.numbered = self.style == "numbered"
+        vals = set(cfg.get("values") or [])
+        self.enotation = "enotation" in vals
+        self.descending = "descending" in vals
+        self.uuid_presets = "uuid_tokens" in vals
+        self.framing = set(cfg.get("framing") or [])
         self.lock = threading.RLock()
         self.encoders = {}
         self.profiles = []
@@ -326,7 +347,9 @@ class Camera:
         return m is None or m in tokens
 
     def take_fault(self, op, tokens):
-        """The injected fault for this request, consuming one of its `times`."""
+        """The injected fault for this request, consuming one of its `times`:
+        a SoapFault (its `shape` says how to send it), a shape name for the
+        normal answer sent in that shape, or None."""
         with self.lock:
             for r in self.fault_rules:
                 if not self._matches(r, op, tokens):
@@ -336,9 +359,13 @@ class Camera:
                     if t <= 0:
                         continue
                     r["times"] = t - 1
-                return SoapFault(r.get("subcode") or "Action",
-                                 r.get("reason") or "Injected fault for " + op,
-                                 r.get("code"))
+                shape = r.get("shape") or "fault"
+                if r.get("subcode") is None and shape != "fault":
+                    return shape
+                f = SoapFault(r.get("subcode") or "Action",
+                              r.get("reason") or "Injected fault for " + op, r.get("code"))
+                f.shape = shape
+                return f
         return None
 
     def take_no_answer(self, op, tokens):
@@ -401,10 +428,24 @@ class Camera:
                 raise SoapFault("InvalidArgVal/PresetExist", "Preset name %r is in use" % name)
             used = {p["token"] for p in self.presets}
             n = 1
-            while str(n) in used:
+            while self._preset_token(n) in used:
                 n += 1
-            self.presets.append(dict(pos, token=str(n), name=name or "Preset %d" % n))
-            return str(n)
+            tok = self._preset_token(n)
+            self.presets.append(dict(pos, token=tok, name=name or "Preset %d" % n))
+            return tok
+
+    def _preset_token(self, n):
+        if self.uuid_presets:
+            return _uuid_token(str(n))
+        return "%03d" % n if self.numbered else str(n)
+
+    def listed_presets(self):
+        """Presets as GetPresets lists them: newest (highest number) first with "descending"."""
+        if not self.descending:
+            return self.presets
+        if all(p["token"].isdigit() for p in self.presets):
+            return sorted(self.presets, key=lambda p: int(p["token"]), reverse=True)
+        return self.presets[::-1]
 
     def remove_preset(self, profile_token, token):
         with self.lock:
@@ -435,3 +476,73 @@ def _check_against_options(enc, req):
         in_range(req["gov"], "gov_range", "GovLength")
         if req["h264_profile"] and req["h264_profile"] not in group.get("profiles", []):
             raise bad("H264 profile %r not supported" % req["h264_profile"])
+
+
+def _uuid_token(t):
+    return str(uuid.uuid5(uuid.NAMESPACE_URL, "camsim/preset/" + t))
+
+
+def _shape_values(cfg):
+    """Apply the configured value sets and the numbered token style to a config."""
+    for key, allowed in (("values", VALUE_SETS), ("framing", FRAMINGS)):
+        given = cfg.get(key) or []
+        if given == ["all"] and key == "values":
+            given = cfg["values"] = list(VALUE_SETS)
+        bad = set(given) - set(allowed)
+        if bad:
+            raise ValueError("unknown %s %s (have: %s)" % (key, sorted(bad), ", ".join(allowed)))
+    if cfg.get("style", "plain") not in ("plain", "gsoap", "wcf", "numbered"):
+        raise ValueError("unknown style %r (have: plain, gsoap, wcf, numbered)" % cfg.get("style"))
+    if str(cfg.get("wsa", "2005")) not in ("2005", "2004"):
+        raise ValueError("wsa must be 2005 or 2004, not %r" % cfg.get("wsa"))
+    vals = set(cfg.get("values") or [])
+    if {"chunked", "http10"} <= set(cfg.get("framing") or []):
+        raise ValueError("framing: chunked and http10 exclude each other")
+    for f in cfg.get("faults") or []:
+        if (f.get("shape") or "fault") not in SHAPES:
+            raise ValueError("unknown fault shape %r (have: %s)" % (f.get("shape"), ", ".join(SHAPES)))
+    if cfg.get("auth_failure", "fault") not in SHAPES:
+        raise ValueError("unknown auth_failure %r" % cfg.get("auth_failure"))
+    rename = {}
+    if "presets255" in vals:
+        cfg["presets"] = [{"token": str(i), "name": "Preset %d" % i, "pan": round((i % 21 - 10) / 10, 2),
+                           "tilt": round((i % 11 - 5) / 10, 2), "zoom": round(i % 5 / 4, 2)}
+                          for i in range(1, 256)]
+        for n in cfg.get("ptz_nodes") or []:
+            n["max_presets"] = max(int(n.get("max_presets", 64)), 256)
+    if "accented" in vals:
+        for i, p in enumerate(cfg.get("presets") or []):
+            p["name"] = _ACCENTED[i % len(_ACCENTED)] + (" %d" % (i + 1) if i >= len(_ACCENTED) else "")
+    if "resolutions25" in vals:
+        for p in cfg.get("profiles") or []:
+            enc = p.get("encoder") or {}
+            for g in (enc.get("options") or {}).values():
+                if isinstance(g, dict):
+                    res = [r for r in _RES25 if r != [enc.get("width"), enc.get("height")]][:24]
+                    g["resolutions"] = [[enc.get("width", 1920), enc.get("height", 1080)]] + res
+    if "uuid_tokens" in vals:
+        for p in cfg.get("presets") or []:
+            rename[p["token"]] = p["token"] = _uuid_token(p["token"])
+    if cfg.get("style") == "numbered":
+        encs = {}
+        for i, p in enumerate(cfg.get("profiles") or []):
+            rename[p["token"]] = p["token"] = "%03d" % i
+            enc = p.setdefault("encoder", {})
+            old = enc.get("token") or p["token"] + "Encoder"
+            enc["token"] = encs.setdefault(old, "%03d" % len(encs))
+            rename[old] = enc["token"]
+        nodes = {}
+        for i, n in enumerate(cfg.get("ptz_nodes") or []):
+            nodes[n["token"]] = n["token"] = "%03d" % i
+        for p in cfg.get("profiles") or []:
+            p["ptz_node"] = nodes.get(p.get("ptz_node"), p.get("ptz_node"))
+        rename.update(nodes)
+        if "uuid_tokens" not in vals:
+            for i, p in enumerate(cfg.get("presets") or []):
+                rename[p["token"]] = p["token"] = "%03d" % (i + 1)
+    for f in cfg.get("faults") or []:
+        f["match"] = rename.get(f.get("match"), f.get("match"))
+    for v in (cfg.get("no_answer") or {}).values():
+        if isinstance(v, dict):
+            v["match"] = rename.get(v.get("match"), v.get("match"))
+    return cfg

@@ -5,6 +5,7 @@ import binascii
 import email.message
 import hashlib
 import json
+import os
 import sys
 import threading
 import time
@@ -15,6 +16,8 @@ import camsim_soap as S
 from camsim_model import SoapFault
 
 DIGEST = "#PasswordDigest"
+HTML_401 = (b"<!DOCTYPE html>\n<html><head><title>401 Unauthorized</title></head>"
+            b"<body><h1>401 Unauthorized</h1><p>Authorization required.</p></body></html>\n")
 
 
 def password_digest(nonce, created, password):
@@ -39,9 +42,10 @@ class CamServer(ThreadingHTTPServer):
     daemon_threads = True
     allow_reuse_address = True
 
-    def __init__(self, addr, camera, recorder, quiet=False):
+    def __init__(self, addr, camera, recorder, quiet=False, capture=None):
         super().__init__(addr, Handler)
         self.camera = camera
+        self.capture = capture  # answers served back instead of the camera model's
         self.recorder = recorder
         self.quiet = quiet
         self.stopping = threading.Event()
@@ -146,15 +150,18 @@ class Handler(BaseHTTPRequestHandler):
         with cam.lock:
             cam.seq += 1
             entry["seq"] = cam.seq
+        ctx = {}
         try:
-            status, body, mode = self.handle_soap(cam, raw, entry)
+            status, body, mode = self.handle_soap(cam, raw, entry, ctx)
         except SoapFault as f:
-            status, body, mode = (400 if f.code == "Sender" else 500), S.envelope(S.fault_body(f)), None
+            status, body, mode = (400 if f.code == "Sender" else 500), S.fault_body(f), f.shape
             entry["answer"] = f.label
         except Exception as e:  # a camsim bug must still reach the test as a clear fault
             f = SoapFault("Action", "camsim internal error: %r" % e, "Receiver")
-            status, body, mode = 500, S.envelope(S.fault_body(f)), None
+            status, body, mode = 500, S.fault_body(f), None
             entry["answer"] = f.label
+        if mode in ("empty", "soap11", "html401"):
+            entry["answer"] += " (%s)" % mode
         srv.recorder.write(entry)
         srv.log("#%d %s %s {%s} -> %s%s" % (
             entry["seq"], self.path, entry["op"], entry["ns"], entry["answer"],
@@ -169,14 +176,60 @@ class Handler(BaseHTTPRequestHandler):
         delay = cam.delay(entry["op"] or "")
         if delay:
             time.sleep(delay)
-        data = body.encode("utf-8")
-        self.send_response(status)
-        self.send_header("Content-Type", "application/soap+xml; charset=utf-8")
-        self.send_header("Content-Length", str(len(data)))
-        self.end_headers()
-        self.wfile.write(data)
+        ctype = "application/soap+xml; charset=utf-8"
+        action = None
+        if status == 200 and entry["op"]:
+            action = "%s/%sResponse" % (entry["ns"], entry["op"])
+        elif status != 200:
+            action = "http://www.w3.org/2005/08/addressing/soap/fault"
+        if mode == "html401":
+            status, ctype = 401, "text/html"
+            data = HTML_401
+        elif mode == "empty":
+            status, data = 200, b""
+        elif isinstance(body, bytes):  # a captured answer, as the camera sent it
+            data = body
+            ctype = ctx.get("content_type") or ctype
+            if mode == "soap11":
+                data = data.replace(S.ENV.encode(), S.ENV11.encode())
+        else:
+            data = S.render(cam.style, body, str(cam.cfg.get("wsa", "2005")), cam.cfg.get("wsa_headers"),
+                            ctx.get("message_id"), action, soap11=mode == "soap11").encode("utf-8")
+            if mode == "soap11":
+                ctype = "text/xml; charset=utf-8"
+            elif action and "action" in cam.framing:
+                ctype += '; action="%s"' % action
+        self.send_answer(status, ctype, data, cam.framing,
+                         {"WWW-Authenticate": 'Digest realm="camsim", qop="auth", nonce="%s"'
+                          % os.urandom(8).hex()} if status == 401 else {})
 
-    def handle_soap(self, cam, raw, entry):
+    def send_answer(self, status, ctype, data, framing, extra):
+        if "http10" in framing:
+            # Old embedded web servers: HTTP/1.0, no length, the close ends the body.
+            self.protocol_version = "HTTP/1.0"
+            self.close_connection = True
+        self.send_response(status)
+        self.send_header("Content-Type", ctype)
+        for k, v in extra.items():
+            self.send_header(k, v)
+        if "http10" in framing:
+            self.send_header("Connection", "close")
+        elif "chunked" in framing:
+            self.send_header("Transfer-Encoding", "chunked")
+        else:
+            self.send_header("Content-Length", str(len(data)))
+        self.end_headers()
+        if "chunked" in framing and "http10" not in framing:
+            # Uneven chunks, so a reader that assumes one chunk per answer fails.
+            step = max(1, len(data) // 3 + 7)
+            for i in range(0, len(data), step):
+                part = data[i:i + step]
+                self.wfile.write(b"%x\r\n%s\r\n" % (len(part), part))
+            self.wfile.write(b"0\r\n\r\n")
+        else:
+            self.wfile.write(data)
+
+    def handle_soap(self, cam, raw, entry, ctx):
         try:
             root = ET.fromstring(raw)
         except ET.ParseError as e:
@@ -186,6 +239,9 @@ class Handler(BaseHTTPRequestHandler):
         if root.tag != "{%s}Envelope" % S.ENV:
             raise SoapFault("InvalidArgs", "Root element is not a SOAP 1.2 Envelope")
         header = root.find("{%s}Header" % S.ENV)
+        if header is not None:
+            ctx["message_id"] = next((m.text.strip() for w in S.WSA.values()
+                                      for m in header.iter("{%s}MessageID" % w) if m.text), None)
         body = root.find("{%s}Body" % S.ENV)
         req = next(iter(body), None) if body is not None else None
         if req is None:
@@ -198,29 +254,44 @@ class Handler(BaseHTTPRequestHandler):
         except ValueError as e:
             entry["values"] = {}
             raise SoapFault("InvalidArgs", "Malformed value in %s: %s" % (op, e))
-        handler = HANDLERS.get((ns, op))
-        if handler is None or (ns in (S.TPTZ, S.TPTZ1) and not cam.has_ptz):
+        capture = self.server.capture
+        if capture is not None:
+            handler = capture.handler(ns, op, entry["values"], ctx)
+        else:
+            handler = HANDLERS.get((ns, op))
+            if ns in (S.TPTZ, S.TPTZ1) and not cam.has_ptz:
+                handler = None
+        # A replay checks credentials first: the capture holds no answer
+        # for a request the camera refused.
+        if handler is None and capture is None:
             raise SoapFault("ActionNotSupported", "%s {%s} is not supported" % (op, ns))
         exempt = op in (cam.cfg.get("auth_exempt") or [])
         if entry["auth"] == "bad" or (entry["auth"] == "none" and cam.cfg.get("auth_required", True)):
             if not exempt:
-                raise SoapFault("NotAuthorized", "Sender not authorized", "Sender")
+                f = SoapFault("NotAuthorized", "Sender not authorized", "Sender")
+                f.shape = cam.cfg.get("auth_failure")
+                raise f
+        if handler is None:
+            raise SoapFault("ActionNotSupported", "%s {%s} is not in the capture" % (op, ns))
         v = entry["values"]
         tokens = {v.get(k) for k in ("ProfileToken", "ConfigurationToken", "NodeToken", "token")} - {None}
         mode = cam.take_no_answer(op, tokens)
         if mode in ("hang", "drop"):
             entry["answer"] = mode
             return 0, "", mode
-        if cam.cfg.get("strict_requests", True):
+        if cam.cfg.get("strict_requests", True) and capture is None:
             err = S.check_request(op, ns, req)
             if err:
                 raise SoapFault("InvalidArgs", err)
         f = cam.take_fault(op, tokens)
-        if f is not None:
+        if isinstance(f, SoapFault):
             raise f
         with cam.lock:
             out = handler(self.server, cam, v)
-        return 200, S.envelope(out), None
+        if isinstance(out, tuple):  # a captured answer: (status, body bytes)
+            entry["answer"] = ctx.get("answer", "ok")
+            return out + (f,)
+        return 200, out, f
 
 
 # ---------------------------------------------------------------- operations
@@ -326,11 +397,11 @@ def op_stream_uri(srv, cam, v):
 
 
 def op_get_nodes(srv, cam, v):
-    return S.el("tptz:GetNodesResponse", *[S.node_xml("tptz:PTZNode", n) for n in cam.nodes])
+    return S.el("tptz:GetNodesResponse", *[S.node_xml("tptz:PTZNode", n, cam.enotation) for n in cam.nodes])
 
 
 def op_get_node(srv, cam, v):
-    return S.el("tptz:GetNodeResponse", S.node_xml("tptz:PTZNode", cam.node(v.get("NodeToken"))))
+    return S.el("tptz:GetNodeResponse", S.node_xml("tptz:PTZNode", cam.node(v.get("NodeToken")), cam.enotation))
 
 
 def op_continuous_move(srv, cam, v):
@@ -357,7 +428,7 @@ def _stop(prefix):
 
 def op_get_presets(srv, cam, v):
     cam.ptz_profile(v.get("ProfileToken"))
-    return S.el("tptz:GetPresetsResponse", *[S.preset_xml(p) for p in cam.presets])
+    return S.el("tptz:GetPresetsResponse", *[S.preset_xml(p, cam.enotation) for p in cam.listed_presets()])
 
 
 def op_set_preset(srv, cam, v):

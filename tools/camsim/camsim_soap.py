@@ -7,6 +7,8 @@ the end-to-end tests are there to find.
 """
 
 from xml.sax.saxutils import escape, quoteattr
+import uuid
+import xml.etree.ElementTree as ET
 
 ENV = "http://www.w3.org/2003/05/soap-envelope"
 ENV11 = "http://schemas.xmlsoap.org/soap/envelope/"
@@ -18,6 +20,9 @@ TPTZ1 = "http://www.onvif.org/ver10/ptz/wsdl"
 TER = "http://www.onvif.org/ver10/error"
 WSSE = "http://docs.oasis-open.org/wss/2004/01/oasis-200401-wss-wssecurity-secext-1.0.xsd"
 WSU = "http://docs.oasis-open.org/wss/2004/01/oasis-200401-wss-wssecurity-utility-1.0.xsd"
+WSA = {"2005": "http://www.w3.org/2005/08/addressing",
+       "2004": "http://schemas.xmlsoap.org/ws/2004/08/addressing"}
+XML_NS = "http://www.w3.org/XML/1998/namespace"
 
 PREFIX = {TDS: "tds", TRT: "trt", TPTZ: "tptz", TPTZ1: "tptz1"}
 
@@ -71,12 +76,30 @@ def resolution(w, h):
     return el("tt:Resolution", el("tt:Width", w), el("tt:Height", h))
 
 
+def e_range(v):
+    """-1.000000e+00, as C printf("%e") firmware writes range bounds."""
+    return "%e" % float(v)
+
+
+def e_short(v):
+    """1E0, -2.5E-1: the shortest E form some firmware uses for positions."""
+    m, ex = ("%.6E" % float(v)).split("E")
+    m = m.rstrip("0").rstrip(".") if "." in m else m
+    return "%sE%d" % ("0" if m in ("0", "-0") else m, int(ex))
+
+
+def fnum(v, enote, short=False):
+    if not enote:
+        return float(v)
+    return e_short(v) if short else e_range(v)
+
+
 def int_range(tag, r):
     return el(tag, el("tt:Min", int(r[0])), el("tt:Max", int(r[1])))
 
 
-def float_range(tag, r):
-    return el(tag, el("tt:Min", float(r[0])), el("tt:Max", float(r[1])))
+def float_range(tag, r, enote=False):
+    return el(tag, el("tt:Min", fnum(r[0], enote)), el("tt:Max", fnum(r[1], enote)))
 
 
 def encoder_xml(tag, enc):
@@ -102,6 +125,7 @@ def ptz_config_xml(cam, node_token):
     node = next((n for n in cam.nodes if n["token"] == node_token), None)
     users = sum(1 for p in cam.profiles if p["ptz_node"] == node_token)
     zoom = node is None or node.get("velocity_zoom") is not None
+    one = fnum(1, cam.enotation, True)
     return el("tt:PTZConfiguration",
               el("tt:Name", "PTZConfig_" + node_token), el("tt:UseCount", users),
               el("tt:NodeToken", node_token),
@@ -111,10 +135,10 @@ def ptz_config_xml(cam, node_token):
               el("tt:DefaultRelativeZoomTranslationSpace", Z_TRANS) if zoom else None,
               el("tt:DefaultContinuousPanTiltVelocitySpace", PT_VEL),
               el("tt:DefaultContinuousZoomVelocitySpace", Z_VEL) if zoom else None,
-              el("tt:DefaultPTZSpeed", el("tt:PanTilt", x=1.0, y=1.0, space=PT_SPEED),
-                 el("tt:Zoom", x=1.0, space=Z_SPEED) if zoom else None),
+              el("tt:DefaultPTZSpeed", el("tt:PanTilt", x=one, y=one, space=PT_SPEED),
+                 el("tt:Zoom", x=one, space=Z_SPEED) if zoom else None),
               el("tt:DefaultPTZTimeout", "PT5S"),
-              token="PTZConfig_" + node_token)
+              token=node_token if cam.numbered else "PTZConfig_" + node_token)
 
 
 def profile_xml(tag, cam, p):
@@ -123,9 +147,9 @@ def profile_xml(tag, cam, p):
     h = max(e.height for e in encs)
     vsc = el("tt:VideoSourceConfiguration",
              el("tt:Name", "VideoSourceConfig"), el("tt:UseCount", len(cam.profiles)),
-             el("tt:SourceToken", "VideoSource0"),
+             el("tt:SourceToken", "000" if cam.numbered else "VideoSource0"),
              '<tt:Bounds x="0" y="0" width="%d" height="%d"></tt:Bounds>' % (w, h),
-             token="VideoSourceConfig")
+             token="000" if cam.numbered else "VideoSourceConfig")
     return el(tag, el("tt:Name", p["name"]), vsc,
               encoder_xml("tt:VideoEncoderConfiguration", p["encoder"]),
               ptz_config_xml(cam, p["ptz_node"]) if p["ptz_node"] and cam.has_ptz else None,
@@ -160,16 +184,17 @@ def options_xml(enc):
     return el("trt:Options", *parts)
 
 
-def node_xml(tag, n):
+def node_xml(tag, n, enote=False):
     vx = n.get("velocity_x") or [-1.0, 1.0]
     vy = n.get("velocity_y") or [-1.0, 1.0]
     vz = n.get("velocity_zoom")
 
     def s2(tag_, uri, x, y):
-        return el(tag_, el("tt:URI", uri), float_range("tt:XRange", x), float_range("tt:YRange", y))
+        return el(tag_, el("tt:URI", uri), float_range("tt:XRange", x, enote),
+                  float_range("tt:YRange", y, enote))
 
     def s1(tag_, uri, x):
-        return el(tag_, el("tt:URI", uri), float_range("tt:XRange", x))
+        return el(tag_, el("tt:URI", uri), float_range("tt:XRange", x, enote))
 
     spaces = [s2("tt:AbsolutePanTiltPositionSpace", PT_POS, [-1, 1], [-1, 1]),
               s1("tt:AbsoluteZoomPositionSpace", Z_POS, [0, 1]) if vz else None,
@@ -186,10 +211,12 @@ def node_xml(tag, n):
               token=n["token"], FixedHomePosition=False)
 
 
-def preset_xml(pr):
+def preset_xml(pr, enote=False):
+    def f(k):
+        return fnum(pr.get(k, 0.0), enote, True)
     pos = el("tt:PTZPosition",
-             el("tt:PanTilt", x=float(pr.get("pan", 0.0)), y=float(pr.get("tilt", 0.0)), space=PT_POS),
-             el("tt:Zoom", x=float(pr.get("zoom", 0.0)), space=Z_POS))
+             el("tt:PanTilt", x=f("pan"), y=f("tilt"), space=PT_POS),
+             el("tt:Zoom", x=f("zoom"), space=Z_POS))
     return el("tptz:Preset", el("tt:Name", pr.get("name") or pr["token"]), pos, token=pr["token"])
 
 
@@ -361,3 +388,128 @@ def request_values(op, b):
                  mpeg4_gov=_int(text(m, "GovLength")), mpeg4_profile=text(m, "Mpeg4Profile"),
                  force_persistence=_bool(text(b, "ForcePersistence")))
     return v
+
+
+# ---------------------------------------------------------------- styles
+# Answers are built with the fixed prefixes below (style "plain"); the other
+# styles re-serialise that tree the way one family of firmware writes it.
+PLAIN_NS = {"env": ENV, "tt": TT, "tds": TDS, "trt": TRT, "tptz": TPTZ, "tptz1": TPTZ1, "ter": TER}
+XSI = "http://www.w3.org/2001/XMLSchema-instance"
+XSD = "http://www.w3.org/2001/XMLSchema"
+_IMG, _EV, _AN = ("http://www.onvif.org/ver20/imaging/wsdl", "http://www.onvif.org/ver10/events/wsdl",
+                  "http://www.onvif.org/ver20/analytics/wsdl")
+STYLES = ("plain", "gsoap", "wcf", "numbered")
+
+
+def _gsoap_ns(wsa):
+    # What a gSOAP-generated server declares: every namespace of its table,
+    # used or not, on the Envelope.
+    return [("SOAP-ENV", ENV), ("SOAP-ENC", "http://www.w3.org/2003/05/soap-encoding"),
+            ("xsi", XSI), ("xsd", XSD), ("c14n", "http://www.w3.org/2001/10/xml-exc-c14n#"),
+            ("wsu", WSU), ("xenc", "http://www.w3.org/2001/04/xmlenc#"),
+            ("ds", "http://www.w3.org/2000/09/xmldsig#"), ("wsse", WSSE), ("wsa5", wsa),
+            ("xmime", "http://tempuri.org/xmime.xsd"), ("xop", "http://www.w3.org/2004/08/xop/include"),
+            ("tt", TT), ("wsrfbf", "http://docs.oasis-open.org/wsrf/bf-2"),
+            ("wstop", "http://docs.oasis-open.org/wsn/t-1"), ("wsnt", "http://docs.oasis-open.org/wsn/b-2"),
+            ("tds", TDS), ("tev", _EV), ("timg", _IMG), ("tmd", "http://www.onvif.org/ver10/deviceIO/wsdl"),
+            ("tptz", TPTZ), ("tptz10", TPTZ1), ("trt", TRT), ("tan", _AN), ("ter", TER),
+            ("tns1", "http://www.onvif.org/ver10/topics")]
+
+
+def _numbered_ns():
+    return [("SOAP-ENV", ENV), ("SOAP-ENC", "http://www.w3.org/2003/05/soap-encoding"),
+            ("xsi", XSI), ("xsd", XSD)] + [
+        ("ns%d" % (i + 1), u) for i, u in enumerate((TT, TDS, TRT, TPTZ, TPTZ1, TER, _IMG, _EV, _AN))]
+
+
+def wsa_header(blocks, wsa_prefix, env, request_id, action):
+    """WS-Addressing header blocks as gSOAP firmware adds them to every answer."""
+    mu = ' %s:mustUnderstand="true"' % env
+    anon = escape(WSA_ANON)
+    out = []
+    for b in blocks:
+        if b == "MessageID":
+            out.append("<%s:MessageID>urn:uuid:%s</%s:MessageID>" % (wsa_prefix, uuid.uuid4(), wsa_prefix))
+        elif b == "RelatesTo" and request_id:
+            out.append("<%s:RelatesTo%s>%s</%s:RelatesTo>" % (wsa_prefix, mu, escape(request_id), wsa_prefix))
+        elif b == "ReplyTo":
+            out.append("<{0}:ReplyTo{1}><{0}:Address>{2}</{0}:Address></{0}:ReplyTo>".format(wsa_prefix, mu, anon))
+        elif b == "To":
+            out.append("<%s:To%s>%s</%s:To>" % (wsa_prefix, mu, anon, wsa_prefix))
+        elif b == "Action" and action:
+            out.append("<%s:Action%s>%s</%s:Action>" % (wsa_prefix, mu, escape(action), wsa_prefix))
+    return "<%s:Header>%s</%s:Header>" % (env, "".join(out), env) if out else ""
+
+
+WSA_ANON = "http://www.w3.org/2005/08/addressing/anonymous"
+WSA_BLOCKS = ["RelatesTo", "ReplyTo", "To", "Action"]
+
+
+def _write(e, prefix, default_ns, pretty, depth, out):
+    """Serialise e; prefix maps namespace -> prefix, default_ns=None means
+    prefixes everywhere, else the namespace in effect (body elements then get
+    xmlns="..." where their namespace changes)."""
+    ns, name = ns_of(e.tag), local(e.tag)
+    attrs = ""
+    if default_ns is not None and ns not in prefix:
+        tag = name
+        if ns != default_ns:
+            attrs = ' xmlns="%s"' % ns
+            default_ns = ns
+    else:
+        tag = prefix[ns] + ":" + name
+    for k, v in e.attrib.items():
+        if k.startswith("{"):
+            k = ("xml" if ns_of(k) == XML_NS else prefix[ns_of(k)]) + ":" + local(k)
+        attrs += " %s=%s" % (k, quoteattr(v))
+    txt = e.text or ""
+    if e.tag == "{%s}Value" % ENV and ":" in txt:  # fault codes are QNames
+        p, _, ln = txt.partition(":")
+        qns = PLAIN_NS[p]
+        if qns not in prefix:
+            attrs += ' xmlns:a="%s"' % qns
+            txt = "a:" + ln
+        else:
+            txt = prefix[qns] + ":" + ln
+    kids = list(e)
+    if not kids:
+        out.append("<%s%s/>" % (tag, attrs) if pretty and not txt else
+                   "<%s%s>%s</%s>" % (tag, attrs, escape(txt), tag))
+        return
+    out.append("<%s%s>" % (tag, attrs))
+    for c in kids:
+        if pretty:
+            out.append("\n" + "  " * (depth + 1))
+        _write(c, prefix, default_ns, pretty, depth + 1, out)
+    if pretty:
+        out.append("\n" + "  " * depth)
+    out.append("</%s>" % tag)
+
+
+def render(style, body, wsa="2005", blocks=None, request_id=None, action=None, soap11=False):
+    """The answer envelope around body (built with the plain prefixes)."""
+    if style == "plain":
+        text = envelope(body)
+    else:
+        tree = ET.fromstring(envelope(body))
+        out = []
+        if style == "wcf":
+            decls = [("s", ENV)]
+            default_ns = ""
+        else:
+            decls = _gsoap_ns(WSA[wsa]) if style == "gsoap" else _numbered_ns()
+            default_ns = None
+        prefix = {u: p for p, u in reversed(decls)}
+        env = prefix[ENV]
+        pretty = style == "wcf"
+        head = wsa_header(WSA_BLOCKS if blocks is None else blocks, "wsa5", env, request_id,
+                          action) if style == "gsoap" else ""
+        _write(tree[0], prefix, default_ns, pretty, 1, out)
+        nl = "\n  " if pretty else ""
+        text = "%s<%s:Envelope %s>%s%s%s%s%s</%s:Envelope>\n" % (
+            "" if style == "wcf" else '<?xml version="1.0" encoding="UTF-8"?>\n', env,
+            " ".join('xmlns:%s="%s"' % d for d in decls), nl, head, nl if head else "",
+            "".join(out), "\n" if pretty else "", env)
+    if soap11:  # the same answer in the SOAP 1.1 envelope namespace
+        text = text.replace('"%s"' % ENV, '"%s"' % ENV11)
+    return text

@@ -1,0 +1,36 @@
+# s390x (64-bit big-endian) Linux with Debian's cross compiler
+# (g++-s390x-linux-gnu) against build/sysroot-s390x, which
+# scripts/sysroot-s390x.sh fills with the target's -dev packages.
+#
+# The sysroot is not CMAKE_SYSROOT: that would hide the cross glibc and
+# libstdc++ in /usr/s390x-linux-gnu. Both are searched as find roots instead.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR s390x)
+set(CMAKE_C_COMPILER s390x-linux-gnu-gcc)
+set(CMAKE_CXX_COMPILER s390x-linux-gnu-g++)
+
+if(NOT VANTEL_SYSROOT)
+  get_filename_component(VANTEL_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../../build/sysroot-s390x ABSOLUTE)
+endif()
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VANTEL_SYSROOT)
+
+set(CMAKE_FIND_ROOT_PATH ${VANTEL_SYSROOT} /usr/s390x-linux-gnu)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# OpenSSL's configuration.h is in the multiarch include folder.
+foreach(lang C CXX)
+  set(CMAKE_${lang}_STANDARD_INCLUDE_DIRECTORIES
+    ${VANTEL_SYSROOT}/usr/include/s390x-linux-gnu ${VANTEL_SYSROOT}/usr/include)
+endforeach()
+
+# The target's gsoapssl++.pc, so that the WITH_* flags are the ones its
+# runtime was built with.
+set(ENV{PKG_CONFIG_LIBDIR}
+  ${VANTEL_SYSROOT}/usr/lib/s390x-linux-gnu/pkgconfig:${VANTEL_SYSROOT}/usr/share/pkgconfig)
+set(ENV{PKG_CONFIG_SYSROOT_DIR} ${VANTEL_SYSROOT})
+
+# Test discovery and ctest run the target's programs through qemu-user.
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-s390x -L /usr/s390x-linux-gnu)
