@@ -21,9 +21,10 @@
 #include <sstream>
 #include <thread>
 
-#include "command/byte_order.h"
-#include "command/rifa.h"
-#include "stream/result_block.h"
+#include "wire/byte_order.h"
+#include "wire/request.h"
+#include "wire/rifa.h"
+#include "wire/result_block.h"
 
 namespace vantel_test {
 namespace {
@@ -261,8 +262,8 @@ void put_camera(uint8_t* bytes, size_t ip, size_t port_at, size_t user_at, size_
 std::vector<uint8_t> camera_request(int port, const std::string& user, const std::string& password,
                                     size_t length) {
   std::vector<uint8_t> payload(length, 0);
-  put_camera(payload.data(), vantel::kReqCameraIp, vantel::kReqCameraPort, vantel::kReqUserName,
-             vantel::kReqPassword, port, user, password);
+  put_camera(payload.data(), vantel::req::kCameraIp, vantel::req::kCameraPort, vantel::req::kUserName,
+             vantel::req::kPassword, port, user, password);
   return payload;
 }
 

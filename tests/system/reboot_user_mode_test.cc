@@ -7,8 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "command/byte_order.h"
-#include "command/rifa.h"
+#include "wire/byte_order.h"
+#include "wire/request.h"
+#include "wire/rifa.h"
 #include "harness.h"
 #include "setup_test_helpers.h"
 
@@ -30,7 +31,7 @@ void expect_echo(uint32_t major, const std::vector<uint8_t>& payload) {
 
 std::vector<uint8_t> user_mode_request(int port, int32_t mode) {
   std::vector<uint8_t> payload = camera_request(port, "admin", "admin", 76);
-  put_be32s(payload.data() + kReqUserMode, mode);
+  put_be32s(payload.data() + req::user_mode::kMode, mode);
   return payload;
 }
 

@@ -1,13 +1,13 @@
 // The block's conversions of camera encoder values, and what a configuration
 // or profile list with missing parts turns into.
-#include "stream/encoder_config.h"
+#include "commands/common/encoder_config.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 
-#include "stream/profile_tokens.h"
+#include "commands/common/profile_tokens.h"
 
 namespace vantel {
 namespace {

@@ -1,12 +1,12 @@
 // Resolution classes, the recordable sizes and the bounded option tables.
-#include "setup/resolution_table.h"
+#include "commands/setup/resolution_table.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <vector>
 
-#include "command/rifa.h"
+#include "wire/rifa.h"
 
 namespace vantel {
 namespace {

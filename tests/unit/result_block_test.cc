@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string>
 
-#include "command/rifa.h"
-#include "stream/result_block.h"
+#include "wire/rifa.h"
+#include "wire/result_block.h"
 
 namespace vantel {
 namespace {

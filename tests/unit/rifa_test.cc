@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "command/byte_order.h"
-#include "command/rifa.h"
+#include "wire/byte_order.h"
+#include "wire/rifa.h"
 
 namespace vantel {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "camera/zoom_ramp.h"
+#include "commands/ptz/zoom_ramp.h"
 
 namespace vantel {
 namespace {
