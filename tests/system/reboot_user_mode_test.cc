@@ -11,7 +11,6 @@
 #include "wire/request.h"
 #include "wire/rifa.h"
 #include "harness.h"
-#include "setup_test_helpers.h"
 
 namespace vantel_test {
 namespace {

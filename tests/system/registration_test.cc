@@ -10,7 +10,6 @@
 
 #include "wire/rifa.h"
 #include "harness.h"
-#include "setup_test_helpers.h"
 #include "wire/result_block.h"
 
 namespace vantel_test {
