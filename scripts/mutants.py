@@ -5,29 +5,30 @@ Applies a fixed, seeded sample of small mutations to src/ (src/onvif
 excepted) one at a time: flip a comparison, change a constant by one, drop
 a call, swap two neighbouring field offsets, return early (a flipped
 boolean or 0/1 result). For each it rebuilds incrementally in a build tree
-of its own, runs the tests (inside scripts/netns-run.sh, so port 1997 and
-its lock are private), restores the file, and finally prints the kill rate
-and the survivors.
+of its own (plain, no sanitizers), runs the unit tests and then the system
+tests in three shards, each inside scripts/netns-run.sh so that port 1997
+and its lock are private, restores the file, and finally prints the kill
+rate and the survivors.
 
-    /usr/bin/python3 scripts/mutants.py [--count 60] [--seed 9] [--workers 2]
+    /usr/bin/python3 scripts/mutants.py [--count 60] [--seed 9] [--baseline REV]
 
-Each worker copies the tracked tree to a scratch folder and builds there,
-so the working tree is never touched. The sample depends only on the text
-of the mutated lines: unrelated edits elsewhere do not change it. A mutant
-the compiler rejects (a checked layout, a type error) is reported apart and
-left out of the rate.
+--baseline REV also builds the tests as they stood at REV and runs both
+suites against each mutant: the before and after of a change to the tests.
+The source files are mutated in place and always restored; do not edit
+src/ while it runs. The sample depends only on the text of the mutated
+lines: unrelated edits elsewhere do not change it. A mutant the compiler
+rejects (a checked layout, a type error) is reported apart and left out of
+the rate.
 """
 
 import argparse
 import hashlib
 import os
-import queue
 import re
 import shutil
+import signal
 import subprocess
 import sys
-import tempfile
-import threading
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
@@ -99,95 +100,119 @@ def sample(found, count, seed):
     return sorted(sorted(found, key=key)[:count], key=lambda c: (c[0], c[1]))
 
 
-def run(cmd, cwd, timeout):
+def run(cmd, timeout, env=None):
     try:
-        return subprocess.run(cmd, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                              timeout=timeout).returncode
+        return subprocess.run(cmd, cwd=ROOT, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                              timeout=timeout, env=env).returncode
     except subprocess.TimeoutExpired:
         return -1
 
 
-def prepare_worker(index):
-    work = tempfile.mkdtemp(prefix=f"vantel-mutants-{index}-")
-    files = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT,
-                           stdout=subprocess.PIPE, check=True, text=True).stdout.split("\n")
-    for rel in filter(None, files):
-        source = os.path.join(ROOT, rel)
-        if os.path.isfile(source):
-            os.makedirs(os.path.dirname(os.path.join(work, rel)), exist_ok=True)
-            shutil.copy2(source, os.path.join(work, rel))
-    build = os.path.join(work, "build-mutants")
-    if run(["cmake", "-S", ".", "-B", build, "-DCMAKE_BUILD_TYPE=RelWithDebInfo"], work, 600) != 0:
-        sys.exit(f"worker {index}: configure failed")
-    if run(["cmake", "--build", build, "-j1"], work, 3600) != 0:
-        sys.exit(f"worker {index}: the unmutated tree does not build")
-    if test(work, build) != "survived":
-        sys.exit(f"worker {index}: the unmutated tree fails its tests")
-    return work, build
+def baseline_tests(build, revision):
+    """tests/ as it stood at `revision`, built beside the current tests
+    under target names of its own, so that both suites meet the same
+    mutants in one build."""
+    folder = os.path.join(build, "baseline-tests-src")
+    shutil.rmtree(folder, ignore_errors=True)
+    os.makedirs(folder)
+    archive = subprocess.run(["git", "archive", revision, "tests"], cwd=ROOT, stdout=subprocess.PIPE,
+                             check=True).stdout
+    subprocess.run(["tar", "-x", "--strip-components=1", "-C", folder], input=archive, check=True)
+    cmake = open(os.path.join(folder, "CMakeLists.txt")).read()
+    cmake = re.sub(r"gtest_discover_tests\([^)]*\)", "", cmake)
+    cmake = re.sub(r"if\(EXISTS .*?endif\(\)", "", cmake, flags=re.S)
+    for target in ("unit_tests", "system_tests", "vantel-fastdog"):
+        cmake = re.sub(rf"\b{target}\b", target + "_baseline", cmake)
+    open(os.path.join(folder, "CMakeLists.txt"), "w").write(cmake)
+    return folder
 
 
-def test(work, build):
-    code = run([os.path.join(work, "scripts", "netns-run.sh"), "ctest", "--test-dir", build,
-                "--stop-on-failure", "-j2", "--timeout", "60", "-E", TEST_EXCLUDE], work, 1200)
-    return "survived" if code == 0 else "killed"
-
-
-def worker(index, jobs, results):
-    work, build = prepare_worker(index)
-    try:
-        while True:
-            try:
-                number, (path, line, kind, old, new) = jobs.get_nowait()
-            except queue.Empty:
-                return
-            target = os.path.join(work, path)
-            original = open(target).read()
-            lines = original.split("\n")
-            count = old.count("\n") + 1
-            lines[line:line + count] = new.split("\n")
-            try:
-                open(target, "w").write("\n".join(lines))
-                if run(["cmake", "--build", build, "-j1"], work, 1800) != 0:
-                    outcome = "build-rejected"
-                else:
-                    outcome = test(work, build)
-            finally:
-                open(target, "w").write(original)
-            results[number] = outcome
-            print(f"[{number:3}] {outcome:14} {kind:11} {path}:{line + 1}", flush=True)
-    finally:
-        run(["cmake", "--build", build, "-j1"], work, 1800)
-        shutil.rmtree(work, ignore_errors=True)
+def suite_passes(binaries, shards=3):
+    """The unit binary, then the system binary split into shards, each shard
+    in a network namespace of its own so that they can share port 1997."""
+    unit, system = binaries
+    if run([unit, "--gtest_fail_fast"], 300) != 0:
+        return False
+    netns = os.path.join(ROOT, "scripts", "netns-run.sh")
+    procs = []
+    for index in range(shards):
+        env = dict(os.environ, GTEST_TOTAL_SHARDS=str(shards), GTEST_SHARD_INDEX=str(index))
+        procs.append(subprocess.Popen([netns, system, "--gtest_fail_fast", "--gtest_filter=-CamsimStrict.*"],
+                                      cwd=ROOT, env=env, stdout=subprocess.DEVNULL,
+                                      stderr=subprocess.DEVNULL, start_new_session=True))
+    ok = True
+    for proc in procs:
+        try:
+            ok = proc.wait(timeout=600) == 0 and ok
+        except subprocess.TimeoutExpired:
+            os.killpg(proc.pid, signal.SIGKILL)
+            proc.wait()
+            ok = False
+    return ok
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--count", type=int, default=60)
     parser.add_argument("--seed", type=int, default=9)
-    parser.add_argument("--workers", type=int, default=1)
+    parser.add_argument("--build-dir", default=os.path.join(ROOT, "build-mutants"))
+    parser.add_argument("--baseline", metavar="REVISION",
+                        help="also run the tests as they stood at REVISION against every mutant")
     parser.add_argument("--list", action="store_true", help="print the sample and stop")
     args = parser.parse_args()
+    # A kill must still put the mutated file back.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("stopped"))
 
     chosen = sample(candidates(ROOT), args.count, args.seed)
     if args.list:
         for number, (path, line, kind, old, new) in enumerate(chosen):
             print(f"[{number:3}] {kind:11} {path}:{line + 1}\n      - {old.strip()}\n      + {new.strip()}")
         return
-    jobs = queue.Queue()
-    for item in enumerate(chosen):
-        jobs.put(item)
-    results = {}
-    threads = [threading.Thread(target=worker, args=(i, jobs, results)) for i in range(args.workers)]
-    for t in threads:
-        t.start()
-    for t in threads:
-        t.join()
+    build = os.path.abspath(args.build_dir)
+    suites = {"current": (os.path.join(build, "tests", "unit_tests"), os.path.join(build, "tests", "system_tests"))}
+    baseline = baseline_tests(build, args.baseline) if args.baseline else ""
+    if baseline:
+        suites["baseline"] = (os.path.join(build, "baseline-tests", "unit_tests_baseline"),
+                              os.path.join(build, "baseline-tests", "system_tests_baseline"))
+    if run(["cmake", "-S", ".", "-B", build, f"-DVANTEL_BASELINE_TESTS={baseline}"], 600) != 0:
+        sys.exit("configure failed")
+    if run(["cmake", "--build", build, "-j2"], 3600) != 0:
+        sys.exit("the unmutated tree does not build")
+    for name, binaries in suites.items():
+        if not suite_passes(binaries):
+            sys.exit(f"the unmutated tree fails its {name} tests")
 
+    results = {name: {} for name in suites}
+    try:
+        for number, (path, line, kind, old, new) in enumerate(chosen):
+            target = os.path.join(ROOT, path)
+            original = open(target).read()
+            lines = original.split("\n")
+            lines[line:line + old.count("\n") + 1] = new.split("\n")
+            try:
+                open(target, "w").write("\n".join(lines))
+                built = run(["cmake", "--build", build, "-j2"], 1800) == 0
+                for name, binaries in suites.items():
+                    results[name][number] = ("killed" if not suite_passes(binaries) else "survived") \
+                        if built else "build-rejected"
+            finally:
+                open(target, "w").write(original)
+            print(f"[{number:3}] " + " ".join(f"{name}={results[name][number]:14}" for name in suites) +
+                  f" {kind:11} {path}:{line + 1}", flush=True)
+    finally:
+        run(["cmake", "-S", ".", "-B", build, "-DVANTEL_BASELINE_TESTS="], 600)
+        run(["cmake", "--build", build, "-j2"], 1800)
+
+    for name in suites:
+        report(name, chosen, results[name])
+
+
+def report(name, chosen, results):
     killed = [n for n, o in results.items() if o == "killed"]
     rejected = [n for n, o in results.items() if o == "build-rejected"]
     survived = sorted(n for n, o in results.items() if o == "survived")
     compiled = len(killed) + len(survived)
-    print(f"\nmutants: {len(chosen)}  build-rejected: {len(rejected)}  killed: {len(killed)}  "
+    print(f"\n{name} tests: mutants run: {len(results)} of {len(chosen)}  build-rejected: {len(rejected)}  killed: {len(killed)}  "
           f"survived: {len(survived)}")
     if compiled:
         print(f"kill rate: {len(killed)}/{compiled} = {100.0 * len(killed) / compiled:.1f}%")
