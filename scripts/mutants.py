@@ -158,6 +158,8 @@ def main():
     parser.add_argument("--build-dir", default=os.path.join(ROOT, "build-mutants"))
     parser.add_argument("--baseline", metavar="REVISION",
                         help="also run the tests as they stood at REVISION against every mutant")
+    parser.add_argument("--full", action="store_true",
+                        help="run the --baseline suite on every mutant, not only on the current survivors")
     parser.add_argument("--list", action="store_true", help="print the sample and stop")
     args = parser.parse_args()
     # A kill must still put the mutated file back.
@@ -176,7 +178,9 @@ def main():
                               os.path.join(build, "baseline-tests", "system_tests_baseline"))
     if run(["cmake", "-S", ".", "-B", build, f"-DVANTEL_BASELINE_TESTS={baseline}"], 600) != 0:
         sys.exit("configure failed")
-    if run(["cmake", "--build", build, "-j2"], 3600) != 0:
+    targets = ["vantel", "unit_tests", "system_tests"] + (["unit_tests_baseline", "system_tests_baseline"]
+                                                          if baseline else [])
+    if run(["cmake", "--build", build, "-j2", "--target"] + targets, 3600) != 0:
         sys.exit("the unmutated tree does not build")
     for name, binaries in suites.items():
         if not suite_passes(binaries):
@@ -191,10 +195,17 @@ def main():
             lines[line:line + old.count("\n") + 1] = new.split("\n")
             try:
                 open(target, "w").write("\n".join(lines))
-                built = run(["cmake", "--build", build, "-j2"], 1800) == 0
+                built = run(["cmake", "--build", build, "-j2", "--target"] + targets, 1800) == 0
                 for name, binaries in suites.items():
-                    results[name][number] = ("killed" if not suite_passes(binaries) else "survived") \
-                        if built else "build-rejected"
+                    if not built:
+                        results[name][number] = "build-rejected"
+                    elif name == "baseline" and results["current"][number] == "killed" and not args.full:
+                        # What the current tests kill cannot count against
+                        # them; the earlier suite is only asked about the
+                        # current survivors unless --full is given.
+                        results[name][number] = "not-run"
+                    else:
+                        results[name][number] = "killed" if not suite_passes(binaries) else "survived"
             finally:
                 open(target, "w").write(original)
             print(f"[{number:3}] " + " ".join(f"{name}={results[name][number]:14}" for name in suites) +
@@ -211,6 +222,11 @@ def report(name, chosen, results):
     killed = [n for n, o in results.items() if o == "killed"]
     rejected = [n for n, o in results.items() if o == "build-rejected"]
     survived = sorted(n for n, o in results.items() if o == "survived")
+    not_run = [n for n, o in results.items() if o == "not-run"]
+    if not_run:
+        print(f"\n{name} tests: run on the {len(results) - len(not_run)} mutants the current tests did not kill "
+              f"(or could not build); killed {len(killed)} of them")
+        return
     compiled = len(killed) + len(survived)
     print(f"\n{name} tests: mutants run: {len(results)} of {len(chosen)}  build-rejected: {len(rejected)}  killed: {len(killed)}  "
           f"survived: {len(survived)}")
