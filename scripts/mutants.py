@@ -121,6 +121,8 @@ def baseline_tests(build, revision):
     cmake = open(os.path.join(folder, "CMakeLists.txt")).read()
     cmake = re.sub(r"gtest_discover_tests\([^)]*\)", "", cmake)
     cmake = re.sub(r"if\(EXISTS .*?endif\(\)", "", cmake, flags=re.S)
+    # Its watchdog test looks for the stand-ins under the source tree's tests/.
+    cmake = cmake.replace("${CMAKE_CURRENT_SOURCE_DIR}/system/fake-bin", "${CMAKE_SOURCE_DIR}/tests/system/fake-bin")
     for target in ("unit_tests", "system_tests", "vantel-fastdog"):
         cmake = re.sub(rf"\b{target}\b", target + "_baseline", cmake)
     open(os.path.join(folder, "CMakeLists.txt"), "w").write(cmake)
