@@ -83,6 +83,11 @@ TEST(UserMode, OnlyAnH264NetworkStreamsGopLengthChanges) {
                      "subcode": "ter:InvalidArgVal/ter:ConfigModify"}]})",
        "default", {{1, missing + unchanged, 3}, {1, single + unchanged, 5}}, {10}},
       {"one profile: no network stream", "{}", "jpegonly", {{2, missing + unchanged, 2}}, {}},
+      {"encoder configuration unreadable: nothing pushed", R"({
+         "profiles": [{}, {"encoder": {"encoding": "H264"}}],
+         "faults": [{"op": "GetVideoEncoderConfiguration", "times": null, "match": "SubEncoder",
+                     "subcode": "ter:InvalidArgVal/ter:NoConfig"}]})",
+       "default", {{1, unchanged, 4}}, {}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "wire/byte_order.h"
+#include "wire/request.h"
 #include "wire/result_block.h"
 #include "wire/rifa.h"
 
@@ -66,6 +67,27 @@ TEST(Wire, ReplyHeadersFollowTheCommandTable) {
     EXPECT_EQ(c.reply_major == kEcho ? c.major : c.reply_major, reply.major);
     EXPECT_EQ(c.minor == kEcho ? c.major : c.minor, reply.minor);
   }
+}
+
+// The recorder reads the header, requests and block at these byte offsets;
+// the names must never drift from them (vantelctl and the tests use the
+// names too, so nothing else would notice two of them swapped).
+TEST(Wire, NamedOffsetsAreTheRecordersOwn) {
+  using namespace block;
+  const size_t pinned[][2] = {
+      {kRifaMagicOffset, 0},  {kRifaSizeOffset, 4},    {kRifaMajorOffset, 8},      {kRifaMinorOffset, 12},
+      {kManufacturer, 4},     {kModel, 44},            {block::kCameraIp, 84},     {block::kCameraPort, 88},
+      {kStatus, 92},          {block::kUserName, 96},  {block::kPassword, 128},    {kFirstUri, 160},
+      {kSecondUri, 210},      {kFirstFlag, 260},       {kSecondFlag, 261},         {kFirstWidth, 262},
+      {kFirstHeight, 264},    {kSecondWidth, 266},     {kSecondHeight, 268},       {kSetupState, 270},
+      {kFirstCodec, 271},     {kSecondCodec, 272},     {kPtzPresent, 274},         {kReserved275, 275},
+      {kFirstFps, 276},       {kSecondFps, 277},       {kFirstQuality, 278},       {kSecondQuality, 280},
+      {kFirstBitrate, 282},   {kSecondBitrate, 284},   {kRegZero, 286},            {kRegOne, 288},
+      {kRegJpegCapable, 290}, {kRegH264Capable, 292},  {kFpsRange, 294},           {kQualityRange, 302},
+      {kBitrateRange, 310},   {kFirstOptions, 318},    {kSecondOptions, 398},      {kOptionTableSize, 80},
+      {req::kCameraIp, 0},    {req::kCameraPort, 4},   {req::kUserName, 8},        {req::kPassword, 40},
+      {req::move::kDirection, 72}, {req::move::kZoom, 80}, {req::preset::kNumber, 72}, {req::user_mode::kMode, 72}};
+  for (const auto& [name, offset] : pinned) EXPECT_EQ(offset, name);
 }
 
 TEST(Wire, BlockFieldsLandBigEndianAtTheirOffsets) {
