@@ -12,11 +12,11 @@
 #include <cstring>
 #include <vector>
 
-#include "command/byte_order.h"
-#include "command/handlers.h"
-#include "command/rifa.h"
-#include "command/server.h"
-#include "stream/result_block.h"
+#include "wire/byte_order.h"
+#include "commands/handlers.h"
+#include "wire/rifa.h"
+#include "server/server.h"
+#include "wire/result_block.h"
 
 namespace {
 

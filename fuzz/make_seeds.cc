@@ -9,7 +9,7 @@
 #include <string>
 
 #include "camera_calls.h"
-#include "command/rifa.h"
+#include "wire/rifa.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <sanitizer/lsan_interface.h>
 #include <signal.h>
 
-#include <cstdio>
+#include "log/log.h"
 #endif
 
 namespace vantel {
@@ -29,7 +29,7 @@ void* leak_check_thread(void*) {
     int signal_number = 0;
     if (sigwait(&set, &signal_number) != 0) continue;
     const int leaked = __lsan_do_recoverable_leak_check();
-    printf("[leak check] %s\n", leaked ? "leaks found" : "clean");
+    log_printf("[leak check] %s\n", leaked ? "leaks found" : "clean");
   }
   return nullptr;
 }

@@ -18,8 +18,9 @@
 #include <future>
 #include <string>
 
-#include "command/byte_order.h"
-#include "command/rifa.h"
+#include "wire/byte_order.h"
+#include "wire/request.h"
+#include "wire/rifa.h"
 #include "harness.h"
 
 namespace vantel_test {
@@ -82,7 +83,7 @@ long peak_rss_kb(pid_t group) {
 
 std::vector<uint8_t> goto_preset(int port) {
   std::vector<uint8_t> payload = camera_request(port, "admin", "admin");
-  put_be32s(payload.data() + kReqPresetNumber, 0);
+  put_be32s(payload.data() + req::preset::kNumber, 0);
   return rifa_request(RIFA_CMD_PTZ_GOTOPRESET, 0, payload);
 }
 

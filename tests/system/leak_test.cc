@@ -7,10 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "command/byte_order.h"
-#include "command/rifa.h"
+#include "wire/byte_order.h"
+#include "wire/request.h"
+#include "wire/rifa.h"
 #include "harness.h"
-#include "stream/result_block.h"
+#include "wire/result_block.h"
 
 namespace vantel_test {
 namespace {
@@ -27,9 +28,9 @@ constexpr int kRepeats = 20;
 
 std::vector<uint8_t> ptz(int port) {
   std::vector<uint8_t> payload = camera_request(port, "admin", "admin");
-  put_be32s(payload.data() + kReqPtzDirection, 2);
-  put_be32s(payload.data() + kReqPtzZoom, 1);
-  put_be32s(payload.data() + kReqPresetNumber, 1);
+  put_be32s(payload.data() + req::move::kDirection, 2);
+  put_be32s(payload.data() + req::move::kZoom, 1);
+  put_be32s(payload.data() + req::preset::kNumber, 1);
   return payload;
 }
 std::vector<uint8_t> block(int port) { return block_request(port, "admin", "admin"); }
