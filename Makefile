@@ -8,7 +8,7 @@ JOBS ?= $(shell nproc)
 # Cross compiling the generated bindings takes much memory per job.
 CROSS_JOBS ?= 2
 
-.PHONY: all deps build build-asan build-hardened build-fuzz test test-plain test-asan test-hostile fuzz check-onvif demo clean test-bigendian cross-ppc
+.PHONY: all deps build build-asan build-hardened build-fuzz test test-plain test-asan test-hostile fuzz check-onvif demo bench clean test-bigendian cross-ppc
 
 all: build
 
@@ -64,6 +64,11 @@ test-bigendian: build
 
 cross-ppc: deps
 	JOBS=$(CROSS_JOBS) scripts/cross-ppc.sh
+
+# Not part of `make test`: one table of CPU, instructions, wall, size and
+# memory against a minimal client and libonvif (bench/README.md).
+bench: build
+	bench/run.sh
 
 clean:
 	rm -rf build build-asan build-hardened build-fuzz build-s390x build-ppc
