@@ -7,7 +7,8 @@ silent     accepts and reads, never answers
 byte       a good capabilities answer, one byte a second
 gzip       capabilities, gzip-compressed, inflating to SIZE_KB kilobytes
 big        capabilities with a SIZE_KB kilobyte service address
-padded     capabilities with SIZE_KB kilobytes of blanks between elements
+padded     capabilities with SIZE_KB kilobytes of blanks between elements, sent
+           without a length (read until the camera closes)
 self       capabilities naming the daemon's own command port as services
 empty      200 with an empty body
 html       500 with an HTML page
@@ -39,9 +40,9 @@ FAULT = (
     '</env:Fault></env:Body></env:Envelope>')
 
 
-def http(status, body, content_type="application/soap+xml; charset=utf-8", extra=""):
-    head = (f"HTTP/1.1 {status}\r\nContent-Type: {content_type}\r\n{extra}"
-            f"Content-Length: {len(body)}\r\nConnection: close\r\n\r\n")
+def http(status, body, content_type="application/soap+xml; charset=utf-8", extra="", length=True):
+    size = f"Content-Length: {len(body)}\r\n" if length else ""
+    head = f"HTTP/1.1 {status}\r\nContent-Type: {content_type}\r\n{extra}{size}Connection: close\r\n\r\n"
     return head.encode() + body
 
 
@@ -79,7 +80,7 @@ def answer(mode, size, own):
         return http("200 OK", gzip.compress(xml.encode(), 6), extra="Content-Encoding: gzip\r\n")
     if mode == "padded":
         xml = CAPABILITIES.format(media=own + "/media", ptz=own + "/ptz")
-        return http("200 OK", xml.replace("<tt:PTZ>", " " * size + "<tt:PTZ>").encode())
+        return http("200 OK", xml.replace("<tt:PTZ>", " " * size + "<tt:PTZ>").encode(), length=False)
     whole = http("200 OK", CAPABILITIES.format(media=own + "/media", ptz=own + "/ptz").encode())
     if mode == "truncated":
         cut = whole.index(b"<tt:PTZ>") + 5
