@@ -1,0 +1,47 @@
+// The part of the gSOAP runtime's TLS layer that the WS-Security plugins
+// use, for a runtime compiled without it (the static PowerPC build; see
+// cmake/onvif.cmake). The daemon never makes a TLS connection, so the
+// runtime's TLS code, which would link all of libssl and OpenSSL's X.509
+// and PEM machinery, is left out; what the plugins still need is the
+// OpenSSL random generator, seeded as the runtime seeds it, and SHA-1.
+//
+// soap_ssl_init() is the runtime's function of the same name for OpenSSL
+// 1.1 and later, and vantel_soap_random() its soap_rand(): the runtime
+// and plugins are compiled with `random` defined as vantel_soap_random,
+// so their soap_random (random() in a build without the TLS layer) draws
+// from RAND_bytes exactly as it does in the full runtime.
+#include <openssl/rand.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "stdsoap2.h"
+
+namespace {
+int g_init_done = 0;
+}
+
+void soap_ssl_init() {
+  if (g_init_done) return;
+  g_init_done = 1;
+  if (!RAND_load_file("/dev/urandom", 1024)) {
+    // No /dev/urandom: perturb the generator until it reports itself
+    // seeded (the real random() here, not the replacement).
+    char buf[1024] = {};
+    RAND_seed(buf, sizeof buf);
+    srandom(static_cast<unsigned>(time(nullptr)));
+    do {
+      long r = ::random();
+      RAND_seed(&r, sizeof r);
+    } while (!RAND_status());
+  }
+}
+
+void soap_ssl_noinit() { g_init_done = 1; }
+
+extern "C" long vantel_soap_random(void) {
+  int r;
+  if (!g_init_done) soap_ssl_init();
+  RAND_bytes(reinterpret_cast<unsigned char*>(&r), sizeof r);
+  return r;
+}
