@@ -37,7 +37,9 @@ if [ ! -f "$src/.complete" ]; then
 fi
 zlib_src=$(ls -d "$src"/zlib-*/ | head -1)
 openssl_src=$(ls -d "$src"/openssl-*/ | head -1)
-gsoap_src=$(ls -d "$src"/gsoap-*/ | head -1)gsoap
+# The gSOAP runtime without its C++ stream I/O (see the script).
+gsoap_src=$root/build/ppc-gsoap-runtime
+/usr/bin/python3 scripts/ppc-gsoap-runtime.py "$(ls -d "$src"/gsoap-*/ | head -1)gsoap" "$gsoap_src"
 
 # OpenSSL and zlib are C: no C++ exception ever unwinds through them, so
 # they need no unwind tables (a quarter of OpenSSL's bytes otherwise).
