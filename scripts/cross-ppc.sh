@@ -54,7 +54,7 @@ openssl_options="linux-ppc no-shared no-pic no-dso no-module no-engine no-legacy
   no-srtp no-ssl no-tls no-dtls no-psk no-ts no-rfc3779 no-nextprotoneg no-sctp no-ec no-ec2m
   no-sm2 no-gost no-dsa no-idea no-mdc2 no-rc2 no-rc4 no-rc5 no-md4 no-bf no-cast no-camellia
   no-aria no-seed no-sm3 no-sm4 no-whirlpool no-rmd160 no-blake2 no-siphash no-poly1305 no-chacha
-  no-scrypt no-ocb no-siv no-err no-filenames"
+  no-scrypt no-ocb no-siv no-err no-filenames no-dh no-sock no-cmac no-secure-memory"
 stamp="$c_flags $time_flags $openssl_options"
 
 # Rebuilt when the flags or options change.
