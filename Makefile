@@ -8,7 +8,7 @@ JOBS ?= $(shell nproc)
 # Cross compiling the generated bindings takes much memory per job.
 CROSS_JOBS ?= 2
 
-.PHONY: all deps build build-asan test test-plain test-asan check-onvif demo clean test-bigendian cross-ppc
+.PHONY: all deps build build-asan test test-plain test-asan check-onvif demo bench clean test-bigendian cross-ppc
 
 all: build
 
@@ -43,6 +43,11 @@ test-bigendian: build
 
 cross-ppc: deps
 	JOBS=$(CROSS_JOBS) scripts/cross-ppc.sh
+
+# Not part of `make test`: one table of CPU, instructions, wall, size and
+# memory against a minimal client and libonvif (bench/README.md).
+bench: build
+	bench/run.sh
 
 clean:
 	rm -rf build build-asan build-s390x build-ppc

@@ -90,3 +90,13 @@ target_link_libraries(onvif PUBLIC ${VANTEL_GSOAP_RUNTIME} ${VANTEL_GSOAP_SSL} O
 target_link_libraries(onvif INTERFACE "$<TARGET_FILE:onvif>")
 # Generated and third-party code: its warnings are not ours to fix.
 target_compile_options(onvif PRIVATE -w)
+
+# The generated serializers are most of the daemon's code: built for size,
+# with every function in its own section so that the link drops the ones
+# nothing calls. The recorder's flash is small; the parser's speed is
+# bound by its per-character work, not by this.
+option(VANTEL_SMALL_BINDINGS "Build the bindings with -Os and link with --gc-sections" ON)
+if(VANTEL_SMALL_BINDINGS)
+  target_compile_options(onvif PRIVATE -Os -ffunction-sections -fdata-sections)
+  target_link_options(onvif INTERFACE -Wl,--gc-sections)
+endif()

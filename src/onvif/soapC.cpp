@@ -872,6 +872,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		s = soap_in__wsa5__ProblemHeaderQName(soap, tag, NULL, "xsd:QName");
 		return s ? *s : NULL;
 	}
+	case SOAP_TYPE_PointerToint:
+		return soap_in_PointerToint(soap, tag, NULL, "xsd:int");
 	case SOAP_TYPE_PointerTowsa5__MetadataType:
 		return soap_in_PointerTowsa5__MetadataType(soap, tag, NULL, "wsa5:MetadataType");
 	case SOAP_TYPE_PointerTowsa5__ReferenceParametersType:
@@ -920,28 +922,10 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTo_tds__SystemReboot(soap, tag, NULL, "tds:SystemReboot");
 	case SOAP_TYPE_PointerTo_tds__GetDeviceInformation:
 		return soap_in_PointerTo_tds__GetDeviceInformation(soap, tag, NULL, "tds:GetDeviceInformation");
-	case SOAP_TYPE_PointerTott__PTZConfigurationExtension:
-		return soap_in_PointerTott__PTZConfigurationExtension(soap, tag, NULL, "tt:PTZConfigurationExtension");
-	case SOAP_TYPE_PointerTott__ZoomLimits:
-		return soap_in_PointerTott__ZoomLimits(soap, tag, NULL, "tt:ZoomLimits");
-	case SOAP_TYPE_PointerTott__PanTiltLimits:
-		return soap_in_PointerTott__PanTiltLimits(soap, tag, NULL, "tt:PanTiltLimits");
 	case SOAP_TYPE_PointerTott__PTZNodeExtension:
 		return soap_in_PointerTott__PTZNodeExtension(soap, tag, NULL, "tt:PTZNodeExtension");
 	case SOAP_TYPE_PointerTott__PTZSpaces:
 		return soap_in_PointerTott__PTZSpaces(soap, tag, NULL, "tt:PTZSpaces");
-	case SOAP_TYPE_PointerTott__MetadataConfigurationExtension:
-		return soap_in_PointerTott__MetadataConfigurationExtension(soap, tag, NULL, "tt:MetadataConfigurationExtension");
-	case SOAP_TYPE_PointerTott__SensorDataFilter:
-		return soap_in_PointerTott__SensorDataFilter(soap, tag, NULL, "tt:SensorDataFilter");
-	case SOAP_TYPE_PointerTott__EventSubscription:
-		return soap_in_PointerTott__EventSubscription(soap, tag, NULL, "tt:EventSubscription");
-	case SOAP_TYPE_PointerTott__PTZFilter:
-		return soap_in_PointerTott__PTZFilter(soap, tag, NULL, "tt:PTZFilter");
-	case SOAP_TYPE_PointerTott__RuleEngineConfiguration:
-		return soap_in_PointerTott__RuleEngineConfiguration(soap, tag, NULL, "tt:RuleEngineConfiguration");
-	case SOAP_TYPE_PointerTott__AnalyticsEngineConfiguration:
-		return soap_in_PointerTott__AnalyticsEngineConfiguration(soap, tag, NULL, "tt:AnalyticsEngineConfiguration");
 	case SOAP_TYPE_PointerTott__MulticastConfiguration:
 		return soap_in_PointerTott__MulticastConfiguration(soap, tag, NULL, "tt:MulticastConfiguration");
 	case SOAP_TYPE_PointerTott__H264Configuration:
@@ -950,14 +934,12 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__Mpeg4Configuration(soap, tag, NULL, "tt:Mpeg4Configuration");
 	case SOAP_TYPE_PointerTott__VideoRateControl:
 		return soap_in_PointerTott__VideoRateControl(soap, tag, NULL, "tt:VideoRateControl");
-	case SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension:
-		return soap_in_PointerTott__VideoSourceConfigurationExtension(soap, tag, NULL, "tt:VideoSourceConfigurationExtension");
-	case SOAP_TYPE_PointerTott__IntRectangle:
-		return soap_in_PointerTott__IntRectangle(soap, tag, NULL, "tt:IntRectangle");
 	case SOAP_TYPE_PointerToxsd__duration:
 		return soap_in_PointerToxsd__duration(soap, tag, NULL, "xsd:duration");
 	case SOAP_TYPE_PointerTott__PTZSpeed:
 		return soap_in_PointerTott__PTZSpeed(soap, tag, NULL, "tt:PTZSpeed");
+	case SOAP_TYPE_PointerTostd__string:
+		return soap_in_PointerTostd__string(soap, tag, NULL, "xsd:string");
 	case SOAP_TYPE_PointerTott__PTZPreset:
 		return soap_in_PointerTott__PTZPreset(soap, tag, NULL, "tt:PTZPreset");
 	case SOAP_TYPE_PointerTott__PTZNode:
@@ -972,16 +954,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__Profile(soap, tag, NULL, "tt:Profile");
 	case SOAP_TYPE_PointerToxsd__anyURI:
 		return soap_in_PointerToxsd__anyURI(soap, tag, NULL, "xsd:anyURI");
-	case SOAP_TYPE_PointerTott__ItemList:
-		return soap_in_PointerTott__ItemList(soap, tag, NULL, "tt:ItemList");
-	case SOAP_TYPE_PointerTott__RuleEngineConfigurationExtension:
-		return soap_in_PointerTott__RuleEngineConfigurationExtension(soap, tag, NULL, "tt:RuleEngineConfigurationExtension");
-	case SOAP_TYPE_PointerTott__AnalyticsEngineConfigurationExtension:
-		return soap_in_PointerTott__AnalyticsEngineConfigurationExtension(soap, tag, NULL, "tt:AnalyticsEngineConfigurationExtension");
-	case SOAP_TYPE_PointerTott__Config:
-		return soap_in_PointerTott__Config(soap, tag, NULL, "tt:Config");
-	case SOAP_TYPE_PointerTott__ItemListExtension:
-		return soap_in_PointerTott__ItemListExtension(soap, tag, NULL, "tt:ItemListExtension");
 	case SOAP_TYPE_PointerTott__ReferenceToken:
 		return soap_in_PointerTott__ReferenceToken(soap, tag, NULL, "tt:ReferenceToken");
 	case SOAP_TYPE_PointerTott__PTZVector:
@@ -1000,50 +972,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__Space1DDescription(soap, tag, NULL, "tt:Space1DDescription");
 	case SOAP_TYPE_PointerTott__Space2DDescription:
 		return soap_in_PointerTott__Space2DDescription(soap, tag, NULL, "tt:Space2DDescription");
-	case SOAP_TYPE_PointerTott__PTControlDirectionExtension:
-		return soap_in_PointerTott__PTControlDirectionExtension(soap, tag, NULL, "tt:PTControlDirectionExtension");
-	case SOAP_TYPE_PointerTott__Reverse:
-		return soap_in_PointerTott__Reverse(soap, tag, NULL, "tt:Reverse");
-	case SOAP_TYPE_PointerTott__EFlip:
-		return soap_in_PointerTott__EFlip(soap, tag, NULL, "tt:EFlip");
-	case SOAP_TYPE_PointerTott__PTZConfigurationExtension2:
-		return soap_in_PointerTott__PTZConfigurationExtension2(soap, tag, NULL, "tt:PTZConfigurationExtension2");
-	case SOAP_TYPE_PointerTott__PTControlDirection:
-		return soap_in_PointerTott__PTControlDirection(soap, tag, NULL, "tt:PTControlDirection");
-	case SOAP_TYPE_PointerTott__PTZPresetTourSupportedExtension:
-		return soap_in_PointerTott__PTZPresetTourSupportedExtension(soap, tag, NULL, "tt:PTZPresetTourSupportedExtension");
-	case SOAP_TYPE_PointerTott__PTZNodeExtension2:
-		return soap_in_PointerTott__PTZNodeExtension2(soap, tag, NULL, "tt:PTZNodeExtension2");
-	case SOAP_TYPE_PointerTott__PTZPresetTourSupported:
-		return soap_in_PointerTott__PTZPresetTourSupported(soap, tag, NULL, "tt:PTZPresetTourSupported");
-	case SOAP_TYPE_PointerTott__AnalyticsDeviceExtension:
-		return soap_in_PointerTott__AnalyticsDeviceExtension(soap, tag, NULL, "tt:AnalyticsDeviceExtension");
-	case SOAP_TYPE_PointerTott__SystemCapabilitiesExtension2:
-		return soap_in_PointerTott__SystemCapabilitiesExtension2(soap, tag, NULL, "tt:SystemCapabilitiesExtension2");
-	case SOAP_TYPE_PointerTott__SystemCapabilitiesExtension:
-		return soap_in_PointerTott__SystemCapabilitiesExtension(soap, tag, NULL, "tt:SystemCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__OnvifVersion:
-		return soap_in_PointerTott__OnvifVersion(soap, tag, NULL, "tt:OnvifVersion");
-	case SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension2:
-		return soap_in_PointerTott__SecurityCapabilitiesExtension2(soap, tag, NULL, "tt:SecurityCapabilitiesExtension2");
-	case SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension:
-		return soap_in_PointerTott__SecurityCapabilitiesExtension(soap, tag, NULL, "tt:SecurityCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension2:
-		return soap_in_PointerTott__NetworkCapabilitiesExtension2(soap, tag, NULL, "tt:NetworkCapabilitiesExtension2");
-	case SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension:
-		return soap_in_PointerTott__NetworkCapabilitiesExtension(soap, tag, NULL, "tt:NetworkCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__RealTimeStreamingCapabilitiesExtension:
-		return soap_in_PointerTott__RealTimeStreamingCapabilitiesExtension(soap, tag, NULL, "tt:RealTimeStreamingCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__ProfileCapabilities:
-		return soap_in_PointerTott__ProfileCapabilities(soap, tag, NULL, "tt:ProfileCapabilities");
 	case SOAP_TYPE_PointerTott__MediaCapabilitiesExtension:
 		return soap_in_PointerTott__MediaCapabilitiesExtension(soap, tag, NULL, "tt:MediaCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__RealTimeStreamingCapabilities:
-		return soap_in_PointerTott__RealTimeStreamingCapabilities(soap, tag, NULL, "tt:RealTimeStreamingCapabilities");
-	case SOAP_TYPE_PointerTott__IOCapabilitiesExtension2:
-		return soap_in_PointerTott__IOCapabilitiesExtension2(soap, tag, NULL, "tt:IOCapabilitiesExtension2");
-	case SOAP_TYPE_PointerTott__IOCapabilitiesExtension:
-		return soap_in_PointerTott__IOCapabilitiesExtension(soap, tag, NULL, "tt:IOCapabilitiesExtension");
 	case SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension:
 		return soap_in_PointerTott__DeviceCapabilitiesExtension(soap, tag, NULL, "tt:DeviceCapabilitiesExtension");
 	case SOAP_TYPE_PointerTott__SecurityCapabilities:
@@ -1054,22 +984,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__SystemCapabilities(soap, tag, NULL, "tt:SystemCapabilities");
 	case SOAP_TYPE_PointerTott__NetworkCapabilities:
 		return soap_in_PointerTott__NetworkCapabilities(soap, tag, NULL, "tt:NetworkCapabilities");
-	case SOAP_TYPE_PointerTott__CapabilitiesExtension2:
-		return soap_in_PointerTott__CapabilitiesExtension2(soap, tag, NULL, "tt:CapabilitiesExtension2");
-	case SOAP_TYPE_PointerTott__AnalyticsDeviceCapabilities:
-		return soap_in_PointerTott__AnalyticsDeviceCapabilities(soap, tag, NULL, "tt:AnalyticsDeviceCapabilities");
-	case SOAP_TYPE_PointerTott__ReceiverCapabilities:
-		return soap_in_PointerTott__ReceiverCapabilities(soap, tag, NULL, "tt:ReceiverCapabilities");
-	case SOAP_TYPE_PointerTott__ReplayCapabilities:
-		return soap_in_PointerTott__ReplayCapabilities(soap, tag, NULL, "tt:ReplayCapabilities");
-	case SOAP_TYPE_PointerTott__SearchCapabilities:
-		return soap_in_PointerTott__SearchCapabilities(soap, tag, NULL, "tt:SearchCapabilities");
-	case SOAP_TYPE_PointerTott__RecordingCapabilities:
-		return soap_in_PointerTott__RecordingCapabilities(soap, tag, NULL, "tt:RecordingCapabilities");
-	case SOAP_TYPE_PointerTott__DisplayCapabilities:
-		return soap_in_PointerTott__DisplayCapabilities(soap, tag, NULL, "tt:DisplayCapabilities");
-	case SOAP_TYPE_PointerTott__DeviceIOCapabilities:
-		return soap_in_PointerTott__DeviceIOCapabilities(soap, tag, NULL, "tt:DeviceIOCapabilities");
 	case SOAP_TYPE_PointerTott__CapabilitiesExtension:
 		return soap_in_PointerTott__CapabilitiesExtension(soap, tag, NULL, "tt:CapabilitiesExtension");
 	case SOAP_TYPE_PointerTott__PTZCapabilities:
@@ -1094,10 +1008,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__Transport(soap, tag, NULL, "tt:Transport");
 	case SOAP_TYPE_PointerTott__IPAddress:
 		return soap_in_PointerTott__IPAddress(soap, tag, NULL, "tt:IPAddress");
-	case SOAP_TYPE_PointerTo_tt__EventSubscription_SubscriptionPolicy:
-		return soap_in_PointerTo_tt__EventSubscription_SubscriptionPolicy(soap, tag, NULL, "tt:EventSubscription-SubscriptionPolicy");
-	case SOAP_TYPE_PointerTowsnt__FilterType:
-		return soap_in_PointerTowsnt__FilterType(soap, tag, NULL, "wsnt:FilterType");
 	case SOAP_TYPE_PointerTott__VideoResolution:
 		return soap_in_PointerTott__VideoResolution(soap, tag, NULL, "tt:VideoResolution");
 	case SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2:
@@ -1118,32 +1028,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__JpegOptions(soap, tag, NULL, "tt:JpegOptions");
 	case SOAP_TYPE_PointerTott__IntRange:
 		return soap_in_PointerTott__IntRange(soap, tag, NULL, "tt:IntRange");
-	case SOAP_TYPE_PointerTostd__string:
-		return soap_in_PointerTostd__string(soap, tag, NULL, "xsd:string");
-	case SOAP_TYPE_PointerTott__LensProjection:
-		return soap_in_PointerTott__LensProjection(soap, tag, NULL, "tt:LensProjection");
-	case SOAP_TYPE_PointerTott__LensOffset:
-		return soap_in_PointerTott__LensOffset(soap, tag, NULL, "tt:LensOffset");
-	case SOAP_TYPE_PointerTofloat:
-		return soap_in_PointerTofloat(soap, tag, NULL, "xsd:float");
-	case SOAP_TYPE_PointerTott__RotateExtension:
-		return soap_in_PointerTott__RotateExtension(soap, tag, NULL, "tt:RotateExtension");
-	case SOAP_TYPE_PointerToint:
-		return soap_in_PointerToint(soap, tag, NULL, "xsd:int");
-	case SOAP_TYPE_PointerTott__SceneOrientation:
-		return soap_in_PointerTott__SceneOrientation(soap, tag, NULL, "tt:SceneOrientation");
-	case SOAP_TYPE_PointerTott__LensDescription:
-		return soap_in_PointerTott__LensDescription(soap, tag, NULL, "tt:LensDescription");
-	case SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension2:
-		return soap_in_PointerTott__VideoSourceConfigurationExtension2(soap, tag, NULL, "tt:VideoSourceConfigurationExtension2");
-	case SOAP_TYPE_PointerTott__Rotate:
-		return soap_in_PointerTott__Rotate(soap, tag, NULL, "tt:Rotate");
-	case SOAP_TYPE_PointerTott__ProfileExtension2:
-		return soap_in_PointerTott__ProfileExtension2(soap, tag, NULL, "tt:ProfileExtension2");
-	case SOAP_TYPE_PointerTott__AudioDecoderConfiguration:
-		return soap_in_PointerTott__AudioDecoderConfiguration(soap, tag, NULL, "tt:AudioDecoderConfiguration");
-	case SOAP_TYPE_PointerTott__AudioOutputConfiguration:
-		return soap_in_PointerTott__AudioOutputConfiguration(soap, tag, NULL, "tt:AudioOutputConfiguration");
 	case SOAP_TYPE_PointerTobool:
 		return soap_in_PointerTobool(soap, tag, NULL, "xsd:boolean");
 	case SOAP_TYPE_PointerTott__ProfileExtension:
@@ -2192,21 +2076,9 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		{	*type = SOAP_TYPE__wsa5__RetryAfter;
 			return soap_in__wsa5__RetryAfter(soap, NULL, NULL, NULL);
 		}
-		if (!soap_match_tag(soap, t, "tt:ItemList-ElementItem"))
-		{	*type = SOAP_TYPE__tt__ItemList_ElementItem;
-			return soap_in__tt__ItemList_ElementItem(soap, NULL, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:ItemList-SimpleItem"))
-		{	*type = SOAP_TYPE__tt__ItemList_SimpleItem;
-			return soap_in__tt__ItemList_SimpleItem(soap, NULL, NULL, NULL);
-		}
 		if (!soap_match_tag(soap, t, "tt:Transport-Tunnel"))
 		{	*type = SOAP_TYPE__tt__Transport_Tunnel;
 			return soap_in__tt__Transport_Tunnel(soap, NULL, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:EventSubscription-SubscriptionPolicy"))
-		{	*type = SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy;
-			return soap_in__tt__EventSubscription_SubscriptionPolicy(soap, NULL, NULL, NULL);
 		}
 		if (!soap_match_tag(soap, t, "tptz:StopResponse"))
 		{	*type = SOAP_TYPE__tptz__StopResponse;
@@ -2829,14 +2701,8 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return ((tptz1__StopResponse *)ptr)->soap_out(soap, tag, id, "tptz1:StopResponse");
 	case SOAP_TYPE_tptz1__StopRequest:
 		return ((tptz1__StopRequest *)ptr)->soap_out(soap, tag, id, "tptz1:StopRequest");
-	case SOAP_TYPE__tt__ItemList_ElementItem:
-		return ((_tt__ItemList_ElementItem *)ptr)->soap_out(soap, "tt:ItemList-ElementItem", id, "");
-	case SOAP_TYPE__tt__ItemList_SimpleItem:
-		return ((_tt__ItemList_SimpleItem *)ptr)->soap_out(soap, "tt:ItemList-SimpleItem", id, "");
 	case SOAP_TYPE__tt__Transport_Tunnel:
 		return ((_tt__Transport_Tunnel *)ptr)->soap_out(soap, "tt:Transport-Tunnel", id, "");
-	case SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy:
-		return ((_tt__EventSubscription_SubscriptionPolicy *)ptr)->soap_out(soap, "tt:EventSubscription-SubscriptionPolicy", id, "");
 	case SOAP_TYPE_tt__ReferenceToken:
 		return soap_out_tt__ReferenceToken(soap, tag, id, (const std::string *)ptr, "tt:ReferenceToken");
 	case SOAP_TYPE_tt__AuxiliaryData:
@@ -3683,6 +3549,8 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_string(soap, "wsa5:To", id, (char*const*)(void*)&ptr, "");
 	case SOAP_TYPE__wsa5__MessageID:
 		return soap_out_string(soap, "wsa5:MessageID", id, (char*const*)(void*)&ptr, "");
+	case SOAP_TYPE_PointerToint:
+		return soap_out_PointerToint(soap, tag, id, (int *const*)ptr, "xsd:int");
 	case SOAP_TYPE_PointerTowsa5__MetadataType:
 		return soap_out_PointerTowsa5__MetadataType(soap, tag, id, (struct wsa5__MetadataType *const*)ptr, "wsa5:MetadataType");
 	case SOAP_TYPE_PointerTowsa5__ReferenceParametersType:
@@ -3725,28 +3593,10 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTo_tds__SystemReboot(soap, tag, id, (_tds__SystemReboot *const*)ptr, "tds:SystemReboot");
 	case SOAP_TYPE_PointerTo_tds__GetDeviceInformation:
 		return soap_out_PointerTo_tds__GetDeviceInformation(soap, tag, id, (_tds__GetDeviceInformation *const*)ptr, "tds:GetDeviceInformation");
-	case SOAP_TYPE_PointerTott__PTZConfigurationExtension:
-		return soap_out_PointerTott__PTZConfigurationExtension(soap, tag, id, (tt__PTZConfigurationExtension *const*)ptr, "tt:PTZConfigurationExtension");
-	case SOAP_TYPE_PointerTott__ZoomLimits:
-		return soap_out_PointerTott__ZoomLimits(soap, tag, id, (tt__ZoomLimits *const*)ptr, "tt:ZoomLimits");
-	case SOAP_TYPE_PointerTott__PanTiltLimits:
-		return soap_out_PointerTott__PanTiltLimits(soap, tag, id, (tt__PanTiltLimits *const*)ptr, "tt:PanTiltLimits");
 	case SOAP_TYPE_PointerTott__PTZNodeExtension:
 		return soap_out_PointerTott__PTZNodeExtension(soap, tag, id, (tt__PTZNodeExtension *const*)ptr, "tt:PTZNodeExtension");
 	case SOAP_TYPE_PointerTott__PTZSpaces:
 		return soap_out_PointerTott__PTZSpaces(soap, tag, id, (tt__PTZSpaces *const*)ptr, "tt:PTZSpaces");
-	case SOAP_TYPE_PointerTott__MetadataConfigurationExtension:
-		return soap_out_PointerTott__MetadataConfigurationExtension(soap, tag, id, (tt__MetadataConfigurationExtension *const*)ptr, "tt:MetadataConfigurationExtension");
-	case SOAP_TYPE_PointerTott__SensorDataFilter:
-		return soap_out_PointerTott__SensorDataFilter(soap, tag, id, (tt__SensorDataFilter *const*)ptr, "tt:SensorDataFilter");
-	case SOAP_TYPE_PointerTott__EventSubscription:
-		return soap_out_PointerTott__EventSubscription(soap, tag, id, (tt__EventSubscription *const*)ptr, "tt:EventSubscription");
-	case SOAP_TYPE_PointerTott__PTZFilter:
-		return soap_out_PointerTott__PTZFilter(soap, tag, id, (tt__PTZFilter *const*)ptr, "tt:PTZFilter");
-	case SOAP_TYPE_PointerTott__RuleEngineConfiguration:
-		return soap_out_PointerTott__RuleEngineConfiguration(soap, tag, id, (tt__RuleEngineConfiguration *const*)ptr, "tt:RuleEngineConfiguration");
-	case SOAP_TYPE_PointerTott__AnalyticsEngineConfiguration:
-		return soap_out_PointerTott__AnalyticsEngineConfiguration(soap, tag, id, (tt__AnalyticsEngineConfiguration *const*)ptr, "tt:AnalyticsEngineConfiguration");
 	case SOAP_TYPE_PointerTott__MulticastConfiguration:
 		return soap_out_PointerTott__MulticastConfiguration(soap, tag, id, (tt__MulticastConfiguration *const*)ptr, "tt:MulticastConfiguration");
 	case SOAP_TYPE_PointerTott__H264Configuration:
@@ -3755,14 +3605,12 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__Mpeg4Configuration(soap, tag, id, (tt__Mpeg4Configuration *const*)ptr, "tt:Mpeg4Configuration");
 	case SOAP_TYPE_PointerTott__VideoRateControl:
 		return soap_out_PointerTott__VideoRateControl(soap, tag, id, (tt__VideoRateControl *const*)ptr, "tt:VideoRateControl");
-	case SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension:
-		return soap_out_PointerTott__VideoSourceConfigurationExtension(soap, tag, id, (tt__VideoSourceConfigurationExtension *const*)ptr, "tt:VideoSourceConfigurationExtension");
-	case SOAP_TYPE_PointerTott__IntRectangle:
-		return soap_out_PointerTott__IntRectangle(soap, tag, id, (tt__IntRectangle *const*)ptr, "tt:IntRectangle");
 	case SOAP_TYPE_PointerToxsd__duration:
 		return soap_out_PointerToxsd__duration(soap, tag, id, (std::string *const*)ptr, "xsd:duration");
 	case SOAP_TYPE_PointerTott__PTZSpeed:
 		return soap_out_PointerTott__PTZSpeed(soap, tag, id, (tt__PTZSpeed *const*)ptr, "tt:PTZSpeed");
+	case SOAP_TYPE_PointerTostd__string:
+		return soap_out_PointerTostd__string(soap, tag, id, (std::string *const*)ptr, "xsd:string");
 	case SOAP_TYPE_PointerTott__PTZPreset:
 		return soap_out_PointerTott__PTZPreset(soap, tag, id, (tt__PTZPreset *const*)ptr, "tt:PTZPreset");
 	case SOAP_TYPE_PointerTott__PTZNode:
@@ -3777,16 +3625,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__Profile(soap, tag, id, (tt__Profile *const*)ptr, "tt:Profile");
 	case SOAP_TYPE_PointerToxsd__anyURI:
 		return soap_out_PointerToxsd__anyURI(soap, tag, id, (std::string *const*)ptr, "xsd:anyURI");
-	case SOAP_TYPE_PointerTott__ItemList:
-		return soap_out_PointerTott__ItemList(soap, tag, id, (tt__ItemList *const*)ptr, "tt:ItemList");
-	case SOAP_TYPE_PointerTott__RuleEngineConfigurationExtension:
-		return soap_out_PointerTott__RuleEngineConfigurationExtension(soap, tag, id, (tt__RuleEngineConfigurationExtension *const*)ptr, "tt:RuleEngineConfigurationExtension");
-	case SOAP_TYPE_PointerTott__AnalyticsEngineConfigurationExtension:
-		return soap_out_PointerTott__AnalyticsEngineConfigurationExtension(soap, tag, id, (tt__AnalyticsEngineConfigurationExtension *const*)ptr, "tt:AnalyticsEngineConfigurationExtension");
-	case SOAP_TYPE_PointerTott__Config:
-		return soap_out_PointerTott__Config(soap, tag, id, (tt__Config *const*)ptr, "tt:Config");
-	case SOAP_TYPE_PointerTott__ItemListExtension:
-		return soap_out_PointerTott__ItemListExtension(soap, tag, id, (tt__ItemListExtension *const*)ptr, "tt:ItemListExtension");
 	case SOAP_TYPE_PointerTott__ReferenceToken:
 		return soap_out_PointerTott__ReferenceToken(soap, tag, id, (std::string *const*)ptr, "tt:ReferenceToken");
 	case SOAP_TYPE_PointerTott__PTZVector:
@@ -3805,50 +3643,8 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__Space1DDescription(soap, tag, id, (tt__Space1DDescription *const*)ptr, "tt:Space1DDescription");
 	case SOAP_TYPE_PointerTott__Space2DDescription:
 		return soap_out_PointerTott__Space2DDescription(soap, tag, id, (tt__Space2DDescription *const*)ptr, "tt:Space2DDescription");
-	case SOAP_TYPE_PointerTott__PTControlDirectionExtension:
-		return soap_out_PointerTott__PTControlDirectionExtension(soap, tag, id, (tt__PTControlDirectionExtension *const*)ptr, "tt:PTControlDirectionExtension");
-	case SOAP_TYPE_PointerTott__Reverse:
-		return soap_out_PointerTott__Reverse(soap, tag, id, (tt__Reverse *const*)ptr, "tt:Reverse");
-	case SOAP_TYPE_PointerTott__EFlip:
-		return soap_out_PointerTott__EFlip(soap, tag, id, (tt__EFlip *const*)ptr, "tt:EFlip");
-	case SOAP_TYPE_PointerTott__PTZConfigurationExtension2:
-		return soap_out_PointerTott__PTZConfigurationExtension2(soap, tag, id, (tt__PTZConfigurationExtension2 *const*)ptr, "tt:PTZConfigurationExtension2");
-	case SOAP_TYPE_PointerTott__PTControlDirection:
-		return soap_out_PointerTott__PTControlDirection(soap, tag, id, (tt__PTControlDirection *const*)ptr, "tt:PTControlDirection");
-	case SOAP_TYPE_PointerTott__PTZPresetTourSupportedExtension:
-		return soap_out_PointerTott__PTZPresetTourSupportedExtension(soap, tag, id, (tt__PTZPresetTourSupportedExtension *const*)ptr, "tt:PTZPresetTourSupportedExtension");
-	case SOAP_TYPE_PointerTott__PTZNodeExtension2:
-		return soap_out_PointerTott__PTZNodeExtension2(soap, tag, id, (tt__PTZNodeExtension2 *const*)ptr, "tt:PTZNodeExtension2");
-	case SOAP_TYPE_PointerTott__PTZPresetTourSupported:
-		return soap_out_PointerTott__PTZPresetTourSupported(soap, tag, id, (tt__PTZPresetTourSupported *const*)ptr, "tt:PTZPresetTourSupported");
-	case SOAP_TYPE_PointerTott__AnalyticsDeviceExtension:
-		return soap_out_PointerTott__AnalyticsDeviceExtension(soap, tag, id, (tt__AnalyticsDeviceExtension *const*)ptr, "tt:AnalyticsDeviceExtension");
-	case SOAP_TYPE_PointerTott__SystemCapabilitiesExtension2:
-		return soap_out_PointerTott__SystemCapabilitiesExtension2(soap, tag, id, (tt__SystemCapabilitiesExtension2 *const*)ptr, "tt:SystemCapabilitiesExtension2");
-	case SOAP_TYPE_PointerTott__SystemCapabilitiesExtension:
-		return soap_out_PointerTott__SystemCapabilitiesExtension(soap, tag, id, (tt__SystemCapabilitiesExtension *const*)ptr, "tt:SystemCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__OnvifVersion:
-		return soap_out_PointerTott__OnvifVersion(soap, tag, id, (tt__OnvifVersion *const*)ptr, "tt:OnvifVersion");
-	case SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension2:
-		return soap_out_PointerTott__SecurityCapabilitiesExtension2(soap, tag, id, (tt__SecurityCapabilitiesExtension2 *const*)ptr, "tt:SecurityCapabilitiesExtension2");
-	case SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension:
-		return soap_out_PointerTott__SecurityCapabilitiesExtension(soap, tag, id, (tt__SecurityCapabilitiesExtension *const*)ptr, "tt:SecurityCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension2:
-		return soap_out_PointerTott__NetworkCapabilitiesExtension2(soap, tag, id, (tt__NetworkCapabilitiesExtension2 *const*)ptr, "tt:NetworkCapabilitiesExtension2");
-	case SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension:
-		return soap_out_PointerTott__NetworkCapabilitiesExtension(soap, tag, id, (tt__NetworkCapabilitiesExtension *const*)ptr, "tt:NetworkCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__RealTimeStreamingCapabilitiesExtension:
-		return soap_out_PointerTott__RealTimeStreamingCapabilitiesExtension(soap, tag, id, (tt__RealTimeStreamingCapabilitiesExtension *const*)ptr, "tt:RealTimeStreamingCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__ProfileCapabilities:
-		return soap_out_PointerTott__ProfileCapabilities(soap, tag, id, (tt__ProfileCapabilities *const*)ptr, "tt:ProfileCapabilities");
 	case SOAP_TYPE_PointerTott__MediaCapabilitiesExtension:
 		return soap_out_PointerTott__MediaCapabilitiesExtension(soap, tag, id, (tt__MediaCapabilitiesExtension *const*)ptr, "tt:MediaCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__RealTimeStreamingCapabilities:
-		return soap_out_PointerTott__RealTimeStreamingCapabilities(soap, tag, id, (tt__RealTimeStreamingCapabilities *const*)ptr, "tt:RealTimeStreamingCapabilities");
-	case SOAP_TYPE_PointerTott__IOCapabilitiesExtension2:
-		return soap_out_PointerTott__IOCapabilitiesExtension2(soap, tag, id, (tt__IOCapabilitiesExtension2 *const*)ptr, "tt:IOCapabilitiesExtension2");
-	case SOAP_TYPE_PointerTott__IOCapabilitiesExtension:
-		return soap_out_PointerTott__IOCapabilitiesExtension(soap, tag, id, (tt__IOCapabilitiesExtension *const*)ptr, "tt:IOCapabilitiesExtension");
 	case SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension:
 		return soap_out_PointerTott__DeviceCapabilitiesExtension(soap, tag, id, (tt__DeviceCapabilitiesExtension *const*)ptr, "tt:DeviceCapabilitiesExtension");
 	case SOAP_TYPE_PointerTott__SecurityCapabilities:
@@ -3859,22 +3655,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__SystemCapabilities(soap, tag, id, (tt__SystemCapabilities *const*)ptr, "tt:SystemCapabilities");
 	case SOAP_TYPE_PointerTott__NetworkCapabilities:
 		return soap_out_PointerTott__NetworkCapabilities(soap, tag, id, (tt__NetworkCapabilities *const*)ptr, "tt:NetworkCapabilities");
-	case SOAP_TYPE_PointerTott__CapabilitiesExtension2:
-		return soap_out_PointerTott__CapabilitiesExtension2(soap, tag, id, (tt__CapabilitiesExtension2 *const*)ptr, "tt:CapabilitiesExtension2");
-	case SOAP_TYPE_PointerTott__AnalyticsDeviceCapabilities:
-		return soap_out_PointerTott__AnalyticsDeviceCapabilities(soap, tag, id, (tt__AnalyticsDeviceCapabilities *const*)ptr, "tt:AnalyticsDeviceCapabilities");
-	case SOAP_TYPE_PointerTott__ReceiverCapabilities:
-		return soap_out_PointerTott__ReceiverCapabilities(soap, tag, id, (tt__ReceiverCapabilities *const*)ptr, "tt:ReceiverCapabilities");
-	case SOAP_TYPE_PointerTott__ReplayCapabilities:
-		return soap_out_PointerTott__ReplayCapabilities(soap, tag, id, (tt__ReplayCapabilities *const*)ptr, "tt:ReplayCapabilities");
-	case SOAP_TYPE_PointerTott__SearchCapabilities:
-		return soap_out_PointerTott__SearchCapabilities(soap, tag, id, (tt__SearchCapabilities *const*)ptr, "tt:SearchCapabilities");
-	case SOAP_TYPE_PointerTott__RecordingCapabilities:
-		return soap_out_PointerTott__RecordingCapabilities(soap, tag, id, (tt__RecordingCapabilities *const*)ptr, "tt:RecordingCapabilities");
-	case SOAP_TYPE_PointerTott__DisplayCapabilities:
-		return soap_out_PointerTott__DisplayCapabilities(soap, tag, id, (tt__DisplayCapabilities *const*)ptr, "tt:DisplayCapabilities");
-	case SOAP_TYPE_PointerTott__DeviceIOCapabilities:
-		return soap_out_PointerTott__DeviceIOCapabilities(soap, tag, id, (tt__DeviceIOCapabilities *const*)ptr, "tt:DeviceIOCapabilities");
 	case SOAP_TYPE_PointerTott__CapabilitiesExtension:
 		return soap_out_PointerTott__CapabilitiesExtension(soap, tag, id, (tt__CapabilitiesExtension *const*)ptr, "tt:CapabilitiesExtension");
 	case SOAP_TYPE_PointerTott__PTZCapabilities:
@@ -3899,10 +3679,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__Transport(soap, tag, id, (tt__Transport *const*)ptr, "tt:Transport");
 	case SOAP_TYPE_PointerTott__IPAddress:
 		return soap_out_PointerTott__IPAddress(soap, tag, id, (tt__IPAddress *const*)ptr, "tt:IPAddress");
-	case SOAP_TYPE_PointerTo_tt__EventSubscription_SubscriptionPolicy:
-		return soap_out_PointerTo_tt__EventSubscription_SubscriptionPolicy(soap, tag, id, (_tt__EventSubscription_SubscriptionPolicy *const*)ptr, "tt:EventSubscription-SubscriptionPolicy");
-	case SOAP_TYPE_PointerTowsnt__FilterType:
-		return soap_out_PointerTowsnt__FilterType(soap, tag, id, (wsnt__FilterType *const*)ptr, "wsnt:FilterType");
 	case SOAP_TYPE_PointerTott__VideoResolution:
 		return soap_out_PointerTott__VideoResolution(soap, tag, id, (tt__VideoResolution *const*)ptr, "tt:VideoResolution");
 	case SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2:
@@ -3923,32 +3699,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__JpegOptions(soap, tag, id, (tt__JpegOptions *const*)ptr, "tt:JpegOptions");
 	case SOAP_TYPE_PointerTott__IntRange:
 		return soap_out_PointerTott__IntRange(soap, tag, id, (tt__IntRange *const*)ptr, "tt:IntRange");
-	case SOAP_TYPE_PointerTostd__string:
-		return soap_out_PointerTostd__string(soap, tag, id, (std::string *const*)ptr, "xsd:string");
-	case SOAP_TYPE_PointerTott__LensProjection:
-		return soap_out_PointerTott__LensProjection(soap, tag, id, (tt__LensProjection *const*)ptr, "tt:LensProjection");
-	case SOAP_TYPE_PointerTott__LensOffset:
-		return soap_out_PointerTott__LensOffset(soap, tag, id, (tt__LensOffset *const*)ptr, "tt:LensOffset");
-	case SOAP_TYPE_PointerTofloat:
-		return soap_out_PointerTofloat(soap, tag, id, (float *const*)ptr, "xsd:float");
-	case SOAP_TYPE_PointerTott__RotateExtension:
-		return soap_out_PointerTott__RotateExtension(soap, tag, id, (tt__RotateExtension *const*)ptr, "tt:RotateExtension");
-	case SOAP_TYPE_PointerToint:
-		return soap_out_PointerToint(soap, tag, id, (int *const*)ptr, "xsd:int");
-	case SOAP_TYPE_PointerTott__SceneOrientation:
-		return soap_out_PointerTott__SceneOrientation(soap, tag, id, (tt__SceneOrientation *const*)ptr, "tt:SceneOrientation");
-	case SOAP_TYPE_PointerTott__LensDescription:
-		return soap_out_PointerTott__LensDescription(soap, tag, id, (tt__LensDescription *const*)ptr, "tt:LensDescription");
-	case SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension2:
-		return soap_out_PointerTott__VideoSourceConfigurationExtension2(soap, tag, id, (tt__VideoSourceConfigurationExtension2 *const*)ptr, "tt:VideoSourceConfigurationExtension2");
-	case SOAP_TYPE_PointerTott__Rotate:
-		return soap_out_PointerTott__Rotate(soap, tag, id, (tt__Rotate *const*)ptr, "tt:Rotate");
-	case SOAP_TYPE_PointerTott__ProfileExtension2:
-		return soap_out_PointerTott__ProfileExtension2(soap, tag, id, (tt__ProfileExtension2 *const*)ptr, "tt:ProfileExtension2");
-	case SOAP_TYPE_PointerTott__AudioDecoderConfiguration:
-		return soap_out_PointerTott__AudioDecoderConfiguration(soap, tag, id, (tt__AudioDecoderConfiguration *const*)ptr, "tt:AudioDecoderConfiguration");
-	case SOAP_TYPE_PointerTott__AudioOutputConfiguration:
-		return soap_out_PointerTott__AudioOutputConfiguration(soap, tag, id, (tt__AudioOutputConfiguration *const*)ptr, "tt:AudioOutputConfiguration");
 	case SOAP_TYPE_PointerTobool:
 		return soap_out_PointerTobool(soap, tag, id, (bool *const*)ptr, "xsd:boolean");
 	case SOAP_TYPE_PointerTott__ProfileExtension:
@@ -4007,17 +3757,8 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_tptz1__StopRequest:
 		((tptz1__StopRequest *)ptr)->soap_serialize(soap);
 		break;
-	case SOAP_TYPE__tt__ItemList_ElementItem:
-		((_tt__ItemList_ElementItem *)ptr)->soap_serialize(soap);
-		break;
-	case SOAP_TYPE__tt__ItemList_SimpleItem:
-		((_tt__ItemList_SimpleItem *)ptr)->soap_serialize(soap);
-		break;
 	case SOAP_TYPE__tt__Transport_Tunnel:
 		((_tt__Transport_Tunnel *)ptr)->soap_serialize(soap);
-		break;
-	case SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy:
-		((_tt__EventSubscription_SubscriptionPolicy *)ptr)->soap_serialize(soap);
 		break;
 	case SOAP_TYPE_tt__ReferenceToken:
 		soap_serialize_tt__ReferenceToken(soap, (const std::string *)ptr);
@@ -5411,6 +5152,9 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE__wsa5__MessageID:
 		soap_serialize_string(soap, (char*const*)(void*)&ptr);
 		break;
+	case SOAP_TYPE_PointerToint:
+		soap_serialize_PointerToint(soap, (int *const*)ptr);
+		break;
 	case SOAP_TYPE_PointerTowsa5__MetadataType:
 		soap_serialize_PointerTowsa5__MetadataType(soap, (struct wsa5__MetadataType *const*)ptr);
 		break;
@@ -5474,38 +5218,11 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_PointerTo_tds__GetDeviceInformation:
 		soap_serialize_PointerTo_tds__GetDeviceInformation(soap, (_tds__GetDeviceInformation *const*)ptr);
 		break;
-	case SOAP_TYPE_PointerTott__PTZConfigurationExtension:
-		soap_serialize_PointerTott__PTZConfigurationExtension(soap, (tt__PTZConfigurationExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__ZoomLimits:
-		soap_serialize_PointerTott__ZoomLimits(soap, (tt__ZoomLimits *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__PanTiltLimits:
-		soap_serialize_PointerTott__PanTiltLimits(soap, (tt__PanTiltLimits *const*)ptr);
-		break;
 	case SOAP_TYPE_PointerTott__PTZNodeExtension:
 		soap_serialize_PointerTott__PTZNodeExtension(soap, (tt__PTZNodeExtension *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTott__PTZSpaces:
 		soap_serialize_PointerTott__PTZSpaces(soap, (tt__PTZSpaces *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__MetadataConfigurationExtension:
-		soap_serialize_PointerTott__MetadataConfigurationExtension(soap, (tt__MetadataConfigurationExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__SensorDataFilter:
-		soap_serialize_PointerTott__SensorDataFilter(soap, (tt__SensorDataFilter *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__EventSubscription:
-		soap_serialize_PointerTott__EventSubscription(soap, (tt__EventSubscription *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__PTZFilter:
-		soap_serialize_PointerTott__PTZFilter(soap, (tt__PTZFilter *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__RuleEngineConfiguration:
-		soap_serialize_PointerTott__RuleEngineConfiguration(soap, (tt__RuleEngineConfiguration *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__AnalyticsEngineConfiguration:
-		soap_serialize_PointerTott__AnalyticsEngineConfiguration(soap, (tt__AnalyticsEngineConfiguration *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTott__MulticastConfiguration:
 		soap_serialize_PointerTott__MulticastConfiguration(soap, (tt__MulticastConfiguration *const*)ptr);
@@ -5519,17 +5236,14 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_PointerTott__VideoRateControl:
 		soap_serialize_PointerTott__VideoRateControl(soap, (tt__VideoRateControl *const*)ptr);
 		break;
-	case SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension:
-		soap_serialize_PointerTott__VideoSourceConfigurationExtension(soap, (tt__VideoSourceConfigurationExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__IntRectangle:
-		soap_serialize_PointerTott__IntRectangle(soap, (tt__IntRectangle *const*)ptr);
-		break;
 	case SOAP_TYPE_PointerToxsd__duration:
 		soap_serialize_PointerToxsd__duration(soap, (std::string *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTott__PTZSpeed:
 		soap_serialize_PointerTott__PTZSpeed(soap, (tt__PTZSpeed *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTostd__string:
+		soap_serialize_PointerTostd__string(soap, (std::string *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTott__PTZPreset:
 		soap_serialize_PointerTott__PTZPreset(soap, (tt__PTZPreset *const*)ptr);
@@ -5551,21 +5265,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 		break;
 	case SOAP_TYPE_PointerToxsd__anyURI:
 		soap_serialize_PointerToxsd__anyURI(soap, (std::string *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__ItemList:
-		soap_serialize_PointerTott__ItemList(soap, (tt__ItemList *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__RuleEngineConfigurationExtension:
-		soap_serialize_PointerTott__RuleEngineConfigurationExtension(soap, (tt__RuleEngineConfigurationExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__AnalyticsEngineConfigurationExtension:
-		soap_serialize_PointerTott__AnalyticsEngineConfigurationExtension(soap, (tt__AnalyticsEngineConfigurationExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__Config:
-		soap_serialize_PointerTott__Config(soap, (tt__Config *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__ItemListExtension:
-		soap_serialize_PointerTott__ItemListExtension(soap, (tt__ItemListExtension *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTott__ReferenceToken:
 		soap_serialize_PointerTott__ReferenceToken(soap, (std::string *const*)ptr);
@@ -5594,71 +5293,8 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_PointerTott__Space2DDescription:
 		soap_serialize_PointerTott__Space2DDescription(soap, (tt__Space2DDescription *const*)ptr);
 		break;
-	case SOAP_TYPE_PointerTott__PTControlDirectionExtension:
-		soap_serialize_PointerTott__PTControlDirectionExtension(soap, (tt__PTControlDirectionExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__Reverse:
-		soap_serialize_PointerTott__Reverse(soap, (tt__Reverse *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__EFlip:
-		soap_serialize_PointerTott__EFlip(soap, (tt__EFlip *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__PTZConfigurationExtension2:
-		soap_serialize_PointerTott__PTZConfigurationExtension2(soap, (tt__PTZConfigurationExtension2 *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__PTControlDirection:
-		soap_serialize_PointerTott__PTControlDirection(soap, (tt__PTControlDirection *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__PTZPresetTourSupportedExtension:
-		soap_serialize_PointerTott__PTZPresetTourSupportedExtension(soap, (tt__PTZPresetTourSupportedExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__PTZNodeExtension2:
-		soap_serialize_PointerTott__PTZNodeExtension2(soap, (tt__PTZNodeExtension2 *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__PTZPresetTourSupported:
-		soap_serialize_PointerTott__PTZPresetTourSupported(soap, (tt__PTZPresetTourSupported *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__AnalyticsDeviceExtension:
-		soap_serialize_PointerTott__AnalyticsDeviceExtension(soap, (tt__AnalyticsDeviceExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__SystemCapabilitiesExtension2:
-		soap_serialize_PointerTott__SystemCapabilitiesExtension2(soap, (tt__SystemCapabilitiesExtension2 *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__SystemCapabilitiesExtension:
-		soap_serialize_PointerTott__SystemCapabilitiesExtension(soap, (tt__SystemCapabilitiesExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__OnvifVersion:
-		soap_serialize_PointerTott__OnvifVersion(soap, (tt__OnvifVersion *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension2:
-		soap_serialize_PointerTott__SecurityCapabilitiesExtension2(soap, (tt__SecurityCapabilitiesExtension2 *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension:
-		soap_serialize_PointerTott__SecurityCapabilitiesExtension(soap, (tt__SecurityCapabilitiesExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension2:
-		soap_serialize_PointerTott__NetworkCapabilitiesExtension2(soap, (tt__NetworkCapabilitiesExtension2 *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension:
-		soap_serialize_PointerTott__NetworkCapabilitiesExtension(soap, (tt__NetworkCapabilitiesExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__RealTimeStreamingCapabilitiesExtension:
-		soap_serialize_PointerTott__RealTimeStreamingCapabilitiesExtension(soap, (tt__RealTimeStreamingCapabilitiesExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__ProfileCapabilities:
-		soap_serialize_PointerTott__ProfileCapabilities(soap, (tt__ProfileCapabilities *const*)ptr);
-		break;
 	case SOAP_TYPE_PointerTott__MediaCapabilitiesExtension:
 		soap_serialize_PointerTott__MediaCapabilitiesExtension(soap, (tt__MediaCapabilitiesExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__RealTimeStreamingCapabilities:
-		soap_serialize_PointerTott__RealTimeStreamingCapabilities(soap, (tt__RealTimeStreamingCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__IOCapabilitiesExtension2:
-		soap_serialize_PointerTott__IOCapabilitiesExtension2(soap, (tt__IOCapabilitiesExtension2 *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__IOCapabilitiesExtension:
-		soap_serialize_PointerTott__IOCapabilitiesExtension(soap, (tt__IOCapabilitiesExtension *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension:
 		soap_serialize_PointerTott__DeviceCapabilitiesExtension(soap, (tt__DeviceCapabilitiesExtension *const*)ptr);
@@ -5674,30 +5310,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 		break;
 	case SOAP_TYPE_PointerTott__NetworkCapabilities:
 		soap_serialize_PointerTott__NetworkCapabilities(soap, (tt__NetworkCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__CapabilitiesExtension2:
-		soap_serialize_PointerTott__CapabilitiesExtension2(soap, (tt__CapabilitiesExtension2 *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__AnalyticsDeviceCapabilities:
-		soap_serialize_PointerTott__AnalyticsDeviceCapabilities(soap, (tt__AnalyticsDeviceCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__ReceiverCapabilities:
-		soap_serialize_PointerTott__ReceiverCapabilities(soap, (tt__ReceiverCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__ReplayCapabilities:
-		soap_serialize_PointerTott__ReplayCapabilities(soap, (tt__ReplayCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__SearchCapabilities:
-		soap_serialize_PointerTott__SearchCapabilities(soap, (tt__SearchCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__RecordingCapabilities:
-		soap_serialize_PointerTott__RecordingCapabilities(soap, (tt__RecordingCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__DisplayCapabilities:
-		soap_serialize_PointerTott__DisplayCapabilities(soap, (tt__DisplayCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__DeviceIOCapabilities:
-		soap_serialize_PointerTott__DeviceIOCapabilities(soap, (tt__DeviceIOCapabilities *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTott__CapabilitiesExtension:
 		soap_serialize_PointerTott__CapabilitiesExtension(soap, (tt__CapabilitiesExtension *const*)ptr);
@@ -5735,12 +5347,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_PointerTott__IPAddress:
 		soap_serialize_PointerTott__IPAddress(soap, (tt__IPAddress *const*)ptr);
 		break;
-	case SOAP_TYPE_PointerTo_tt__EventSubscription_SubscriptionPolicy:
-		soap_serialize_PointerTo_tt__EventSubscription_SubscriptionPolicy(soap, (_tt__EventSubscription_SubscriptionPolicy *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTowsnt__FilterType:
-		soap_serialize_PointerTowsnt__FilterType(soap, (wsnt__FilterType *const*)ptr);
-		break;
 	case SOAP_TYPE_PointerTott__VideoResolution:
 		soap_serialize_PointerTott__VideoResolution(soap, (tt__VideoResolution *const*)ptr);
 		break;
@@ -5770,45 +5376,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 		break;
 	case SOAP_TYPE_PointerTott__IntRange:
 		soap_serialize_PointerTott__IntRange(soap, (tt__IntRange *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTostd__string:
-		soap_serialize_PointerTostd__string(soap, (std::string *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__LensProjection:
-		soap_serialize_PointerTott__LensProjection(soap, (tt__LensProjection *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__LensOffset:
-		soap_serialize_PointerTott__LensOffset(soap, (tt__LensOffset *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTofloat:
-		soap_serialize_PointerTofloat(soap, (float *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__RotateExtension:
-		soap_serialize_PointerTott__RotateExtension(soap, (tt__RotateExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerToint:
-		soap_serialize_PointerToint(soap, (int *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__SceneOrientation:
-		soap_serialize_PointerTott__SceneOrientation(soap, (tt__SceneOrientation *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__LensDescription:
-		soap_serialize_PointerTott__LensDescription(soap, (tt__LensDescription *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension2:
-		soap_serialize_PointerTott__VideoSourceConfigurationExtension2(soap, (tt__VideoSourceConfigurationExtension2 *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__Rotate:
-		soap_serialize_PointerTott__Rotate(soap, (tt__Rotate *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__ProfileExtension2:
-		soap_serialize_PointerTott__ProfileExtension2(soap, (tt__ProfileExtension2 *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__AudioDecoderConfiguration:
-		soap_serialize_PointerTott__AudioDecoderConfiguration(soap, (tt__AudioDecoderConfiguration *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__AudioOutputConfiguration:
-		soap_serialize_PointerTott__AudioOutputConfiguration(soap, (tt__AudioOutputConfiguration *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTobool:
 		soap_serialize_PointerTobool(soap, (bool *const*)ptr);
@@ -5897,32 +5464,14 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_xsd__base64Binary(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_xsd__hexBinary:
 		return (void*)soap_instantiate_xsd__hexBinary(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__tds__GetDeviceInformation:
-		return (void*)soap_instantiate__tds__GetDeviceInformation(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__tds__GetDeviceInformationResponse:
-		return (void*)soap_instantiate__tds__GetDeviceInformationResponse(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__tds__SystemReboot:
-		return (void*)soap_instantiate__tds__SystemReboot(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__tds__SystemRebootResponse:
-		return (void*)soap_instantiate__tds__SystemRebootResponse(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__tds__GetCapabilities:
-		return (void*)soap_instantiate__tds__GetCapabilities(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__tds__GetCapabilitiesResponse:
-		return (void*)soap_instantiate__tds__GetCapabilitiesResponse(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__DeviceEntity:
-		return (void*)soap_instantiate_tt__DeviceEntity(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__IntRectangle:
 		return (void*)soap_instantiate_tt__IntRectangle(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__FloatRange:
-		return (void*)soap_instantiate_tt__FloatRange(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__Profile:
-		return (void*)soap_instantiate_tt__Profile(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__ProfileExtension:
 		return (void*)soap_instantiate_tt__ProfileExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__ProfileExtension2:
 		return (void*)soap_instantiate_tt__ProfileExtension2(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__ConfigurationEntity:
-		return (void*)soap_instantiate_tt__ConfigurationEntity(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__VideoSourceConfiguration:
+		return (void*)soap_instantiate_tt__VideoSourceConfiguration(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__VideoSourceConfigurationExtension:
 		return (void*)soap_instantiate_tt__VideoSourceConfigurationExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__VideoSourceConfigurationExtension2:
@@ -5939,58 +5488,32 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__LensDescription(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__SceneOrientation:
 		return (void*)soap_instantiate_tt__SceneOrientation(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__VideoResolution:
-		return (void*)soap_instantiate_tt__VideoResolution(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__VideoRateControl:
-		return (void*)soap_instantiate_tt__VideoRateControl(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__Mpeg4Configuration:
-		return (void*)soap_instantiate_tt__Mpeg4Configuration(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__H264Configuration:
-		return (void*)soap_instantiate_tt__H264Configuration(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__VideoEncoderConfigurationOptions:
-		return (void*)soap_instantiate_tt__VideoEncoderConfigurationOptions(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__VideoEncoderOptionsExtension:
-		return (void*)soap_instantiate_tt__VideoEncoderOptionsExtension(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__VideoEncoderOptionsExtension2:
-		return (void*)soap_instantiate_tt__VideoEncoderOptionsExtension2(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__JpegOptions:
-		return (void*)soap_instantiate_tt__JpegOptions(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__Mpeg4Options:
-		return (void*)soap_instantiate_tt__Mpeg4Options(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__H264Options:
-		return (void*)soap_instantiate_tt__H264Options(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__AudioSourceConfiguration:
+		return (void*)soap_instantiate_tt__AudioSourceConfiguration(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__AudioEncoderConfiguration:
+		return (void*)soap_instantiate_tt__AudioEncoderConfiguration(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__VideoAnalyticsConfiguration:
+		return (void*)soap_instantiate_tt__VideoAnalyticsConfiguration(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__MetadataConfiguration:
+		return (void*)soap_instantiate_tt__MetadataConfiguration(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__MetadataConfigurationExtension:
 		return (void*)soap_instantiate_tt__MetadataConfigurationExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZFilter:
 		return (void*)soap_instantiate_tt__PTZFilter(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__SensorDataFilter:
 		return (void*)soap_instantiate_tt__SensorDataFilter(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy:
-		return (void*)soap_instantiate__tt__EventSubscription_SubscriptionPolicy(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__EventSubscription:
 		return (void*)soap_instantiate_tt__EventSubscription(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__MulticastConfiguration:
-		return (void*)soap_instantiate_tt__MulticastConfiguration(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__StreamSetup:
-		return (void*)soap_instantiate_tt__StreamSetup(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__tt__Transport_Tunnel:
-		return (void*)soap_instantiate__tt__Transport_Tunnel(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__Transport:
-		return (void*)soap_instantiate_tt__Transport(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__MediaUri:
-		return (void*)soap_instantiate_tt__MediaUri(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__IPAddress:
-		return (void*)soap_instantiate_tt__IPAddress(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__Capabilities:
-		return (void*)soap_instantiate_tt__Capabilities(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__AudioOutputConfiguration:
+		return (void*)soap_instantiate_tt__AudioOutputConfiguration(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__AudioDecoderConfiguration:
+		return (void*)soap_instantiate_tt__AudioDecoderConfiguration(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__CapabilitiesExtension:
 		return (void*)soap_instantiate_tt__CapabilitiesExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__CapabilitiesExtension2:
 		return (void*)soap_instantiate_tt__CapabilitiesExtension2(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__AnalyticsCapabilities:
 		return (void*)soap_instantiate_tt__AnalyticsCapabilities(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__DeviceCapabilities:
-		return (void*)soap_instantiate_tt__DeviceCapabilities(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__DeviceCapabilitiesExtension:
 		return (void*)soap_instantiate_tt__DeviceCapabilitiesExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__EventCapabilities:
@@ -6001,8 +5524,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__IOCapabilitiesExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__IOCapabilitiesExtension2:
 		return (void*)soap_instantiate_tt__IOCapabilitiesExtension2(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__MediaCapabilities:
-		return (void*)soap_instantiate_tt__MediaCapabilities(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__MediaCapabilitiesExtension:
 		return (void*)soap_instantiate_tt__MediaCapabilitiesExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__RealTimeStreamingCapabilities:
@@ -6033,8 +5554,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__OnvifVersion(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__ImagingCapabilities:
 		return (void*)soap_instantiate_tt__ImagingCapabilities(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__PTZCapabilities:
-		return (void*)soap_instantiate_tt__PTZCapabilities(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__DeviceIOCapabilities:
 		return (void*)soap_instantiate_tt__DeviceIOCapabilities(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__DisplayCapabilities:
@@ -6059,6 +5578,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__PTZPresetTourSupported(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZPresetTourSupportedExtension:
 		return (void*)soap_instantiate_tt__PTZPresetTourSupportedExtension(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__PTZConfiguration:
+		return (void*)soap_instantiate_tt__PTZConfiguration(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZConfigurationExtension:
 		return (void*)soap_instantiate_tt__PTZConfigurationExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZConfigurationExtension2:
@@ -6075,22 +5596,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__PanTiltLimits(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__ZoomLimits:
 		return (void*)soap_instantiate_tt__ZoomLimits(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__PTZSpaces:
-		return (void*)soap_instantiate_tt__PTZSpaces(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__PTZSpacesExtension:
-		return (void*)soap_instantiate_tt__PTZSpacesExtension(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__Space2DDescription:
-		return (void*)soap_instantiate_tt__Space2DDescription(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__Space1DDescription:
-		return (void*)soap_instantiate_tt__Space1DDescription(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__PTZSpeed:
-		return (void*)soap_instantiate_tt__PTZSpeed(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__PTZPreset:
-		return (void*)soap_instantiate_tt__PTZPreset(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__tt__ItemList_SimpleItem:
-		return (void*)soap_instantiate__tt__ItemList_SimpleItem(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__tt__ItemList_ElementItem:
-		return (void*)soap_instantiate__tt__ItemList_ElementItem(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__ItemList:
 		return (void*)soap_instantiate_tt__ItemList(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__ItemListExtension:
@@ -6105,6 +5610,78 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__RuleEngineConfigurationExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__Config:
 		return (void*)soap_instantiate_tt__Config(soap, -1, type, arrayType, n);
+	case SOAP_TYPE__tds__GetDeviceInformation:
+		return (void*)soap_instantiate__tds__GetDeviceInformation(soap, -1, type, arrayType, n);
+	case SOAP_TYPE__tds__GetDeviceInformationResponse:
+		return (void*)soap_instantiate__tds__GetDeviceInformationResponse(soap, -1, type, arrayType, n);
+	case SOAP_TYPE__tds__SystemReboot:
+		return (void*)soap_instantiate__tds__SystemReboot(soap, -1, type, arrayType, n);
+	case SOAP_TYPE__tds__SystemRebootResponse:
+		return (void*)soap_instantiate__tds__SystemRebootResponse(soap, -1, type, arrayType, n);
+	case SOAP_TYPE__tds__GetCapabilities:
+		return (void*)soap_instantiate__tds__GetCapabilities(soap, -1, type, arrayType, n);
+	case SOAP_TYPE__tds__GetCapabilitiesResponse:
+		return (void*)soap_instantiate__tds__GetCapabilitiesResponse(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__DeviceEntity:
+		return (void*)soap_instantiate_tt__DeviceEntity(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__FloatRange:
+		return (void*)soap_instantiate_tt__FloatRange(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Profile:
+		return (void*)soap_instantiate_tt__Profile(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__ConfigurationEntity:
+		return (void*)soap_instantiate_tt__ConfigurationEntity(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__VideoResolution:
+		return (void*)soap_instantiate_tt__VideoResolution(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__VideoRateControl:
+		return (void*)soap_instantiate_tt__VideoRateControl(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Mpeg4Configuration:
+		return (void*)soap_instantiate_tt__Mpeg4Configuration(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__H264Configuration:
+		return (void*)soap_instantiate_tt__H264Configuration(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__VideoEncoderConfigurationOptions:
+		return (void*)soap_instantiate_tt__VideoEncoderConfigurationOptions(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__VideoEncoderOptionsExtension:
+		return (void*)soap_instantiate_tt__VideoEncoderOptionsExtension(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__VideoEncoderOptionsExtension2:
+		return (void*)soap_instantiate_tt__VideoEncoderOptionsExtension2(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__JpegOptions:
+		return (void*)soap_instantiate_tt__JpegOptions(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Mpeg4Options:
+		return (void*)soap_instantiate_tt__Mpeg4Options(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__H264Options:
+		return (void*)soap_instantiate_tt__H264Options(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__MulticastConfiguration:
+		return (void*)soap_instantiate_tt__MulticastConfiguration(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__StreamSetup:
+		return (void*)soap_instantiate_tt__StreamSetup(soap, -1, type, arrayType, n);
+	case SOAP_TYPE__tt__Transport_Tunnel:
+		return (void*)soap_instantiate__tt__Transport_Tunnel(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Transport:
+		return (void*)soap_instantiate_tt__Transport(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__MediaUri:
+		return (void*)soap_instantiate_tt__MediaUri(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__IPAddress:
+		return (void*)soap_instantiate_tt__IPAddress(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Capabilities:
+		return (void*)soap_instantiate_tt__Capabilities(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__DeviceCapabilities:
+		return (void*)soap_instantiate_tt__DeviceCapabilities(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__MediaCapabilities:
+		return (void*)soap_instantiate_tt__MediaCapabilities(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__PTZCapabilities:
+		return (void*)soap_instantiate_tt__PTZCapabilities(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__PTZSpaces:
+		return (void*)soap_instantiate_tt__PTZSpaces(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__PTZSpacesExtension:
+		return (void*)soap_instantiate_tt__PTZSpacesExtension(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Space2DDescription:
+		return (void*)soap_instantiate_tt__Space2DDescription(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Space1DDescription:
+		return (void*)soap_instantiate_tt__Space1DDescription(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__PTZSpeed:
+		return (void*)soap_instantiate_tt__PTZSpeed(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__PTZPreset:
+		return (void*)soap_instantiate_tt__PTZPreset(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__IntRange:
 		return (void*)soap_instantiate_tt__IntRange(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__Vector2D:
@@ -6169,8 +5746,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate__tptz__Stop(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__tptz__StopResponse:
 		return (void*)soap_instantiate__tptz__StopResponse(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__VideoSourceConfiguration:
-		return (void*)soap_instantiate_tt__VideoSourceConfiguration(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__VideoEncoderConfiguration:
 		return (void*)soap_instantiate_tt__VideoEncoderConfiguration(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__JpegOptions2:
@@ -6179,22 +5754,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__Mpeg4Options2(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__H264Options2:
 		return (void*)soap_instantiate_tt__H264Options2(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__AudioSourceConfiguration:
-		return (void*)soap_instantiate_tt__AudioSourceConfiguration(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__AudioEncoderConfiguration:
-		return (void*)soap_instantiate_tt__AudioEncoderConfiguration(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__VideoAnalyticsConfiguration:
-		return (void*)soap_instantiate_tt__VideoAnalyticsConfiguration(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__MetadataConfiguration:
-		return (void*)soap_instantiate_tt__MetadataConfiguration(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__AudioOutputConfiguration:
-		return (void*)soap_instantiate_tt__AudioOutputConfiguration(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__AudioDecoderConfiguration:
-		return (void*)soap_instantiate_tt__AudioDecoderConfiguration(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZNode:
 		return (void*)soap_instantiate_tt__PTZNode(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__PTZConfiguration:
-		return (void*)soap_instantiate_tt__PTZConfiguration(soap, -1, type, arrayType, n);
 	case SOAP_TYPE___tds__GetDeviceInformation:
 		return (void*)soap_instantiate___tds__GetDeviceInformation(soap, -1, type, arrayType, n);
 	case SOAP_TYPE___tds__SystemReboot:
@@ -6605,6 +6166,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate__saml2__Attribute(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__saml2__EncryptedAttribute:
 		return (void*)soap_instantiate__saml2__EncryptedAttribute(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData:
+		return (void*)soap_instantiate_std__vectorTemplateOftt__AuxiliaryData(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset:
 		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__PTZPreset(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZNode:
@@ -6613,38 +6176,20 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile:
 		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__Profile(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Config:
-		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__Config(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_ElementItem:
-		return (void*)soap_instantiate_std__vectorTemplateOf_tt__ItemList_ElementItem(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_SimpleItem:
-		return (void*)soap_instantiate_std__vectorTemplateOf_tt__ItemList_SimpleItem(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription:
 		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__Space1DDescription(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Space2DDescription:
 		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__Space2DDescription(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOftt__PTZPresetTourOperation:
-		return (void*)soap_instantiate_std__vectorTemplateOftt__PTZPresetTourOperation(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__OnvifVersion:
-		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__OnvifVersion(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOfint:
-		return (void*)soap_instantiate_std__vectorTemplateOfint(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData:
-		return (void*)soap_instantiate_std__vectorTemplateOftt__AuxiliaryData(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOfstd__string:
-		return (void*)soap_instantiate_std__vectorTemplateOfstd__string(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOftt__H264Profile:
 		return (void*)soap_instantiate_std__vectorTemplateOftt__H264Profile(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile:
 		return (void*)soap_instantiate_std__vectorTemplateOftt__Mpeg4Profile(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution:
 		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__VideoResolution(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__LensProjection:
-		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__LensProjection(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__LensDescription:
-		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__LensDescription(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory:
 		return (void*)soap_instantiate_std__vectorTemplateOftt__CapabilityCategory(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_std__vectorTemplateOf_XML:
+		return (void*)soap_instantiate_std__vectorTemplateOf_XML(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOfxsd__anyType:
 		return (void*)soap_instantiate_std__vectorTemplateOfxsd__anyType(soap, -1, type, arrayType, n);
 	}
@@ -6700,65 +6245,11 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<xsd__hexBinary*>(p->ptr), xsd__hexBinary);
 		break;
-	case SOAP_TYPE__tds__GetDeviceInformation:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_tds__GetDeviceInformation*>(p->ptr), _tds__GetDeviceInformation);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetDeviceInformation*>(p->ptr), _tds__GetDeviceInformation);
-		break;
-	case SOAP_TYPE__tds__GetDeviceInformationResponse:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_tds__GetDeviceInformationResponse*>(p->ptr), _tds__GetDeviceInformationResponse);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetDeviceInformationResponse*>(p->ptr), _tds__GetDeviceInformationResponse);
-		break;
-	case SOAP_TYPE__tds__SystemReboot:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_tds__SystemReboot*>(p->ptr), _tds__SystemReboot);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_tds__SystemReboot*>(p->ptr), _tds__SystemReboot);
-		break;
-	case SOAP_TYPE__tds__SystemRebootResponse:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_tds__SystemRebootResponse*>(p->ptr), _tds__SystemRebootResponse);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_tds__SystemRebootResponse*>(p->ptr), _tds__SystemRebootResponse);
-		break;
-	case SOAP_TYPE__tds__GetCapabilities:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_tds__GetCapabilities*>(p->ptr), _tds__GetCapabilities);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetCapabilities*>(p->ptr), _tds__GetCapabilities);
-		break;
-	case SOAP_TYPE__tds__GetCapabilitiesResponse:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_tds__GetCapabilitiesResponse*>(p->ptr), _tds__GetCapabilitiesResponse);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetCapabilitiesResponse*>(p->ptr), _tds__GetCapabilitiesResponse);
-		break;
-	case SOAP_TYPE_tt__DeviceEntity:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__DeviceEntity*>(p->ptr), tt__DeviceEntity);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__DeviceEntity*>(p->ptr), tt__DeviceEntity);
-		break;
 	case SOAP_TYPE_tt__IntRectangle:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<tt__IntRectangle*>(p->ptr), tt__IntRectangle);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__IntRectangle*>(p->ptr), tt__IntRectangle);
-		break;
-	case SOAP_TYPE_tt__FloatRange:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__FloatRange*>(p->ptr), tt__FloatRange);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__FloatRange*>(p->ptr), tt__FloatRange);
-		break;
-	case SOAP_TYPE_tt__Profile:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__Profile*>(p->ptr), tt__Profile);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__Profile*>(p->ptr), tt__Profile);
 		break;
 	case SOAP_TYPE_tt__ProfileExtension:
 		if (p->size < 0)
@@ -6772,11 +6263,11 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__ProfileExtension2*>(p->ptr), tt__ProfileExtension2);
 		break;
-	case SOAP_TYPE_tt__ConfigurationEntity:
+	case SOAP_TYPE_tt__VideoSourceConfiguration:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__ConfigurationEntity*>(p->ptr), tt__ConfigurationEntity);
+			SOAP_DELETE(soap, static_cast<tt__VideoSourceConfiguration*>(p->ptr), tt__VideoSourceConfiguration);
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__ConfigurationEntity*>(p->ptr), tt__ConfigurationEntity);
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoSourceConfiguration*>(p->ptr), tt__VideoSourceConfiguration);
 		break;
 	case SOAP_TYPE_tt__VideoSourceConfigurationExtension:
 		if (p->size < 0)
@@ -6826,65 +6317,29 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__SceneOrientation*>(p->ptr), tt__SceneOrientation);
 		break;
-	case SOAP_TYPE_tt__VideoResolution:
+	case SOAP_TYPE_tt__AudioSourceConfiguration:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__VideoResolution*>(p->ptr), tt__VideoResolution);
+			SOAP_DELETE(soap, static_cast<tt__AudioSourceConfiguration*>(p->ptr), tt__AudioSourceConfiguration);
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoResolution*>(p->ptr), tt__VideoResolution);
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__AudioSourceConfiguration*>(p->ptr), tt__AudioSourceConfiguration);
 		break;
-	case SOAP_TYPE_tt__VideoRateControl:
+	case SOAP_TYPE_tt__AudioEncoderConfiguration:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__VideoRateControl*>(p->ptr), tt__VideoRateControl);
+			SOAP_DELETE(soap, static_cast<tt__AudioEncoderConfiguration*>(p->ptr), tt__AudioEncoderConfiguration);
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoRateControl*>(p->ptr), tt__VideoRateControl);
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__AudioEncoderConfiguration*>(p->ptr), tt__AudioEncoderConfiguration);
 		break;
-	case SOAP_TYPE_tt__Mpeg4Configuration:
+	case SOAP_TYPE_tt__VideoAnalyticsConfiguration:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__Mpeg4Configuration*>(p->ptr), tt__Mpeg4Configuration);
+			SOAP_DELETE(soap, static_cast<tt__VideoAnalyticsConfiguration*>(p->ptr), tt__VideoAnalyticsConfiguration);
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__Mpeg4Configuration*>(p->ptr), tt__Mpeg4Configuration);
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoAnalyticsConfiguration*>(p->ptr), tt__VideoAnalyticsConfiguration);
 		break;
-	case SOAP_TYPE_tt__H264Configuration:
+	case SOAP_TYPE_tt__MetadataConfiguration:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__H264Configuration*>(p->ptr), tt__H264Configuration);
+			SOAP_DELETE(soap, static_cast<tt__MetadataConfiguration*>(p->ptr), tt__MetadataConfiguration);
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__H264Configuration*>(p->ptr), tt__H264Configuration);
-		break;
-	case SOAP_TYPE_tt__VideoEncoderConfigurationOptions:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__VideoEncoderConfigurationOptions*>(p->ptr), tt__VideoEncoderConfigurationOptions);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoEncoderConfigurationOptions*>(p->ptr), tt__VideoEncoderConfigurationOptions);
-		break;
-	case SOAP_TYPE_tt__VideoEncoderOptionsExtension:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__VideoEncoderOptionsExtension*>(p->ptr), tt__VideoEncoderOptionsExtension);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoEncoderOptionsExtension*>(p->ptr), tt__VideoEncoderOptionsExtension);
-		break;
-	case SOAP_TYPE_tt__VideoEncoderOptionsExtension2:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__VideoEncoderOptionsExtension2*>(p->ptr), tt__VideoEncoderOptionsExtension2);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoEncoderOptionsExtension2*>(p->ptr), tt__VideoEncoderOptionsExtension2);
-		break;
-	case SOAP_TYPE_tt__JpegOptions:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__JpegOptions*>(p->ptr), tt__JpegOptions);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__JpegOptions*>(p->ptr), tt__JpegOptions);
-		break;
-	case SOAP_TYPE_tt__Mpeg4Options:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__Mpeg4Options*>(p->ptr), tt__Mpeg4Options);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__Mpeg4Options*>(p->ptr), tt__Mpeg4Options);
-		break;
-	case SOAP_TYPE_tt__H264Options:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__H264Options*>(p->ptr), tt__H264Options);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__H264Options*>(p->ptr), tt__H264Options);
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__MetadataConfiguration*>(p->ptr), tt__MetadataConfiguration);
 		break;
 	case SOAP_TYPE_tt__MetadataConfigurationExtension:
 		if (p->size < 0)
@@ -6904,59 +6359,23 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__SensorDataFilter*>(p->ptr), tt__SensorDataFilter);
 		break;
-	case SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_tt__EventSubscription_SubscriptionPolicy*>(p->ptr), _tt__EventSubscription_SubscriptionPolicy);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_tt__EventSubscription_SubscriptionPolicy*>(p->ptr), _tt__EventSubscription_SubscriptionPolicy);
-		break;
 	case SOAP_TYPE_tt__EventSubscription:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<tt__EventSubscription*>(p->ptr), tt__EventSubscription);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__EventSubscription*>(p->ptr), tt__EventSubscription);
 		break;
-	case SOAP_TYPE_tt__MulticastConfiguration:
+	case SOAP_TYPE_tt__AudioOutputConfiguration:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__MulticastConfiguration*>(p->ptr), tt__MulticastConfiguration);
+			SOAP_DELETE(soap, static_cast<tt__AudioOutputConfiguration*>(p->ptr), tt__AudioOutputConfiguration);
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__MulticastConfiguration*>(p->ptr), tt__MulticastConfiguration);
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__AudioOutputConfiguration*>(p->ptr), tt__AudioOutputConfiguration);
 		break;
-	case SOAP_TYPE_tt__StreamSetup:
+	case SOAP_TYPE_tt__AudioDecoderConfiguration:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__StreamSetup*>(p->ptr), tt__StreamSetup);
+			SOAP_DELETE(soap, static_cast<tt__AudioDecoderConfiguration*>(p->ptr), tt__AudioDecoderConfiguration);
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__StreamSetup*>(p->ptr), tt__StreamSetup);
-		break;
-	case SOAP_TYPE__tt__Transport_Tunnel:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_tt__Transport_Tunnel*>(p->ptr), _tt__Transport_Tunnel);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_tt__Transport_Tunnel*>(p->ptr), _tt__Transport_Tunnel);
-		break;
-	case SOAP_TYPE_tt__Transport:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__Transport*>(p->ptr), tt__Transport);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__Transport*>(p->ptr), tt__Transport);
-		break;
-	case SOAP_TYPE_tt__MediaUri:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__MediaUri*>(p->ptr), tt__MediaUri);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__MediaUri*>(p->ptr), tt__MediaUri);
-		break;
-	case SOAP_TYPE_tt__IPAddress:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__IPAddress*>(p->ptr), tt__IPAddress);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__IPAddress*>(p->ptr), tt__IPAddress);
-		break;
-	case SOAP_TYPE_tt__Capabilities:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__Capabilities*>(p->ptr), tt__Capabilities);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__Capabilities*>(p->ptr), tt__Capabilities);
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__AudioDecoderConfiguration*>(p->ptr), tt__AudioDecoderConfiguration);
 		break;
 	case SOAP_TYPE_tt__CapabilitiesExtension:
 		if (p->size < 0)
@@ -6975,12 +6394,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 			SOAP_DELETE(soap, static_cast<tt__AnalyticsCapabilities*>(p->ptr), tt__AnalyticsCapabilities);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__AnalyticsCapabilities*>(p->ptr), tt__AnalyticsCapabilities);
-		break;
-	case SOAP_TYPE_tt__DeviceCapabilities:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__DeviceCapabilities*>(p->ptr), tt__DeviceCapabilities);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__DeviceCapabilities*>(p->ptr), tt__DeviceCapabilities);
 		break;
 	case SOAP_TYPE_tt__DeviceCapabilitiesExtension:
 		if (p->size < 0)
@@ -7011,12 +6424,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 			SOAP_DELETE(soap, static_cast<tt__IOCapabilitiesExtension2*>(p->ptr), tt__IOCapabilitiesExtension2);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__IOCapabilitiesExtension2*>(p->ptr), tt__IOCapabilitiesExtension2);
-		break;
-	case SOAP_TYPE_tt__MediaCapabilities:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__MediaCapabilities*>(p->ptr), tt__MediaCapabilities);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__MediaCapabilities*>(p->ptr), tt__MediaCapabilities);
 		break;
 	case SOAP_TYPE_tt__MediaCapabilitiesExtension:
 		if (p->size < 0)
@@ -7108,12 +6515,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__ImagingCapabilities*>(p->ptr), tt__ImagingCapabilities);
 		break;
-	case SOAP_TYPE_tt__PTZCapabilities:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__PTZCapabilities*>(p->ptr), tt__PTZCapabilities);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZCapabilities*>(p->ptr), tt__PTZCapabilities);
-		break;
 	case SOAP_TYPE_tt__DeviceIOCapabilities:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<tt__DeviceIOCapabilities*>(p->ptr), tt__DeviceIOCapabilities);
@@ -7186,6 +6587,12 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZPresetTourSupportedExtension*>(p->ptr), tt__PTZPresetTourSupportedExtension);
 		break;
+	case SOAP_TYPE_tt__PTZConfiguration:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__PTZConfiguration*>(p->ptr), tt__PTZConfiguration);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZConfiguration*>(p->ptr), tt__PTZConfiguration);
+		break;
 	case SOAP_TYPE_tt__PTZConfigurationExtension:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<tt__PTZConfigurationExtension*>(p->ptr), tt__PTZConfigurationExtension);
@@ -7234,54 +6641,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__ZoomLimits*>(p->ptr), tt__ZoomLimits);
 		break;
-	case SOAP_TYPE_tt__PTZSpaces:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__PTZSpaces*>(p->ptr), tt__PTZSpaces);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZSpaces*>(p->ptr), tt__PTZSpaces);
-		break;
-	case SOAP_TYPE_tt__PTZSpacesExtension:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__PTZSpacesExtension*>(p->ptr), tt__PTZSpacesExtension);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZSpacesExtension*>(p->ptr), tt__PTZSpacesExtension);
-		break;
-	case SOAP_TYPE_tt__Space2DDescription:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__Space2DDescription*>(p->ptr), tt__Space2DDescription);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__Space2DDescription*>(p->ptr), tt__Space2DDescription);
-		break;
-	case SOAP_TYPE_tt__Space1DDescription:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__Space1DDescription*>(p->ptr), tt__Space1DDescription);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__Space1DDescription*>(p->ptr), tt__Space1DDescription);
-		break;
-	case SOAP_TYPE_tt__PTZSpeed:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__PTZSpeed*>(p->ptr), tt__PTZSpeed);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZSpeed*>(p->ptr), tt__PTZSpeed);
-		break;
-	case SOAP_TYPE_tt__PTZPreset:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__PTZPreset*>(p->ptr), tt__PTZPreset);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZPreset*>(p->ptr), tt__PTZPreset);
-		break;
-	case SOAP_TYPE__tt__ItemList_SimpleItem:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_tt__ItemList_SimpleItem*>(p->ptr), _tt__ItemList_SimpleItem);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_tt__ItemList_SimpleItem*>(p->ptr), _tt__ItemList_SimpleItem);
-		break;
-	case SOAP_TYPE__tt__ItemList_ElementItem:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_tt__ItemList_ElementItem*>(p->ptr), _tt__ItemList_ElementItem);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_tt__ItemList_ElementItem*>(p->ptr), _tt__ItemList_ElementItem);
-		break;
 	case SOAP_TYPE_tt__ItemList:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<tt__ItemList*>(p->ptr), tt__ItemList);
@@ -7323,6 +6682,222 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 			SOAP_DELETE(soap, static_cast<tt__Config*>(p->ptr), tt__Config);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__Config*>(p->ptr), tt__Config);
+		break;
+	case SOAP_TYPE__tds__GetDeviceInformation:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<_tds__GetDeviceInformation*>(p->ptr), _tds__GetDeviceInformation);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetDeviceInformation*>(p->ptr), _tds__GetDeviceInformation);
+		break;
+	case SOAP_TYPE__tds__GetDeviceInformationResponse:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<_tds__GetDeviceInformationResponse*>(p->ptr), _tds__GetDeviceInformationResponse);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetDeviceInformationResponse*>(p->ptr), _tds__GetDeviceInformationResponse);
+		break;
+	case SOAP_TYPE__tds__SystemReboot:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<_tds__SystemReboot*>(p->ptr), _tds__SystemReboot);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<_tds__SystemReboot*>(p->ptr), _tds__SystemReboot);
+		break;
+	case SOAP_TYPE__tds__SystemRebootResponse:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<_tds__SystemRebootResponse*>(p->ptr), _tds__SystemRebootResponse);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<_tds__SystemRebootResponse*>(p->ptr), _tds__SystemRebootResponse);
+		break;
+	case SOAP_TYPE__tds__GetCapabilities:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<_tds__GetCapabilities*>(p->ptr), _tds__GetCapabilities);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetCapabilities*>(p->ptr), _tds__GetCapabilities);
+		break;
+	case SOAP_TYPE__tds__GetCapabilitiesResponse:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<_tds__GetCapabilitiesResponse*>(p->ptr), _tds__GetCapabilitiesResponse);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetCapabilitiesResponse*>(p->ptr), _tds__GetCapabilitiesResponse);
+		break;
+	case SOAP_TYPE_tt__DeviceEntity:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__DeviceEntity*>(p->ptr), tt__DeviceEntity);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__DeviceEntity*>(p->ptr), tt__DeviceEntity);
+		break;
+	case SOAP_TYPE_tt__FloatRange:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__FloatRange*>(p->ptr), tt__FloatRange);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__FloatRange*>(p->ptr), tt__FloatRange);
+		break;
+	case SOAP_TYPE_tt__Profile:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__Profile*>(p->ptr), tt__Profile);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__Profile*>(p->ptr), tt__Profile);
+		break;
+	case SOAP_TYPE_tt__ConfigurationEntity:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__ConfigurationEntity*>(p->ptr), tt__ConfigurationEntity);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__ConfigurationEntity*>(p->ptr), tt__ConfigurationEntity);
+		break;
+	case SOAP_TYPE_tt__VideoResolution:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__VideoResolution*>(p->ptr), tt__VideoResolution);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoResolution*>(p->ptr), tt__VideoResolution);
+		break;
+	case SOAP_TYPE_tt__VideoRateControl:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__VideoRateControl*>(p->ptr), tt__VideoRateControl);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoRateControl*>(p->ptr), tt__VideoRateControl);
+		break;
+	case SOAP_TYPE_tt__Mpeg4Configuration:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__Mpeg4Configuration*>(p->ptr), tt__Mpeg4Configuration);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__Mpeg4Configuration*>(p->ptr), tt__Mpeg4Configuration);
+		break;
+	case SOAP_TYPE_tt__H264Configuration:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__H264Configuration*>(p->ptr), tt__H264Configuration);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__H264Configuration*>(p->ptr), tt__H264Configuration);
+		break;
+	case SOAP_TYPE_tt__VideoEncoderConfigurationOptions:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__VideoEncoderConfigurationOptions*>(p->ptr), tt__VideoEncoderConfigurationOptions);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoEncoderConfigurationOptions*>(p->ptr), tt__VideoEncoderConfigurationOptions);
+		break;
+	case SOAP_TYPE_tt__VideoEncoderOptionsExtension:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__VideoEncoderOptionsExtension*>(p->ptr), tt__VideoEncoderOptionsExtension);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoEncoderOptionsExtension*>(p->ptr), tt__VideoEncoderOptionsExtension);
+		break;
+	case SOAP_TYPE_tt__VideoEncoderOptionsExtension2:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__VideoEncoderOptionsExtension2*>(p->ptr), tt__VideoEncoderOptionsExtension2);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoEncoderOptionsExtension2*>(p->ptr), tt__VideoEncoderOptionsExtension2);
+		break;
+	case SOAP_TYPE_tt__JpegOptions:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__JpegOptions*>(p->ptr), tt__JpegOptions);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__JpegOptions*>(p->ptr), tt__JpegOptions);
+		break;
+	case SOAP_TYPE_tt__Mpeg4Options:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__Mpeg4Options*>(p->ptr), tt__Mpeg4Options);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__Mpeg4Options*>(p->ptr), tt__Mpeg4Options);
+		break;
+	case SOAP_TYPE_tt__H264Options:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__H264Options*>(p->ptr), tt__H264Options);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__H264Options*>(p->ptr), tt__H264Options);
+		break;
+	case SOAP_TYPE_tt__MulticastConfiguration:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__MulticastConfiguration*>(p->ptr), tt__MulticastConfiguration);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__MulticastConfiguration*>(p->ptr), tt__MulticastConfiguration);
+		break;
+	case SOAP_TYPE_tt__StreamSetup:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__StreamSetup*>(p->ptr), tt__StreamSetup);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__StreamSetup*>(p->ptr), tt__StreamSetup);
+		break;
+	case SOAP_TYPE__tt__Transport_Tunnel:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<_tt__Transport_Tunnel*>(p->ptr), _tt__Transport_Tunnel);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<_tt__Transport_Tunnel*>(p->ptr), _tt__Transport_Tunnel);
+		break;
+	case SOAP_TYPE_tt__Transport:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__Transport*>(p->ptr), tt__Transport);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__Transport*>(p->ptr), tt__Transport);
+		break;
+	case SOAP_TYPE_tt__MediaUri:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__MediaUri*>(p->ptr), tt__MediaUri);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__MediaUri*>(p->ptr), tt__MediaUri);
+		break;
+	case SOAP_TYPE_tt__IPAddress:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__IPAddress*>(p->ptr), tt__IPAddress);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__IPAddress*>(p->ptr), tt__IPAddress);
+		break;
+	case SOAP_TYPE_tt__Capabilities:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__Capabilities*>(p->ptr), tt__Capabilities);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__Capabilities*>(p->ptr), tt__Capabilities);
+		break;
+	case SOAP_TYPE_tt__DeviceCapabilities:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__DeviceCapabilities*>(p->ptr), tt__DeviceCapabilities);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__DeviceCapabilities*>(p->ptr), tt__DeviceCapabilities);
+		break;
+	case SOAP_TYPE_tt__MediaCapabilities:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__MediaCapabilities*>(p->ptr), tt__MediaCapabilities);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__MediaCapabilities*>(p->ptr), tt__MediaCapabilities);
+		break;
+	case SOAP_TYPE_tt__PTZCapabilities:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__PTZCapabilities*>(p->ptr), tt__PTZCapabilities);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZCapabilities*>(p->ptr), tt__PTZCapabilities);
+		break;
+	case SOAP_TYPE_tt__PTZSpaces:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__PTZSpaces*>(p->ptr), tt__PTZSpaces);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZSpaces*>(p->ptr), tt__PTZSpaces);
+		break;
+	case SOAP_TYPE_tt__PTZSpacesExtension:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__PTZSpacesExtension*>(p->ptr), tt__PTZSpacesExtension);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZSpacesExtension*>(p->ptr), tt__PTZSpacesExtension);
+		break;
+	case SOAP_TYPE_tt__Space2DDescription:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__Space2DDescription*>(p->ptr), tt__Space2DDescription);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__Space2DDescription*>(p->ptr), tt__Space2DDescription);
+		break;
+	case SOAP_TYPE_tt__Space1DDescription:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__Space1DDescription*>(p->ptr), tt__Space1DDescription);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__Space1DDescription*>(p->ptr), tt__Space1DDescription);
+		break;
+	case SOAP_TYPE_tt__PTZSpeed:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__PTZSpeed*>(p->ptr), tt__PTZSpeed);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZSpeed*>(p->ptr), tt__PTZSpeed);
+		break;
+	case SOAP_TYPE_tt__PTZPreset:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__PTZPreset*>(p->ptr), tt__PTZPreset);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZPreset*>(p->ptr), tt__PTZPreset);
 		break;
 	case SOAP_TYPE_tt__IntRange:
 		if (p->size < 0)
@@ -7516,12 +7091,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<_tptz__StopResponse*>(p->ptr), _tptz__StopResponse);
 		break;
-	case SOAP_TYPE_tt__VideoSourceConfiguration:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__VideoSourceConfiguration*>(p->ptr), tt__VideoSourceConfiguration);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoSourceConfiguration*>(p->ptr), tt__VideoSourceConfiguration);
-		break;
 	case SOAP_TYPE_tt__VideoEncoderConfiguration:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<tt__VideoEncoderConfiguration*>(p->ptr), tt__VideoEncoderConfiguration);
@@ -7546,53 +7115,11 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__H264Options2*>(p->ptr), tt__H264Options2);
 		break;
-	case SOAP_TYPE_tt__AudioSourceConfiguration:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__AudioSourceConfiguration*>(p->ptr), tt__AudioSourceConfiguration);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__AudioSourceConfiguration*>(p->ptr), tt__AudioSourceConfiguration);
-		break;
-	case SOAP_TYPE_tt__AudioEncoderConfiguration:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__AudioEncoderConfiguration*>(p->ptr), tt__AudioEncoderConfiguration);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__AudioEncoderConfiguration*>(p->ptr), tt__AudioEncoderConfiguration);
-		break;
-	case SOAP_TYPE_tt__VideoAnalyticsConfiguration:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__VideoAnalyticsConfiguration*>(p->ptr), tt__VideoAnalyticsConfiguration);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__VideoAnalyticsConfiguration*>(p->ptr), tt__VideoAnalyticsConfiguration);
-		break;
-	case SOAP_TYPE_tt__MetadataConfiguration:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__MetadataConfiguration*>(p->ptr), tt__MetadataConfiguration);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__MetadataConfiguration*>(p->ptr), tt__MetadataConfiguration);
-		break;
-	case SOAP_TYPE_tt__AudioOutputConfiguration:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__AudioOutputConfiguration*>(p->ptr), tt__AudioOutputConfiguration);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__AudioOutputConfiguration*>(p->ptr), tt__AudioOutputConfiguration);
-		break;
-	case SOAP_TYPE_tt__AudioDecoderConfiguration:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__AudioDecoderConfiguration*>(p->ptr), tt__AudioDecoderConfiguration);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__AudioDecoderConfiguration*>(p->ptr), tt__AudioDecoderConfiguration);
-		break;
 	case SOAP_TYPE_tt__PTZNode:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<tt__PTZNode*>(p->ptr), tt__PTZNode);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZNode*>(p->ptr), tt__PTZNode);
-		break;
-	case SOAP_TYPE_tt__PTZConfiguration:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__PTZConfiguration*>(p->ptr), tt__PTZConfiguration);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZConfiguration*>(p->ptr), tt__PTZConfiguration);
 		break;
 	case SOAP_TYPE___tds__GetDeviceInformation:
 		if (p->size < 0)
@@ -8804,6 +8331,12 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<struct saml2__EncryptedElementType*>(p->ptr), struct saml2__EncryptedElementType);
 		break;
+	case SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
+		break;
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<std::vector<tt__PTZPreset *> *>(p->ptr), std::vector<tt__PTZPreset *> );
@@ -8828,24 +8361,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<tt__Profile *> *>(p->ptr), std::vector<tt__Profile *> );
 		break;
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Config:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<tt__Config *> *>(p->ptr), std::vector<tt__Config *> );
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<tt__Config *> *>(p->ptr), std::vector<tt__Config *> );
-		break;
-	case SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_ElementItem:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<_tt__ItemList_ElementItem> *>(p->ptr), std::vector<_tt__ItemList_ElementItem> );
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<_tt__ItemList_ElementItem> *>(p->ptr), std::vector<_tt__ItemList_ElementItem> );
-		break;
-	case SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_SimpleItem:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<_tt__ItemList_SimpleItem> *>(p->ptr), std::vector<_tt__ItemList_SimpleItem> );
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<_tt__ItemList_SimpleItem> *>(p->ptr), std::vector<_tt__ItemList_SimpleItem> );
-		break;
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<std::vector<tt__Space1DDescription *> *>(p->ptr), std::vector<tt__Space1DDescription *> );
@@ -8857,36 +8372,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 			SOAP_DELETE(soap, static_cast<std::vector<tt__Space2DDescription *> *>(p->ptr), std::vector<tt__Space2DDescription *> );
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<tt__Space2DDescription *> *>(p->ptr), std::vector<tt__Space2DDescription *> );
-		break;
-	case SOAP_TYPE_std__vectorTemplateOftt__PTZPresetTourOperation:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<enum tt__PTZPresetTourOperation> *>(p->ptr), std::vector<enum tt__PTZPresetTourOperation> );
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<enum tt__PTZPresetTourOperation> *>(p->ptr), std::vector<enum tt__PTZPresetTourOperation> );
-		break;
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__OnvifVersion:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<tt__OnvifVersion *> *>(p->ptr), std::vector<tt__OnvifVersion *> );
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<tt__OnvifVersion *> *>(p->ptr), std::vector<tt__OnvifVersion *> );
-		break;
-	case SOAP_TYPE_std__vectorTemplateOfint:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<int> *>(p->ptr), std::vector<int> );
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<int> *>(p->ptr), std::vector<int> );
-		break;
-	case SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
-		break;
-	case SOAP_TYPE_std__vectorTemplateOfstd__string:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
 		break;
 	case SOAP_TYPE_std__vectorTemplateOftt__H264Profile:
 		if (p->size < 0)
@@ -8906,23 +8391,17 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<tt__VideoResolution *> *>(p->ptr), std::vector<tt__VideoResolution *> );
 		break;
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__LensProjection:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<tt__LensProjection *> *>(p->ptr), std::vector<tt__LensProjection *> );
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<tt__LensProjection *> *>(p->ptr), std::vector<tt__LensProjection *> );
-		break;
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__LensDescription:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<tt__LensDescription *> *>(p->ptr), std::vector<tt__LensDescription *> );
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<tt__LensDescription *> *>(p->ptr), std::vector<tt__LensDescription *> );
-		break;
 	case SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<std::vector<enum tt__CapabilityCategory> *>(p->ptr), std::vector<enum tt__CapabilityCategory> );
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<enum tt__CapabilityCategory> *>(p->ptr), std::vector<enum tt__CapabilityCategory> );
+		break;
+	case SOAP_TYPE_std__vectorTemplateOf_XML:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::vector<char *> *>(p->ptr), std::vector<char *> );
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<char *> *>(p->ptr), std::vector<char *> );
 		break;
 	case SOAP_TYPE_std__vectorTemplateOfxsd__anyType:
 		if (p->size < 0)
@@ -8947,19 +8426,11 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fbase(int t, int b)
 	{	switch (t)
 		{
 
-		case SOAP_TYPE_tt__VideoSourceConfiguration: t = SOAP_TYPE_tt__ConfigurationEntity; break;
 		case SOAP_TYPE_tt__VideoEncoderConfiguration: t = SOAP_TYPE_tt__ConfigurationEntity; break;
 		case SOAP_TYPE_tt__JpegOptions2: t = SOAP_TYPE_tt__JpegOptions; break;
 		case SOAP_TYPE_tt__Mpeg4Options2: t = SOAP_TYPE_tt__Mpeg4Options; break;
 		case SOAP_TYPE_tt__H264Options2: t = SOAP_TYPE_tt__H264Options; break;
-		case SOAP_TYPE_tt__AudioSourceConfiguration: t = SOAP_TYPE_tt__ConfigurationEntity; break;
-		case SOAP_TYPE_tt__AudioEncoderConfiguration: t = SOAP_TYPE_tt__ConfigurationEntity; break;
-		case SOAP_TYPE_tt__VideoAnalyticsConfiguration: t = SOAP_TYPE_tt__ConfigurationEntity; break;
-		case SOAP_TYPE_tt__MetadataConfiguration: t = SOAP_TYPE_tt__ConfigurationEntity; break;
-		case SOAP_TYPE_tt__AudioOutputConfiguration: t = SOAP_TYPE_tt__ConfigurationEntity; break;
-		case SOAP_TYPE_tt__AudioDecoderConfiguration: t = SOAP_TYPE_tt__ConfigurationEntity; break;
 		case SOAP_TYPE_tt__PTZNode: t = SOAP_TYPE_tt__DeviceEntity; break;
-		case SOAP_TYPE_tt__PTZConfiguration: t = SOAP_TYPE_tt__ConfigurationEntity; break;
 		default: return 0;
 		}
 	}
@@ -8981,6 +8452,12 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 	(void)soap; (void)t; (void)p; (void)index; (void)q; (void)x; /* appease -Wall -Werror */
 	switch (tt)
 	{
+	case SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData:
+		if (t == SOAP_TYPE_tt__AuxiliaryData)
+		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<std::string>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
+			(*(std::vector<std::string> *)p)[index] = *(std::string *)q;
+		}
+		break;
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset:
 		if (t == SOAP_TYPE_tt__PTZPreset || soap_fbase(t, SOAP_TYPE_tt__PTZPreset))
 		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<tt__PTZPreset *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
@@ -9005,24 +8482,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 			(*(std::vector<tt__Profile *> *)p)[index] = *(tt__Profile **)q;
 		}
 		break;
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Config:
-		if (t == SOAP_TYPE_tt__Config || soap_fbase(t, SOAP_TYPE_tt__Config))
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<tt__Config *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<tt__Config *> *)p)[index] = *(tt__Config **)q;
-		}
-		break;
-	case SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_ElementItem:
-		if (t == SOAP_TYPE__tt__ItemList_ElementItem)
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<_tt__ItemList_ElementItem>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<_tt__ItemList_ElementItem> *)p)[index] = *(_tt__ItemList_ElementItem *)q;
-		}
-		break;
-	case SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_SimpleItem:
-		if (t == SOAP_TYPE__tt__ItemList_SimpleItem)
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<_tt__ItemList_SimpleItem>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<_tt__ItemList_SimpleItem> *)p)[index] = *(_tt__ItemList_SimpleItem *)q;
-		}
-		break;
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription:
 		if (t == SOAP_TYPE_tt__Space1DDescription || soap_fbase(t, SOAP_TYPE_tt__Space1DDescription))
 		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<tt__Space1DDescription *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
@@ -9033,36 +8492,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		if (t == SOAP_TYPE_tt__Space2DDescription || soap_fbase(t, SOAP_TYPE_tt__Space2DDescription))
 		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<tt__Space2DDescription *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
 			(*(std::vector<tt__Space2DDescription *> *)p)[index] = *(tt__Space2DDescription **)q;
-		}
-		break;
-	case SOAP_TYPE_std__vectorTemplateOftt__PTZPresetTourOperation:
-		if (t == SOAP_TYPE_tt__PTZPresetTourOperation)
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<enum tt__PTZPresetTourOperation>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<enum tt__PTZPresetTourOperation> *)p)[index] = *(enum tt__PTZPresetTourOperation *)q;
-		}
-		break;
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__OnvifVersion:
-		if (t == SOAP_TYPE_tt__OnvifVersion || soap_fbase(t, SOAP_TYPE_tt__OnvifVersion))
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<tt__OnvifVersion *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<tt__OnvifVersion *> *)p)[index] = *(tt__OnvifVersion **)q;
-		}
-		break;
-	case SOAP_TYPE_std__vectorTemplateOfint:
-		if (t == SOAP_TYPE_int)
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<int>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<int> *)p)[index] = *(int *)q;
-		}
-		break;
-	case SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData:
-		if (t == SOAP_TYPE_tt__AuxiliaryData)
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<std::string>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<std::string> *)p)[index] = *(std::string *)q;
-		}
-		break;
-	case SOAP_TYPE_std__vectorTemplateOfstd__string:
-		if (t == SOAP_TYPE_std__string)
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<std::string>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<std::string> *)p)[index] = *(std::string *)q;
 		}
 		break;
 	case SOAP_TYPE_std__vectorTemplateOftt__H264Profile:
@@ -9083,22 +8512,16 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 			(*(std::vector<tt__VideoResolution *> *)p)[index] = *(tt__VideoResolution **)q;
 		}
 		break;
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__LensProjection:
-		if (t == SOAP_TYPE_tt__LensProjection || soap_fbase(t, SOAP_TYPE_tt__LensProjection))
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<tt__LensProjection *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<tt__LensProjection *> *)p)[index] = *(tt__LensProjection **)q;
-		}
-		break;
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__LensDescription:
-		if (t == SOAP_TYPE_tt__LensDescription || soap_fbase(t, SOAP_TYPE_tt__LensDescription))
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<tt__LensDescription *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<tt__LensDescription *> *)p)[index] = *(tt__LensDescription **)q;
-		}
-		break;
 	case SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory:
 		if (t == SOAP_TYPE_tt__CapabilityCategory)
 		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<enum tt__CapabilityCategory>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
 			(*(std::vector<enum tt__CapabilityCategory> *)p)[index] = *(enum tt__CapabilityCategory *)q;
+		}
+		break;
+	case SOAP_TYPE_std__vectorTemplateOf_XML:
+		if (t == SOAP_TYPE__XML)
+		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<char *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
+			(*(std::vector<char *> *)p)[index] = *(char **)q;
 		}
 		break;
 	case SOAP_TYPE_std__vectorTemplateOfxsd__anyType:
@@ -9135,45 +8558,9 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy xsd__hexBinary type=%d location=%p object=%p\n", t, p, q));
 		*(xsd__hexBinary*)p = *(xsd__hexBinary*)q;
 		break;
-	case SOAP_TYPE__tds__GetDeviceInformation:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetDeviceInformation type=%d location=%p object=%p\n", t, p, q));
-		*(_tds__GetDeviceInformation*)p = *(_tds__GetDeviceInformation*)q;
-		break;
-	case SOAP_TYPE__tds__GetDeviceInformationResponse:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetDeviceInformationResponse type=%d location=%p object=%p\n", t, p, q));
-		*(_tds__GetDeviceInformationResponse*)p = *(_tds__GetDeviceInformationResponse*)q;
-		break;
-	case SOAP_TYPE__tds__SystemReboot:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__SystemReboot type=%d location=%p object=%p\n", t, p, q));
-		*(_tds__SystemReboot*)p = *(_tds__SystemReboot*)q;
-		break;
-	case SOAP_TYPE__tds__SystemRebootResponse:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__SystemRebootResponse type=%d location=%p object=%p\n", t, p, q));
-		*(_tds__SystemRebootResponse*)p = *(_tds__SystemRebootResponse*)q;
-		break;
-	case SOAP_TYPE__tds__GetCapabilities:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetCapabilities type=%d location=%p object=%p\n", t, p, q));
-		*(_tds__GetCapabilities*)p = *(_tds__GetCapabilities*)q;
-		break;
-	case SOAP_TYPE__tds__GetCapabilitiesResponse:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetCapabilitiesResponse type=%d location=%p object=%p\n", t, p, q));
-		*(_tds__GetCapabilitiesResponse*)p = *(_tds__GetCapabilitiesResponse*)q;
-		break;
-	case SOAP_TYPE_tt__DeviceEntity:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__DeviceEntity type=%d location=%p object=%p\n", t, p, q));
-		*(tt__DeviceEntity*)p = *(tt__DeviceEntity*)q;
-		break;
 	case SOAP_TYPE_tt__IntRectangle:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__IntRectangle type=%d location=%p object=%p\n", t, p, q));
 		*(tt__IntRectangle*)p = *(tt__IntRectangle*)q;
-		break;
-	case SOAP_TYPE_tt__FloatRange:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__FloatRange type=%d location=%p object=%p\n", t, p, q));
-		*(tt__FloatRange*)p = *(tt__FloatRange*)q;
-		break;
-	case SOAP_TYPE_tt__Profile:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Profile type=%d location=%p object=%p\n", t, p, q));
-		*(tt__Profile*)p = *(tt__Profile*)q;
 		break;
 	case SOAP_TYPE_tt__ProfileExtension:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__ProfileExtension type=%d location=%p object=%p\n", t, p, q));
@@ -9183,9 +8570,9 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__ProfileExtension2 type=%d location=%p object=%p\n", t, p, q));
 		*(tt__ProfileExtension2*)p = *(tt__ProfileExtension2*)q;
 		break;
-	case SOAP_TYPE_tt__ConfigurationEntity:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__ConfigurationEntity type=%d location=%p object=%p\n", t, p, q));
-		*(tt__ConfigurationEntity*)p = *(tt__ConfigurationEntity*)q;
+	case SOAP_TYPE_tt__VideoSourceConfiguration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoSourceConfiguration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__VideoSourceConfiguration*)p = *(tt__VideoSourceConfiguration*)q;
 		break;
 	case SOAP_TYPE_tt__VideoSourceConfigurationExtension:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoSourceConfigurationExtension type=%d location=%p object=%p\n", t, p, q));
@@ -9219,45 +8606,21 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__SceneOrientation type=%d location=%p object=%p\n", t, p, q));
 		*(tt__SceneOrientation*)p = *(tt__SceneOrientation*)q;
 		break;
-	case SOAP_TYPE_tt__VideoResolution:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoResolution type=%d location=%p object=%p\n", t, p, q));
-		*(tt__VideoResolution*)p = *(tt__VideoResolution*)q;
+	case SOAP_TYPE_tt__AudioSourceConfiguration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__AudioSourceConfiguration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__AudioSourceConfiguration*)p = *(tt__AudioSourceConfiguration*)q;
 		break;
-	case SOAP_TYPE_tt__VideoRateControl:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoRateControl type=%d location=%p object=%p\n", t, p, q));
-		*(tt__VideoRateControl*)p = *(tt__VideoRateControl*)q;
+	case SOAP_TYPE_tt__AudioEncoderConfiguration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__AudioEncoderConfiguration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__AudioEncoderConfiguration*)p = *(tt__AudioEncoderConfiguration*)q;
 		break;
-	case SOAP_TYPE_tt__Mpeg4Configuration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Mpeg4Configuration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__Mpeg4Configuration*)p = *(tt__Mpeg4Configuration*)q;
+	case SOAP_TYPE_tt__VideoAnalyticsConfiguration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoAnalyticsConfiguration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__VideoAnalyticsConfiguration*)p = *(tt__VideoAnalyticsConfiguration*)q;
 		break;
-	case SOAP_TYPE_tt__H264Configuration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__H264Configuration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__H264Configuration*)p = *(tt__H264Configuration*)q;
-		break;
-	case SOAP_TYPE_tt__VideoEncoderConfigurationOptions:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoEncoderConfigurationOptions type=%d location=%p object=%p\n", t, p, q));
-		*(tt__VideoEncoderConfigurationOptions*)p = *(tt__VideoEncoderConfigurationOptions*)q;
-		break;
-	case SOAP_TYPE_tt__VideoEncoderOptionsExtension:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoEncoderOptionsExtension type=%d location=%p object=%p\n", t, p, q));
-		*(tt__VideoEncoderOptionsExtension*)p = *(tt__VideoEncoderOptionsExtension*)q;
-		break;
-	case SOAP_TYPE_tt__VideoEncoderOptionsExtension2:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoEncoderOptionsExtension2 type=%d location=%p object=%p\n", t, p, q));
-		*(tt__VideoEncoderOptionsExtension2*)p = *(tt__VideoEncoderOptionsExtension2*)q;
-		break;
-	case SOAP_TYPE_tt__JpegOptions:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__JpegOptions type=%d location=%p object=%p\n", t, p, q));
-		*(tt__JpegOptions*)p = *(tt__JpegOptions*)q;
-		break;
-	case SOAP_TYPE_tt__Mpeg4Options:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Mpeg4Options type=%d location=%p object=%p\n", t, p, q));
-		*(tt__Mpeg4Options*)p = *(tt__Mpeg4Options*)q;
-		break;
-	case SOAP_TYPE_tt__H264Options:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__H264Options type=%d location=%p object=%p\n", t, p, q));
-		*(tt__H264Options*)p = *(tt__H264Options*)q;
+	case SOAP_TYPE_tt__MetadataConfiguration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MetadataConfiguration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__MetadataConfiguration*)p = *(tt__MetadataConfiguration*)q;
 		break;
 	case SOAP_TYPE_tt__MetadataConfigurationExtension:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MetadataConfigurationExtension type=%d location=%p object=%p\n", t, p, q));
@@ -9271,41 +8634,17 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__SensorDataFilter type=%d location=%p object=%p\n", t, p, q));
 		*(tt__SensorDataFilter*)p = *(tt__SensorDataFilter*)q;
 		break;
-	case SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tt__EventSubscription_SubscriptionPolicy type=%d location=%p object=%p\n", t, p, q));
-		*(_tt__EventSubscription_SubscriptionPolicy*)p = *(_tt__EventSubscription_SubscriptionPolicy*)q;
-		break;
 	case SOAP_TYPE_tt__EventSubscription:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__EventSubscription type=%d location=%p object=%p\n", t, p, q));
 		*(tt__EventSubscription*)p = *(tt__EventSubscription*)q;
 		break;
-	case SOAP_TYPE_tt__MulticastConfiguration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MulticastConfiguration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__MulticastConfiguration*)p = *(tt__MulticastConfiguration*)q;
+	case SOAP_TYPE_tt__AudioOutputConfiguration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__AudioOutputConfiguration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__AudioOutputConfiguration*)p = *(tt__AudioOutputConfiguration*)q;
 		break;
-	case SOAP_TYPE_tt__StreamSetup:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__StreamSetup type=%d location=%p object=%p\n", t, p, q));
-		*(tt__StreamSetup*)p = *(tt__StreamSetup*)q;
-		break;
-	case SOAP_TYPE__tt__Transport_Tunnel:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tt__Transport_Tunnel type=%d location=%p object=%p\n", t, p, q));
-		*(_tt__Transport_Tunnel*)p = *(_tt__Transport_Tunnel*)q;
-		break;
-	case SOAP_TYPE_tt__Transport:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Transport type=%d location=%p object=%p\n", t, p, q));
-		*(tt__Transport*)p = *(tt__Transport*)q;
-		break;
-	case SOAP_TYPE_tt__MediaUri:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MediaUri type=%d location=%p object=%p\n", t, p, q));
-		*(tt__MediaUri*)p = *(tt__MediaUri*)q;
-		break;
-	case SOAP_TYPE_tt__IPAddress:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__IPAddress type=%d location=%p object=%p\n", t, p, q));
-		*(tt__IPAddress*)p = *(tt__IPAddress*)q;
-		break;
-	case SOAP_TYPE_tt__Capabilities:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Capabilities type=%d location=%p object=%p\n", t, p, q));
-		*(tt__Capabilities*)p = *(tt__Capabilities*)q;
+	case SOAP_TYPE_tt__AudioDecoderConfiguration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__AudioDecoderConfiguration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__AudioDecoderConfiguration*)p = *(tt__AudioDecoderConfiguration*)q;
 		break;
 	case SOAP_TYPE_tt__CapabilitiesExtension:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__CapabilitiesExtension type=%d location=%p object=%p\n", t, p, q));
@@ -9318,10 +8657,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 	case SOAP_TYPE_tt__AnalyticsCapabilities:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__AnalyticsCapabilities type=%d location=%p object=%p\n", t, p, q));
 		*(tt__AnalyticsCapabilities*)p = *(tt__AnalyticsCapabilities*)q;
-		break;
-	case SOAP_TYPE_tt__DeviceCapabilities:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__DeviceCapabilities type=%d location=%p object=%p\n", t, p, q));
-		*(tt__DeviceCapabilities*)p = *(tt__DeviceCapabilities*)q;
 		break;
 	case SOAP_TYPE_tt__DeviceCapabilitiesExtension:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__DeviceCapabilitiesExtension type=%d location=%p object=%p\n", t, p, q));
@@ -9342,10 +8677,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 	case SOAP_TYPE_tt__IOCapabilitiesExtension2:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__IOCapabilitiesExtension2 type=%d location=%p object=%p\n", t, p, q));
 		*(tt__IOCapabilitiesExtension2*)p = *(tt__IOCapabilitiesExtension2*)q;
-		break;
-	case SOAP_TYPE_tt__MediaCapabilities:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MediaCapabilities type=%d location=%p object=%p\n", t, p, q));
-		*(tt__MediaCapabilities*)p = *(tt__MediaCapabilities*)q;
 		break;
 	case SOAP_TYPE_tt__MediaCapabilitiesExtension:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MediaCapabilitiesExtension type=%d location=%p object=%p\n", t, p, q));
@@ -9407,10 +8738,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__ImagingCapabilities type=%d location=%p object=%p\n", t, p, q));
 		*(tt__ImagingCapabilities*)p = *(tt__ImagingCapabilities*)q;
 		break;
-	case SOAP_TYPE_tt__PTZCapabilities:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZCapabilities type=%d location=%p object=%p\n", t, p, q));
-		*(tt__PTZCapabilities*)p = *(tt__PTZCapabilities*)q;
-		break;
 	case SOAP_TYPE_tt__DeviceIOCapabilities:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__DeviceIOCapabilities type=%d location=%p object=%p\n", t, p, q));
 		*(tt__DeviceIOCapabilities*)p = *(tt__DeviceIOCapabilities*)q;
@@ -9459,6 +8786,10 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZPresetTourSupportedExtension type=%d location=%p object=%p\n", t, p, q));
 		*(tt__PTZPresetTourSupportedExtension*)p = *(tt__PTZPresetTourSupportedExtension*)q;
 		break;
+	case SOAP_TYPE_tt__PTZConfiguration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZConfiguration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__PTZConfiguration*)p = *(tt__PTZConfiguration*)q;
+		break;
 	case SOAP_TYPE_tt__PTZConfigurationExtension:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZConfigurationExtension type=%d location=%p object=%p\n", t, p, q));
 		*(tt__PTZConfigurationExtension*)p = *(tt__PTZConfigurationExtension*)q;
@@ -9491,38 +8822,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__ZoomLimits type=%d location=%p object=%p\n", t, p, q));
 		*(tt__ZoomLimits*)p = *(tt__ZoomLimits*)q;
 		break;
-	case SOAP_TYPE_tt__PTZSpaces:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZSpaces type=%d location=%p object=%p\n", t, p, q));
-		*(tt__PTZSpaces*)p = *(tt__PTZSpaces*)q;
-		break;
-	case SOAP_TYPE_tt__PTZSpacesExtension:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZSpacesExtension type=%d location=%p object=%p\n", t, p, q));
-		*(tt__PTZSpacesExtension*)p = *(tt__PTZSpacesExtension*)q;
-		break;
-	case SOAP_TYPE_tt__Space2DDescription:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Space2DDescription type=%d location=%p object=%p\n", t, p, q));
-		*(tt__Space2DDescription*)p = *(tt__Space2DDescription*)q;
-		break;
-	case SOAP_TYPE_tt__Space1DDescription:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Space1DDescription type=%d location=%p object=%p\n", t, p, q));
-		*(tt__Space1DDescription*)p = *(tt__Space1DDescription*)q;
-		break;
-	case SOAP_TYPE_tt__PTZSpeed:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZSpeed type=%d location=%p object=%p\n", t, p, q));
-		*(tt__PTZSpeed*)p = *(tt__PTZSpeed*)q;
-		break;
-	case SOAP_TYPE_tt__PTZPreset:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZPreset type=%d location=%p object=%p\n", t, p, q));
-		*(tt__PTZPreset*)p = *(tt__PTZPreset*)q;
-		break;
-	case SOAP_TYPE__tt__ItemList_SimpleItem:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tt__ItemList_SimpleItem type=%d location=%p object=%p\n", t, p, q));
-		*(_tt__ItemList_SimpleItem*)p = *(_tt__ItemList_SimpleItem*)q;
-		break;
-	case SOAP_TYPE__tt__ItemList_ElementItem:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tt__ItemList_ElementItem type=%d location=%p object=%p\n", t, p, q));
-		*(_tt__ItemList_ElementItem*)p = *(_tt__ItemList_ElementItem*)q;
-		break;
 	case SOAP_TYPE_tt__ItemList:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__ItemList type=%d location=%p object=%p\n", t, p, q));
 		*(tt__ItemList*)p = *(tt__ItemList*)q;
@@ -9550,6 +8849,150 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 	case SOAP_TYPE_tt__Config:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Config type=%d location=%p object=%p\n", t, p, q));
 		*(tt__Config*)p = *(tt__Config*)q;
+		break;
+	case SOAP_TYPE__tds__GetDeviceInformation:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetDeviceInformation type=%d location=%p object=%p\n", t, p, q));
+		*(_tds__GetDeviceInformation*)p = *(_tds__GetDeviceInformation*)q;
+		break;
+	case SOAP_TYPE__tds__GetDeviceInformationResponse:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetDeviceInformationResponse type=%d location=%p object=%p\n", t, p, q));
+		*(_tds__GetDeviceInformationResponse*)p = *(_tds__GetDeviceInformationResponse*)q;
+		break;
+	case SOAP_TYPE__tds__SystemReboot:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__SystemReboot type=%d location=%p object=%p\n", t, p, q));
+		*(_tds__SystemReboot*)p = *(_tds__SystemReboot*)q;
+		break;
+	case SOAP_TYPE__tds__SystemRebootResponse:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__SystemRebootResponse type=%d location=%p object=%p\n", t, p, q));
+		*(_tds__SystemRebootResponse*)p = *(_tds__SystemRebootResponse*)q;
+		break;
+	case SOAP_TYPE__tds__GetCapabilities:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetCapabilities type=%d location=%p object=%p\n", t, p, q));
+		*(_tds__GetCapabilities*)p = *(_tds__GetCapabilities*)q;
+		break;
+	case SOAP_TYPE__tds__GetCapabilitiesResponse:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetCapabilitiesResponse type=%d location=%p object=%p\n", t, p, q));
+		*(_tds__GetCapabilitiesResponse*)p = *(_tds__GetCapabilitiesResponse*)q;
+		break;
+	case SOAP_TYPE_tt__DeviceEntity:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__DeviceEntity type=%d location=%p object=%p\n", t, p, q));
+		*(tt__DeviceEntity*)p = *(tt__DeviceEntity*)q;
+		break;
+	case SOAP_TYPE_tt__FloatRange:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__FloatRange type=%d location=%p object=%p\n", t, p, q));
+		*(tt__FloatRange*)p = *(tt__FloatRange*)q;
+		break;
+	case SOAP_TYPE_tt__Profile:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Profile type=%d location=%p object=%p\n", t, p, q));
+		*(tt__Profile*)p = *(tt__Profile*)q;
+		break;
+	case SOAP_TYPE_tt__ConfigurationEntity:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__ConfigurationEntity type=%d location=%p object=%p\n", t, p, q));
+		*(tt__ConfigurationEntity*)p = *(tt__ConfigurationEntity*)q;
+		break;
+	case SOAP_TYPE_tt__VideoResolution:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoResolution type=%d location=%p object=%p\n", t, p, q));
+		*(tt__VideoResolution*)p = *(tt__VideoResolution*)q;
+		break;
+	case SOAP_TYPE_tt__VideoRateControl:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoRateControl type=%d location=%p object=%p\n", t, p, q));
+		*(tt__VideoRateControl*)p = *(tt__VideoRateControl*)q;
+		break;
+	case SOAP_TYPE_tt__Mpeg4Configuration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Mpeg4Configuration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__Mpeg4Configuration*)p = *(tt__Mpeg4Configuration*)q;
+		break;
+	case SOAP_TYPE_tt__H264Configuration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__H264Configuration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__H264Configuration*)p = *(tt__H264Configuration*)q;
+		break;
+	case SOAP_TYPE_tt__VideoEncoderConfigurationOptions:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoEncoderConfigurationOptions type=%d location=%p object=%p\n", t, p, q));
+		*(tt__VideoEncoderConfigurationOptions*)p = *(tt__VideoEncoderConfigurationOptions*)q;
+		break;
+	case SOAP_TYPE_tt__VideoEncoderOptionsExtension:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoEncoderOptionsExtension type=%d location=%p object=%p\n", t, p, q));
+		*(tt__VideoEncoderOptionsExtension*)p = *(tt__VideoEncoderOptionsExtension*)q;
+		break;
+	case SOAP_TYPE_tt__VideoEncoderOptionsExtension2:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoEncoderOptionsExtension2 type=%d location=%p object=%p\n", t, p, q));
+		*(tt__VideoEncoderOptionsExtension2*)p = *(tt__VideoEncoderOptionsExtension2*)q;
+		break;
+	case SOAP_TYPE_tt__JpegOptions:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__JpegOptions type=%d location=%p object=%p\n", t, p, q));
+		*(tt__JpegOptions*)p = *(tt__JpegOptions*)q;
+		break;
+	case SOAP_TYPE_tt__Mpeg4Options:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Mpeg4Options type=%d location=%p object=%p\n", t, p, q));
+		*(tt__Mpeg4Options*)p = *(tt__Mpeg4Options*)q;
+		break;
+	case SOAP_TYPE_tt__H264Options:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__H264Options type=%d location=%p object=%p\n", t, p, q));
+		*(tt__H264Options*)p = *(tt__H264Options*)q;
+		break;
+	case SOAP_TYPE_tt__MulticastConfiguration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MulticastConfiguration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__MulticastConfiguration*)p = *(tt__MulticastConfiguration*)q;
+		break;
+	case SOAP_TYPE_tt__StreamSetup:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__StreamSetup type=%d location=%p object=%p\n", t, p, q));
+		*(tt__StreamSetup*)p = *(tt__StreamSetup*)q;
+		break;
+	case SOAP_TYPE__tt__Transport_Tunnel:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tt__Transport_Tunnel type=%d location=%p object=%p\n", t, p, q));
+		*(_tt__Transport_Tunnel*)p = *(_tt__Transport_Tunnel*)q;
+		break;
+	case SOAP_TYPE_tt__Transport:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Transport type=%d location=%p object=%p\n", t, p, q));
+		*(tt__Transport*)p = *(tt__Transport*)q;
+		break;
+	case SOAP_TYPE_tt__MediaUri:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MediaUri type=%d location=%p object=%p\n", t, p, q));
+		*(tt__MediaUri*)p = *(tt__MediaUri*)q;
+		break;
+	case SOAP_TYPE_tt__IPAddress:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__IPAddress type=%d location=%p object=%p\n", t, p, q));
+		*(tt__IPAddress*)p = *(tt__IPAddress*)q;
+		break;
+	case SOAP_TYPE_tt__Capabilities:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Capabilities type=%d location=%p object=%p\n", t, p, q));
+		*(tt__Capabilities*)p = *(tt__Capabilities*)q;
+		break;
+	case SOAP_TYPE_tt__DeviceCapabilities:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__DeviceCapabilities type=%d location=%p object=%p\n", t, p, q));
+		*(tt__DeviceCapabilities*)p = *(tt__DeviceCapabilities*)q;
+		break;
+	case SOAP_TYPE_tt__MediaCapabilities:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MediaCapabilities type=%d location=%p object=%p\n", t, p, q));
+		*(tt__MediaCapabilities*)p = *(tt__MediaCapabilities*)q;
+		break;
+	case SOAP_TYPE_tt__PTZCapabilities:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZCapabilities type=%d location=%p object=%p\n", t, p, q));
+		*(tt__PTZCapabilities*)p = *(tt__PTZCapabilities*)q;
+		break;
+	case SOAP_TYPE_tt__PTZSpaces:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZSpaces type=%d location=%p object=%p\n", t, p, q));
+		*(tt__PTZSpaces*)p = *(tt__PTZSpaces*)q;
+		break;
+	case SOAP_TYPE_tt__PTZSpacesExtension:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZSpacesExtension type=%d location=%p object=%p\n", t, p, q));
+		*(tt__PTZSpacesExtension*)p = *(tt__PTZSpacesExtension*)q;
+		break;
+	case SOAP_TYPE_tt__Space2DDescription:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Space2DDescription type=%d location=%p object=%p\n", t, p, q));
+		*(tt__Space2DDescription*)p = *(tt__Space2DDescription*)q;
+		break;
+	case SOAP_TYPE_tt__Space1DDescription:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Space1DDescription type=%d location=%p object=%p\n", t, p, q));
+		*(tt__Space1DDescription*)p = *(tt__Space1DDescription*)q;
+		break;
+	case SOAP_TYPE_tt__PTZSpeed:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZSpeed type=%d location=%p object=%p\n", t, p, q));
+		*(tt__PTZSpeed*)p = *(tt__PTZSpeed*)q;
+		break;
+	case SOAP_TYPE_tt__PTZPreset:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZPreset type=%d location=%p object=%p\n", t, p, q));
+		*(tt__PTZPreset*)p = *(tt__PTZPreset*)q;
 		break;
 	case SOAP_TYPE_tt__IntRange:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__IntRange type=%d location=%p object=%p\n", t, p, q));
@@ -9679,10 +9122,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tptz__StopResponse type=%d location=%p object=%p\n", t, p, q));
 		*(_tptz__StopResponse*)p = *(_tptz__StopResponse*)q;
 		break;
-	case SOAP_TYPE_tt__VideoSourceConfiguration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoSourceConfiguration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__VideoSourceConfiguration*)p = *(tt__VideoSourceConfiguration*)q;
-		break;
 	case SOAP_TYPE_tt__VideoEncoderConfiguration:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoEncoderConfiguration type=%d location=%p object=%p\n", t, p, q));
 		*(tt__VideoEncoderConfiguration*)p = *(tt__VideoEncoderConfiguration*)q;
@@ -9699,37 +9138,9 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__H264Options2 type=%d location=%p object=%p\n", t, p, q));
 		*(tt__H264Options2*)p = *(tt__H264Options2*)q;
 		break;
-	case SOAP_TYPE_tt__AudioSourceConfiguration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__AudioSourceConfiguration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__AudioSourceConfiguration*)p = *(tt__AudioSourceConfiguration*)q;
-		break;
-	case SOAP_TYPE_tt__AudioEncoderConfiguration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__AudioEncoderConfiguration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__AudioEncoderConfiguration*)p = *(tt__AudioEncoderConfiguration*)q;
-		break;
-	case SOAP_TYPE_tt__VideoAnalyticsConfiguration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__VideoAnalyticsConfiguration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__VideoAnalyticsConfiguration*)p = *(tt__VideoAnalyticsConfiguration*)q;
-		break;
-	case SOAP_TYPE_tt__MetadataConfiguration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MetadataConfiguration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__MetadataConfiguration*)p = *(tt__MetadataConfiguration*)q;
-		break;
-	case SOAP_TYPE_tt__AudioOutputConfiguration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__AudioOutputConfiguration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__AudioOutputConfiguration*)p = *(tt__AudioOutputConfiguration*)q;
-		break;
-	case SOAP_TYPE_tt__AudioDecoderConfiguration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__AudioDecoderConfiguration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__AudioDecoderConfiguration*)p = *(tt__AudioDecoderConfiguration*)q;
-		break;
 	case SOAP_TYPE_tt__PTZNode:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZNode type=%d location=%p object=%p\n", t, p, q));
 		*(tt__PTZNode*)p = *(tt__PTZNode*)q;
-		break;
-	case SOAP_TYPE_tt__PTZConfiguration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZConfiguration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__PTZConfiguration*)p = *(tt__PTZConfiguration*)q;
 		break;
 	case SOAP_TYPE___tds__GetDeviceInformation:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy struct __tds__GetDeviceInformation type=%d location=%p object=%p\n", t, p, q));
@@ -13181,244 +12592,6 @@ SOAP_FMAC3 tptz1__StopRequest * SOAP_FMAC4 soap_get_tptz1__StopRequest(struct so
 	return p;
 }
 
-void _tt__ItemList_ElementItem::soap_default(struct soap *soap)
-{
-	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__string(soap, &this->_tt__ItemList_ElementItem::Name);
-}
-
-void _tt__ItemList_ElementItem::soap_serialize(struct soap *soap) const
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-#endif
-}
-
-int _tt__ItemList_ElementItem::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
-{
-	return soap_out__tt__ItemList_ElementItem(soap, tag, id, this, type);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out__tt__ItemList_ElementItem(struct soap *soap, const char *tag, int id, const _tt__ItemList_ElementItem *a, const char *type)
-{
-	soap_set_attr(soap, "Name", soap_std__string2s(soap, ((_tt__ItemList_ElementItem*)a)->Name), 1);
-	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE__tt__ItemList_ElementItem), type))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-void *_tt__ItemList_ElementItem::soap_in(struct soap *soap, const char *tag, const char *type)
-{
-	return soap_in__tt__ItemList_ElementItem(soap, tag, this, type);
-}
-
-SOAP_FMAC3 _tt__ItemList_ElementItem * SOAP_FMAC4 soap_in__tt__ItemList_ElementItem(struct soap *soap, const char *tag, _tt__ItemList_ElementItem *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 0, NULL))
-		return NULL;
-	a = (_tt__ItemList_ElementItem*)soap_id_enter(soap, soap->id, a, SOAP_TYPE__tt__ItemList_ElementItem, sizeof(_tt__ItemList_ElementItem), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
-	if (!a)
-		return NULL;
-	if (soap->alloced && soap->alloced != SOAP_TYPE__tt__ItemList_ElementItem)
-	{	soap_revert(soap);
-		*soap->id = '\0';
-		return (_tt__ItemList_ElementItem *)a->soap_in(soap, tag, type);
-	}
-	if (soap->alloced)
-		a->soap_default(soap);
-	if (soap_s2std__string(soap, soap_attr_value(soap, "Name", 1, 1), &((_tt__ItemList_ElementItem*)a)->Name))
-		return NULL;
-	if (soap->body && *soap->href != '#')
-	{
-		for (;;)
-		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-				soap->error = soap_ignore_element(soap);
-			if (soap->error == SOAP_NO_TAG)
-				break;
-			if (soap->error)
-				return NULL;
-		}
-		if (soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	else
-	{	a = (_tt__ItemList_ElementItem *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE__tt__ItemList_ElementItem, SOAP_TYPE__tt__ItemList_ElementItem, sizeof(_tt__ItemList_ElementItem), 0, soap_finsert, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC1 _tt__ItemList_ElementItem * SOAP_FMAC2 soap_instantiate__tt__ItemList_ElementItem(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate__tt__ItemList_ElementItem(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	_tt__ItemList_ElementItem *p;
-	size_t k = sizeof(_tt__ItemList_ElementItem);
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE__tt__ItemList_ElementItem, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, _tt__ItemList_ElementItem);
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, _tt__ItemList_ElementItem, n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated _tt__ItemList_ElementItem location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-int _tt__ItemList_ElementItem::soap_put(struct soap *soap, const char *tag, const  char *type) const
-{
-	if (soap_out__tt__ItemList_ElementItem(soap, tag ? tag : "tt:ItemList-ElementItem", -2, this, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-void *_tt__ItemList_ElementItem::soap_get(struct soap *soap, const char *tag, const char *type)
-{
-	return soap_get__tt__ItemList_ElementItem(soap, this, tag, type);
-}
-
-SOAP_FMAC3 _tt__ItemList_ElementItem * SOAP_FMAC4 soap_get__tt__ItemList_ElementItem(struct soap *soap, _tt__ItemList_ElementItem *p, const char *tag, const char *type)
-{
-	if ((p = soap_in__tt__ItemList_ElementItem(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-void _tt__ItemList_SimpleItem::soap_default(struct soap *soap)
-{
-	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__string(soap, &this->_tt__ItemList_SimpleItem::Name);
-	soap_default_xsd__anySimpleType(soap, &this->_tt__ItemList_SimpleItem::Value);
-}
-
-void _tt__ItemList_SimpleItem::soap_serialize(struct soap *soap) const
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-#endif
-}
-
-int _tt__ItemList_SimpleItem::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
-{
-	return soap_out__tt__ItemList_SimpleItem(soap, tag, id, this, type);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out__tt__ItemList_SimpleItem(struct soap *soap, const char *tag, int id, const _tt__ItemList_SimpleItem *a, const char *type)
-{
-	soap_set_attr(soap, "Name", soap_std__string2s(soap, ((_tt__ItemList_SimpleItem*)a)->Name), 1);
-	soap_set_attr(soap, "Value", soap_xsd__anySimpleType2s(soap, ((_tt__ItemList_SimpleItem*)a)->Value), 1);
-	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE__tt__ItemList_SimpleItem), type))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-void *_tt__ItemList_SimpleItem::soap_in(struct soap *soap, const char *tag, const char *type)
-{
-	return soap_in__tt__ItemList_SimpleItem(soap, tag, this, type);
-}
-
-SOAP_FMAC3 _tt__ItemList_SimpleItem * SOAP_FMAC4 soap_in__tt__ItemList_SimpleItem(struct soap *soap, const char *tag, _tt__ItemList_SimpleItem *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 0, NULL))
-		return NULL;
-	a = (_tt__ItemList_SimpleItem*)soap_id_enter(soap, soap->id, a, SOAP_TYPE__tt__ItemList_SimpleItem, sizeof(_tt__ItemList_SimpleItem), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
-	if (!a)
-		return NULL;
-	if (soap->alloced && soap->alloced != SOAP_TYPE__tt__ItemList_SimpleItem)
-	{	soap_revert(soap);
-		*soap->id = '\0';
-		return (_tt__ItemList_SimpleItem *)a->soap_in(soap, tag, type);
-	}
-	if (soap->alloced)
-		a->soap_default(soap);
-	if (soap_s2std__string(soap, soap_attr_value(soap, "Name", 1, 1), &((_tt__ItemList_SimpleItem*)a)->Name))
-		return NULL;
-	if (soap_s2xsd__anySimpleType(soap, soap_attr_value(soap, "Value", 1, 1), &((_tt__ItemList_SimpleItem*)a)->Value))
-		return NULL;
-	if (soap->body && *soap->href != '#')
-	{
-		for (;;)
-		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-				soap->error = soap_ignore_element(soap);
-			if (soap->error == SOAP_NO_TAG)
-				break;
-			if (soap->error)
-				return NULL;
-		}
-		if (soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	else
-	{	a = (_tt__ItemList_SimpleItem *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE__tt__ItemList_SimpleItem, SOAP_TYPE__tt__ItemList_SimpleItem, sizeof(_tt__ItemList_SimpleItem), 0, soap_finsert, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC1 _tt__ItemList_SimpleItem * SOAP_FMAC2 soap_instantiate__tt__ItemList_SimpleItem(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate__tt__ItemList_SimpleItem(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	_tt__ItemList_SimpleItem *p;
-	size_t k = sizeof(_tt__ItemList_SimpleItem);
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE__tt__ItemList_SimpleItem, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, _tt__ItemList_SimpleItem);
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, _tt__ItemList_SimpleItem, n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated _tt__ItemList_SimpleItem location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-int _tt__ItemList_SimpleItem::soap_put(struct soap *soap, const char *tag, const  char *type) const
-{
-	if (soap_out__tt__ItemList_SimpleItem(soap, tag ? tag : "tt:ItemList-SimpleItem", -2, this, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-void *_tt__ItemList_SimpleItem::soap_get(struct soap *soap, const char *tag, const char *type)
-{
-	return soap_get__tt__ItemList_SimpleItem(soap, this, tag, type);
-}
-
-SOAP_FMAC3 _tt__ItemList_SimpleItem * SOAP_FMAC4 soap_get__tt__ItemList_SimpleItem(struct soap *soap, _tt__ItemList_SimpleItem *p, const char *tag, const char *type)
-{
-	if ((p = soap_in__tt__ItemList_SimpleItem(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
 void _tt__Transport_Tunnel::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
@@ -13527,119 +12700,6 @@ void *_tt__Transport_Tunnel::soap_get(struct soap *soap, const char *tag, const 
 SOAP_FMAC3 _tt__Transport_Tunnel * SOAP_FMAC4 soap_get__tt__Transport_Tunnel(struct soap *soap, _tt__Transport_Tunnel *p, const char *tag, const char *type)
 {
 	if ((p = soap_in__tt__Transport_Tunnel(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-void _tt__EventSubscription_SubscriptionPolicy::soap_default(struct soap *soap)
-{
-	(void)soap; /* appease -Wall -Werror */
-}
-
-void _tt__EventSubscription_SubscriptionPolicy::soap_serialize(struct soap *soap) const
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-#endif
-}
-
-int _tt__EventSubscription_SubscriptionPolicy::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
-{
-	return soap_out__tt__EventSubscription_SubscriptionPolicy(soap, tag, id, this, type);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, const char *tag, int id, const _tt__EventSubscription_SubscriptionPolicy *a, const char *type)
-{
-	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy), type))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-void *_tt__EventSubscription_SubscriptionPolicy::soap_in(struct soap *soap, const char *tag, const char *type)
-{
-	return soap_in__tt__EventSubscription_SubscriptionPolicy(soap, tag, this, type);
-}
-
-SOAP_FMAC3 _tt__EventSubscription_SubscriptionPolicy * SOAP_FMAC4 soap_in__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, const char *tag, _tt__EventSubscription_SubscriptionPolicy *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 0, NULL))
-		return NULL;
-	a = (_tt__EventSubscription_SubscriptionPolicy*)soap_id_enter(soap, soap->id, a, SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy, sizeof(_tt__EventSubscription_SubscriptionPolicy), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
-	if (!a)
-		return NULL;
-	if (soap->alloced && soap->alloced != SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy)
-	{	soap_revert(soap);
-		*soap->id = '\0';
-		return (_tt__EventSubscription_SubscriptionPolicy *)a->soap_in(soap, tag, type);
-	}
-	if (soap->alloced)
-		a->soap_default(soap);
-	if (soap->body && *soap->href != '#')
-	{
-		for (;;)
-		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-				soap->error = soap_ignore_element(soap);
-			if (soap->error == SOAP_NO_TAG)
-				break;
-			if (soap->error)
-				return NULL;
-		}
-		if (soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	else
-	{	a = (_tt__EventSubscription_SubscriptionPolicy *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy, SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy, sizeof(_tt__EventSubscription_SubscriptionPolicy), 0, soap_finsert, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC1 _tt__EventSubscription_SubscriptionPolicy * SOAP_FMAC2 soap_instantiate__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate__tt__EventSubscription_SubscriptionPolicy(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	_tt__EventSubscription_SubscriptionPolicy *p;
-	size_t k = sizeof(_tt__EventSubscription_SubscriptionPolicy);
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, _tt__EventSubscription_SubscriptionPolicy);
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, _tt__EventSubscription_SubscriptionPolicy, n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated _tt__EventSubscription_SubscriptionPolicy location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-int _tt__EventSubscription_SubscriptionPolicy::soap_put(struct soap *soap, const char *tag, const  char *type) const
-{
-	if (soap_out__tt__EventSubscription_SubscriptionPolicy(soap, tag ? tag : "tt:EventSubscription-SubscriptionPolicy", -2, this, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-void *_tt__EventSubscription_SubscriptionPolicy::soap_get(struct soap *soap, const char *tag, const char *type)
-{
-	return soap_get__tt__EventSubscription_SubscriptionPolicy(soap, this, tag, type);
-}
-
-SOAP_FMAC3 _tt__EventSubscription_SubscriptionPolicy * SOAP_FMAC4 soap_get__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, _tt__EventSubscription_SubscriptionPolicy *p, const char *tag, const char *type)
-{
-	if ((p = soap_in__tt__EventSubscription_SubscriptionPolicy(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -18217,17 +17277,13 @@ SOAP_FMAC3 tt__IntRange * SOAP_FMAC4 soap_get_tt__IntRange(struct soap *soap, tt
 
 void tt__Config::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__Config::Parameters = NULL;
-	soap_default_std__string(soap, &this->tt__Config::Name);
-	soap_default_xsd__QName(soap, &this->tt__Config::Type);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__Config::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__ItemList(soap, &this->tt__Config::Parameters);
 #endif
 }
 
@@ -18238,16 +17294,8 @@ int tt__Config::soap_out(struct soap *soap, const char *tag, int id, const char 
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Config(struct soap *soap, const char *tag, int id, const tt__Config *a, const char *type)
 {
-	soap_set_attr(soap, "Name", soap_std__string2s(soap, ((tt__Config*)a)->Name), 1);
-	soap_set_attr(soap, "Type", soap_xsd__QName2s(soap, ((tt__Config*)a)->Type), 1);
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__Config), type))
-		return soap->error;
-	if (!a->tt__Config::Parameters)
-	{	if (soap_element_empty(soap, "tt:Parameters", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__ItemList(soap, "tt:Parameters", -1, &a->tt__Config::Parameters, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -18272,21 +17320,10 @@ SOAP_FMAC3 tt__Config * SOAP_FMAC4 soap_in_tt__Config(struct soap *soap, const c
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	if (soap_s2std__string(soap, soap_attr_value(soap, "Name", 1, 1), &((tt__Config*)a)->Name))
-		return NULL;
-	if (soap_s2xsd__QName(soap, soap_attr_value(soap, "Type", 2, 1), &((tt__Config*)a)->Type))
-		return NULL;
-	size_t soap_flag_Parameters1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Parameters1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__ItemList(soap, "tt:Parameters", &a->tt__Config::Parameters, "tt:ItemList"))
-				{	soap_flag_Parameters1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -18296,14 +17333,6 @@ SOAP_FMAC3 tt__Config * SOAP_FMAC4 soap_in_tt__Config(struct soap *soap, const c
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (!a->tt__Config::Parameters))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__Config *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__Config, SOAP_TYPE_tt__Config, sizeof(tt__Config), 0, soap_finsert, soap_fbase);
@@ -18324,15 +17353,10 @@ SOAP_FMAC1 tt__Config * SOAP_FMAC2 soap_instantiate_tt__Config(struct soap *soap
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__Config);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__Config, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__Config location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -18366,7 +17390,7 @@ SOAP_FMAC3 tt__Config * SOAP_FMAC4 soap_get_tt__Config(struct soap *soap, tt__Co
 
 void tt__RuleEngineConfigurationExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__RuleEngineConfigurationExtension::soap_serialize(struct soap *soap) const
@@ -18442,15 +17466,10 @@ SOAP_FMAC1 tt__RuleEngineConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__RuleEngineConfigurationExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__RuleEngineConfigurationExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__RuleEngineConfigurationExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -18484,17 +17503,13 @@ SOAP_FMAC3 tt__RuleEngineConfigurationExtension * SOAP_FMAC4 soap_get_tt__RuleEn
 
 void tt__RuleEngineConfiguration::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_std__vectorTemplateOfPointerTott__Config(soap, &this->tt__RuleEngineConfiguration::Rule);
-	this->tt__RuleEngineConfiguration::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__RuleEngineConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOfPointerTott__Config(soap, &this->tt__RuleEngineConfiguration::Rule);
-	soap_serialize_PointerTott__RuleEngineConfigurationExtension(soap, &this->tt__RuleEngineConfiguration::Extension);
 #endif
 }
 
@@ -18507,10 +17522,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__RuleEngineConfiguration(struct soap *soap
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__RuleEngineConfiguration), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOfPointerTott__Config(soap, "tt:Rule", -1, &a->tt__RuleEngineConfiguration::Rule, ""))
-		return soap->error;
-	if (soap_out_PointerTott__RuleEngineConfigurationExtension(soap, "tt:Extension", -1, &a->tt__RuleEngineConfiguration::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -18535,21 +17546,10 @@ SOAP_FMAC3 tt__RuleEngineConfiguration * SOAP_FMAC4 soap_in_tt__RuleEngineConfig
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOfPointerTott__Config(soap, "tt:Rule", &a->tt__RuleEngineConfiguration::Rule, "tt:Config"))
-					continue;
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__RuleEngineConfigurationExtension(soap, "tt:Extension", &a->tt__RuleEngineConfiguration::Extension, "tt:RuleEngineConfigurationExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -18579,15 +17579,10 @@ SOAP_FMAC1 tt__RuleEngineConfiguration * SOAP_FMAC2 soap_instantiate_tt__RuleEng
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__RuleEngineConfiguration);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__RuleEngineConfiguration, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__RuleEngineConfiguration location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -18621,7 +17616,7 @@ SOAP_FMAC3 tt__RuleEngineConfiguration * SOAP_FMAC4 soap_get_tt__RuleEngineConfi
 
 void tt__AnalyticsEngineConfigurationExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__AnalyticsEngineConfigurationExtension::soap_serialize(struct soap *soap) const
@@ -18697,15 +17692,10 @@ SOAP_FMAC1 tt__AnalyticsEngineConfigurationExtension * SOAP_FMAC2 soap_instantia
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__AnalyticsEngineConfigurationExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__AnalyticsEngineConfigurationExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__AnalyticsEngineConfigurationExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -18739,17 +17729,13 @@ SOAP_FMAC3 tt__AnalyticsEngineConfigurationExtension * SOAP_FMAC4 soap_get_tt__A
 
 void tt__AnalyticsEngineConfiguration::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_std__vectorTemplateOfPointerTott__Config(soap, &this->tt__AnalyticsEngineConfiguration::AnalyticsModule);
-	this->tt__AnalyticsEngineConfiguration::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__AnalyticsEngineConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOfPointerTott__Config(soap, &this->tt__AnalyticsEngineConfiguration::AnalyticsModule);
-	soap_serialize_PointerTott__AnalyticsEngineConfigurationExtension(soap, &this->tt__AnalyticsEngineConfiguration::Extension);
 #endif
 }
 
@@ -18762,10 +17748,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AnalyticsEngineConfiguration(struct soap 
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AnalyticsEngineConfiguration), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOfPointerTott__Config(soap, "tt:AnalyticsModule", -1, &a->tt__AnalyticsEngineConfiguration::AnalyticsModule, ""))
-		return soap->error;
-	if (soap_out_PointerTott__AnalyticsEngineConfigurationExtension(soap, "tt:Extension", -1, &a->tt__AnalyticsEngineConfiguration::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -18790,21 +17772,10 @@ SOAP_FMAC3 tt__AnalyticsEngineConfiguration * SOAP_FMAC4 soap_in_tt__AnalyticsEn
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOfPointerTott__Config(soap, "tt:AnalyticsModule", &a->tt__AnalyticsEngineConfiguration::AnalyticsModule, "tt:Config"))
-					continue;
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__AnalyticsEngineConfigurationExtension(soap, "tt:Extension", &a->tt__AnalyticsEngineConfiguration::Extension, "tt:AnalyticsEngineConfigurationExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -18834,15 +17805,10 @@ SOAP_FMAC1 tt__AnalyticsEngineConfiguration * SOAP_FMAC2 soap_instantiate_tt__An
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__AnalyticsEngineConfiguration);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__AnalyticsEngineConfiguration, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__AnalyticsEngineConfiguration location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -18876,7 +17842,7 @@ SOAP_FMAC3 tt__AnalyticsEngineConfiguration * SOAP_FMAC4 soap_get_tt__AnalyticsE
 
 void tt__ItemListExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__ItemListExtension::soap_serialize(struct soap *soap) const
@@ -18952,15 +17918,10 @@ SOAP_FMAC1 tt__ItemListExtension * SOAP_FMAC2 soap_instantiate_tt__ItemListExten
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__ItemListExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__ItemListExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__ItemListExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -18994,19 +17955,13 @@ SOAP_FMAC3 tt__ItemListExtension * SOAP_FMAC4 soap_get_tt__ItemListExtension(str
 
 void tt__ItemList::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_std__vectorTemplateOf_tt__ItemList_SimpleItem(soap, &this->tt__ItemList::SimpleItem);
-	soap_default_std__vectorTemplateOf_tt__ItemList_ElementItem(soap, &this->tt__ItemList::ElementItem);
-	this->tt__ItemList::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__ItemList::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_tt__ItemList_SimpleItem(soap, &this->tt__ItemList::SimpleItem);
-	soap_serialize_std__vectorTemplateOf_tt__ItemList_ElementItem(soap, &this->tt__ItemList::ElementItem);
-	soap_serialize_PointerTott__ItemListExtension(soap, &this->tt__ItemList::Extension);
 #endif
 }
 
@@ -19019,12 +17974,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ItemList(struct soap *soap, const char *t
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__ItemList), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_tt__ItemList_SimpleItem(soap, "tt:SimpleItem", -1, &a->tt__ItemList::SimpleItem, ""))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_tt__ItemList_ElementItem(soap, "tt:ElementItem", -1, &a->tt__ItemList::ElementItem, ""))
-		return soap->error;
-	if (soap_out_PointerTott__ItemListExtension(soap, "tt:Extension", -1, &a->tt__ItemList::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -19049,25 +17998,10 @@ SOAP_FMAC3 tt__ItemList * SOAP_FMAC4 soap_in_tt__ItemList(struct soap *soap, con
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_tt__ItemList_SimpleItem(soap, "tt:SimpleItem", &a->tt__ItemList::SimpleItem, ""))
-					continue;
-			}
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_tt__ItemList_ElementItem(soap, "tt:ElementItem", &a->tt__ItemList::ElementItem, ""))
-					continue;
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__ItemListExtension(soap, "tt:Extension", &a->tt__ItemList::Extension, "tt:ItemListExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -19097,15 +18031,10 @@ SOAP_FMAC1 tt__ItemList * SOAP_FMAC2 soap_instantiate_tt__ItemList(struct soap *
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__ItemList);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__ItemList, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__ItemList location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -20067,15 +18996,13 @@ SOAP_FMAC3 tt__PTZSpaces * SOAP_FMAC4 soap_get_tt__PTZSpaces(struct soap *soap, 
 
 void tt__ZoomLimits::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__ZoomLimits::Range = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__ZoomLimits::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__Space1DDescription(soap, &this->tt__ZoomLimits::Range);
 #endif
 }
 
@@ -20088,12 +19015,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ZoomLimits(struct soap *soap, const char 
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__ZoomLimits), type))
-		return soap->error;
-	if (!a->tt__ZoomLimits::Range)
-	{	if (soap_element_empty(soap, "tt:Range", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__Space1DDescription(soap, "tt:Range", -1, &a->tt__ZoomLimits::Range, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -20118,17 +19039,10 @@ SOAP_FMAC3 tt__ZoomLimits * SOAP_FMAC4 soap_in_tt__ZoomLimits(struct soap *soap,
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Range1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Range1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__Space1DDescription(soap, "tt:Range", &a->tt__ZoomLimits::Range, "tt:Space1DDescription"))
-				{	soap_flag_Range1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -20138,14 +19052,6 @@ SOAP_FMAC3 tt__ZoomLimits * SOAP_FMAC4 soap_in_tt__ZoomLimits(struct soap *soap,
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (!a->tt__ZoomLimits::Range))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__ZoomLimits *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__ZoomLimits, SOAP_TYPE_tt__ZoomLimits, sizeof(tt__ZoomLimits), 0, soap_finsert, soap_fbase);
@@ -20166,15 +19072,10 @@ SOAP_FMAC1 tt__ZoomLimits * SOAP_FMAC2 soap_instantiate_tt__ZoomLimits(struct so
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__ZoomLimits);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__ZoomLimits, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__ZoomLimits location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -20208,15 +19109,13 @@ SOAP_FMAC3 tt__ZoomLimits * SOAP_FMAC4 soap_get_tt__ZoomLimits(struct soap *soap
 
 void tt__PanTiltLimits::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__PanTiltLimits::Range = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__PanTiltLimits::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__Space2DDescription(soap, &this->tt__PanTiltLimits::Range);
 #endif
 }
 
@@ -20229,12 +19128,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PanTiltLimits(struct soap *soap, const ch
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PanTiltLimits), type))
-		return soap->error;
-	if (!a->tt__PanTiltLimits::Range)
-	{	if (soap_element_empty(soap, "tt:Range", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__Space2DDescription(soap, "tt:Range", -1, &a->tt__PanTiltLimits::Range, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -20259,17 +19152,10 @@ SOAP_FMAC3 tt__PanTiltLimits * SOAP_FMAC4 soap_in_tt__PanTiltLimits(struct soap 
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Range1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Range1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__Space2DDescription(soap, "tt:Range", &a->tt__PanTiltLimits::Range, "tt:Space2DDescription"))
-				{	soap_flag_Range1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -20279,14 +19165,6 @@ SOAP_FMAC3 tt__PanTiltLimits * SOAP_FMAC4 soap_in_tt__PanTiltLimits(struct soap 
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (!a->tt__PanTiltLimits::Range))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__PanTiltLimits *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__PanTiltLimits, SOAP_TYPE_tt__PanTiltLimits, sizeof(tt__PanTiltLimits), 0, soap_finsert, soap_fbase);
@@ -20307,15 +19185,10 @@ SOAP_FMAC1 tt__PanTiltLimits * SOAP_FMAC2 soap_instantiate_tt__PanTiltLimits(str
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PanTiltLimits);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PanTiltLimits, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PanTiltLimits location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -20349,8 +19222,7 @@ SOAP_FMAC3 tt__PanTiltLimits * SOAP_FMAC4 soap_get_tt__PanTiltLimits(struct soap
 
 void tt__Reverse::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_tt__ReverseMode(soap, &this->tt__Reverse::Mode);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__Reverse::soap_serialize(struct soap *soap) const
@@ -20369,8 +19241,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Reverse(struct soap *soap, const char *ta
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__Reverse), type))
-		return soap->error;
-	if (soap_out_tt__ReverseMode(soap, "tt:Mode", -1, &a->tt__Reverse::Mode, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -20395,17 +19265,10 @@ SOAP_FMAC3 tt__Reverse * SOAP_FMAC4 soap_in_tt__Reverse(struct soap *soap, const
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Mode1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Mode1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_tt__ReverseMode(soap, "tt:Mode", &a->tt__Reverse::Mode, "tt:ReverseMode"))
-				{	soap_flag_Mode1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -20415,14 +19278,6 @@ SOAP_FMAC3 tt__Reverse * SOAP_FMAC4 soap_in_tt__Reverse(struct soap *soap, const
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Mode1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__Reverse *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__Reverse, SOAP_TYPE_tt__Reverse, sizeof(tt__Reverse), 0, soap_finsert, soap_fbase);
@@ -20443,15 +19298,10 @@ SOAP_FMAC1 tt__Reverse * SOAP_FMAC2 soap_instantiate_tt__Reverse(struct soap *so
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__Reverse);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__Reverse, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__Reverse location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -20485,8 +19335,7 @@ SOAP_FMAC3 tt__Reverse * SOAP_FMAC4 soap_get_tt__Reverse(struct soap *soap, tt__
 
 void tt__EFlip::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_tt__EFlipMode(soap, &this->tt__EFlip::Mode);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__EFlip::soap_serialize(struct soap *soap) const
@@ -20505,8 +19354,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__EFlip(struct soap *soap, const char *tag,
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__EFlip), type))
-		return soap->error;
-	if (soap_out_tt__EFlipMode(soap, "tt:Mode", -1, &a->tt__EFlip::Mode, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -20531,17 +19378,10 @@ SOAP_FMAC3 tt__EFlip * SOAP_FMAC4 soap_in_tt__EFlip(struct soap *soap, const cha
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Mode1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Mode1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_tt__EFlipMode(soap, "tt:Mode", &a->tt__EFlip::Mode, "tt:EFlipMode"))
-				{	soap_flag_Mode1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -20551,14 +19391,6 @@ SOAP_FMAC3 tt__EFlip * SOAP_FMAC4 soap_in_tt__EFlip(struct soap *soap, const cha
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Mode1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__EFlip *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__EFlip, SOAP_TYPE_tt__EFlip, sizeof(tt__EFlip), 0, soap_finsert, soap_fbase);
@@ -20579,15 +19411,10 @@ SOAP_FMAC1 tt__EFlip * SOAP_FMAC2 soap_instantiate_tt__EFlip(struct soap *soap, 
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__EFlip);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__EFlip, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__EFlip location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -20621,7 +19448,7 @@ SOAP_FMAC3 tt__EFlip * SOAP_FMAC4 soap_get_tt__EFlip(struct soap *soap, tt__EFli
 
 void tt__PTControlDirectionExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__PTControlDirectionExtension::soap_serialize(struct soap *soap) const
@@ -20697,15 +19524,10 @@ SOAP_FMAC1 tt__PTControlDirectionExtension * SOAP_FMAC2 soap_instantiate_tt__PTC
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTControlDirectionExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTControlDirectionExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTControlDirectionExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -20739,19 +19561,13 @@ SOAP_FMAC3 tt__PTControlDirectionExtension * SOAP_FMAC4 soap_get_tt__PTControlDi
 
 void tt__PTControlDirection::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__PTControlDirection::EFlip = NULL;
-	this->tt__PTControlDirection::Reverse = NULL;
-	this->tt__PTControlDirection::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__PTControlDirection::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__EFlip(soap, &this->tt__PTControlDirection::EFlip);
-	soap_serialize_PointerTott__Reverse(soap, &this->tt__PTControlDirection::Reverse);
-	soap_serialize_PointerTott__PTControlDirectionExtension(soap, &this->tt__PTControlDirection::Extension);
 #endif
 }
 
@@ -20764,12 +19580,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTControlDirection(struct soap *soap, con
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PTControlDirection), type))
-		return soap->error;
-	if (soap_out_PointerTott__EFlip(soap, "tt:EFlip", -1, &a->tt__PTControlDirection::EFlip, ""))
-		return soap->error;
-	if (soap_out_PointerTott__Reverse(soap, "tt:Reverse", -1, &a->tt__PTControlDirection::Reverse, ""))
-		return soap->error;
-	if (soap_out_PointerTott__PTControlDirectionExtension(soap, "tt:Extension", -1, &a->tt__PTControlDirection::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -20794,31 +19604,10 @@ SOAP_FMAC3 tt__PTControlDirection * SOAP_FMAC4 soap_in_tt__PTControlDirection(st
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_EFlip1 = 1;
-	size_t soap_flag_Reverse1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_EFlip1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__EFlip(soap, "tt:EFlip", &a->tt__PTControlDirection::EFlip, "tt:EFlip"))
-				{	soap_flag_EFlip1--;
-					continue;
-				}
-			}
-			if (soap_flag_Reverse1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__Reverse(soap, "tt:Reverse", &a->tt__PTControlDirection::Reverse, "tt:Reverse"))
-				{	soap_flag_Reverse1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__PTControlDirectionExtension(soap, "tt:Extension", &a->tt__PTControlDirection::Extension, "tt:PTControlDirectionExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -20848,15 +19637,10 @@ SOAP_FMAC1 tt__PTControlDirection * SOAP_FMAC2 soap_instantiate_tt__PTControlDir
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTControlDirection);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTControlDirection, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTControlDirection location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -20890,7 +19674,7 @@ SOAP_FMAC3 tt__PTControlDirection * SOAP_FMAC4 soap_get_tt__PTControlDirection(s
 
 void tt__PTZConfigurationExtension2::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__PTZConfigurationExtension2::soap_serialize(struct soap *soap) const
@@ -20966,15 +19750,10 @@ SOAP_FMAC1 tt__PTZConfigurationExtension2 * SOAP_FMAC2 soap_instantiate_tt__PTZC
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTZConfigurationExtension2);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTZConfigurationExtension2, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTZConfigurationExtension2 location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -21008,17 +19787,13 @@ SOAP_FMAC3 tt__PTZConfigurationExtension2 * SOAP_FMAC4 soap_get_tt__PTZConfigura
 
 void tt__PTZConfigurationExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__PTZConfigurationExtension::PTControlDirection = NULL;
-	this->tt__PTZConfigurationExtension::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__PTZConfigurationExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__PTControlDirection(soap, &this->tt__PTZConfigurationExtension::PTControlDirection);
-	soap_serialize_PointerTott__PTZConfigurationExtension2(soap, &this->tt__PTZConfigurationExtension::Extension);
 #endif
 }
 
@@ -21031,10 +19806,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZConfigurationExtension(struct soap *so
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PTZConfigurationExtension), type))
-		return soap->error;
-	if (soap_out_PointerTott__PTControlDirection(soap, "tt:PTControlDirection", -1, &a->tt__PTZConfigurationExtension::PTControlDirection, ""))
-		return soap->error;
-	if (soap_out_PointerTott__PTZConfigurationExtension2(soap, "tt:Extension", -1, &a->tt__PTZConfigurationExtension::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -21059,24 +19830,10 @@ SOAP_FMAC3 tt__PTZConfigurationExtension * SOAP_FMAC4 soap_in_tt__PTZConfigurati
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_PTControlDirection1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_PTControlDirection1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__PTControlDirection(soap, "tt:PTControlDirection", &a->tt__PTZConfigurationExtension::PTControlDirection, "tt:PTControlDirection"))
-				{	soap_flag_PTControlDirection1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__PTZConfigurationExtension2(soap, "tt:Extension", &a->tt__PTZConfigurationExtension::Extension, "tt:PTZConfigurationExtension2"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -21106,15 +19863,10 @@ SOAP_FMAC1 tt__PTZConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__PTZCo
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTZConfigurationExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTZConfigurationExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTZConfigurationExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -21148,43 +19900,18 @@ SOAP_FMAC3 tt__PTZConfigurationExtension * SOAP_FMAC4 soap_get_tt__PTZConfigurat
 
 void tt__PTZConfiguration::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__ConfigurationEntity::soap_default(soap);
-	soap_default_tt__ReferenceToken(soap, &this->tt__PTZConfiguration::NodeToken);
-	this->tt__PTZConfiguration::DefaultAbsolutePantTiltPositionSpace = NULL;
-	this->tt__PTZConfiguration::DefaultAbsoluteZoomPositionSpace = NULL;
-	this->tt__PTZConfiguration::DefaultRelativePanTiltTranslationSpace = NULL;
-	this->tt__PTZConfiguration::DefaultRelativeZoomTranslationSpace = NULL;
-	this->tt__PTZConfiguration::DefaultContinuousPanTiltVelocitySpace = NULL;
-	this->tt__PTZConfiguration::DefaultContinuousZoomVelocitySpace = NULL;
-	this->tt__PTZConfiguration::DefaultPTZSpeed = NULL;
-	this->tt__PTZConfiguration::DefaultPTZTimeout = NULL;
-	this->tt__PTZConfiguration::PanTiltLimits = NULL;
-	this->tt__PTZConfiguration::ZoomLimits = NULL;
-	this->tt__PTZConfiguration::Extension = NULL;
-	this->tt__PTZConfiguration::MoveRamp = NULL;
-	this->tt__PTZConfiguration::PresetRamp = NULL;
-	this->tt__PTZConfiguration::PresetTourRamp = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__string(soap, &this->tt__PTZConfiguration::NodeToken);
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__PTZConfiguration::__any);
 }
 
 void tt__PTZConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__PTZConfiguration::NodeToken, SOAP_TYPE_tt__ReferenceToken);
-	soap_serialize_tt__ReferenceToken(soap, &this->tt__PTZConfiguration::NodeToken);
-	soap_serialize_PointerToxsd__anyURI(soap, &this->tt__PTZConfiguration::DefaultAbsolutePantTiltPositionSpace);
-	soap_serialize_PointerToxsd__anyURI(soap, &this->tt__PTZConfiguration::DefaultAbsoluteZoomPositionSpace);
-	soap_serialize_PointerToxsd__anyURI(soap, &this->tt__PTZConfiguration::DefaultRelativePanTiltTranslationSpace);
-	soap_serialize_PointerToxsd__anyURI(soap, &this->tt__PTZConfiguration::DefaultRelativeZoomTranslationSpace);
-	soap_serialize_PointerToxsd__anyURI(soap, &this->tt__PTZConfiguration::DefaultContinuousPanTiltVelocitySpace);
-	soap_serialize_PointerToxsd__anyURI(soap, &this->tt__PTZConfiguration::DefaultContinuousZoomVelocitySpace);
-	soap_serialize_PointerTott__PTZSpeed(soap, &this->tt__PTZConfiguration::DefaultPTZSpeed);
-	soap_serialize_PointerToxsd__duration(soap, &this->tt__PTZConfiguration::DefaultPTZTimeout);
-	soap_serialize_PointerTott__PanTiltLimits(soap, &this->tt__PTZConfiguration::PanTiltLimits);
-	soap_serialize_PointerTott__ZoomLimits(soap, &this->tt__PTZConfiguration::ZoomLimits);
-	soap_serialize_PointerTott__PTZConfigurationExtension(soap, &this->tt__PTZConfiguration::Extension);
-	this->tt__ConfigurationEntity::soap_serialize(soap);
+	soap_embedded(soap, &this->tt__PTZConfiguration::NodeToken, SOAP_TYPE_std__string);
+	soap_serialize_std__string(soap, &this->tt__PTZConfiguration::NodeToken);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__PTZConfiguration::__any);
 #endif
 }
 
@@ -21195,46 +19922,12 @@ int tt__PTZConfiguration::soap_out(struct soap *soap, const char *tag, int id, c
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZConfiguration(struct soap *soap, const char *tag, int id, const tt__PTZConfiguration *a, const char *type)
 {
-	if (((tt__PTZConfiguration*)a)->MoveRamp)
-	{	soap_set_attr(soap, "MoveRamp", soap_int2s(soap, *((tt__PTZConfiguration*)a)->MoveRamp), 1);
-	}
-	if (((tt__PTZConfiguration*)a)->PresetRamp)
-	{	soap_set_attr(soap, "PresetRamp", soap_int2s(soap, *((tt__PTZConfiguration*)a)->PresetRamp), 1);
-	}
-	if (((tt__PTZConfiguration*)a)->PresetTourRamp)
-	{	soap_set_attr(soap, "PresetTourRamp", soap_int2s(soap, *((tt__PTZConfiguration*)a)->PresetTourRamp), 1);
-	}
-	soap_set_attr(soap, "token", soap_tt__ReferenceToken2s(soap, ((tt__ConfigurationEntity*)a)->token), 1);
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PTZConfiguration), type ? type : "tt:PTZConfiguration"))
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PTZConfiguration), type))
 		return soap->error;
-	if (soap_out_tt__Name(soap, "tt:Name", -1, &a->tt__ConfigurationEntity::Name, ""))
+	if (soap_out_std__string(soap, "tt:NodeToken", -1, &a->tt__PTZConfiguration::NodeToken, ""))
 		return soap->error;
-	if (soap_out_int(soap, "tt:UseCount", -1, &a->tt__ConfigurationEntity::UseCount, ""))
-		return soap->error;
-	if (soap_out_tt__ReferenceToken(soap, "tt:NodeToken", -1, &a->tt__PTZConfiguration::NodeToken, ""))
-		return soap->error;
-	if (soap_out_PointerToxsd__anyURI(soap, "tt:DefaultAbsolutePantTiltPositionSpace", -1, &a->tt__PTZConfiguration::DefaultAbsolutePantTiltPositionSpace, ""))
-		return soap->error;
-	if (soap_out_PointerToxsd__anyURI(soap, "tt:DefaultAbsoluteZoomPositionSpace", -1, &a->tt__PTZConfiguration::DefaultAbsoluteZoomPositionSpace, ""))
-		return soap->error;
-	if (soap_out_PointerToxsd__anyURI(soap, "tt:DefaultRelativePanTiltTranslationSpace", -1, &a->tt__PTZConfiguration::DefaultRelativePanTiltTranslationSpace, ""))
-		return soap->error;
-	if (soap_out_PointerToxsd__anyURI(soap, "tt:DefaultRelativeZoomTranslationSpace", -1, &a->tt__PTZConfiguration::DefaultRelativeZoomTranslationSpace, ""))
-		return soap->error;
-	if (soap_out_PointerToxsd__anyURI(soap, "tt:DefaultContinuousPanTiltVelocitySpace", -1, &a->tt__PTZConfiguration::DefaultContinuousPanTiltVelocitySpace, ""))
-		return soap->error;
-	if (soap_out_PointerToxsd__anyURI(soap, "tt:DefaultContinuousZoomVelocitySpace", -1, &a->tt__PTZConfiguration::DefaultContinuousZoomVelocitySpace, ""))
-		return soap->error;
-	if (soap_out_PointerTott__PTZSpeed(soap, "tt:DefaultPTZSpeed", -1, &a->tt__PTZConfiguration::DefaultPTZSpeed, ""))
-		return soap->error;
-	if (soap_out_PointerToxsd__duration(soap, "tt:DefaultPTZTimeout", -1, &a->tt__PTZConfiguration::DefaultPTZTimeout, ""))
-		return soap->error;
-	if (soap_out_PointerTott__PanTiltLimits(soap, "tt:PanTiltLimits", -1, &a->tt__PTZConfiguration::PanTiltLimits, ""))
-		return soap->error;
-	if (soap_out_PointerTott__ZoomLimits(soap, "tt:ZoomLimits", -1, &a->tt__PTZConfiguration::ZoomLimits, ""))
-		return soap->error;
-	if (soap_out_PointerTott__PTZConfigurationExtension(soap, "tt:Extension", -1, &a->tt__PTZConfiguration::Extension, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__PTZConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -21259,145 +19952,20 @@ SOAP_FMAC3 tt__PTZConfiguration * SOAP_FMAC4 soap_in_tt__PTZConfiguration(struct
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	{
-		const char *t = soap_attr_value(soap, "MoveRamp", 5, 0);
-		if (t)
-		{
-			if (!(((tt__PTZConfiguration*)a)->MoveRamp = (int *)soap_malloc(soap, sizeof(int))))
-				return NULL;
-			if (soap_s2int(soap, t, ((tt__PTZConfiguration*)a)->MoveRamp))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	{
-		const char *t = soap_attr_value(soap, "PresetRamp", 5, 0);
-		if (t)
-		{
-			if (!(((tt__PTZConfiguration*)a)->PresetRamp = (int *)soap_malloc(soap, sizeof(int))))
-				return NULL;
-			if (soap_s2int(soap, t, ((tt__PTZConfiguration*)a)->PresetRamp))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	{
-		const char *t = soap_attr_value(soap, "PresetTourRamp", 5, 0);
-		if (t)
-		{
-			if (!(((tt__PTZConfiguration*)a)->PresetTourRamp = (int *)soap_malloc(soap, sizeof(int))))
-				return NULL;
-			if (soap_s2int(soap, t, ((tt__PTZConfiguration*)a)->PresetTourRamp))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	if (soap_s2tt__ReferenceToken(soap, soap_attr_value(soap, "token", 1, 1), &((tt__ConfigurationEntity*)a)->token))
-		return NULL;
-	size_t soap_flag_Name2 = 1;
-	size_t soap_flag_UseCount2 = 1;
 	size_t soap_flag_NodeToken1 = 1;
-	size_t soap_flag_DefaultAbsolutePantTiltPositionSpace1 = 1;
-	size_t soap_flag_DefaultAbsoluteZoomPositionSpace1 = 1;
-	size_t soap_flag_DefaultRelativePanTiltTranslationSpace1 = 1;
-	size_t soap_flag_DefaultRelativeZoomTranslationSpace1 = 1;
-	size_t soap_flag_DefaultContinuousPanTiltVelocitySpace1 = 1;
-	size_t soap_flag_DefaultContinuousZoomVelocitySpace1 = 1;
-	size_t soap_flag_DefaultPTZSpeed1 = 1;
-	size_t soap_flag_DefaultPTZTimeout1 = 1;
-	size_t soap_flag_PanTiltLimits1 = 1;
-	size_t soap_flag_ZoomLimits1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Name2 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__Name(soap, "tt:Name", &a->tt__ConfigurationEntity::Name, "tt:Name"))
-				{	soap_flag_Name2--;
-					continue;
-				}
-			}
-			if (soap_flag_UseCount2 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:UseCount", &a->tt__ConfigurationEntity::UseCount, "xsd:int"))
-				{	soap_flag_UseCount2--;
-					continue;
-				}
-			}
 			if (soap_flag_NodeToken1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__ReferenceToken(soap, "tt:NodeToken", &a->tt__PTZConfiguration::NodeToken, "tt:ReferenceToken"))
+			{	if (soap_in_std__string(soap, "tt:NodeToken", &a->tt__PTZConfiguration::NodeToken, "xsd:string"))
 				{	soap_flag_NodeToken1--;
 					continue;
 				}
 			}
-			if (soap_flag_DefaultAbsolutePantTiltPositionSpace1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_PointerToxsd__anyURI(soap, "tt:DefaultAbsolutePantTiltPositionSpace", &a->tt__PTZConfiguration::DefaultAbsolutePantTiltPositionSpace, "xsd:anyURI"))
-				{	soap_flag_DefaultAbsolutePantTiltPositionSpace1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__PTZConfiguration::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_DefaultAbsoluteZoomPositionSpace1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_PointerToxsd__anyURI(soap, "tt:DefaultAbsoluteZoomPositionSpace", &a->tt__PTZConfiguration::DefaultAbsoluteZoomPositionSpace, "xsd:anyURI"))
-				{	soap_flag_DefaultAbsoluteZoomPositionSpace1--;
-					continue;
-				}
-			}
-			if (soap_flag_DefaultRelativePanTiltTranslationSpace1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_PointerToxsd__anyURI(soap, "tt:DefaultRelativePanTiltTranslationSpace", &a->tt__PTZConfiguration::DefaultRelativePanTiltTranslationSpace, "xsd:anyURI"))
-				{	soap_flag_DefaultRelativePanTiltTranslationSpace1--;
-					continue;
-				}
-			}
-			if (soap_flag_DefaultRelativeZoomTranslationSpace1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_PointerToxsd__anyURI(soap, "tt:DefaultRelativeZoomTranslationSpace", &a->tt__PTZConfiguration::DefaultRelativeZoomTranslationSpace, "xsd:anyURI"))
-				{	soap_flag_DefaultRelativeZoomTranslationSpace1--;
-					continue;
-				}
-			}
-			if (soap_flag_DefaultContinuousPanTiltVelocitySpace1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_PointerToxsd__anyURI(soap, "tt:DefaultContinuousPanTiltVelocitySpace", &a->tt__PTZConfiguration::DefaultContinuousPanTiltVelocitySpace, "xsd:anyURI"))
-				{	soap_flag_DefaultContinuousPanTiltVelocitySpace1--;
-					continue;
-				}
-			}
-			if (soap_flag_DefaultContinuousZoomVelocitySpace1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_PointerToxsd__anyURI(soap, "tt:DefaultContinuousZoomVelocitySpace", &a->tt__PTZConfiguration::DefaultContinuousZoomVelocitySpace, "xsd:anyURI"))
-				{	soap_flag_DefaultContinuousZoomVelocitySpace1--;
-					continue;
-				}
-			}
-			if (soap_flag_DefaultPTZSpeed1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__PTZSpeed(soap, "tt:DefaultPTZSpeed", &a->tt__PTZConfiguration::DefaultPTZSpeed, "tt:PTZSpeed"))
-				{	soap_flag_DefaultPTZSpeed1--;
-					continue;
-				}
-			}
-			if (soap_flag_DefaultPTZTimeout1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_PointerToxsd__duration(soap, "tt:DefaultPTZTimeout", &a->tt__PTZConfiguration::DefaultPTZTimeout, "xsd:duration"))
-				{	soap_flag_DefaultPTZTimeout1--;
-					continue;
-				}
-			}
-			if (soap_flag_PanTiltLimits1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__PanTiltLimits(soap, "tt:PanTiltLimits", &a->tt__PTZConfiguration::PanTiltLimits, "tt:PanTiltLimits"))
-				{	soap_flag_PanTiltLimits1--;
-					continue;
-				}
-			}
-			if (soap_flag_ZoomLimits1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__ZoomLimits(soap, "tt:ZoomLimits", &a->tt__PTZConfiguration::ZoomLimits, "tt:ZoomLimits"))
-				{	soap_flag_ZoomLimits1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__PTZConfigurationExtension(soap, "tt:Extension", &a->tt__PTZConfiguration::Extension, "tt:PTZConfigurationExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -21408,7 +19976,7 @@ SOAP_FMAC3 tt__PTZConfiguration * SOAP_FMAC4 soap_in_tt__PTZConfiguration(struct
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Name2 > 0 || soap_flag_UseCount2 > 0 || soap_flag_NodeToken1 > 0))
+		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_NodeToken1 > 0))
 		{	soap->error = SOAP_OCCURS;
 			return NULL;
 		}
@@ -21436,15 +20004,10 @@ SOAP_FMAC1 tt__PTZConfiguration * SOAP_FMAC2 soap_instantiate_tt__PTZConfigurati
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTZConfiguration);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTZConfiguration, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTZConfiguration location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -21478,7 +20041,7 @@ SOAP_FMAC3 tt__PTZConfiguration * SOAP_FMAC4 soap_get_tt__PTZConfiguration(struc
 
 void tt__PTZPresetTourSupportedExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__PTZPresetTourSupportedExtension::soap_serialize(struct soap *soap) const
@@ -21554,15 +20117,10 @@ SOAP_FMAC1 tt__PTZPresetTourSupportedExtension * SOAP_FMAC2 soap_instantiate_tt_
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTZPresetTourSupportedExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTZPresetTourSupportedExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTZPresetTourSupportedExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -21596,19 +20154,13 @@ SOAP_FMAC3 tt__PTZPresetTourSupportedExtension * SOAP_FMAC4 soap_get_tt__PTZPres
 
 void tt__PTZPresetTourSupported::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_int(soap, &this->tt__PTZPresetTourSupported::MaximumNumberOfPresetTours);
-	soap_default_std__vectorTemplateOftt__PTZPresetTourOperation(soap, &this->tt__PTZPresetTourSupported::PTZPresetTourOperation);
-	this->tt__PTZPresetTourSupported::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__PTZPresetTourSupported::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__PTZPresetTourSupported::MaximumNumberOfPresetTours, SOAP_TYPE_int);
-	soap_serialize_std__vectorTemplateOftt__PTZPresetTourOperation(soap, &this->tt__PTZPresetTourSupported::PTZPresetTourOperation);
-	soap_serialize_PointerTott__PTZPresetTourSupportedExtension(soap, &this->tt__PTZPresetTourSupported::Extension);
 #endif
 }
 
@@ -21621,12 +20173,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZPresetTourSupported(struct soap *soap,
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PTZPresetTourSupported), type))
-		return soap->error;
-	if (soap_out_int(soap, "tt:MaximumNumberOfPresetTours", -1, &a->tt__PTZPresetTourSupported::MaximumNumberOfPresetTours, ""))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOftt__PTZPresetTourOperation(soap, "tt:PTZPresetTourOperation", -1, &a->tt__PTZPresetTourSupported::PTZPresetTourOperation, ""))
-		return soap->error;
-	if (soap_out_PointerTott__PTZPresetTourSupportedExtension(soap, "tt:Extension", -1, &a->tt__PTZPresetTourSupported::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -21651,28 +20197,10 @@ SOAP_FMAC3 tt__PTZPresetTourSupported * SOAP_FMAC4 soap_in_tt__PTZPresetTourSupp
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_MaximumNumberOfPresetTours1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_MaximumNumberOfPresetTours1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:MaximumNumberOfPresetTours", &a->tt__PTZPresetTourSupported::MaximumNumberOfPresetTours, "xsd:int"))
-				{	soap_flag_MaximumNumberOfPresetTours1--;
-					continue;
-				}
-			}
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOftt__PTZPresetTourOperation(soap, "tt:PTZPresetTourOperation", &a->tt__PTZPresetTourSupported::PTZPresetTourOperation, "tt:PTZPresetTourOperation"))
-					continue;
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__PTZPresetTourSupportedExtension(soap, "tt:Extension", &a->tt__PTZPresetTourSupported::Extension, "tt:PTZPresetTourSupportedExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -21682,14 +20210,6 @@ SOAP_FMAC3 tt__PTZPresetTourSupported * SOAP_FMAC4 soap_in_tt__PTZPresetTourSupp
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_MaximumNumberOfPresetTours1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__PTZPresetTourSupported *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__PTZPresetTourSupported, SOAP_TYPE_tt__PTZPresetTourSupported, sizeof(tt__PTZPresetTourSupported), 0, soap_finsert, soap_fbase);
@@ -21710,15 +20230,10 @@ SOAP_FMAC1 tt__PTZPresetTourSupported * SOAP_FMAC2 soap_instantiate_tt__PTZPrese
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTZPresetTourSupported);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTZPresetTourSupported, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTZPresetTourSupported location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -21752,7 +20267,7 @@ SOAP_FMAC3 tt__PTZPresetTourSupported * SOAP_FMAC4 soap_get_tt__PTZPresetTourSup
 
 void tt__PTZNodeExtension2::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__PTZNodeExtension2::soap_serialize(struct soap *soap) const
@@ -21828,15 +20343,10 @@ SOAP_FMAC1 tt__PTZNodeExtension2 * SOAP_FMAC2 soap_instantiate_tt__PTZNodeExtens
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTZNodeExtension2);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTZNodeExtension2, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTZNodeExtension2 location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -21870,17 +20380,15 @@ SOAP_FMAC3 tt__PTZNodeExtension2 * SOAP_FMAC4 soap_get_tt__PTZNodeExtension2(str
 
 void tt__PTZNodeExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__PTZNodeExtension::SupportedPresetTour = NULL;
-	this->tt__PTZNodeExtension::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__PTZNodeExtension::__any);
 }
 
 void tt__PTZNodeExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__PTZPresetTourSupported(soap, &this->tt__PTZNodeExtension::SupportedPresetTour);
-	soap_serialize_PointerTott__PTZNodeExtension2(soap, &this->tt__PTZNodeExtension::Extension);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__PTZNodeExtension::__any);
 #endif
 }
 
@@ -21894,9 +20402,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZNodeExtension(struct soap *soap, const
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PTZNodeExtension), type))
 		return soap->error;
-	if (soap_out_PointerTott__PTZPresetTourSupported(soap, "tt:SupportedPresetTour", -1, &a->tt__PTZNodeExtension::SupportedPresetTour, ""))
-		return soap->error;
-	if (soap_out_PointerTott__PTZNodeExtension2(soap, "tt:Extension", -1, &a->tt__PTZNodeExtension::Extension, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__PTZNodeExtension::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -21921,23 +20427,13 @@ SOAP_FMAC3 tt__PTZNodeExtension * SOAP_FMAC4 soap_in_tt__PTZNodeExtension(struct
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_SupportedPresetTour1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_SupportedPresetTour1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__PTZPresetTourSupported(soap, "tt:SupportedPresetTour", &a->tt__PTZNodeExtension::SupportedPresetTour, "tt:PTZPresetTourSupported"))
-				{	soap_flag_SupportedPresetTour1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__PTZNodeExtension::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__PTZNodeExtension2(soap, "tt:Extension", &a->tt__PTZNodeExtension::Extension, "tt:PTZNodeExtension2"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -21968,15 +20464,10 @@ SOAP_FMAC1 tt__PTZNodeExtension * SOAP_FMAC2 soap_instantiate_tt__PTZNodeExtensi
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTZNodeExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTZNodeExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTZNodeExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -22240,7 +20731,7 @@ SOAP_FMAC3 tt__PTZNode * SOAP_FMAC4 soap_get_tt__PTZNode(struct soap *soap, tt__
 
 void tt__AnalyticsDeviceExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__AnalyticsDeviceExtension::soap_serialize(struct soap *soap) const
@@ -22316,15 +20807,10 @@ SOAP_FMAC1 tt__AnalyticsDeviceExtension * SOAP_FMAC2 soap_instantiate_tt__Analyt
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__AnalyticsDeviceExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__AnalyticsDeviceExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__AnalyticsDeviceExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -22358,20 +20844,13 @@ SOAP_FMAC3 tt__AnalyticsDeviceExtension * SOAP_FMAC4 soap_get_tt__AnalyticsDevic
 
 void tt__AnalyticsDeviceCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__AnalyticsDeviceCapabilities::XAddr);
-	this->tt__AnalyticsDeviceCapabilities::RuleSupport = NULL;
-	this->tt__AnalyticsDeviceCapabilities::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__AnalyticsDeviceCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__AnalyticsDeviceCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__AnalyticsDeviceCapabilities::XAddr);
-	soap_serialize_PointerTobool(soap, &this->tt__AnalyticsDeviceCapabilities::RuleSupport);
-	soap_serialize_PointerTott__AnalyticsDeviceExtension(soap, &this->tt__AnalyticsDeviceCapabilities::Extension);
 #endif
 }
 
@@ -22384,12 +20863,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AnalyticsDeviceCapabilities(struct soap *
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AnalyticsDeviceCapabilities), type))
-		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__AnalyticsDeviceCapabilities::XAddr, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:RuleSupport", -1, &a->tt__AnalyticsDeviceCapabilities::RuleSupport, ""))
-		return soap->error;
-	if (soap_out_PointerTott__AnalyticsDeviceExtension(soap, "tt:Extension", -1, &a->tt__AnalyticsDeviceCapabilities::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -22414,31 +20887,10 @@ SOAP_FMAC3 tt__AnalyticsDeviceCapabilities * SOAP_FMAC4 soap_in_tt__AnalyticsDev
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_XAddr1 = 1;
-	size_t soap_flag_RuleSupport1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__AnalyticsDeviceCapabilities::XAddr, "xsd:anyURI"))
-				{	soap_flag_XAddr1--;
-					continue;
-				}
-			}
-			if (soap_flag_RuleSupport1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:RuleSupport", &a->tt__AnalyticsDeviceCapabilities::RuleSupport, "xsd:boolean"))
-				{	soap_flag_RuleSupport1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__AnalyticsDeviceExtension(soap, "tt:Extension", &a->tt__AnalyticsDeviceCapabilities::Extension, "tt:AnalyticsDeviceExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -22448,14 +20900,6 @@ SOAP_FMAC3 tt__AnalyticsDeviceCapabilities * SOAP_FMAC4 soap_in_tt__AnalyticsDev
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__AnalyticsDeviceCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__AnalyticsDeviceCapabilities, SOAP_TYPE_tt__AnalyticsDeviceCapabilities, sizeof(tt__AnalyticsDeviceCapabilities), 0, soap_finsert, soap_fbase);
@@ -22476,15 +20920,10 @@ SOAP_FMAC1 tt__AnalyticsDeviceCapabilities * SOAP_FMAC2 soap_instantiate_tt__Ana
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__AnalyticsDeviceCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__AnalyticsDeviceCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__AnalyticsDeviceCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -22518,26 +20957,13 @@ SOAP_FMAC3 tt__AnalyticsDeviceCapabilities * SOAP_FMAC4 soap_get_tt__AnalyticsDe
 
 void tt__ReceiverCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__ReceiverCapabilities::XAddr);
-	soap_default_bool(soap, &this->tt__ReceiverCapabilities::RTP_USCOREMulticast);
-	soap_default_bool(soap, &this->tt__ReceiverCapabilities::RTP_USCORETCP);
-	soap_default_bool(soap, &this->tt__ReceiverCapabilities::RTP_USCORERTSP_USCORETCP);
-	soap_default_int(soap, &this->tt__ReceiverCapabilities::SupportedReceivers);
-	soap_default_int(soap, &this->tt__ReceiverCapabilities::MaximumRTSPURILength);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__ReceiverCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__ReceiverCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__ReceiverCapabilities::XAddr);
-	soap_embedded(soap, &this->tt__ReceiverCapabilities::RTP_USCOREMulticast, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__ReceiverCapabilities::RTP_USCORETCP, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__ReceiverCapabilities::RTP_USCORERTSP_USCORETCP, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__ReceiverCapabilities::SupportedReceivers, SOAP_TYPE_int);
-	soap_embedded(soap, &this->tt__ReceiverCapabilities::MaximumRTSPURILength, SOAP_TYPE_int);
 #endif
 }
 
@@ -22550,18 +20976,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ReceiverCapabilities(struct soap *soap, c
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__ReceiverCapabilities), type))
-		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__ReceiverCapabilities::XAddr, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:RTP_Multicast", -1, &a->tt__ReceiverCapabilities::RTP_USCOREMulticast, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:RTP_TCP", -1, &a->tt__ReceiverCapabilities::RTP_USCORETCP, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:RTP_RTSP_TCP", -1, &a->tt__ReceiverCapabilities::RTP_USCORERTSP_USCORETCP, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:SupportedReceivers", -1, &a->tt__ReceiverCapabilities::SupportedReceivers, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:MaximumRTSPURILength", -1, &a->tt__ReceiverCapabilities::MaximumRTSPURILength, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -22586,52 +21000,10 @@ SOAP_FMAC3 tt__ReceiverCapabilities * SOAP_FMAC4 soap_in_tt__ReceiverCapabilitie
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_XAddr1 = 1;
-	size_t soap_flag_RTP_USCOREMulticast1 = 1;
-	size_t soap_flag_RTP_USCORETCP1 = 1;
-	size_t soap_flag_RTP_USCORERTSP_USCORETCP1 = 1;
-	size_t soap_flag_SupportedReceivers1 = 1;
-	size_t soap_flag_MaximumRTSPURILength1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__ReceiverCapabilities::XAddr, "xsd:anyURI"))
-				{	soap_flag_XAddr1--;
-					continue;
-				}
-			}
-			if (soap_flag_RTP_USCOREMulticast1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:RTP_Multicast", &a->tt__ReceiverCapabilities::RTP_USCOREMulticast, "xsd:boolean"))
-				{	soap_flag_RTP_USCOREMulticast1--;
-					continue;
-				}
-			}
-			if (soap_flag_RTP_USCORETCP1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:RTP_TCP", &a->tt__ReceiverCapabilities::RTP_USCORETCP, "xsd:boolean"))
-				{	soap_flag_RTP_USCORETCP1--;
-					continue;
-				}
-			}
-			if (soap_flag_RTP_USCORERTSP_USCORETCP1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:RTP_RTSP_TCP", &a->tt__ReceiverCapabilities::RTP_USCORERTSP_USCORETCP, "xsd:boolean"))
-				{	soap_flag_RTP_USCORERTSP_USCORETCP1--;
-					continue;
-				}
-			}
-			if (soap_flag_SupportedReceivers1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:SupportedReceivers", &a->tt__ReceiverCapabilities::SupportedReceivers, "xsd:int"))
-				{	soap_flag_SupportedReceivers1--;
-					continue;
-				}
-			}
-			if (soap_flag_MaximumRTSPURILength1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:MaximumRTSPURILength", &a->tt__ReceiverCapabilities::MaximumRTSPURILength, "xsd:int"))
-				{	soap_flag_MaximumRTSPURILength1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -22641,14 +21013,6 @@ SOAP_FMAC3 tt__ReceiverCapabilities * SOAP_FMAC4 soap_in_tt__ReceiverCapabilitie
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0 || soap_flag_RTP_USCOREMulticast1 > 0 || soap_flag_RTP_USCORETCP1 > 0 || soap_flag_RTP_USCORERTSP_USCORETCP1 > 0 || soap_flag_SupportedReceivers1 > 0 || soap_flag_MaximumRTSPURILength1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__ReceiverCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__ReceiverCapabilities, SOAP_TYPE_tt__ReceiverCapabilities, sizeof(tt__ReceiverCapabilities), 0, soap_finsert, soap_fbase);
@@ -22669,15 +21033,10 @@ SOAP_FMAC1 tt__ReceiverCapabilities * SOAP_FMAC2 soap_instantiate_tt__ReceiverCa
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__ReceiverCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__ReceiverCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__ReceiverCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -22711,16 +21070,13 @@ SOAP_FMAC3 tt__ReceiverCapabilities * SOAP_FMAC4 soap_get_tt__ReceiverCapabiliti
 
 void tt__ReplayCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__ReplayCapabilities::XAddr);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__ReplayCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__ReplayCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__ReplayCapabilities::XAddr);
 #endif
 }
 
@@ -22733,8 +21089,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ReplayCapabilities(struct soap *soap, con
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__ReplayCapabilities), type))
-		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__ReplayCapabilities::XAddr, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -22759,17 +21113,10 @@ SOAP_FMAC3 tt__ReplayCapabilities * SOAP_FMAC4 soap_in_tt__ReplayCapabilities(st
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_XAddr1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__ReplayCapabilities::XAddr, "xsd:anyURI"))
-				{	soap_flag_XAddr1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -22779,14 +21126,6 @@ SOAP_FMAC3 tt__ReplayCapabilities * SOAP_FMAC4 soap_in_tt__ReplayCapabilities(st
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__ReplayCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__ReplayCapabilities, SOAP_TYPE_tt__ReplayCapabilities, sizeof(tt__ReplayCapabilities), 0, soap_finsert, soap_fbase);
@@ -22807,15 +21146,10 @@ SOAP_FMAC1 tt__ReplayCapabilities * SOAP_FMAC2 soap_instantiate_tt__ReplayCapabi
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__ReplayCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__ReplayCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__ReplayCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -22849,22 +21183,13 @@ SOAP_FMAC3 tt__ReplayCapabilities * SOAP_FMAC4 soap_get_tt__ReplayCapabilities(s
 
 void tt__SearchCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__SearchCapabilities::XAddr);
-	soap_default_bool(soap, &this->tt__SearchCapabilities::MetadataSearch);
-	this->tt__SearchCapabilities::NLSearch = NULL;
-	this->tt__SearchCapabilities::ImageSearch = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__SearchCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__SearchCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__SearchCapabilities::XAddr);
-	soap_embedded(soap, &this->tt__SearchCapabilities::MetadataSearch, SOAP_TYPE_bool);
-	soap_serialize_PointerTobool(soap, &this->tt__SearchCapabilities::NLSearch);
-	soap_serialize_PointerTobool(soap, &this->tt__SearchCapabilities::ImageSearch);
 #endif
 }
 
@@ -22877,14 +21202,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SearchCapabilities(struct soap *soap, con
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SearchCapabilities), type))
-		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__SearchCapabilities::XAddr, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:MetadataSearch", -1, &a->tt__SearchCapabilities::MetadataSearch, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:NLSearch", -1, &a->tt__SearchCapabilities::NLSearch, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:ImageSearch", -1, &a->tt__SearchCapabilities::ImageSearch, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -22909,38 +21226,10 @@ SOAP_FMAC3 tt__SearchCapabilities * SOAP_FMAC4 soap_in_tt__SearchCapabilities(st
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_XAddr1 = 1;
-	size_t soap_flag_MetadataSearch1 = 1;
-	size_t soap_flag_NLSearch1 = 1;
-	size_t soap_flag_ImageSearch1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__SearchCapabilities::XAddr, "xsd:anyURI"))
-				{	soap_flag_XAddr1--;
-					continue;
-				}
-			}
-			if (soap_flag_MetadataSearch1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:MetadataSearch", &a->tt__SearchCapabilities::MetadataSearch, "xsd:boolean"))
-				{	soap_flag_MetadataSearch1--;
-					continue;
-				}
-			}
-			if (soap_flag_NLSearch1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:NLSearch", &a->tt__SearchCapabilities::NLSearch, "xsd:boolean"))
-				{	soap_flag_NLSearch1--;
-					continue;
-				}
-			}
-			if (soap_flag_ImageSearch1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:ImageSearch", &a->tt__SearchCapabilities::ImageSearch, "xsd:boolean"))
-				{	soap_flag_ImageSearch1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -22950,14 +21239,6 @@ SOAP_FMAC3 tt__SearchCapabilities * SOAP_FMAC4 soap_in_tt__SearchCapabilities(st
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0 || soap_flag_MetadataSearch1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__SearchCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__SearchCapabilities, SOAP_TYPE_tt__SearchCapabilities, sizeof(tt__SearchCapabilities), 0, soap_finsert, soap_fbase);
@@ -22978,15 +21259,10 @@ SOAP_FMAC1 tt__SearchCapabilities * SOAP_FMAC2 soap_instantiate_tt__SearchCapabi
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__SearchCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__SearchCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__SearchCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -23020,26 +21296,13 @@ SOAP_FMAC3 tt__SearchCapabilities * SOAP_FMAC4 soap_get_tt__SearchCapabilities(s
 
 void tt__RecordingCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__RecordingCapabilities::XAddr);
-	soap_default_bool(soap, &this->tt__RecordingCapabilities::ReceiverSource);
-	soap_default_bool(soap, &this->tt__RecordingCapabilities::MediaProfileSource);
-	soap_default_bool(soap, &this->tt__RecordingCapabilities::DynamicRecordings);
-	soap_default_bool(soap, &this->tt__RecordingCapabilities::DynamicTracks);
-	soap_default_int(soap, &this->tt__RecordingCapabilities::MaxStringLength);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__RecordingCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__RecordingCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__RecordingCapabilities::XAddr);
-	soap_embedded(soap, &this->tt__RecordingCapabilities::ReceiverSource, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__RecordingCapabilities::MediaProfileSource, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__RecordingCapabilities::DynamicRecordings, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__RecordingCapabilities::DynamicTracks, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__RecordingCapabilities::MaxStringLength, SOAP_TYPE_int);
 #endif
 }
 
@@ -23052,18 +21315,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__RecordingCapabilities(struct soap *soap, 
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__RecordingCapabilities), type))
-		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__RecordingCapabilities::XAddr, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:ReceiverSource", -1, &a->tt__RecordingCapabilities::ReceiverSource, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:MediaProfileSource", -1, &a->tt__RecordingCapabilities::MediaProfileSource, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:DynamicRecordings", -1, &a->tt__RecordingCapabilities::DynamicRecordings, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:DynamicTracks", -1, &a->tt__RecordingCapabilities::DynamicTracks, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:MaxStringLength", -1, &a->tt__RecordingCapabilities::MaxStringLength, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -23088,52 +21339,10 @@ SOAP_FMAC3 tt__RecordingCapabilities * SOAP_FMAC4 soap_in_tt__RecordingCapabilit
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_XAddr1 = 1;
-	size_t soap_flag_ReceiverSource1 = 1;
-	size_t soap_flag_MediaProfileSource1 = 1;
-	size_t soap_flag_DynamicRecordings1 = 1;
-	size_t soap_flag_DynamicTracks1 = 1;
-	size_t soap_flag_MaxStringLength1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__RecordingCapabilities::XAddr, "xsd:anyURI"))
-				{	soap_flag_XAddr1--;
-					continue;
-				}
-			}
-			if (soap_flag_ReceiverSource1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:ReceiverSource", &a->tt__RecordingCapabilities::ReceiverSource, "xsd:boolean"))
-				{	soap_flag_ReceiverSource1--;
-					continue;
-				}
-			}
-			if (soap_flag_MediaProfileSource1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:MediaProfileSource", &a->tt__RecordingCapabilities::MediaProfileSource, "xsd:boolean"))
-				{	soap_flag_MediaProfileSource1--;
-					continue;
-				}
-			}
-			if (soap_flag_DynamicRecordings1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:DynamicRecordings", &a->tt__RecordingCapabilities::DynamicRecordings, "xsd:boolean"))
-				{	soap_flag_DynamicRecordings1--;
-					continue;
-				}
-			}
-			if (soap_flag_DynamicTracks1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:DynamicTracks", &a->tt__RecordingCapabilities::DynamicTracks, "xsd:boolean"))
-				{	soap_flag_DynamicTracks1--;
-					continue;
-				}
-			}
-			if (soap_flag_MaxStringLength1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:MaxStringLength", &a->tt__RecordingCapabilities::MaxStringLength, "xsd:int"))
-				{	soap_flag_MaxStringLength1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -23143,14 +21352,6 @@ SOAP_FMAC3 tt__RecordingCapabilities * SOAP_FMAC4 soap_in_tt__RecordingCapabilit
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0 || soap_flag_ReceiverSource1 > 0 || soap_flag_MediaProfileSource1 > 0 || soap_flag_DynamicRecordings1 > 0 || soap_flag_DynamicTracks1 > 0 || soap_flag_MaxStringLength1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__RecordingCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__RecordingCapabilities, SOAP_TYPE_tt__RecordingCapabilities, sizeof(tt__RecordingCapabilities), 0, soap_finsert, soap_fbase);
@@ -23171,15 +21372,10 @@ SOAP_FMAC1 tt__RecordingCapabilities * SOAP_FMAC2 soap_instantiate_tt__Recording
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__RecordingCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__RecordingCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__RecordingCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -23213,18 +21409,13 @@ SOAP_FMAC3 tt__RecordingCapabilities * SOAP_FMAC4 soap_get_tt__RecordingCapabili
 
 void tt__DisplayCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__DisplayCapabilities::XAddr);
-	soap_default_bool(soap, &this->tt__DisplayCapabilities::FixedLayout);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__DisplayCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__DisplayCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__DisplayCapabilities::XAddr);
-	soap_embedded(soap, &this->tt__DisplayCapabilities::FixedLayout, SOAP_TYPE_bool);
 #endif
 }
 
@@ -23237,10 +21428,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__DisplayCapabilities(struct soap *soap, co
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__DisplayCapabilities), type))
-		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__DisplayCapabilities::XAddr, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:FixedLayout", -1, &a->tt__DisplayCapabilities::FixedLayout, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -23265,24 +21452,10 @@ SOAP_FMAC3 tt__DisplayCapabilities * SOAP_FMAC4 soap_in_tt__DisplayCapabilities(
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_XAddr1 = 1;
-	size_t soap_flag_FixedLayout1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__DisplayCapabilities::XAddr, "xsd:anyURI"))
-				{	soap_flag_XAddr1--;
-					continue;
-				}
-			}
-			if (soap_flag_FixedLayout1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:FixedLayout", &a->tt__DisplayCapabilities::FixedLayout, "xsd:boolean"))
-				{	soap_flag_FixedLayout1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -23292,14 +21465,6 @@ SOAP_FMAC3 tt__DisplayCapabilities * SOAP_FMAC4 soap_in_tt__DisplayCapabilities(
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0 || soap_flag_FixedLayout1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__DisplayCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__DisplayCapabilities, SOAP_TYPE_tt__DisplayCapabilities, sizeof(tt__DisplayCapabilities), 0, soap_finsert, soap_fbase);
@@ -23320,15 +21485,10 @@ SOAP_FMAC1 tt__DisplayCapabilities * SOAP_FMAC2 soap_instantiate_tt__DisplayCapa
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__DisplayCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__DisplayCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__DisplayCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -23362,26 +21522,13 @@ SOAP_FMAC3 tt__DisplayCapabilities * SOAP_FMAC4 soap_get_tt__DisplayCapabilities
 
 void tt__DeviceIOCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__DeviceIOCapabilities::XAddr);
-	soap_default_int(soap, &this->tt__DeviceIOCapabilities::VideoSources);
-	soap_default_int(soap, &this->tt__DeviceIOCapabilities::VideoOutputs);
-	soap_default_int(soap, &this->tt__DeviceIOCapabilities::AudioSources);
-	soap_default_int(soap, &this->tt__DeviceIOCapabilities::AudioOutputs);
-	soap_default_int(soap, &this->tt__DeviceIOCapabilities::RelayOutputs);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__DeviceIOCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__DeviceIOCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__DeviceIOCapabilities::XAddr);
-	soap_embedded(soap, &this->tt__DeviceIOCapabilities::VideoSources, SOAP_TYPE_int);
-	soap_embedded(soap, &this->tt__DeviceIOCapabilities::VideoOutputs, SOAP_TYPE_int);
-	soap_embedded(soap, &this->tt__DeviceIOCapabilities::AudioSources, SOAP_TYPE_int);
-	soap_embedded(soap, &this->tt__DeviceIOCapabilities::AudioOutputs, SOAP_TYPE_int);
-	soap_embedded(soap, &this->tt__DeviceIOCapabilities::RelayOutputs, SOAP_TYPE_int);
 #endif
 }
 
@@ -23394,18 +21541,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__DeviceIOCapabilities(struct soap *soap, c
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__DeviceIOCapabilities), type))
-		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__DeviceIOCapabilities::XAddr, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:VideoSources", -1, &a->tt__DeviceIOCapabilities::VideoSources, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:VideoOutputs", -1, &a->tt__DeviceIOCapabilities::VideoOutputs, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:AudioSources", -1, &a->tt__DeviceIOCapabilities::AudioSources, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:AudioOutputs", -1, &a->tt__DeviceIOCapabilities::AudioOutputs, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:RelayOutputs", -1, &a->tt__DeviceIOCapabilities::RelayOutputs, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -23430,52 +21565,10 @@ SOAP_FMAC3 tt__DeviceIOCapabilities * SOAP_FMAC4 soap_in_tt__DeviceIOCapabilitie
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_XAddr1 = 1;
-	size_t soap_flag_VideoSources1 = 1;
-	size_t soap_flag_VideoOutputs1 = 1;
-	size_t soap_flag_AudioSources1 = 1;
-	size_t soap_flag_AudioOutputs1 = 1;
-	size_t soap_flag_RelayOutputs1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__DeviceIOCapabilities::XAddr, "xsd:anyURI"))
-				{	soap_flag_XAddr1--;
-					continue;
-				}
-			}
-			if (soap_flag_VideoSources1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:VideoSources", &a->tt__DeviceIOCapabilities::VideoSources, "xsd:int"))
-				{	soap_flag_VideoSources1--;
-					continue;
-				}
-			}
-			if (soap_flag_VideoOutputs1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:VideoOutputs", &a->tt__DeviceIOCapabilities::VideoOutputs, "xsd:int"))
-				{	soap_flag_VideoOutputs1--;
-					continue;
-				}
-			}
-			if (soap_flag_AudioSources1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:AudioSources", &a->tt__DeviceIOCapabilities::AudioSources, "xsd:int"))
-				{	soap_flag_AudioSources1--;
-					continue;
-				}
-			}
-			if (soap_flag_AudioOutputs1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:AudioOutputs", &a->tt__DeviceIOCapabilities::AudioOutputs, "xsd:int"))
-				{	soap_flag_AudioOutputs1--;
-					continue;
-				}
-			}
-			if (soap_flag_RelayOutputs1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:RelayOutputs", &a->tt__DeviceIOCapabilities::RelayOutputs, "xsd:int"))
-				{	soap_flag_RelayOutputs1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -23485,14 +21578,6 @@ SOAP_FMAC3 tt__DeviceIOCapabilities * SOAP_FMAC4 soap_in_tt__DeviceIOCapabilitie
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0 || soap_flag_VideoSources1 > 0 || soap_flag_VideoOutputs1 > 0 || soap_flag_AudioSources1 > 0 || soap_flag_AudioOutputs1 > 0 || soap_flag_RelayOutputs1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__DeviceIOCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__DeviceIOCapabilities, SOAP_TYPE_tt__DeviceIOCapabilities, sizeof(tt__DeviceIOCapabilities), 0, soap_finsert, soap_fbase);
@@ -23513,15 +21598,10 @@ SOAP_FMAC1 tt__DeviceIOCapabilities * SOAP_FMAC2 soap_instantiate_tt__DeviceIOCa
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__DeviceIOCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__DeviceIOCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__DeviceIOCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -23693,16 +21773,15 @@ SOAP_FMAC3 tt__PTZCapabilities * SOAP_FMAC4 soap_get_tt__PTZCapabilities(struct 
 
 void tt__ImagingCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__ImagingCapabilities::XAddr);
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__ImagingCapabilities::__any);
 }
 
 void tt__ImagingCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__ImagingCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__ImagingCapabilities::XAddr);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__ImagingCapabilities::__any);
 #endif
 }
 
@@ -23716,7 +21795,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ImagingCapabilities(struct soap *soap, co
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__ImagingCapabilities), type))
 		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__ImagingCapabilities::XAddr, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__ImagingCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -23741,16 +21820,13 @@ SOAP_FMAC3 tt__ImagingCapabilities * SOAP_FMAC4 soap_in_tt__ImagingCapabilities(
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_XAddr1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__ImagingCapabilities::XAddr, "xsd:anyURI"))
-				{	soap_flag_XAddr1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__ImagingCapabilities::__any, ""))
 					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -23761,14 +21837,6 @@ SOAP_FMAC3 tt__ImagingCapabilities * SOAP_FMAC4 soap_in_tt__ImagingCapabilities(
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__ImagingCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__ImagingCapabilities, SOAP_TYPE_tt__ImagingCapabilities, sizeof(tt__ImagingCapabilities), 0, soap_finsert, soap_fbase);
@@ -23789,15 +21857,10 @@ SOAP_FMAC1 tt__ImagingCapabilities * SOAP_FMAC2 soap_instantiate_tt__ImagingCapa
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__ImagingCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__ImagingCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__ImagingCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -23831,17 +21894,13 @@ SOAP_FMAC3 tt__ImagingCapabilities * SOAP_FMAC4 soap_get_tt__ImagingCapabilities
 
 void tt__OnvifVersion::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_int(soap, &this->tt__OnvifVersion::Major);
-	soap_default_int(soap, &this->tt__OnvifVersion::Minor);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__OnvifVersion::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__OnvifVersion::Major, SOAP_TYPE_int);
-	soap_embedded(soap, &this->tt__OnvifVersion::Minor, SOAP_TYPE_int);
 #endif
 }
 
@@ -23854,10 +21913,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__OnvifVersion(struct soap *soap, const cha
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__OnvifVersion), type))
-		return soap->error;
-	if (soap_out_int(soap, "tt:Major", -1, &a->tt__OnvifVersion::Major, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:Minor", -1, &a->tt__OnvifVersion::Minor, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -23882,24 +21937,10 @@ SOAP_FMAC3 tt__OnvifVersion * SOAP_FMAC4 soap_in_tt__OnvifVersion(struct soap *s
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Major1 = 1;
-	size_t soap_flag_Minor1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Major1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:Major", &a->tt__OnvifVersion::Major, "xsd:int"))
-				{	soap_flag_Major1--;
-					continue;
-				}
-			}
-			if (soap_flag_Minor1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:Minor", &a->tt__OnvifVersion::Minor, "xsd:int"))
-				{	soap_flag_Minor1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -23909,14 +21950,6 @@ SOAP_FMAC3 tt__OnvifVersion * SOAP_FMAC4 soap_in_tt__OnvifVersion(struct soap *s
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Major1 > 0 || soap_flag_Minor1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__OnvifVersion *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__OnvifVersion, SOAP_TYPE_tt__OnvifVersion, sizeof(tt__OnvifVersion), 0, soap_finsert, soap_fbase);
@@ -23937,15 +21970,10 @@ SOAP_FMAC1 tt__OnvifVersion * SOAP_FMAC2 soap_instantiate_tt__OnvifVersion(struc
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__OnvifVersion);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__OnvifVersion, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__OnvifVersion location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -23979,7 +22007,7 @@ SOAP_FMAC3 tt__OnvifVersion * SOAP_FMAC4 soap_get_tt__OnvifVersion(struct soap *
 
 void tt__SystemCapabilitiesExtension2::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__SystemCapabilitiesExtension2::soap_serialize(struct soap *soap) const
@@ -24055,15 +22083,10 @@ SOAP_FMAC1 tt__SystemCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__Sy
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__SystemCapabilitiesExtension2);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__SystemCapabilitiesExtension2, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__SystemCapabilitiesExtension2 location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -24097,23 +22120,13 @@ SOAP_FMAC3 tt__SystemCapabilitiesExtension2 * SOAP_FMAC4 soap_get_tt__SystemCapa
 
 void tt__SystemCapabilitiesExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__SystemCapabilitiesExtension::HttpFirmwareUpgrade = NULL;
-	this->tt__SystemCapabilitiesExtension::HttpSystemBackup = NULL;
-	this->tt__SystemCapabilitiesExtension::HttpSystemLogging = NULL;
-	this->tt__SystemCapabilitiesExtension::HttpSupportInformation = NULL;
-	this->tt__SystemCapabilitiesExtension::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__SystemCapabilitiesExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTobool(soap, &this->tt__SystemCapabilitiesExtension::HttpFirmwareUpgrade);
-	soap_serialize_PointerTobool(soap, &this->tt__SystemCapabilitiesExtension::HttpSystemBackup);
-	soap_serialize_PointerTobool(soap, &this->tt__SystemCapabilitiesExtension::HttpSystemLogging);
-	soap_serialize_PointerTobool(soap, &this->tt__SystemCapabilitiesExtension::HttpSupportInformation);
-	soap_serialize_PointerTott__SystemCapabilitiesExtension2(soap, &this->tt__SystemCapabilitiesExtension::Extension);
 #endif
 }
 
@@ -24126,16 +22139,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SystemCapabilitiesExtension(struct soap *
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SystemCapabilitiesExtension), type))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:HttpFirmwareUpgrade", -1, &a->tt__SystemCapabilitiesExtension::HttpFirmwareUpgrade, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:HttpSystemBackup", -1, &a->tt__SystemCapabilitiesExtension::HttpSystemBackup, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:HttpSystemLogging", -1, &a->tt__SystemCapabilitiesExtension::HttpSystemLogging, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:HttpSupportInformation", -1, &a->tt__SystemCapabilitiesExtension::HttpSupportInformation, ""))
-		return soap->error;
-	if (soap_out_PointerTott__SystemCapabilitiesExtension2(soap, "tt:Extension", -1, &a->tt__SystemCapabilitiesExtension::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -24160,45 +22163,10 @@ SOAP_FMAC3 tt__SystemCapabilitiesExtension * SOAP_FMAC4 soap_in_tt__SystemCapabi
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_HttpFirmwareUpgrade1 = 1;
-	size_t soap_flag_HttpSystemBackup1 = 1;
-	size_t soap_flag_HttpSystemLogging1 = 1;
-	size_t soap_flag_HttpSupportInformation1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_HttpFirmwareUpgrade1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:HttpFirmwareUpgrade", &a->tt__SystemCapabilitiesExtension::HttpFirmwareUpgrade, "xsd:boolean"))
-				{	soap_flag_HttpFirmwareUpgrade1--;
-					continue;
-				}
-			}
-			if (soap_flag_HttpSystemBackup1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:HttpSystemBackup", &a->tt__SystemCapabilitiesExtension::HttpSystemBackup, "xsd:boolean"))
-				{	soap_flag_HttpSystemBackup1--;
-					continue;
-				}
-			}
-			if (soap_flag_HttpSystemLogging1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:HttpSystemLogging", &a->tt__SystemCapabilitiesExtension::HttpSystemLogging, "xsd:boolean"))
-				{	soap_flag_HttpSystemLogging1--;
-					continue;
-				}
-			}
-			if (soap_flag_HttpSupportInformation1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:HttpSupportInformation", &a->tt__SystemCapabilitiesExtension::HttpSupportInformation, "xsd:boolean"))
-				{	soap_flag_HttpSupportInformation1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__SystemCapabilitiesExtension2(soap, "tt:Extension", &a->tt__SystemCapabilitiesExtension::Extension, "tt:SystemCapabilitiesExtension2"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -24228,15 +22196,10 @@ SOAP_FMAC1 tt__SystemCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__Sys
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__SystemCapabilitiesExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__SystemCapabilitiesExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__SystemCapabilitiesExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -24270,29 +22233,15 @@ SOAP_FMAC3 tt__SystemCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__SystemCapab
 
 void tt__SystemCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_bool(soap, &this->tt__SystemCapabilities::DiscoveryResolve);
-	soap_default_bool(soap, &this->tt__SystemCapabilities::DiscoveryBye);
-	soap_default_bool(soap, &this->tt__SystemCapabilities::RemoteDiscovery);
-	soap_default_bool(soap, &this->tt__SystemCapabilities::SystemBackup);
-	soap_default_bool(soap, &this->tt__SystemCapabilities::SystemLogging);
-	soap_default_bool(soap, &this->tt__SystemCapabilities::FirmwareUpgrade);
-	soap_default_std__vectorTemplateOfPointerTott__OnvifVersion(soap, &this->tt__SystemCapabilities::SupportedVersions);
-	this->tt__SystemCapabilities::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__SystemCapabilities::__any);
 }
 
 void tt__SystemCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__SystemCapabilities::DiscoveryResolve, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SystemCapabilities::DiscoveryBye, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SystemCapabilities::RemoteDiscovery, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SystemCapabilities::SystemBackup, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SystemCapabilities::SystemLogging, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SystemCapabilities::FirmwareUpgrade, SOAP_TYPE_bool);
-	soap_serialize_std__vectorTemplateOfPointerTott__OnvifVersion(soap, &this->tt__SystemCapabilities::SupportedVersions);
-	soap_serialize_PointerTott__SystemCapabilitiesExtension(soap, &this->tt__SystemCapabilities::Extension);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__SystemCapabilities::__any);
 #endif
 }
 
@@ -24306,21 +22255,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SystemCapabilities(struct soap *soap, con
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SystemCapabilities), type))
 		return soap->error;
-	if (soap_out_bool(soap, "tt:DiscoveryResolve", -1, &a->tt__SystemCapabilities::DiscoveryResolve, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:DiscoveryBye", -1, &a->tt__SystemCapabilities::DiscoveryBye, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:RemoteDiscovery", -1, &a->tt__SystemCapabilities::RemoteDiscovery, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:SystemBackup", -1, &a->tt__SystemCapabilities::SystemBackup, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:SystemLogging", -1, &a->tt__SystemCapabilities::SystemLogging, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:FirmwareUpgrade", -1, &a->tt__SystemCapabilities::FirmwareUpgrade, ""))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOfPointerTott__OnvifVersion(soap, "tt:SupportedVersions", -1, &a->tt__SystemCapabilities::SupportedVersions, ""))
-		return soap->error;
-	if (soap_out_PointerTott__SystemCapabilitiesExtension(soap, "tt:Extension", -1, &a->tt__SystemCapabilities::Extension, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__SystemCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -24345,62 +22280,13 @@ SOAP_FMAC3 tt__SystemCapabilities * SOAP_FMAC4 soap_in_tt__SystemCapabilities(st
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_DiscoveryResolve1 = 1;
-	size_t soap_flag_DiscoveryBye1 = 1;
-	size_t soap_flag_RemoteDiscovery1 = 1;
-	size_t soap_flag_SystemBackup1 = 1;
-	size_t soap_flag_SystemLogging1 = 1;
-	size_t soap_flag_FirmwareUpgrade1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_DiscoveryResolve1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:DiscoveryResolve", &a->tt__SystemCapabilities::DiscoveryResolve, "xsd:boolean"))
-				{	soap_flag_DiscoveryResolve1--;
-					continue;
-				}
-			}
-			if (soap_flag_DiscoveryBye1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:DiscoveryBye", &a->tt__SystemCapabilities::DiscoveryBye, "xsd:boolean"))
-				{	soap_flag_DiscoveryBye1--;
-					continue;
-				}
-			}
-			if (soap_flag_RemoteDiscovery1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:RemoteDiscovery", &a->tt__SystemCapabilities::RemoteDiscovery, "xsd:boolean"))
-				{	soap_flag_RemoteDiscovery1--;
-					continue;
-				}
-			}
-			if (soap_flag_SystemBackup1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:SystemBackup", &a->tt__SystemCapabilities::SystemBackup, "xsd:boolean"))
-				{	soap_flag_SystemBackup1--;
-					continue;
-				}
-			}
-			if (soap_flag_SystemLogging1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:SystemLogging", &a->tt__SystemCapabilities::SystemLogging, "xsd:boolean"))
-				{	soap_flag_SystemLogging1--;
-					continue;
-				}
-			}
-			if (soap_flag_FirmwareUpgrade1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:FirmwareUpgrade", &a->tt__SystemCapabilities::FirmwareUpgrade, "xsd:boolean"))
-				{	soap_flag_FirmwareUpgrade1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOfPointerTott__OnvifVersion(soap, "tt:SupportedVersions", &a->tt__SystemCapabilities::SupportedVersions, "tt:OnvifVersion"))
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__SystemCapabilities::__any, ""))
 					continue;
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__SystemCapabilitiesExtension(soap, "tt:Extension", &a->tt__SystemCapabilities::Extension, "tt:SystemCapabilitiesExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -24411,14 +22297,6 @@ SOAP_FMAC3 tt__SystemCapabilities * SOAP_FMAC4 soap_in_tt__SystemCapabilities(st
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_DiscoveryResolve1 > 0 || soap_flag_DiscoveryBye1 > 0 || soap_flag_RemoteDiscovery1 > 0 || soap_flag_SystemBackup1 > 0 || soap_flag_SystemLogging1 > 0 || soap_flag_FirmwareUpgrade1 > 0 || a->tt__SystemCapabilities::SupportedVersions.size() < 1))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__SystemCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__SystemCapabilities, SOAP_TYPE_tt__SystemCapabilities, sizeof(tt__SystemCapabilities), 0, soap_finsert, soap_fbase);
@@ -24439,15 +22317,10 @@ SOAP_FMAC1 tt__SystemCapabilities * SOAP_FMAC2 soap_instantiate_tt__SystemCapabi
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__SystemCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__SystemCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__SystemCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -24481,19 +22354,13 @@ SOAP_FMAC3 tt__SystemCapabilities * SOAP_FMAC4 soap_get_tt__SystemCapabilities(s
 
 void tt__SecurityCapabilitiesExtension2::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_bool(soap, &this->tt__SecurityCapabilitiesExtension2::Dot1X);
-	soap_default_std__vectorTemplateOfint(soap, &this->tt__SecurityCapabilitiesExtension2::SupportedEAPMethod);
-	soap_default_bool(soap, &this->tt__SecurityCapabilitiesExtension2::RemoteUserHandling);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__SecurityCapabilitiesExtension2::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__SecurityCapabilitiesExtension2::Dot1X, SOAP_TYPE_bool);
-	soap_serialize_std__vectorTemplateOfint(soap, &this->tt__SecurityCapabilitiesExtension2::SupportedEAPMethod);
-	soap_embedded(soap, &this->tt__SecurityCapabilitiesExtension2::RemoteUserHandling, SOAP_TYPE_bool);
 #endif
 }
 
@@ -24506,12 +22373,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SecurityCapabilitiesExtension2(struct soa
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SecurityCapabilitiesExtension2), type))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:Dot1X", -1, &a->tt__SecurityCapabilitiesExtension2::Dot1X, ""))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOfint(soap, "tt:SupportedEAPMethod", -1, &a->tt__SecurityCapabilitiesExtension2::SupportedEAPMethod, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:RemoteUserHandling", -1, &a->tt__SecurityCapabilitiesExtension2::RemoteUserHandling, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -24536,28 +22397,10 @@ SOAP_FMAC3 tt__SecurityCapabilitiesExtension2 * SOAP_FMAC4 soap_in_tt__SecurityC
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Dot1X1 = 1;
-	size_t soap_flag_RemoteUserHandling1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Dot1X1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:Dot1X", &a->tt__SecurityCapabilitiesExtension2::Dot1X, "xsd:boolean"))
-				{	soap_flag_Dot1X1--;
-					continue;
-				}
-			}
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOfint(soap, "tt:SupportedEAPMethod", &a->tt__SecurityCapabilitiesExtension2::SupportedEAPMethod, "xsd:int"))
-					continue;
-			}
-			if (soap_flag_RemoteUserHandling1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:RemoteUserHandling", &a->tt__SecurityCapabilitiesExtension2::RemoteUserHandling, "xsd:boolean"))
-				{	soap_flag_RemoteUserHandling1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -24567,14 +22410,6 @@ SOAP_FMAC3 tt__SecurityCapabilitiesExtension2 * SOAP_FMAC4 soap_in_tt__SecurityC
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Dot1X1 > 0 || soap_flag_RemoteUserHandling1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__SecurityCapabilitiesExtension2 *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__SecurityCapabilitiesExtension2, SOAP_TYPE_tt__SecurityCapabilitiesExtension2, sizeof(tt__SecurityCapabilitiesExtension2), 0, soap_finsert, soap_fbase);
@@ -24595,15 +22430,10 @@ SOAP_FMAC1 tt__SecurityCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__SecurityCapabilitiesExtension2);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__SecurityCapabilitiesExtension2, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__SecurityCapabilitiesExtension2 location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -24637,17 +22467,13 @@ SOAP_FMAC3 tt__SecurityCapabilitiesExtension2 * SOAP_FMAC4 soap_get_tt__Security
 
 void tt__SecurityCapabilitiesExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_bool(soap, &this->tt__SecurityCapabilitiesExtension::TLS1_x002e0);
-	this->tt__SecurityCapabilitiesExtension::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__SecurityCapabilitiesExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__SecurityCapabilitiesExtension::TLS1_x002e0, SOAP_TYPE_bool);
-	soap_serialize_PointerTott__SecurityCapabilitiesExtension2(soap, &this->tt__SecurityCapabilitiesExtension::Extension);
 #endif
 }
 
@@ -24660,10 +22486,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SecurityCapabilitiesExtension(struct soap
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SecurityCapabilitiesExtension), type))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:TLS1.0", -1, &a->tt__SecurityCapabilitiesExtension::TLS1_x002e0, ""))
-		return soap->error;
-	if (soap_out_PointerTott__SecurityCapabilitiesExtension2(soap, "tt:Extension", -1, &a->tt__SecurityCapabilitiesExtension::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -24688,24 +22510,10 @@ SOAP_FMAC3 tt__SecurityCapabilitiesExtension * SOAP_FMAC4 soap_in_tt__SecurityCa
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_TLS1_x002e01 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_TLS1_x002e01 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:TLS1.0", &a->tt__SecurityCapabilitiesExtension::TLS1_x002e0, "xsd:boolean"))
-				{	soap_flag_TLS1_x002e01--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__SecurityCapabilitiesExtension2(soap, "tt:Extension", &a->tt__SecurityCapabilitiesExtension::Extension, "tt:SecurityCapabilitiesExtension2"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -24715,14 +22523,6 @@ SOAP_FMAC3 tt__SecurityCapabilitiesExtension * SOAP_FMAC4 soap_in_tt__SecurityCa
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_TLS1_x002e01 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__SecurityCapabilitiesExtension *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__SecurityCapabilitiesExtension, SOAP_TYPE_tt__SecurityCapabilitiesExtension, sizeof(tt__SecurityCapabilitiesExtension), 0, soap_finsert, soap_fbase);
@@ -24743,15 +22543,10 @@ SOAP_FMAC1 tt__SecurityCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__S
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__SecurityCapabilitiesExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__SecurityCapabilitiesExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__SecurityCapabilitiesExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -24785,31 +22580,15 @@ SOAP_FMAC3 tt__SecurityCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__SecurityC
 
 void tt__SecurityCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_bool(soap, &this->tt__SecurityCapabilities::TLS1_x002e1);
-	soap_default_bool(soap, &this->tt__SecurityCapabilities::TLS1_x002e2);
-	soap_default_bool(soap, &this->tt__SecurityCapabilities::OnboardKeyGeneration);
-	soap_default_bool(soap, &this->tt__SecurityCapabilities::AccessPolicyConfig);
-	soap_default_bool(soap, &this->tt__SecurityCapabilities::X_x002e509Token);
-	soap_default_bool(soap, &this->tt__SecurityCapabilities::SAMLToken);
-	soap_default_bool(soap, &this->tt__SecurityCapabilities::KerberosToken);
-	soap_default_bool(soap, &this->tt__SecurityCapabilities::RELToken);
-	this->tt__SecurityCapabilities::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__SecurityCapabilities::__any);
 }
 
 void tt__SecurityCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__SecurityCapabilities::TLS1_x002e1, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SecurityCapabilities::TLS1_x002e2, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SecurityCapabilities::OnboardKeyGeneration, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SecurityCapabilities::AccessPolicyConfig, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SecurityCapabilities::X_x002e509Token, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SecurityCapabilities::SAMLToken, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SecurityCapabilities::KerberosToken, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__SecurityCapabilities::RELToken, SOAP_TYPE_bool);
-	soap_serialize_PointerTott__SecurityCapabilitiesExtension(soap, &this->tt__SecurityCapabilities::Extension);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__SecurityCapabilities::__any);
 #endif
 }
 
@@ -24823,23 +22602,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SecurityCapabilities(struct soap *soap, c
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SecurityCapabilities), type))
 		return soap->error;
-	if (soap_out_bool(soap, "tt:TLS1.1", -1, &a->tt__SecurityCapabilities::TLS1_x002e1, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:TLS1.2", -1, &a->tt__SecurityCapabilities::TLS1_x002e2, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:OnboardKeyGeneration", -1, &a->tt__SecurityCapabilities::OnboardKeyGeneration, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:AccessPolicyConfig", -1, &a->tt__SecurityCapabilities::AccessPolicyConfig, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:X.509Token", -1, &a->tt__SecurityCapabilities::X_x002e509Token, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:SAMLToken", -1, &a->tt__SecurityCapabilities::SAMLToken, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:KerberosToken", -1, &a->tt__SecurityCapabilities::KerberosToken, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:RELToken", -1, &a->tt__SecurityCapabilities::RELToken, ""))
-		return soap->error;
-	if (soap_out_PointerTott__SecurityCapabilitiesExtension(soap, "tt:Extension", -1, &a->tt__SecurityCapabilities::Extension, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__SecurityCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -24864,72 +22627,13 @@ SOAP_FMAC3 tt__SecurityCapabilities * SOAP_FMAC4 soap_in_tt__SecurityCapabilitie
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_TLS1_x002e11 = 1;
-	size_t soap_flag_TLS1_x002e21 = 1;
-	size_t soap_flag_OnboardKeyGeneration1 = 1;
-	size_t soap_flag_AccessPolicyConfig1 = 1;
-	size_t soap_flag_X_x002e509Token1 = 1;
-	size_t soap_flag_SAMLToken1 = 1;
-	size_t soap_flag_KerberosToken1 = 1;
-	size_t soap_flag_RELToken1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_TLS1_x002e11 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:TLS1.1", &a->tt__SecurityCapabilities::TLS1_x002e1, "xsd:boolean"))
-				{	soap_flag_TLS1_x002e11--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__SecurityCapabilities::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_TLS1_x002e21 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:TLS1.2", &a->tt__SecurityCapabilities::TLS1_x002e2, "xsd:boolean"))
-				{	soap_flag_TLS1_x002e21--;
-					continue;
-				}
-			}
-			if (soap_flag_OnboardKeyGeneration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:OnboardKeyGeneration", &a->tt__SecurityCapabilities::OnboardKeyGeneration, "xsd:boolean"))
-				{	soap_flag_OnboardKeyGeneration1--;
-					continue;
-				}
-			}
-			if (soap_flag_AccessPolicyConfig1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:AccessPolicyConfig", &a->tt__SecurityCapabilities::AccessPolicyConfig, "xsd:boolean"))
-				{	soap_flag_AccessPolicyConfig1--;
-					continue;
-				}
-			}
-			if (soap_flag_X_x002e509Token1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:X.509Token", &a->tt__SecurityCapabilities::X_x002e509Token, "xsd:boolean"))
-				{	soap_flag_X_x002e509Token1--;
-					continue;
-				}
-			}
-			if (soap_flag_SAMLToken1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:SAMLToken", &a->tt__SecurityCapabilities::SAMLToken, "xsd:boolean"))
-				{	soap_flag_SAMLToken1--;
-					continue;
-				}
-			}
-			if (soap_flag_KerberosToken1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:KerberosToken", &a->tt__SecurityCapabilities::KerberosToken, "xsd:boolean"))
-				{	soap_flag_KerberosToken1--;
-					continue;
-				}
-			}
-			if (soap_flag_RELToken1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:RELToken", &a->tt__SecurityCapabilities::RELToken, "xsd:boolean"))
-				{	soap_flag_RELToken1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__SecurityCapabilitiesExtension(soap, "tt:Extension", &a->tt__SecurityCapabilities::Extension, "tt:SecurityCapabilitiesExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -24940,14 +22644,6 @@ SOAP_FMAC3 tt__SecurityCapabilities * SOAP_FMAC4 soap_in_tt__SecurityCapabilitie
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_TLS1_x002e11 > 0 || soap_flag_TLS1_x002e21 > 0 || soap_flag_OnboardKeyGeneration1 > 0 || soap_flag_AccessPolicyConfig1 > 0 || soap_flag_X_x002e509Token1 > 0 || soap_flag_SAMLToken1 > 0 || soap_flag_KerberosToken1 > 0 || soap_flag_RELToken1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__SecurityCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__SecurityCapabilities, SOAP_TYPE_tt__SecurityCapabilities, sizeof(tt__SecurityCapabilities), 0, soap_finsert, soap_fbase);
@@ -24968,15 +22664,10 @@ SOAP_FMAC1 tt__SecurityCapabilities * SOAP_FMAC2 soap_instantiate_tt__SecurityCa
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__SecurityCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__SecurityCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__SecurityCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -25010,7 +22701,7 @@ SOAP_FMAC3 tt__SecurityCapabilities * SOAP_FMAC4 soap_get_tt__SecurityCapabiliti
 
 void tt__NetworkCapabilitiesExtension2::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__NetworkCapabilitiesExtension2::soap_serialize(struct soap *soap) const
@@ -25086,15 +22777,10 @@ SOAP_FMAC1 tt__NetworkCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__N
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__NetworkCapabilitiesExtension2);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__NetworkCapabilitiesExtension2, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__NetworkCapabilitiesExtension2 location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -25128,17 +22814,13 @@ SOAP_FMAC3 tt__NetworkCapabilitiesExtension2 * SOAP_FMAC4 soap_get_tt__NetworkCa
 
 void tt__NetworkCapabilitiesExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__NetworkCapabilitiesExtension::Dot11Configuration = NULL;
-	this->tt__NetworkCapabilitiesExtension::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__NetworkCapabilitiesExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTobool(soap, &this->tt__NetworkCapabilitiesExtension::Dot11Configuration);
-	soap_serialize_PointerTott__NetworkCapabilitiesExtension2(soap, &this->tt__NetworkCapabilitiesExtension::Extension);
 #endif
 }
 
@@ -25151,10 +22833,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__NetworkCapabilitiesExtension(struct soap 
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__NetworkCapabilitiesExtension), type))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:Dot11Configuration", -1, &a->tt__NetworkCapabilitiesExtension::Dot11Configuration, ""))
-		return soap->error;
-	if (soap_out_PointerTott__NetworkCapabilitiesExtension2(soap, "tt:Extension", -1, &a->tt__NetworkCapabilitiesExtension::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -25179,24 +22857,10 @@ SOAP_FMAC3 tt__NetworkCapabilitiesExtension * SOAP_FMAC4 soap_in_tt__NetworkCapa
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Dot11Configuration1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Dot11Configuration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:Dot11Configuration", &a->tt__NetworkCapabilitiesExtension::Dot11Configuration, "xsd:boolean"))
-				{	soap_flag_Dot11Configuration1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__NetworkCapabilitiesExtension2(soap, "tt:Extension", &a->tt__NetworkCapabilitiesExtension::Extension, "tt:NetworkCapabilitiesExtension2"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -25226,15 +22890,10 @@ SOAP_FMAC1 tt__NetworkCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__Ne
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__NetworkCapabilitiesExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__NetworkCapabilitiesExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__NetworkCapabilitiesExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -25268,23 +22927,15 @@ SOAP_FMAC3 tt__NetworkCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__NetworkCap
 
 void tt__NetworkCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__NetworkCapabilities::IPFilter = NULL;
-	this->tt__NetworkCapabilities::ZeroConfiguration = NULL;
-	this->tt__NetworkCapabilities::IPVersion6 = NULL;
-	this->tt__NetworkCapabilities::DynDNS = NULL;
-	this->tt__NetworkCapabilities::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__NetworkCapabilities::__any);
 }
 
 void tt__NetworkCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTobool(soap, &this->tt__NetworkCapabilities::IPFilter);
-	soap_serialize_PointerTobool(soap, &this->tt__NetworkCapabilities::ZeroConfiguration);
-	soap_serialize_PointerTobool(soap, &this->tt__NetworkCapabilities::IPVersion6);
-	soap_serialize_PointerTobool(soap, &this->tt__NetworkCapabilities::DynDNS);
-	soap_serialize_PointerTott__NetworkCapabilitiesExtension(soap, &this->tt__NetworkCapabilities::Extension);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__NetworkCapabilities::__any);
 #endif
 }
 
@@ -25298,15 +22949,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__NetworkCapabilities(struct soap *soap, co
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__NetworkCapabilities), type))
 		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:IPFilter", -1, &a->tt__NetworkCapabilities::IPFilter, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:ZeroConfiguration", -1, &a->tt__NetworkCapabilities::ZeroConfiguration, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:IPVersion6", -1, &a->tt__NetworkCapabilities::IPVersion6, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:DynDNS", -1, &a->tt__NetworkCapabilities::DynDNS, ""))
-		return soap->error;
-	if (soap_out_PointerTott__NetworkCapabilitiesExtension(soap, "tt:Extension", -1, &a->tt__NetworkCapabilities::Extension, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__NetworkCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -25331,44 +22974,13 @@ SOAP_FMAC3 tt__NetworkCapabilities * SOAP_FMAC4 soap_in_tt__NetworkCapabilities(
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_IPFilter1 = 1;
-	size_t soap_flag_ZeroConfiguration1 = 1;
-	size_t soap_flag_IPVersion61 = 1;
-	size_t soap_flag_DynDNS1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_IPFilter1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:IPFilter", &a->tt__NetworkCapabilities::IPFilter, "xsd:boolean"))
-				{	soap_flag_IPFilter1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__NetworkCapabilities::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_ZeroConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:ZeroConfiguration", &a->tt__NetworkCapabilities::ZeroConfiguration, "xsd:boolean"))
-				{	soap_flag_ZeroConfiguration1--;
-					continue;
-				}
-			}
-			if (soap_flag_IPVersion61 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:IPVersion6", &a->tt__NetworkCapabilities::IPVersion6, "xsd:boolean"))
-				{	soap_flag_IPVersion61--;
-					continue;
-				}
-			}
-			if (soap_flag_DynDNS1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:DynDNS", &a->tt__NetworkCapabilities::DynDNS, "xsd:boolean"))
-				{	soap_flag_DynDNS1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__NetworkCapabilitiesExtension(soap, "tt:Extension", &a->tt__NetworkCapabilities::Extension, "tt:NetworkCapabilitiesExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -25399,15 +23011,10 @@ SOAP_FMAC1 tt__NetworkCapabilities * SOAP_FMAC2 soap_instantiate_tt__NetworkCapa
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__NetworkCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__NetworkCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__NetworkCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -25441,15 +23048,13 @@ SOAP_FMAC3 tt__NetworkCapabilities * SOAP_FMAC4 soap_get_tt__NetworkCapabilities
 
 void tt__ProfileCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_int(soap, &this->tt__ProfileCapabilities::MaximumNumberOfProfiles);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__ProfileCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__ProfileCapabilities::MaximumNumberOfProfiles, SOAP_TYPE_int);
 #endif
 }
 
@@ -25462,8 +23067,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ProfileCapabilities(struct soap *soap, co
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__ProfileCapabilities), type))
-		return soap->error;
-	if (soap_out_int(soap, "tt:MaximumNumberOfProfiles", -1, &a->tt__ProfileCapabilities::MaximumNumberOfProfiles, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -25488,17 +23091,10 @@ SOAP_FMAC3 tt__ProfileCapabilities * SOAP_FMAC4 soap_in_tt__ProfileCapabilities(
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_MaximumNumberOfProfiles1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_MaximumNumberOfProfiles1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:MaximumNumberOfProfiles", &a->tt__ProfileCapabilities::MaximumNumberOfProfiles, "xsd:int"))
-				{	soap_flag_MaximumNumberOfProfiles1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -25508,14 +23104,6 @@ SOAP_FMAC3 tt__ProfileCapabilities * SOAP_FMAC4 soap_in_tt__ProfileCapabilities(
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_MaximumNumberOfProfiles1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__ProfileCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__ProfileCapabilities, SOAP_TYPE_tt__ProfileCapabilities, sizeof(tt__ProfileCapabilities), 0, soap_finsert, soap_fbase);
@@ -25536,15 +23124,10 @@ SOAP_FMAC1 tt__ProfileCapabilities * SOAP_FMAC2 soap_instantiate_tt__ProfileCapa
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__ProfileCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__ProfileCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__ProfileCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -25578,7 +23161,7 @@ SOAP_FMAC3 tt__ProfileCapabilities * SOAP_FMAC4 soap_get_tt__ProfileCapabilities
 
 void tt__RealTimeStreamingCapabilitiesExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__RealTimeStreamingCapabilitiesExtension::soap_serialize(struct soap *soap) const
@@ -25654,15 +23237,10 @@ SOAP_FMAC1 tt__RealTimeStreamingCapabilitiesExtension * SOAP_FMAC2 soap_instanti
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__RealTimeStreamingCapabilitiesExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__RealTimeStreamingCapabilitiesExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__RealTimeStreamingCapabilitiesExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -25696,21 +23274,15 @@ SOAP_FMAC3 tt__RealTimeStreamingCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__
 
 void tt__RealTimeStreamingCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__RealTimeStreamingCapabilities::RTPMulticast = NULL;
-	this->tt__RealTimeStreamingCapabilities::RTP_USCORETCP = NULL;
-	this->tt__RealTimeStreamingCapabilities::RTP_USCORERTSP_USCORETCP = NULL;
-	this->tt__RealTimeStreamingCapabilities::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__RealTimeStreamingCapabilities::__any);
 }
 
 void tt__RealTimeStreamingCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTobool(soap, &this->tt__RealTimeStreamingCapabilities::RTPMulticast);
-	soap_serialize_PointerTobool(soap, &this->tt__RealTimeStreamingCapabilities::RTP_USCORETCP);
-	soap_serialize_PointerTobool(soap, &this->tt__RealTimeStreamingCapabilities::RTP_USCORERTSP_USCORETCP);
-	soap_serialize_PointerTott__RealTimeStreamingCapabilitiesExtension(soap, &this->tt__RealTimeStreamingCapabilities::Extension);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__RealTimeStreamingCapabilities::__any);
 #endif
 }
 
@@ -25724,13 +23296,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__RealTimeStreamingCapabilities(struct soap
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__RealTimeStreamingCapabilities), type))
 		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:RTPMulticast", -1, &a->tt__RealTimeStreamingCapabilities::RTPMulticast, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:RTP_TCP", -1, &a->tt__RealTimeStreamingCapabilities::RTP_USCORETCP, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:RTP_RTSP_TCP", -1, &a->tt__RealTimeStreamingCapabilities::RTP_USCORERTSP_USCORETCP, ""))
-		return soap->error;
-	if (soap_out_PointerTott__RealTimeStreamingCapabilitiesExtension(soap, "tt:Extension", -1, &a->tt__RealTimeStreamingCapabilities::Extension, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__RealTimeStreamingCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -25755,37 +23321,13 @@ SOAP_FMAC3 tt__RealTimeStreamingCapabilities * SOAP_FMAC4 soap_in_tt__RealTimeSt
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_RTPMulticast1 = 1;
-	size_t soap_flag_RTP_USCORETCP1 = 1;
-	size_t soap_flag_RTP_USCORERTSP_USCORETCP1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_RTPMulticast1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:RTPMulticast", &a->tt__RealTimeStreamingCapabilities::RTPMulticast, "xsd:boolean"))
-				{	soap_flag_RTPMulticast1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__RealTimeStreamingCapabilities::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_RTP_USCORETCP1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:RTP_TCP", &a->tt__RealTimeStreamingCapabilities::RTP_USCORETCP, "xsd:boolean"))
-				{	soap_flag_RTP_USCORETCP1--;
-					continue;
-				}
-			}
-			if (soap_flag_RTP_USCORERTSP_USCORETCP1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:RTP_RTSP_TCP", &a->tt__RealTimeStreamingCapabilities::RTP_USCORERTSP_USCORETCP, "xsd:boolean"))
-				{	soap_flag_RTP_USCORERTSP_USCORETCP1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__RealTimeStreamingCapabilitiesExtension(soap, "tt:Extension", &a->tt__RealTimeStreamingCapabilities::Extension, "tt:RealTimeStreamingCapabilitiesExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -25816,15 +23358,10 @@ SOAP_FMAC1 tt__RealTimeStreamingCapabilities * SOAP_FMAC2 soap_instantiate_tt__R
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__RealTimeStreamingCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__RealTimeStreamingCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__RealTimeStreamingCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -25858,15 +23395,15 @@ SOAP_FMAC3 tt__RealTimeStreamingCapabilities * SOAP_FMAC4 soap_get_tt__RealTimeS
 
 void tt__MediaCapabilitiesExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__MediaCapabilitiesExtension::ProfileCapabilities = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__MediaCapabilitiesExtension::__any);
 }
 
 void tt__MediaCapabilitiesExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__ProfileCapabilities(soap, &this->tt__MediaCapabilitiesExtension::ProfileCapabilities);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__MediaCapabilitiesExtension::__any);
 #endif
 }
 
@@ -25880,11 +23417,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__MediaCapabilitiesExtension(struct soap *s
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__MediaCapabilitiesExtension), type))
 		return soap->error;
-	if (!a->tt__MediaCapabilitiesExtension::ProfileCapabilities)
-	{	if (soap_element_empty(soap, "tt:ProfileCapabilities", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__ProfileCapabilities(soap, "tt:ProfileCapabilities", -1, &a->tt__MediaCapabilitiesExtension::ProfileCapabilities, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__MediaCapabilitiesExtension::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -25909,16 +23442,13 @@ SOAP_FMAC3 tt__MediaCapabilitiesExtension * SOAP_FMAC4 soap_in_tt__MediaCapabili
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_ProfileCapabilities1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_ProfileCapabilities1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__ProfileCapabilities(soap, "tt:ProfileCapabilities", &a->tt__MediaCapabilitiesExtension::ProfileCapabilities, "tt:ProfileCapabilities"))
-				{	soap_flag_ProfileCapabilities1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__MediaCapabilitiesExtension::__any, ""))
 					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -25929,14 +23459,6 @@ SOAP_FMAC3 tt__MediaCapabilitiesExtension * SOAP_FMAC4 soap_in_tt__MediaCapabili
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (!a->tt__MediaCapabilitiesExtension::ProfileCapabilities))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__MediaCapabilitiesExtension *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__MediaCapabilitiesExtension, SOAP_TYPE_tt__MediaCapabilitiesExtension, sizeof(tt__MediaCapabilitiesExtension), 0, soap_finsert, soap_fbase);
@@ -25957,15 +23479,10 @@ SOAP_FMAC1 tt__MediaCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__Medi
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__MediaCapabilitiesExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__MediaCapabilitiesExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__MediaCapabilitiesExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -26001,7 +23518,7 @@ void tt__MediaCapabilities::soap_default(struct soap *soap)
 {
 	this->soap = soap;
 	soap_default_xsd__anyURI(soap, &this->tt__MediaCapabilities::XAddr);
-	this->tt__MediaCapabilities::StreamingCapabilities = NULL;
+	this->tt__MediaCapabilities::StreamingCapabilities.tt__RealTimeStreamingCapabilities::soap_default(soap);
 	this->tt__MediaCapabilities::Extension = NULL;
 }
 
@@ -26011,7 +23528,7 @@ void tt__MediaCapabilities::soap_serialize(struct soap *soap) const
 #ifndef WITH_NOIDREF
 	soap_embedded(soap, &this->tt__MediaCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
 	soap_serialize_xsd__anyURI(soap, &this->tt__MediaCapabilities::XAddr);
-	soap_serialize_PointerTott__RealTimeStreamingCapabilities(soap, &this->tt__MediaCapabilities::StreamingCapabilities);
+	this->tt__MediaCapabilities::StreamingCapabilities.soap_serialize(soap);
 	soap_serialize_PointerTott__MediaCapabilitiesExtension(soap, &this->tt__MediaCapabilities::Extension);
 #endif
 }
@@ -26028,11 +23545,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__MediaCapabilities(struct soap *soap, cons
 		return soap->error;
 	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__MediaCapabilities::XAddr, ""))
 		return soap->error;
-	if (!a->tt__MediaCapabilities::StreamingCapabilities)
-	{	if (soap_element_empty(soap, "tt:StreamingCapabilities", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__RealTimeStreamingCapabilities(soap, "tt:StreamingCapabilities", -1, &a->tt__MediaCapabilities::StreamingCapabilities, ""))
+	if ((a->tt__MediaCapabilities::StreamingCapabilities).soap_out(soap, "tt:StreamingCapabilities", -1, ""))
 		return soap->error;
 	if (soap_out_PointerTott__MediaCapabilitiesExtension(soap, "tt:Extension", -1, &a->tt__MediaCapabilities::Extension, ""))
 		return soap->error;
@@ -26073,7 +23586,7 @@ SOAP_FMAC3 tt__MediaCapabilities * SOAP_FMAC4 soap_in_tt__MediaCapabilities(stru
 				}
 			}
 			if (soap_flag_StreamingCapabilities1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__RealTimeStreamingCapabilities(soap, "tt:StreamingCapabilities", &a->tt__MediaCapabilities::StreamingCapabilities, "tt:RealTimeStreamingCapabilities"))
+			{	if ((a->tt__MediaCapabilities::StreamingCapabilities).soap_in(soap, "tt:StreamingCapabilities", "tt:RealTimeStreamingCapabilities"))
 				{	soap_flag_StreamingCapabilities1--;
 					continue;
 				}
@@ -26093,7 +23606,7 @@ SOAP_FMAC3 tt__MediaCapabilities * SOAP_FMAC4 soap_in_tt__MediaCapabilities(stru
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0 || !a->tt__MediaCapabilities::StreamingCapabilities))
+		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0 || soap_flag_StreamingCapabilities1 > 0))
 		{	soap->error = SOAP_OCCURS;
 			return NULL;
 		}
@@ -26163,7 +23676,7 @@ SOAP_FMAC3 tt__MediaCapabilities * SOAP_FMAC4 soap_get_tt__MediaCapabilities(str
 
 void tt__IOCapabilitiesExtension2::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__IOCapabilitiesExtension2::soap_serialize(struct soap *soap) const
@@ -26239,15 +23752,10 @@ SOAP_FMAC1 tt__IOCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__IOCapa
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__IOCapabilitiesExtension2);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__IOCapabilitiesExtension2, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__IOCapabilitiesExtension2 location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -26281,19 +23789,13 @@ SOAP_FMAC3 tt__IOCapabilitiesExtension2 * SOAP_FMAC4 soap_get_tt__IOCapabilities
 
 void tt__IOCapabilitiesExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__IOCapabilitiesExtension::Auxiliary = NULL;
-	soap_default_std__vectorTemplateOftt__AuxiliaryData(soap, &this->tt__IOCapabilitiesExtension::AuxiliaryCommands);
-	this->tt__IOCapabilitiesExtension::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__IOCapabilitiesExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTobool(soap, &this->tt__IOCapabilitiesExtension::Auxiliary);
-	soap_serialize_std__vectorTemplateOftt__AuxiliaryData(soap, &this->tt__IOCapabilitiesExtension::AuxiliaryCommands);
-	soap_serialize_PointerTott__IOCapabilitiesExtension2(soap, &this->tt__IOCapabilitiesExtension::Extension);
 #endif
 }
 
@@ -26306,16 +23808,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__IOCapabilitiesExtension(struct soap *soap
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__IOCapabilitiesExtension), type))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:Auxiliary", -1, &a->tt__IOCapabilitiesExtension::Auxiliary, ""))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOftt__AuxiliaryData(soap, "tt:AuxiliaryCommands", -1, &a->tt__IOCapabilitiesExtension::AuxiliaryCommands, ""))
-		return soap->error;
-	if (!a->tt__IOCapabilitiesExtension::Extension)
-	{	if (soap_element_empty(soap, "tt:Extension", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__IOCapabilitiesExtension2(soap, "tt:Extension", -1, &a->tt__IOCapabilitiesExtension::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -26340,28 +23832,10 @@ SOAP_FMAC3 tt__IOCapabilitiesExtension * SOAP_FMAC4 soap_in_tt__IOCapabilitiesEx
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Auxiliary1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Auxiliary1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:Auxiliary", &a->tt__IOCapabilitiesExtension::Auxiliary, "xsd:boolean"))
-				{	soap_flag_Auxiliary1--;
-					continue;
-				}
-			}
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOftt__AuxiliaryData(soap, "tt:AuxiliaryCommands", &a->tt__IOCapabilitiesExtension::AuxiliaryCommands, "tt:AuxiliaryData"))
-					continue;
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__IOCapabilitiesExtension2(soap, "tt:Extension", &a->tt__IOCapabilitiesExtension::Extension, "tt:IOCapabilitiesExtension2"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -26371,14 +23845,6 @@ SOAP_FMAC3 tt__IOCapabilitiesExtension * SOAP_FMAC4 soap_in_tt__IOCapabilitiesEx
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (!a->tt__IOCapabilitiesExtension::Extension))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__IOCapabilitiesExtension *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__IOCapabilitiesExtension, SOAP_TYPE_tt__IOCapabilitiesExtension, sizeof(tt__IOCapabilitiesExtension), 0, soap_finsert, soap_fbase);
@@ -26399,15 +23865,10 @@ SOAP_FMAC1 tt__IOCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__IOCapab
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__IOCapabilitiesExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__IOCapabilitiesExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__IOCapabilitiesExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -26441,19 +23902,15 @@ SOAP_FMAC3 tt__IOCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__IOCapabilitiesE
 
 void tt__IOCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__IOCapabilities::InputConnectors = NULL;
-	this->tt__IOCapabilities::RelayOutputs = NULL;
-	this->tt__IOCapabilities::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__IOCapabilities::__any);
 }
 
 void tt__IOCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerToint(soap, &this->tt__IOCapabilities::InputConnectors);
-	soap_serialize_PointerToint(soap, &this->tt__IOCapabilities::RelayOutputs);
-	soap_serialize_PointerTott__IOCapabilitiesExtension(soap, &this->tt__IOCapabilities::Extension);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__IOCapabilities::__any);
 #endif
 }
 
@@ -26467,11 +23924,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__IOCapabilities(struct soap *soap, const c
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__IOCapabilities), type))
 		return soap->error;
-	if (soap_out_PointerToint(soap, "tt:InputConnectors", -1, &a->tt__IOCapabilities::InputConnectors, ""))
-		return soap->error;
-	if (soap_out_PointerToint(soap, "tt:RelayOutputs", -1, &a->tt__IOCapabilities::RelayOutputs, ""))
-		return soap->error;
-	if (soap_out_PointerTott__IOCapabilitiesExtension(soap, "tt:Extension", -1, &a->tt__IOCapabilities::Extension, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__IOCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -26496,30 +23949,13 @@ SOAP_FMAC3 tt__IOCapabilities * SOAP_FMAC4 soap_in_tt__IOCapabilities(struct soa
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_InputConnectors1 = 1;
-	size_t soap_flag_RelayOutputs1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_InputConnectors1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerToint(soap, "tt:InputConnectors", &a->tt__IOCapabilities::InputConnectors, "xsd:int"))
-				{	soap_flag_InputConnectors1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__IOCapabilities::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_RelayOutputs1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerToint(soap, "tt:RelayOutputs", &a->tt__IOCapabilities::RelayOutputs, "xsd:int"))
-				{	soap_flag_RelayOutputs1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__IOCapabilitiesExtension(soap, "tt:Extension", &a->tt__IOCapabilities::Extension, "tt:IOCapabilitiesExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -26550,15 +23986,10 @@ SOAP_FMAC1 tt__IOCapabilities * SOAP_FMAC2 soap_instantiate_tt__IOCapabilities(s
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__IOCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__IOCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__IOCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -26592,22 +24023,15 @@ SOAP_FMAC3 tt__IOCapabilities * SOAP_FMAC4 soap_get_tt__IOCapabilities(struct so
 
 void tt__EventCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__EventCapabilities::XAddr);
-	soap_default_bool(soap, &this->tt__EventCapabilities::WSSubscriptionPolicySupport);
-	soap_default_bool(soap, &this->tt__EventCapabilities::WSPullPointSupport);
-	soap_default_bool(soap, &this->tt__EventCapabilities::WSPausableSubscriptionManagerInterfaceSupport);
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__EventCapabilities::__any);
 }
 
 void tt__EventCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__EventCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__EventCapabilities::XAddr);
-	soap_embedded(soap, &this->tt__EventCapabilities::WSSubscriptionPolicySupport, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__EventCapabilities::WSPullPointSupport, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__EventCapabilities::WSPausableSubscriptionManagerInterfaceSupport, SOAP_TYPE_bool);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__EventCapabilities::__any);
 #endif
 }
 
@@ -26621,13 +24045,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__EventCapabilities(struct soap *soap, cons
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__EventCapabilities), type))
 		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__EventCapabilities::XAddr, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:WSSubscriptionPolicySupport", -1, &a->tt__EventCapabilities::WSSubscriptionPolicySupport, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:WSPullPointSupport", -1, &a->tt__EventCapabilities::WSPullPointSupport, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:WSPausableSubscriptionManagerInterfaceSupport", -1, &a->tt__EventCapabilities::WSPausableSubscriptionManagerInterfaceSupport, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__EventCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -26652,37 +24070,13 @@ SOAP_FMAC3 tt__EventCapabilities * SOAP_FMAC4 soap_in_tt__EventCapabilities(stru
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_XAddr1 = 1;
-	size_t soap_flag_WSSubscriptionPolicySupport1 = 1;
-	size_t soap_flag_WSPullPointSupport1 = 1;
-	size_t soap_flag_WSPausableSubscriptionManagerInterfaceSupport1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__EventCapabilities::XAddr, "xsd:anyURI"))
-				{	soap_flag_XAddr1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__EventCapabilities::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_WSSubscriptionPolicySupport1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:WSSubscriptionPolicySupport", &a->tt__EventCapabilities::WSSubscriptionPolicySupport, "xsd:boolean"))
-				{	soap_flag_WSSubscriptionPolicySupport1--;
-					continue;
-				}
-			}
-			if (soap_flag_WSPullPointSupport1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:WSPullPointSupport", &a->tt__EventCapabilities::WSPullPointSupport, "xsd:boolean"))
-				{	soap_flag_WSPullPointSupport1--;
-					continue;
-				}
-			}
-			if (soap_flag_WSPausableSubscriptionManagerInterfaceSupport1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:WSPausableSubscriptionManagerInterfaceSupport", &a->tt__EventCapabilities::WSPausableSubscriptionManagerInterfaceSupport, "xsd:boolean"))
-				{	soap_flag_WSPausableSubscriptionManagerInterfaceSupport1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -26693,14 +24087,6 @@ SOAP_FMAC3 tt__EventCapabilities * SOAP_FMAC4 soap_in_tt__EventCapabilities(stru
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0 || soap_flag_WSSubscriptionPolicySupport1 > 0 || soap_flag_WSPullPointSupport1 > 0 || soap_flag_WSPausableSubscriptionManagerInterfaceSupport1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__EventCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__EventCapabilities, SOAP_TYPE_tt__EventCapabilities, sizeof(tt__EventCapabilities), 0, soap_finsert, soap_fbase);
@@ -26721,15 +24107,10 @@ SOAP_FMAC1 tt__EventCapabilities * SOAP_FMAC2 soap_instantiate_tt__EventCapabili
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__EventCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__EventCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__EventCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -26763,13 +24144,15 @@ SOAP_FMAC3 tt__EventCapabilities * SOAP_FMAC4 soap_get_tt__EventCapabilities(str
 
 void tt__DeviceCapabilitiesExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__DeviceCapabilitiesExtension::__any);
 }
 
 void tt__DeviceCapabilitiesExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__DeviceCapabilitiesExtension::__any);
 #endif
 }
 
@@ -26782,6 +24165,8 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__DeviceCapabilitiesExtension(struct soap *
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__DeviceCapabilitiesExtension), type))
+		return soap->error;
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__DeviceCapabilitiesExtension::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -26811,6 +24196,10 @@ SOAP_FMAC3 tt__DeviceCapabilitiesExtension * SOAP_FMAC4 soap_in_tt__DeviceCapabi
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
 			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__DeviceCapabilitiesExtension::__any, ""))
+					continue;
+			}
+			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
 				break;
@@ -26839,15 +24228,10 @@ SOAP_FMAC1 tt__DeviceCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__Dev
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__DeviceCapabilitiesExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__DeviceCapabilitiesExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__DeviceCapabilitiesExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -27074,20 +24458,15 @@ SOAP_FMAC3 tt__DeviceCapabilities * SOAP_FMAC4 soap_get_tt__DeviceCapabilities(s
 
 void tt__AnalyticsCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__AnalyticsCapabilities::XAddr);
-	soap_default_bool(soap, &this->tt__AnalyticsCapabilities::RuleSupport);
-	soap_default_bool(soap, &this->tt__AnalyticsCapabilities::AnalyticsModuleSupport);
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__AnalyticsCapabilities::__any);
 }
 
 void tt__AnalyticsCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__AnalyticsCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__AnalyticsCapabilities::XAddr);
-	soap_embedded(soap, &this->tt__AnalyticsCapabilities::RuleSupport, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__AnalyticsCapabilities::AnalyticsModuleSupport, SOAP_TYPE_bool);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__AnalyticsCapabilities::__any);
 #endif
 }
 
@@ -27101,11 +24480,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AnalyticsCapabilities(struct soap *soap, 
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AnalyticsCapabilities), type))
 		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__AnalyticsCapabilities::XAddr, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:RuleSupport", -1, &a->tt__AnalyticsCapabilities::RuleSupport, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:AnalyticsModuleSupport", -1, &a->tt__AnalyticsCapabilities::AnalyticsModuleSupport, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__AnalyticsCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -27130,30 +24505,13 @@ SOAP_FMAC3 tt__AnalyticsCapabilities * SOAP_FMAC4 soap_in_tt__AnalyticsCapabilit
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_XAddr1 = 1;
-	size_t soap_flag_RuleSupport1 = 1;
-	size_t soap_flag_AnalyticsModuleSupport1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__AnalyticsCapabilities::XAddr, "xsd:anyURI"))
-				{	soap_flag_XAddr1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__AnalyticsCapabilities::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_RuleSupport1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:RuleSupport", &a->tt__AnalyticsCapabilities::RuleSupport, "xsd:boolean"))
-				{	soap_flag_RuleSupport1--;
-					continue;
-				}
-			}
-			if (soap_flag_AnalyticsModuleSupport1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:AnalyticsModuleSupport", &a->tt__AnalyticsCapabilities::AnalyticsModuleSupport, "xsd:boolean"))
-				{	soap_flag_AnalyticsModuleSupport1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -27164,14 +24522,6 @@ SOAP_FMAC3 tt__AnalyticsCapabilities * SOAP_FMAC4 soap_in_tt__AnalyticsCapabilit
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0 || soap_flag_RuleSupport1 > 0 || soap_flag_AnalyticsModuleSupport1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__AnalyticsCapabilities *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__AnalyticsCapabilities, SOAP_TYPE_tt__AnalyticsCapabilities, sizeof(tt__AnalyticsCapabilities), 0, soap_finsert, soap_fbase);
@@ -27192,15 +24542,10 @@ SOAP_FMAC1 tt__AnalyticsCapabilities * SOAP_FMAC2 soap_instantiate_tt__Analytics
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__AnalyticsCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__AnalyticsCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__AnalyticsCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -27234,7 +24579,7 @@ SOAP_FMAC3 tt__AnalyticsCapabilities * SOAP_FMAC4 soap_get_tt__AnalyticsCapabili
 
 void tt__CapabilitiesExtension2::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__CapabilitiesExtension2::soap_serialize(struct soap *soap) const
@@ -27310,15 +24655,10 @@ SOAP_FMAC1 tt__CapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__Capabili
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__CapabilitiesExtension2);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__CapabilitiesExtension2, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__CapabilitiesExtension2 location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -27352,29 +24692,15 @@ SOAP_FMAC3 tt__CapabilitiesExtension2 * SOAP_FMAC4 soap_get_tt__CapabilitiesExte
 
 void tt__CapabilitiesExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__CapabilitiesExtension::DeviceIO = NULL;
-	this->tt__CapabilitiesExtension::Display = NULL;
-	this->tt__CapabilitiesExtension::Recording = NULL;
-	this->tt__CapabilitiesExtension::Search = NULL;
-	this->tt__CapabilitiesExtension::Replay = NULL;
-	this->tt__CapabilitiesExtension::Receiver = NULL;
-	this->tt__CapabilitiesExtension::AnalyticsDevice = NULL;
-	this->tt__CapabilitiesExtension::Extensions = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__CapabilitiesExtension::__any);
 }
 
 void tt__CapabilitiesExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__DeviceIOCapabilities(soap, &this->tt__CapabilitiesExtension::DeviceIO);
-	soap_serialize_PointerTott__DisplayCapabilities(soap, &this->tt__CapabilitiesExtension::Display);
-	soap_serialize_PointerTott__RecordingCapabilities(soap, &this->tt__CapabilitiesExtension::Recording);
-	soap_serialize_PointerTott__SearchCapabilities(soap, &this->tt__CapabilitiesExtension::Search);
-	soap_serialize_PointerTott__ReplayCapabilities(soap, &this->tt__CapabilitiesExtension::Replay);
-	soap_serialize_PointerTott__ReceiverCapabilities(soap, &this->tt__CapabilitiesExtension::Receiver);
-	soap_serialize_PointerTott__AnalyticsDeviceCapabilities(soap, &this->tt__CapabilitiesExtension::AnalyticsDevice);
-	soap_serialize_PointerTott__CapabilitiesExtension2(soap, &this->tt__CapabilitiesExtension::Extensions);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__CapabilitiesExtension::__any);
 #endif
 }
 
@@ -27388,21 +24714,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__CapabilitiesExtension(struct soap *soap, 
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__CapabilitiesExtension), type))
 		return soap->error;
-	if (soap_out_PointerTott__DeviceIOCapabilities(soap, "tt:DeviceIO", -1, &a->tt__CapabilitiesExtension::DeviceIO, ""))
-		return soap->error;
-	if (soap_out_PointerTott__DisplayCapabilities(soap, "tt:Display", -1, &a->tt__CapabilitiesExtension::Display, ""))
-		return soap->error;
-	if (soap_out_PointerTott__RecordingCapabilities(soap, "tt:Recording", -1, &a->tt__CapabilitiesExtension::Recording, ""))
-		return soap->error;
-	if (soap_out_PointerTott__SearchCapabilities(soap, "tt:Search", -1, &a->tt__CapabilitiesExtension::Search, ""))
-		return soap->error;
-	if (soap_out_PointerTott__ReplayCapabilities(soap, "tt:Replay", -1, &a->tt__CapabilitiesExtension::Replay, ""))
-		return soap->error;
-	if (soap_out_PointerTott__ReceiverCapabilities(soap, "tt:Receiver", -1, &a->tt__CapabilitiesExtension::Receiver, ""))
-		return soap->error;
-	if (soap_out_PointerTott__AnalyticsDeviceCapabilities(soap, "tt:AnalyticsDevice", -1, &a->tt__CapabilitiesExtension::AnalyticsDevice, ""))
-		return soap->error;
-	if (soap_out_PointerTott__CapabilitiesExtension2(soap, "tt:Extensions", -1, &a->tt__CapabilitiesExtension::Extensions, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__CapabilitiesExtension::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -27427,65 +24739,13 @@ SOAP_FMAC3 tt__CapabilitiesExtension * SOAP_FMAC4 soap_in_tt__CapabilitiesExtens
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_DeviceIO1 = 1;
-	size_t soap_flag_Display1 = 1;
-	size_t soap_flag_Recording1 = 1;
-	size_t soap_flag_Search1 = 1;
-	size_t soap_flag_Replay1 = 1;
-	size_t soap_flag_Receiver1 = 1;
-	size_t soap_flag_AnalyticsDevice1 = 1;
-	size_t soap_flag_Extensions1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_DeviceIO1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__DeviceIOCapabilities(soap, "tt:DeviceIO", &a->tt__CapabilitiesExtension::DeviceIO, "tt:DeviceIOCapabilities"))
-				{	soap_flag_DeviceIO1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__CapabilitiesExtension::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_Display1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__DisplayCapabilities(soap, "tt:Display", &a->tt__CapabilitiesExtension::Display, "tt:DisplayCapabilities"))
-				{	soap_flag_Display1--;
-					continue;
-				}
-			}
-			if (soap_flag_Recording1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__RecordingCapabilities(soap, "tt:Recording", &a->tt__CapabilitiesExtension::Recording, "tt:RecordingCapabilities"))
-				{	soap_flag_Recording1--;
-					continue;
-				}
-			}
-			if (soap_flag_Search1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__SearchCapabilities(soap, "tt:Search", &a->tt__CapabilitiesExtension::Search, "tt:SearchCapabilities"))
-				{	soap_flag_Search1--;
-					continue;
-				}
-			}
-			if (soap_flag_Replay1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__ReplayCapabilities(soap, "tt:Replay", &a->tt__CapabilitiesExtension::Replay, "tt:ReplayCapabilities"))
-				{	soap_flag_Replay1--;
-					continue;
-				}
-			}
-			if (soap_flag_Receiver1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__ReceiverCapabilities(soap, "tt:Receiver", &a->tt__CapabilitiesExtension::Receiver, "tt:ReceiverCapabilities"))
-				{	soap_flag_Receiver1--;
-					continue;
-				}
-			}
-			if (soap_flag_AnalyticsDevice1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__AnalyticsDeviceCapabilities(soap, "tt:AnalyticsDevice", &a->tt__CapabilitiesExtension::AnalyticsDevice, "tt:AnalyticsDeviceCapabilities"))
-				{	soap_flag_AnalyticsDevice1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extensions1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__CapabilitiesExtension2(soap, "tt:Extensions", &a->tt__CapabilitiesExtension::Extensions, "tt:CapabilitiesExtension2"))
-				{	soap_flag_Extensions1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -27516,15 +24776,10 @@ SOAP_FMAC1 tt__CapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__Capabilit
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__CapabilitiesExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__CapabilitiesExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__CapabilitiesExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -28555,15 +25810,13 @@ SOAP_FMAC3 tt__MulticastConfiguration * SOAP_FMAC4 soap_get_tt__MulticastConfigu
 
 void tt__AudioDecoderConfiguration::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__ConfigurationEntity::soap_default(soap);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__AudioDecoderConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	this->tt__ConfigurationEntity::soap_serialize(soap);
 #endif
 }
 
@@ -28574,13 +25827,8 @@ int tt__AudioDecoderConfiguration::soap_out(struct soap *soap, const char *tag, 
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AudioDecoderConfiguration(struct soap *soap, const char *tag, int id, const tt__AudioDecoderConfiguration *a, const char *type)
 {
-	soap_set_attr(soap, "token", soap_tt__ReferenceToken2s(soap, ((tt__ConfigurationEntity*)a)->token), 1);
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AudioDecoderConfiguration), type ? type : "tt:AudioDecoderConfiguration"))
-		return soap->error;
-	if (soap_out_tt__Name(soap, "tt:Name", -1, &a->tt__ConfigurationEntity::Name, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:UseCount", -1, &a->tt__ConfigurationEntity::UseCount, ""))
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AudioDecoderConfiguration), type))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -28605,26 +25853,10 @@ SOAP_FMAC3 tt__AudioDecoderConfiguration * SOAP_FMAC4 soap_in_tt__AudioDecoderCo
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	if (soap_s2tt__ReferenceToken(soap, soap_attr_value(soap, "token", 1, 1), &((tt__ConfigurationEntity*)a)->token))
-		return NULL;
-	size_t soap_flag_Name2 = 1;
-	size_t soap_flag_UseCount2 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Name2 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__Name(soap, "tt:Name", &a->tt__ConfigurationEntity::Name, "tt:Name"))
-				{	soap_flag_Name2--;
-					continue;
-				}
-			}
-			if (soap_flag_UseCount2 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:UseCount", &a->tt__ConfigurationEntity::UseCount, "xsd:int"))
-				{	soap_flag_UseCount2--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -28634,14 +25866,6 @@ SOAP_FMAC3 tt__AudioDecoderConfiguration * SOAP_FMAC4 soap_in_tt__AudioDecoderCo
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Name2 > 0 || soap_flag_UseCount2 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__AudioDecoderConfiguration *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__AudioDecoderConfiguration, SOAP_TYPE_tt__AudioDecoderConfiguration, sizeof(tt__AudioDecoderConfiguration), 0, soap_finsert, soap_fbase);
@@ -28662,15 +25886,10 @@ SOAP_FMAC1 tt__AudioDecoderConfiguration * SOAP_FMAC2 soap_instantiate_tt__Audio
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__AudioDecoderConfiguration);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__AudioDecoderConfiguration, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__AudioDecoderConfiguration location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -28704,22 +25923,13 @@ SOAP_FMAC3 tt__AudioDecoderConfiguration * SOAP_FMAC4 soap_get_tt__AudioDecoderC
 
 void tt__AudioOutputConfiguration::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__ConfigurationEntity::soap_default(soap);
-	soap_default_tt__ReferenceToken(soap, &this->tt__AudioOutputConfiguration::OutputToken);
-	this->tt__AudioOutputConfiguration::SendPrimacy = NULL;
-	soap_default_int(soap, &this->tt__AudioOutputConfiguration::OutputLevel);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__AudioOutputConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__AudioOutputConfiguration::OutputToken, SOAP_TYPE_tt__ReferenceToken);
-	soap_serialize_tt__ReferenceToken(soap, &this->tt__AudioOutputConfiguration::OutputToken);
-	soap_serialize_PointerToxsd__anyURI(soap, &this->tt__AudioOutputConfiguration::SendPrimacy);
-	soap_embedded(soap, &this->tt__AudioOutputConfiguration::OutputLevel, SOAP_TYPE_int);
-	this->tt__ConfigurationEntity::soap_serialize(soap);
 #endif
 }
 
@@ -28730,19 +25940,8 @@ int tt__AudioOutputConfiguration::soap_out(struct soap *soap, const char *tag, i
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AudioOutputConfiguration(struct soap *soap, const char *tag, int id, const tt__AudioOutputConfiguration *a, const char *type)
 {
-	soap_set_attr(soap, "token", soap_tt__ReferenceToken2s(soap, ((tt__ConfigurationEntity*)a)->token), 1);
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AudioOutputConfiguration), type ? type : "tt:AudioOutputConfiguration"))
-		return soap->error;
-	if (soap_out_tt__Name(soap, "tt:Name", -1, &a->tt__ConfigurationEntity::Name, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:UseCount", -1, &a->tt__ConfigurationEntity::UseCount, ""))
-		return soap->error;
-	if (soap_out_tt__ReferenceToken(soap, "tt:OutputToken", -1, &a->tt__AudioOutputConfiguration::OutputToken, ""))
-		return soap->error;
-	if (soap_out_PointerToxsd__anyURI(soap, "tt:SendPrimacy", -1, &a->tt__AudioOutputConfiguration::SendPrimacy, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:OutputLevel", -1, &a->tt__AudioOutputConfiguration::OutputLevel, ""))
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AudioOutputConfiguration), type))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -28767,47 +25966,10 @@ SOAP_FMAC3 tt__AudioOutputConfiguration * SOAP_FMAC4 soap_in_tt__AudioOutputConf
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	if (soap_s2tt__ReferenceToken(soap, soap_attr_value(soap, "token", 1, 1), &((tt__ConfigurationEntity*)a)->token))
-		return NULL;
-	size_t soap_flag_Name2 = 1;
-	size_t soap_flag_UseCount2 = 1;
-	size_t soap_flag_OutputToken1 = 1;
-	size_t soap_flag_SendPrimacy1 = 1;
-	size_t soap_flag_OutputLevel1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Name2 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__Name(soap, "tt:Name", &a->tt__ConfigurationEntity::Name, "tt:Name"))
-				{	soap_flag_Name2--;
-					continue;
-				}
-			}
-			if (soap_flag_UseCount2 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:UseCount", &a->tt__ConfigurationEntity::UseCount, "xsd:int"))
-				{	soap_flag_UseCount2--;
-					continue;
-				}
-			}
-			if (soap_flag_OutputToken1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__ReferenceToken(soap, "tt:OutputToken", &a->tt__AudioOutputConfiguration::OutputToken, "tt:ReferenceToken"))
-				{	soap_flag_OutputToken1--;
-					continue;
-				}
-			}
-			if (soap_flag_SendPrimacy1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_PointerToxsd__anyURI(soap, "tt:SendPrimacy", &a->tt__AudioOutputConfiguration::SendPrimacy, "xsd:anyURI"))
-				{	soap_flag_SendPrimacy1--;
-					continue;
-				}
-			}
-			if (soap_flag_OutputLevel1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:OutputLevel", &a->tt__AudioOutputConfiguration::OutputLevel, "xsd:int"))
-				{	soap_flag_OutputLevel1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -28817,14 +25979,6 @@ SOAP_FMAC3 tt__AudioOutputConfiguration * SOAP_FMAC4 soap_in_tt__AudioOutputConf
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Name2 > 0 || soap_flag_UseCount2 > 0 || soap_flag_OutputToken1 > 0 || soap_flag_OutputLevel1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__AudioOutputConfiguration *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__AudioOutputConfiguration, SOAP_TYPE_tt__AudioOutputConfiguration, sizeof(tt__AudioOutputConfiguration), 0, soap_finsert, soap_fbase);
@@ -28845,15 +25999,10 @@ SOAP_FMAC1 tt__AudioOutputConfiguration * SOAP_FMAC2 soap_instantiate_tt__AudioO
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__AudioOutputConfiguration);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__AudioOutputConfiguration, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__AudioOutputConfiguration location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -28887,17 +26036,13 @@ SOAP_FMAC3 tt__AudioOutputConfiguration * SOAP_FMAC4 soap_get_tt__AudioOutputCon
 
 void tt__EventSubscription::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__EventSubscription::Filter = NULL;
-	this->tt__EventSubscription::SubscriptionPolicy = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__EventSubscription::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTowsnt__FilterType(soap, &this->tt__EventSubscription::Filter);
-	soap_serialize_PointerTo_tt__EventSubscription_SubscriptionPolicy(soap, &this->tt__EventSubscription::SubscriptionPolicy);
 #endif
 }
 
@@ -28910,10 +26055,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__EventSubscription(struct soap *soap, cons
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__EventSubscription), type))
-		return soap->error;
-	if (soap_out_PointerTowsnt__FilterType(soap, "tt:Filter", -1, &a->tt__EventSubscription::Filter, ""))
-		return soap->error;
-	if (soap_out_PointerTo_tt__EventSubscription_SubscriptionPolicy(soap, "tt:SubscriptionPolicy", -1, &a->tt__EventSubscription::SubscriptionPolicy, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -28938,24 +26079,10 @@ SOAP_FMAC3 tt__EventSubscription * SOAP_FMAC4 soap_in_tt__EventSubscription(stru
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Filter1 = 1;
-	size_t soap_flag_SubscriptionPolicy1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Filter1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTowsnt__FilterType(soap, "tt:Filter", &a->tt__EventSubscription::Filter, "wsnt:FilterType"))
-				{	soap_flag_Filter1--;
-					continue;
-				}
-			}
-			if (soap_flag_SubscriptionPolicy1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTo_tt__EventSubscription_SubscriptionPolicy(soap, "tt:SubscriptionPolicy", &a->tt__EventSubscription::SubscriptionPolicy, ""))
-				{	soap_flag_SubscriptionPolicy1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -28985,15 +26112,10 @@ SOAP_FMAC1 tt__EventSubscription * SOAP_FMAC2 soap_instantiate_tt__EventSubscrip
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__EventSubscription);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__EventSubscription, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__EventSubscription location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -29027,17 +26149,13 @@ SOAP_FMAC3 tt__EventSubscription * SOAP_FMAC4 soap_get_tt__EventSubscription(str
 
 void tt__SensorDataFilter::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_std__vectorTemplateOfstd__string(soap, &this->tt__SensorDataFilter::SensorID);
-	soap_default_std__vectorTemplateOfstd__string(soap, &this->tt__SensorDataFilter::Type);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__SensorDataFilter::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOfstd__string(soap, &this->tt__SensorDataFilter::SensorID);
-	soap_serialize_std__vectorTemplateOfstd__string(soap, &this->tt__SensorDataFilter::Type);
 #endif
 }
 
@@ -29050,10 +26168,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SensorDataFilter(struct soap *soap, const
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SensorDataFilter), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOfstd__string(soap, "tt:SensorID", -1, &a->tt__SensorDataFilter::SensorID, ""))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOfstd__string(soap, "tt:Type", -1, &a->tt__SensorDataFilter::Type, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -29083,14 +26197,6 @@ SOAP_FMAC3 tt__SensorDataFilter * SOAP_FMAC4 soap_in_tt__SensorDataFilter(struct
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
 			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOfstd__string(soap, "tt:SensorID", &a->tt__SensorDataFilter::SensorID, "xsd:string"))
-					continue;
-			}
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOfstd__string(soap, "tt:Type", &a->tt__SensorDataFilter::Type, "xsd:string"))
-					continue;
-			}
-			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
 				break;
@@ -29119,15 +26225,10 @@ SOAP_FMAC1 tt__SensorDataFilter * SOAP_FMAC2 soap_instantiate_tt__SensorDataFilt
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__SensorDataFilter);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__SensorDataFilter, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__SensorDataFilter location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -29161,19 +26262,13 @@ SOAP_FMAC3 tt__SensorDataFilter * SOAP_FMAC4 soap_get_tt__SensorDataFilter(struc
 
 void tt__PTZFilter::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_bool(soap, &this->tt__PTZFilter::Status);
-	soap_default_bool(soap, &this->tt__PTZFilter::Position);
-	this->tt__PTZFilter::FieldOfView = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__PTZFilter::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__PTZFilter::Status, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__PTZFilter::Position, SOAP_TYPE_bool);
-	soap_serialize_PointerTobool(soap, &this->tt__PTZFilter::FieldOfView);
 #endif
 }
 
@@ -29186,12 +26281,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZFilter(struct soap *soap, const char *
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PTZFilter), type))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:Status", -1, &a->tt__PTZFilter::Status, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:Position", -1, &a->tt__PTZFilter::Position, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:FieldOfView", -1, &a->tt__PTZFilter::FieldOfView, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -29216,31 +26305,10 @@ SOAP_FMAC3 tt__PTZFilter * SOAP_FMAC4 soap_in_tt__PTZFilter(struct soap *soap, c
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Status1 = 1;
-	size_t soap_flag_Position1 = 1;
-	size_t soap_flag_FieldOfView1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Status1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:Status", &a->tt__PTZFilter::Status, "xsd:boolean"))
-				{	soap_flag_Status1--;
-					continue;
-				}
-			}
-			if (soap_flag_Position1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:Position", &a->tt__PTZFilter::Position, "xsd:boolean"))
-				{	soap_flag_Position1--;
-					continue;
-				}
-			}
-			if (soap_flag_FieldOfView1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:FieldOfView", &a->tt__PTZFilter::FieldOfView, "xsd:boolean"))
-				{	soap_flag_FieldOfView1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -29250,14 +26318,6 @@ SOAP_FMAC3 tt__PTZFilter * SOAP_FMAC4 soap_in_tt__PTZFilter(struct soap *soap, c
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Status1 > 0 || soap_flag_Position1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__PTZFilter *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__PTZFilter, SOAP_TYPE_tt__PTZFilter, sizeof(tt__PTZFilter), 0, soap_finsert, soap_fbase);
@@ -29278,15 +26338,10 @@ SOAP_FMAC1 tt__PTZFilter * SOAP_FMAC2 soap_instantiate_tt__PTZFilter(struct soap
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTZFilter);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTZFilter, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTZFilter location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -29320,7 +26375,7 @@ SOAP_FMAC3 tt__PTZFilter * SOAP_FMAC4 soap_get_tt__PTZFilter(struct soap *soap, 
 
 void tt__MetadataConfigurationExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__MetadataConfigurationExtension::soap_serialize(struct soap *soap) const
@@ -29396,15 +26451,10 @@ SOAP_FMAC1 tt__MetadataConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__MetadataConfigurationExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__MetadataConfigurationExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__MetadataConfigurationExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -29438,36 +26488,15 @@ SOAP_FMAC3 tt__MetadataConfigurationExtension * SOAP_FMAC4 soap_get_tt__Metadata
 
 void tt__MetadataConfiguration::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__ConfigurationEntity::soap_default(soap);
-	this->tt__MetadataConfiguration::PTZStatus = NULL;
-	this->tt__MetadataConfiguration::Events = NULL;
-	this->tt__MetadataConfiguration::Analytics = NULL;
-	this->tt__MetadataConfiguration::Multicast = NULL;
-	soap_default_xsd__duration(soap, &this->tt__MetadataConfiguration::SessionTimeout);
-	this->tt__MetadataConfiguration::AnalyticsEngineConfiguration = NULL;
-	this->tt__MetadataConfiguration::SensorData = NULL;
-	this->tt__MetadataConfiguration::Extension = NULL;
-	this->tt__MetadataConfiguration::CompressionType = NULL;
-	this->tt__MetadataConfiguration::GeoLocation = NULL;
-	this->tt__MetadataConfiguration::ShapePolygon = NULL;
-	this->tt__MetadataConfiguration::SecureStreamingProtocolAlgorithm = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__MetadataConfiguration::__any);
 }
 
 void tt__MetadataConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__PTZFilter(soap, &this->tt__MetadataConfiguration::PTZStatus);
-	soap_serialize_PointerTott__EventSubscription(soap, &this->tt__MetadataConfiguration::Events);
-	soap_serialize_PointerTobool(soap, &this->tt__MetadataConfiguration::Analytics);
-	soap_serialize_PointerTott__MulticastConfiguration(soap, &this->tt__MetadataConfiguration::Multicast);
-	soap_embedded(soap, &this->tt__MetadataConfiguration::SessionTimeout, SOAP_TYPE_xsd__duration);
-	soap_serialize_xsd__duration(soap, &this->tt__MetadataConfiguration::SessionTimeout);
-	soap_serialize_PointerTott__AnalyticsEngineConfiguration(soap, &this->tt__MetadataConfiguration::AnalyticsEngineConfiguration);
-	soap_serialize_PointerTott__SensorDataFilter(soap, &this->tt__MetadataConfiguration::SensorData);
-	soap_serialize_PointerTott__MetadataConfigurationExtension(soap, &this->tt__MetadataConfiguration::Extension);
-	this->tt__ConfigurationEntity::soap_serialize(soap);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__MetadataConfiguration::__any);
 #endif
 }
 
@@ -29478,45 +26507,10 @@ int tt__MetadataConfiguration::soap_out(struct soap *soap, const char *tag, int 
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__MetadataConfiguration(struct soap *soap, const char *tag, int id, const tt__MetadataConfiguration *a, const char *type)
 {
-	if (((tt__MetadataConfiguration*)a)->CompressionType)
-	{	soap_set_attr(soap, "CompressionType", soap_std__string2s(soap, *((tt__MetadataConfiguration*)a)->CompressionType), 1);
-	}
-	if (((tt__MetadataConfiguration*)a)->GeoLocation)
-	{	soap_set_attr(soap, "GeoLocation", soap_bool2s(soap, *((tt__MetadataConfiguration*)a)->GeoLocation), 1);
-	}
-	if (((tt__MetadataConfiguration*)a)->ShapePolygon)
-	{	soap_set_attr(soap, "ShapePolygon", soap_bool2s(soap, *((tt__MetadataConfiguration*)a)->ShapePolygon), 1);
-	}
-	if (((tt__MetadataConfiguration*)a)->SecureStreamingProtocolAlgorithm)
-	{	soap_set_attr(soap, "SecureStreamingProtocolAlgorithm", soap_std__string2s(soap, *((tt__MetadataConfiguration*)a)->SecureStreamingProtocolAlgorithm), 1);
-	}
-	soap_set_attr(soap, "token", soap_tt__ReferenceToken2s(soap, ((tt__ConfigurationEntity*)a)->token), 1);
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__MetadataConfiguration), type ? type : "tt:MetadataConfiguration"))
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__MetadataConfiguration), type))
 		return soap->error;
-	if (soap_out_tt__Name(soap, "tt:Name", -1, &a->tt__ConfigurationEntity::Name, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:UseCount", -1, &a->tt__ConfigurationEntity::UseCount, ""))
-		return soap->error;
-	if (soap_out_PointerTott__PTZFilter(soap, "tt:PTZStatus", -1, &a->tt__MetadataConfiguration::PTZStatus, ""))
-		return soap->error;
-	if (soap_out_PointerTott__EventSubscription(soap, "tt:Events", -1, &a->tt__MetadataConfiguration::Events, ""))
-		return soap->error;
-	if (soap_out_PointerTobool(soap, "tt:Analytics", -1, &a->tt__MetadataConfiguration::Analytics, ""))
-		return soap->error;
-	if (!a->tt__MetadataConfiguration::Multicast)
-	{	if (soap_element_empty(soap, "tt:Multicast", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__MulticastConfiguration(soap, "tt:Multicast", -1, &a->tt__MetadataConfiguration::Multicast, ""))
-		return soap->error;
-	if (soap_out_xsd__duration(soap, "tt:SessionTimeout", -1, &a->tt__MetadataConfiguration::SessionTimeout, ""))
-		return soap->error;
-	if (soap_out_PointerTott__AnalyticsEngineConfiguration(soap, "tt:AnalyticsEngineConfiguration", -1, &a->tt__MetadataConfiguration::AnalyticsEngineConfiguration, ""))
-		return soap->error;
-	if (soap_out_PointerTott__SensorDataFilter(soap, "tt:SensorData", -1, &a->tt__MetadataConfiguration::SensorData, ""))
-		return soap->error;
-	if (soap_out_PointerTott__MetadataConfigurationExtension(soap, "tt:Extension", -1, &a->tt__MetadataConfiguration::Extension, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__MetadataConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -29541,129 +26535,13 @@ SOAP_FMAC3 tt__MetadataConfiguration * SOAP_FMAC4 soap_in_tt__MetadataConfigurat
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	{
-		const char *t = soap_attr_value(soap, "CompressionType", 1, 0);
-		if (t)
-		{
-			if (!(((tt__MetadataConfiguration*)a)->CompressionType = soap_new_std__string(soap)))
-				return NULL;
-			if (soap_s2std__string(soap, t, ((tt__MetadataConfiguration*)a)->CompressionType))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	{
-		const char *t = soap_attr_value(soap, "GeoLocation", 5, 0);
-		if (t)
-		{
-			if (!(((tt__MetadataConfiguration*)a)->GeoLocation = (bool *)soap_malloc(soap, sizeof(bool))))
-				return NULL;
-			if (soap_s2bool(soap, t, ((tt__MetadataConfiguration*)a)->GeoLocation))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	{
-		const char *t = soap_attr_value(soap, "ShapePolygon", 5, 0);
-		if (t)
-		{
-			if (!(((tt__MetadataConfiguration*)a)->ShapePolygon = (bool *)soap_malloc(soap, sizeof(bool))))
-				return NULL;
-			if (soap_s2bool(soap, t, ((tt__MetadataConfiguration*)a)->ShapePolygon))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	{
-		const char *t = soap_attr_value(soap, "SecureStreamingProtocolAlgorithm", 1, 0);
-		if (t)
-		{
-			if (!(((tt__MetadataConfiguration*)a)->SecureStreamingProtocolAlgorithm = soap_new_std__string(soap)))
-				return NULL;
-			if (soap_s2std__string(soap, t, ((tt__MetadataConfiguration*)a)->SecureStreamingProtocolAlgorithm))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	if (soap_s2tt__ReferenceToken(soap, soap_attr_value(soap, "token", 1, 1), &((tt__ConfigurationEntity*)a)->token))
-		return NULL;
-	size_t soap_flag_Name2 = 1;
-	size_t soap_flag_UseCount2 = 1;
-	size_t soap_flag_PTZStatus1 = 1;
-	size_t soap_flag_Events1 = 1;
-	size_t soap_flag_Analytics1 = 1;
-	size_t soap_flag_Multicast1 = 1;
-	size_t soap_flag_SessionTimeout1 = 1;
-	size_t soap_flag_AnalyticsEngineConfiguration1 = 1;
-	size_t soap_flag_SensorData1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Name2 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__Name(soap, "tt:Name", &a->tt__ConfigurationEntity::Name, "tt:Name"))
-				{	soap_flag_Name2--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__MetadataConfiguration::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_UseCount2 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:UseCount", &a->tt__ConfigurationEntity::UseCount, "xsd:int"))
-				{	soap_flag_UseCount2--;
-					continue;
-				}
-			}
-			if (soap_flag_PTZStatus1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__PTZFilter(soap, "tt:PTZStatus", &a->tt__MetadataConfiguration::PTZStatus, "tt:PTZFilter"))
-				{	soap_flag_PTZStatus1--;
-					continue;
-				}
-			}
-			if (soap_flag_Events1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__EventSubscription(soap, "tt:Events", &a->tt__MetadataConfiguration::Events, "tt:EventSubscription"))
-				{	soap_flag_Events1--;
-					continue;
-				}
-			}
-			if (soap_flag_Analytics1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTobool(soap, "tt:Analytics", &a->tt__MetadataConfiguration::Analytics, "xsd:boolean"))
-				{	soap_flag_Analytics1--;
-					continue;
-				}
-			}
-			if (soap_flag_Multicast1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__MulticastConfiguration(soap, "tt:Multicast", &a->tt__MetadataConfiguration::Multicast, "tt:MulticastConfiguration"))
-				{	soap_flag_Multicast1--;
-					continue;
-				}
-			}
-			if (soap_flag_SessionTimeout1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__duration(soap, "tt:SessionTimeout", &a->tt__MetadataConfiguration::SessionTimeout, "xsd:duration"))
-				{	soap_flag_SessionTimeout1--;
-					continue;
-				}
-			}
-			if (soap_flag_AnalyticsEngineConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__AnalyticsEngineConfiguration(soap, "tt:AnalyticsEngineConfiguration", &a->tt__MetadataConfiguration::AnalyticsEngineConfiguration, "tt:AnalyticsEngineConfiguration"))
-				{	soap_flag_AnalyticsEngineConfiguration1--;
-					continue;
-				}
-			}
-			if (soap_flag_SensorData1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__SensorDataFilter(soap, "tt:SensorData", &a->tt__MetadataConfiguration::SensorData, "tt:SensorDataFilter"))
-				{	soap_flag_SensorData1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__MetadataConfigurationExtension(soap, "tt:Extension", &a->tt__MetadataConfiguration::Extension, "tt:MetadataConfigurationExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -29674,14 +26552,6 @@ SOAP_FMAC3 tt__MetadataConfiguration * SOAP_FMAC4 soap_in_tt__MetadataConfigurat
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Name2 > 0 || soap_flag_UseCount2 > 0 || !a->tt__MetadataConfiguration::Multicast || soap_flag_SessionTimeout1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__MetadataConfiguration *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__MetadataConfiguration, SOAP_TYPE_tt__MetadataConfiguration, sizeof(tt__MetadataConfiguration), 0, soap_finsert, soap_fbase);
@@ -29702,15 +26572,10 @@ SOAP_FMAC1 tt__MetadataConfiguration * SOAP_FMAC2 soap_instantiate_tt__MetadataC
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__MetadataConfiguration);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__MetadataConfiguration, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__MetadataConfiguration location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -29744,19 +26609,15 @@ SOAP_FMAC3 tt__MetadataConfiguration * SOAP_FMAC4 soap_get_tt__MetadataConfigura
 
 void tt__VideoAnalyticsConfiguration::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__ConfigurationEntity::soap_default(soap);
-	this->tt__VideoAnalyticsConfiguration::AnalyticsEngineConfiguration = NULL;
-	this->tt__VideoAnalyticsConfiguration::RuleEngineConfiguration = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__VideoAnalyticsConfiguration::__any);
 }
 
 void tt__VideoAnalyticsConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__AnalyticsEngineConfiguration(soap, &this->tt__VideoAnalyticsConfiguration::AnalyticsEngineConfiguration);
-	soap_serialize_PointerTott__RuleEngineConfiguration(soap, &this->tt__VideoAnalyticsConfiguration::RuleEngineConfiguration);
-	this->tt__ConfigurationEntity::soap_serialize(soap);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__VideoAnalyticsConfiguration::__any);
 #endif
 }
 
@@ -29767,25 +26628,10 @@ int tt__VideoAnalyticsConfiguration::soap_out(struct soap *soap, const char *tag
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__VideoAnalyticsConfiguration(struct soap *soap, const char *tag, int id, const tt__VideoAnalyticsConfiguration *a, const char *type)
 {
-	soap_set_attr(soap, "token", soap_tt__ReferenceToken2s(soap, ((tt__ConfigurationEntity*)a)->token), 1);
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__VideoAnalyticsConfiguration), type ? type : "tt:VideoAnalyticsConfiguration"))
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__VideoAnalyticsConfiguration), type))
 		return soap->error;
-	if (soap_out_tt__Name(soap, "tt:Name", -1, &a->tt__ConfigurationEntity::Name, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:UseCount", -1, &a->tt__ConfigurationEntity::UseCount, ""))
-		return soap->error;
-	if (!a->tt__VideoAnalyticsConfiguration::AnalyticsEngineConfiguration)
-	{	if (soap_element_empty(soap, "tt:AnalyticsEngineConfiguration", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__AnalyticsEngineConfiguration(soap, "tt:AnalyticsEngineConfiguration", -1, &a->tt__VideoAnalyticsConfiguration::AnalyticsEngineConfiguration, ""))
-		return soap->error;
-	if (!a->tt__VideoAnalyticsConfiguration::RuleEngineConfiguration)
-	{	if (soap_element_empty(soap, "tt:RuleEngineConfiguration", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__RuleEngineConfiguration(soap, "tt:RuleEngineConfiguration", -1, &a->tt__VideoAnalyticsConfiguration::RuleEngineConfiguration, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__VideoAnalyticsConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -29810,39 +26656,13 @@ SOAP_FMAC3 tt__VideoAnalyticsConfiguration * SOAP_FMAC4 soap_in_tt__VideoAnalyti
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	if (soap_s2tt__ReferenceToken(soap, soap_attr_value(soap, "token", 1, 1), &((tt__ConfigurationEntity*)a)->token))
-		return NULL;
-	size_t soap_flag_Name2 = 1;
-	size_t soap_flag_UseCount2 = 1;
-	size_t soap_flag_AnalyticsEngineConfiguration1 = 1;
-	size_t soap_flag_RuleEngineConfiguration1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Name2 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__Name(soap, "tt:Name", &a->tt__ConfigurationEntity::Name, "tt:Name"))
-				{	soap_flag_Name2--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__VideoAnalyticsConfiguration::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_UseCount2 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:UseCount", &a->tt__ConfigurationEntity::UseCount, "xsd:int"))
-				{	soap_flag_UseCount2--;
-					continue;
-				}
-			}
-			if (soap_flag_AnalyticsEngineConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__AnalyticsEngineConfiguration(soap, "tt:AnalyticsEngineConfiguration", &a->tt__VideoAnalyticsConfiguration::AnalyticsEngineConfiguration, "tt:AnalyticsEngineConfiguration"))
-				{	soap_flag_AnalyticsEngineConfiguration1--;
-					continue;
-				}
-			}
-			if (soap_flag_RuleEngineConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__RuleEngineConfiguration(soap, "tt:RuleEngineConfiguration", &a->tt__VideoAnalyticsConfiguration::RuleEngineConfiguration, "tt:RuleEngineConfiguration"))
-				{	soap_flag_RuleEngineConfiguration1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -29853,14 +26673,6 @@ SOAP_FMAC3 tt__VideoAnalyticsConfiguration * SOAP_FMAC4 soap_in_tt__VideoAnalyti
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Name2 > 0 || soap_flag_UseCount2 > 0 || !a->tt__VideoAnalyticsConfiguration::AnalyticsEngineConfiguration || !a->tt__VideoAnalyticsConfiguration::RuleEngineConfiguration))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__VideoAnalyticsConfiguration *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__VideoAnalyticsConfiguration, SOAP_TYPE_tt__VideoAnalyticsConfiguration, sizeof(tt__VideoAnalyticsConfiguration), 0, soap_finsert, soap_fbase);
@@ -29881,15 +26693,10 @@ SOAP_FMAC1 tt__VideoAnalyticsConfiguration * SOAP_FMAC2 soap_instantiate_tt__Vid
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__VideoAnalyticsConfiguration);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__VideoAnalyticsConfiguration, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__VideoAnalyticsConfiguration location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -29923,25 +26730,15 @@ SOAP_FMAC3 tt__VideoAnalyticsConfiguration * SOAP_FMAC4 soap_get_tt__VideoAnalyt
 
 void tt__AudioEncoderConfiguration::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__ConfigurationEntity::soap_default(soap);
-	soap_default_tt__AudioEncoding(soap, &this->tt__AudioEncoderConfiguration::Encoding);
-	soap_default_int(soap, &this->tt__AudioEncoderConfiguration::Bitrate);
-	soap_default_int(soap, &this->tt__AudioEncoderConfiguration::SampleRate);
-	this->tt__AudioEncoderConfiguration::Multicast = NULL;
-	soap_default_xsd__duration(soap, &this->tt__AudioEncoderConfiguration::SessionTimeout);
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__AudioEncoderConfiguration::__any);
 }
 
 void tt__AudioEncoderConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__AudioEncoderConfiguration::Bitrate, SOAP_TYPE_int);
-	soap_embedded(soap, &this->tt__AudioEncoderConfiguration::SampleRate, SOAP_TYPE_int);
-	soap_serialize_PointerTott__MulticastConfiguration(soap, &this->tt__AudioEncoderConfiguration::Multicast);
-	soap_embedded(soap, &this->tt__AudioEncoderConfiguration::SessionTimeout, SOAP_TYPE_xsd__duration);
-	soap_serialize_xsd__duration(soap, &this->tt__AudioEncoderConfiguration::SessionTimeout);
-	this->tt__ConfigurationEntity::soap_serialize(soap);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__AudioEncoderConfiguration::__any);
 #endif
 }
 
@@ -29952,27 +26749,10 @@ int tt__AudioEncoderConfiguration::soap_out(struct soap *soap, const char *tag, 
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AudioEncoderConfiguration(struct soap *soap, const char *tag, int id, const tt__AudioEncoderConfiguration *a, const char *type)
 {
-	soap_set_attr(soap, "token", soap_tt__ReferenceToken2s(soap, ((tt__ConfigurationEntity*)a)->token), 1);
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AudioEncoderConfiguration), type ? type : "tt:AudioEncoderConfiguration"))
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AudioEncoderConfiguration), type))
 		return soap->error;
-	if (soap_out_tt__Name(soap, "tt:Name", -1, &a->tt__ConfigurationEntity::Name, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:UseCount", -1, &a->tt__ConfigurationEntity::UseCount, ""))
-		return soap->error;
-	if (soap_out_tt__AudioEncoding(soap, "tt:Encoding", -1, &a->tt__AudioEncoderConfiguration::Encoding, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:Bitrate", -1, &a->tt__AudioEncoderConfiguration::Bitrate, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:SampleRate", -1, &a->tt__AudioEncoderConfiguration::SampleRate, ""))
-		return soap->error;
-	if (!a->tt__AudioEncoderConfiguration::Multicast)
-	{	if (soap_element_empty(soap, "tt:Multicast", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__MulticastConfiguration(soap, "tt:Multicast", -1, &a->tt__AudioEncoderConfiguration::Multicast, ""))
-		return soap->error;
-	if (soap_out_xsd__duration(soap, "tt:SessionTimeout", -1, &a->tt__AudioEncoderConfiguration::SessionTimeout, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__AudioEncoderConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -29997,60 +26777,13 @@ SOAP_FMAC3 tt__AudioEncoderConfiguration * SOAP_FMAC4 soap_in_tt__AudioEncoderCo
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	if (soap_s2tt__ReferenceToken(soap, soap_attr_value(soap, "token", 1, 1), &((tt__ConfigurationEntity*)a)->token))
-		return NULL;
-	size_t soap_flag_Name2 = 1;
-	size_t soap_flag_UseCount2 = 1;
-	size_t soap_flag_Encoding1 = 1;
-	size_t soap_flag_Bitrate1 = 1;
-	size_t soap_flag_SampleRate1 = 1;
-	size_t soap_flag_Multicast1 = 1;
-	size_t soap_flag_SessionTimeout1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Name2 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__Name(soap, "tt:Name", &a->tt__ConfigurationEntity::Name, "tt:Name"))
-				{	soap_flag_Name2--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__AudioEncoderConfiguration::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_UseCount2 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:UseCount", &a->tt__ConfigurationEntity::UseCount, "xsd:int"))
-				{	soap_flag_UseCount2--;
-					continue;
-				}
-			}
-			if (soap_flag_Encoding1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_tt__AudioEncoding(soap, "tt:Encoding", &a->tt__AudioEncoderConfiguration::Encoding, "tt:AudioEncoding"))
-				{	soap_flag_Encoding1--;
-					continue;
-				}
-			}
-			if (soap_flag_Bitrate1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:Bitrate", &a->tt__AudioEncoderConfiguration::Bitrate, "xsd:int"))
-				{	soap_flag_Bitrate1--;
-					continue;
-				}
-			}
-			if (soap_flag_SampleRate1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:SampleRate", &a->tt__AudioEncoderConfiguration::SampleRate, "xsd:int"))
-				{	soap_flag_SampleRate1--;
-					continue;
-				}
-			}
-			if (soap_flag_Multicast1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__MulticastConfiguration(soap, "tt:Multicast", &a->tt__AudioEncoderConfiguration::Multicast, "tt:MulticastConfiguration"))
-				{	soap_flag_Multicast1--;
-					continue;
-				}
-			}
-			if (soap_flag_SessionTimeout1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__duration(soap, "tt:SessionTimeout", &a->tt__AudioEncoderConfiguration::SessionTimeout, "xsd:duration"))
-				{	soap_flag_SessionTimeout1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -30061,14 +26794,6 @@ SOAP_FMAC3 tt__AudioEncoderConfiguration * SOAP_FMAC4 soap_in_tt__AudioEncoderCo
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Name2 > 0 || soap_flag_UseCount2 > 0 || soap_flag_Encoding1 > 0 || soap_flag_Bitrate1 > 0 || soap_flag_SampleRate1 > 0 || !a->tt__AudioEncoderConfiguration::Multicast || soap_flag_SessionTimeout1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__AudioEncoderConfiguration *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__AudioEncoderConfiguration, SOAP_TYPE_tt__AudioEncoderConfiguration, sizeof(tt__AudioEncoderConfiguration), 0, soap_finsert, soap_fbase);
@@ -30089,15 +26814,10 @@ SOAP_FMAC1 tt__AudioEncoderConfiguration * SOAP_FMAC2 soap_instantiate_tt__Audio
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__AudioEncoderConfiguration);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__AudioEncoderConfiguration, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__AudioEncoderConfiguration location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -30131,18 +26851,15 @@ SOAP_FMAC3 tt__AudioEncoderConfiguration * SOAP_FMAC4 soap_get_tt__AudioEncoderC
 
 void tt__AudioSourceConfiguration::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__ConfigurationEntity::soap_default(soap);
-	soap_default_tt__ReferenceToken(soap, &this->tt__AudioSourceConfiguration::SourceToken);
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__AudioSourceConfiguration::__any);
 }
 
 void tt__AudioSourceConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__AudioSourceConfiguration::SourceToken, SOAP_TYPE_tt__ReferenceToken);
-	soap_serialize_tt__ReferenceToken(soap, &this->tt__AudioSourceConfiguration::SourceToken);
-	this->tt__ConfigurationEntity::soap_serialize(soap);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__AudioSourceConfiguration::__any);
 #endif
 }
 
@@ -30153,15 +26870,10 @@ int tt__AudioSourceConfiguration::soap_out(struct soap *soap, const char *tag, i
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AudioSourceConfiguration(struct soap *soap, const char *tag, int id, const tt__AudioSourceConfiguration *a, const char *type)
 {
-	soap_set_attr(soap, "token", soap_tt__ReferenceToken2s(soap, ((tt__ConfigurationEntity*)a)->token), 1);
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AudioSourceConfiguration), type ? type : "tt:AudioSourceConfiguration"))
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AudioSourceConfiguration), type))
 		return soap->error;
-	if (soap_out_tt__Name(soap, "tt:Name", -1, &a->tt__ConfigurationEntity::Name, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:UseCount", -1, &a->tt__ConfigurationEntity::UseCount, ""))
-		return soap->error;
-	if (soap_out_tt__ReferenceToken(soap, "tt:SourceToken", -1, &a->tt__AudioSourceConfiguration::SourceToken, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__AudioSourceConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -30186,32 +26898,13 @@ SOAP_FMAC3 tt__AudioSourceConfiguration * SOAP_FMAC4 soap_in_tt__AudioSourceConf
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	if (soap_s2tt__ReferenceToken(soap, soap_attr_value(soap, "token", 1, 1), &((tt__ConfigurationEntity*)a)->token))
-		return NULL;
-	size_t soap_flag_Name2 = 1;
-	size_t soap_flag_UseCount2 = 1;
-	size_t soap_flag_SourceToken1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Name2 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__Name(soap, "tt:Name", &a->tt__ConfigurationEntity::Name, "tt:Name"))
-				{	soap_flag_Name2--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__AudioSourceConfiguration::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_UseCount2 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:UseCount", &a->tt__ConfigurationEntity::UseCount, "xsd:int"))
-				{	soap_flag_UseCount2--;
-					continue;
-				}
-			}
-			if (soap_flag_SourceToken1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__ReferenceToken(soap, "tt:SourceToken", &a->tt__AudioSourceConfiguration::SourceToken, "tt:ReferenceToken"))
-				{	soap_flag_SourceToken1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -30222,14 +26915,6 @@ SOAP_FMAC3 tt__AudioSourceConfiguration * SOAP_FMAC4 soap_in_tt__AudioSourceConf
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Name2 > 0 || soap_flag_UseCount2 > 0 || soap_flag_SourceToken1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__AudioSourceConfiguration *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__AudioSourceConfiguration, SOAP_TYPE_tt__AudioSourceConfiguration, sizeof(tt__AudioSourceConfiguration), 0, soap_finsert, soap_fbase);
@@ -30250,15 +26935,10 @@ SOAP_FMAC1 tt__AudioSourceConfiguration * SOAP_FMAC2 soap_instantiate_tt__AudioS
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__AudioSourceConfiguration);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__AudioSourceConfiguration, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__AudioSourceConfiguration location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -32499,7 +29179,6 @@ void tt__VideoEncoderConfiguration::soap_serialize(struct soap *soap) const
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
 	soap_serialize_PointerTott__VideoResolution(soap, &this->tt__VideoEncoderConfiguration::Resolution);
-	soap_embedded(soap, &this->tt__VideoEncoderConfiguration::Quality, SOAP_TYPE_float);
 	soap_serialize_PointerTott__VideoRateControl(soap, &this->tt__VideoEncoderConfiguration::RateControl);
 	soap_serialize_PointerTott__Mpeg4Configuration(soap, &this->tt__VideoEncoderConfiguration::MPEG4);
 	soap_serialize_PointerTott__H264Configuration(soap, &this->tt__VideoEncoderConfiguration::H264);
@@ -32742,16 +29421,13 @@ SOAP_FMAC3 tt__VideoEncoderConfiguration * SOAP_FMAC4 soap_get_tt__VideoEncoderC
 
 void tt__SceneOrientation::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_tt__SceneOrientationMode(soap, &this->tt__SceneOrientation::Mode);
-	this->tt__SceneOrientation::Orientation = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__SceneOrientation::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTostd__string(soap, &this->tt__SceneOrientation::Orientation);
 #endif
 }
 
@@ -32764,10 +29440,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SceneOrientation(struct soap *soap, const
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SceneOrientation), type))
-		return soap->error;
-	if (soap_out_tt__SceneOrientationMode(soap, "tt:Mode", -1, &a->tt__SceneOrientation::Mode, ""))
-		return soap->error;
-	if (soap_out_PointerTostd__string(soap, "tt:Orientation", -1, &a->tt__SceneOrientation::Orientation, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -32792,24 +29464,10 @@ SOAP_FMAC3 tt__SceneOrientation * SOAP_FMAC4 soap_in_tt__SceneOrientation(struct
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Mode1 = 1;
-	size_t soap_flag_Orientation1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Mode1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_tt__SceneOrientationMode(soap, "tt:Mode", &a->tt__SceneOrientation::Mode, "tt:SceneOrientationMode"))
-				{	soap_flag_Mode1--;
-					continue;
-				}
-			}
-			if (soap_flag_Orientation1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_PointerTostd__string(soap, "tt:Orientation", &a->tt__SceneOrientation::Orientation, "xsd:string"))
-				{	soap_flag_Orientation1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -32819,14 +29477,6 @@ SOAP_FMAC3 tt__SceneOrientation * SOAP_FMAC4 soap_in_tt__SceneOrientation(struct
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Mode1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__SceneOrientation *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__SceneOrientation, SOAP_TYPE_tt__SceneOrientation, sizeof(tt__SceneOrientation), 0, soap_finsert, soap_fbase);
@@ -32847,15 +29497,10 @@ SOAP_FMAC1 tt__SceneOrientation * SOAP_FMAC2 soap_instantiate_tt__SceneOrientati
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__SceneOrientation);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__SceneOrientation, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__SceneOrientation location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -32889,20 +29534,13 @@ SOAP_FMAC3 tt__SceneOrientation * SOAP_FMAC4 soap_get_tt__SceneOrientation(struc
 
 void tt__LensDescription::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__LensDescription::Offset = NULL;
-	soap_default_std__vectorTemplateOfPointerTott__LensProjection(soap, &this->tt__LensDescription::Projection);
-	soap_default_float(soap, &this->tt__LensDescription::XFactor);
-	this->tt__LensDescription::FocalLength = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__LensDescription::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__LensOffset(soap, &this->tt__LensDescription::Offset);
-	soap_serialize_std__vectorTemplateOfPointerTott__LensProjection(soap, &this->tt__LensDescription::Projection);
-	soap_embedded(soap, &this->tt__LensDescription::XFactor, SOAP_TYPE_float);
 #endif
 }
 
@@ -32913,21 +29551,8 @@ int tt__LensDescription::soap_out(struct soap *soap, const char *tag, int id, co
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__LensDescription(struct soap *soap, const char *tag, int id, const tt__LensDescription *a, const char *type)
 {
-	if (((tt__LensDescription*)a)->FocalLength)
-	{	soap_set_attr(soap, "FocalLength", soap_float2s(soap, *((tt__LensDescription*)a)->FocalLength), 1);
-	}
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__LensDescription), type))
-		return soap->error;
-	if (!a->tt__LensDescription::Offset)
-	{	if (soap_element_empty(soap, "tt:Offset", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__LensOffset(soap, "tt:Offset", -1, &a->tt__LensDescription::Offset, ""))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOfPointerTott__LensProjection(soap, "tt:Projection", -1, &a->tt__LensDescription::Projection, ""))
-		return soap->error;
-	if (soap_out_float(soap, "tt:XFactor", -1, &a->tt__LensDescription::XFactor, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -32952,40 +29577,10 @@ SOAP_FMAC3 tt__LensDescription * SOAP_FMAC4 soap_in_tt__LensDescription(struct s
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	{
-		const char *t = soap_attr_value(soap, "FocalLength", 5, 0);
-		if (t)
-		{
-			if (!(((tt__LensDescription*)a)->FocalLength = (float *)soap_malloc(soap, sizeof(float))))
-				return NULL;
-			if (soap_s2float(soap, t, ((tt__LensDescription*)a)->FocalLength))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	size_t soap_flag_Offset1 = 1;
-	size_t soap_flag_XFactor1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Offset1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__LensOffset(soap, "tt:Offset", &a->tt__LensDescription::Offset, "tt:LensOffset"))
-				{	soap_flag_Offset1--;
-					continue;
-				}
-			}
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOfPointerTott__LensProjection(soap, "tt:Projection", &a->tt__LensDescription::Projection, "tt:LensProjection"))
-					continue;
-			}
-			if (soap_flag_XFactor1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_float(soap, "tt:XFactor", &a->tt__LensDescription::XFactor, "xsd:float"))
-				{	soap_flag_XFactor1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -32995,14 +29590,6 @@ SOAP_FMAC3 tt__LensDescription * SOAP_FMAC4 soap_in_tt__LensDescription(struct s
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (!a->tt__LensDescription::Offset || a->tt__LensDescription::Projection.size() < 1 || soap_flag_XFactor1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__LensDescription *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__LensDescription, SOAP_TYPE_tt__LensDescription, sizeof(tt__LensDescription), 0, soap_finsert, soap_fbase);
@@ -33023,15 +29610,10 @@ SOAP_FMAC1 tt__LensDescription * SOAP_FMAC2 soap_instantiate_tt__LensDescription
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__LensDescription);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__LensDescription, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__LensDescription location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -33065,9 +29647,7 @@ SOAP_FMAC3 tt__LensDescription * SOAP_FMAC4 soap_get_tt__LensDescription(struct 
 
 void tt__LensOffset::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__LensOffset::x = NULL;
-	this->tt__LensOffset::y = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__LensOffset::soap_serialize(struct soap *soap) const
@@ -33084,12 +29664,6 @@ int tt__LensOffset::soap_out(struct soap *soap, const char *tag, int id, const c
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__LensOffset(struct soap *soap, const char *tag, int id, const tt__LensOffset *a, const char *type)
 {
-	if (((tt__LensOffset*)a)->x)
-	{	soap_set_attr(soap, "x", soap_float2s(soap, *((tt__LensOffset*)a)->x), 1);
-	}
-	if (((tt__LensOffset*)a)->y)
-	{	soap_set_attr(soap, "y", soap_float2s(soap, *((tt__LensOffset*)a)->y), 1);
-	}
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__LensOffset), type))
 		return soap->error;
@@ -33116,30 +29690,6 @@ SOAP_FMAC3 tt__LensOffset * SOAP_FMAC4 soap_in_tt__LensOffset(struct soap *soap,
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	{
-		const char *t = soap_attr_value(soap, "x", 5, 0);
-		if (t)
-		{
-			if (!(((tt__LensOffset*)a)->x = (float *)soap_malloc(soap, sizeof(float))))
-				return NULL;
-			if (soap_s2float(soap, t, ((tt__LensOffset*)a)->x))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	{
-		const char *t = soap_attr_value(soap, "y", 5, 0);
-		if (t)
-		{
-			if (!(((tt__LensOffset*)a)->y = (float *)soap_malloc(soap, sizeof(float))))
-				return NULL;
-			if (soap_s2float(soap, t, ((tt__LensOffset*)a)->y))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
@@ -33173,15 +29723,10 @@ SOAP_FMAC1 tt__LensOffset * SOAP_FMAC2 soap_instantiate_tt__LensOffset(struct so
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__LensOffset);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__LensOffset, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__LensOffset location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -33215,19 +29760,13 @@ SOAP_FMAC3 tt__LensOffset * SOAP_FMAC4 soap_get_tt__LensOffset(struct soap *soap
 
 void tt__LensProjection::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_float(soap, &this->tt__LensProjection::Angle);
-	soap_default_float(soap, &this->tt__LensProjection::Radius);
-	this->tt__LensProjection::Transmittance = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__LensProjection::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__LensProjection::Angle, SOAP_TYPE_float);
-	soap_embedded(soap, &this->tt__LensProjection::Radius, SOAP_TYPE_float);
-	soap_serialize_PointerTofloat(soap, &this->tt__LensProjection::Transmittance);
 #endif
 }
 
@@ -33240,12 +29779,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__LensProjection(struct soap *soap, const c
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__LensProjection), type))
-		return soap->error;
-	if (soap_out_float(soap, "tt:Angle", -1, &a->tt__LensProjection::Angle, ""))
-		return soap->error;
-	if (soap_out_float(soap, "tt:Radius", -1, &a->tt__LensProjection::Radius, ""))
-		return soap->error;
-	if (soap_out_PointerTofloat(soap, "tt:Transmittance", -1, &a->tt__LensProjection::Transmittance, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -33270,31 +29803,10 @@ SOAP_FMAC3 tt__LensProjection * SOAP_FMAC4 soap_in_tt__LensProjection(struct soa
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Angle1 = 1;
-	size_t soap_flag_Radius1 = 1;
-	size_t soap_flag_Transmittance1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Angle1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_float(soap, "tt:Angle", &a->tt__LensProjection::Angle, "xsd:float"))
-				{	soap_flag_Angle1--;
-					continue;
-				}
-			}
-			if (soap_flag_Radius1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_float(soap, "tt:Radius", &a->tt__LensProjection::Radius, "xsd:float"))
-				{	soap_flag_Radius1--;
-					continue;
-				}
-			}
-			if (soap_flag_Transmittance1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTofloat(soap, "tt:Transmittance", &a->tt__LensProjection::Transmittance, "xsd:float"))
-				{	soap_flag_Transmittance1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -33304,14 +29816,6 @@ SOAP_FMAC3 tt__LensProjection * SOAP_FMAC4 soap_in_tt__LensProjection(struct soa
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Angle1 > 0 || soap_flag_Radius1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__LensProjection *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__LensProjection, SOAP_TYPE_tt__LensProjection, sizeof(tt__LensProjection), 0, soap_finsert, soap_fbase);
@@ -33332,15 +29836,10 @@ SOAP_FMAC1 tt__LensProjection * SOAP_FMAC2 soap_instantiate_tt__LensProjection(s
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__LensProjection);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__LensProjection, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__LensProjection location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -33374,7 +29873,7 @@ SOAP_FMAC3 tt__LensProjection * SOAP_FMAC4 soap_get_tt__LensProjection(struct so
 
 void tt__RotateExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__RotateExtension::soap_serialize(struct soap *soap) const
@@ -33450,15 +29949,10 @@ SOAP_FMAC1 tt__RotateExtension * SOAP_FMAC2 soap_instantiate_tt__RotateExtension
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__RotateExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__RotateExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__RotateExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -33492,19 +29986,13 @@ SOAP_FMAC3 tt__RotateExtension * SOAP_FMAC4 soap_get_tt__RotateExtension(struct 
 
 void tt__Rotate::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_tt__RotateMode(soap, &this->tt__Rotate::Mode);
-	this->tt__Rotate::Degree = NULL;
-	this->tt__Rotate::Extension = NULL;
-	this->tt__Rotate::Mirror = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__Rotate::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerToint(soap, &this->tt__Rotate::Degree);
-	soap_serialize_PointerTott__RotateExtension(soap, &this->tt__Rotate::Extension);
 #endif
 }
 
@@ -33515,17 +30003,8 @@ int tt__Rotate::soap_out(struct soap *soap, const char *tag, int id, const char 
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Rotate(struct soap *soap, const char *tag, int id, const tt__Rotate *a, const char *type)
 {
-	if (((tt__Rotate*)a)->Mirror)
-	{	soap_set_attr(soap, "Mirror", soap_bool2s(soap, *((tt__Rotate*)a)->Mirror), 1);
-	}
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__Rotate), type))
-		return soap->error;
-	if (soap_out_tt__RotateMode(soap, "tt:Mode", -1, &a->tt__Rotate::Mode, ""))
-		return soap->error;
-	if (soap_out_PointerToint(soap, "tt:Degree", -1, &a->tt__Rotate::Degree, ""))
-		return soap->error;
-	if (soap_out_PointerTott__RotateExtension(soap, "tt:Extension", -1, &a->tt__Rotate::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -33550,43 +30029,10 @@ SOAP_FMAC3 tt__Rotate * SOAP_FMAC4 soap_in_tt__Rotate(struct soap *soap, const c
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	{
-		const char *t = soap_attr_value(soap, "Mirror", 5, 0);
-		if (t)
-		{
-			if (!(((tt__Rotate*)a)->Mirror = (bool *)soap_malloc(soap, sizeof(bool))))
-				return NULL;
-			if (soap_s2bool(soap, t, ((tt__Rotate*)a)->Mirror))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	size_t soap_flag_Mode1 = 1;
-	size_t soap_flag_Degree1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Mode1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_tt__RotateMode(soap, "tt:Mode", &a->tt__Rotate::Mode, "tt:RotateMode"))
-				{	soap_flag_Mode1--;
-					continue;
-				}
-			}
-			if (soap_flag_Degree1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerToint(soap, "tt:Degree", &a->tt__Rotate::Degree, "xsd:int"))
-				{	soap_flag_Degree1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__RotateExtension(soap, "tt:Extension", &a->tt__Rotate::Extension, "tt:RotateExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -33596,14 +30042,6 @@ SOAP_FMAC3 tt__Rotate * SOAP_FMAC4 soap_in_tt__Rotate(struct soap *soap, const c
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Mode1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__Rotate *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__Rotate, SOAP_TYPE_tt__Rotate, sizeof(tt__Rotate), 0, soap_finsert, soap_fbase);
@@ -33624,15 +30062,10 @@ SOAP_FMAC1 tt__Rotate * SOAP_FMAC2 soap_instantiate_tt__Rotate(struct soap *soap
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__Rotate);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__Rotate, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__Rotate location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -33666,17 +30099,13 @@ SOAP_FMAC3 tt__Rotate * SOAP_FMAC4 soap_get_tt__Rotate(struct soap *soap, tt__Ro
 
 void tt__VideoSourceConfigurationExtension2::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_std__vectorTemplateOfPointerTott__LensDescription(soap, &this->tt__VideoSourceConfigurationExtension2::LensDescription);
-	this->tt__VideoSourceConfigurationExtension2::SceneOrientation = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__VideoSourceConfigurationExtension2::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOfPointerTott__LensDescription(soap, &this->tt__VideoSourceConfigurationExtension2::LensDescription);
-	soap_serialize_PointerTott__SceneOrientation(soap, &this->tt__VideoSourceConfigurationExtension2::SceneOrientation);
 #endif
 }
 
@@ -33689,10 +30118,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__VideoSourceConfigurationExtension2(struct
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__VideoSourceConfigurationExtension2), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOfPointerTott__LensDescription(soap, "tt:LensDescription", -1, &a->tt__VideoSourceConfigurationExtension2::LensDescription, ""))
-		return soap->error;
-	if (soap_out_PointerTott__SceneOrientation(soap, "tt:SceneOrientation", -1, &a->tt__VideoSourceConfigurationExtension2::SceneOrientation, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -33717,21 +30142,10 @@ SOAP_FMAC3 tt__VideoSourceConfigurationExtension2 * SOAP_FMAC4 soap_in_tt__Video
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_SceneOrientation1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOfPointerTott__LensDescription(soap, "tt:LensDescription", &a->tt__VideoSourceConfigurationExtension2::LensDescription, "tt:LensDescription"))
-					continue;
-			}
-			if (soap_flag_SceneOrientation1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__SceneOrientation(soap, "tt:SceneOrientation", &a->tt__VideoSourceConfigurationExtension2::SceneOrientation, "tt:SceneOrientation"))
-				{	soap_flag_SceneOrientation1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -33761,15 +30175,10 @@ SOAP_FMAC1 tt__VideoSourceConfigurationExtension2 * SOAP_FMAC2 soap_instantiate_
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__VideoSourceConfigurationExtension2);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__VideoSourceConfigurationExtension2, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__VideoSourceConfigurationExtension2 location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -33803,17 +30212,13 @@ SOAP_FMAC3 tt__VideoSourceConfigurationExtension2 * SOAP_FMAC4 soap_get_tt__Vide
 
 void tt__VideoSourceConfigurationExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__VideoSourceConfigurationExtension::Rotate = NULL;
-	this->tt__VideoSourceConfigurationExtension::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__VideoSourceConfigurationExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__Rotate(soap, &this->tt__VideoSourceConfigurationExtension::Rotate);
-	soap_serialize_PointerTott__VideoSourceConfigurationExtension2(soap, &this->tt__VideoSourceConfigurationExtension::Extension);
 #endif
 }
 
@@ -33826,10 +30231,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__VideoSourceConfigurationExtension(struct 
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__VideoSourceConfigurationExtension), type))
-		return soap->error;
-	if (soap_out_PointerTott__Rotate(soap, "tt:Rotate", -1, &a->tt__VideoSourceConfigurationExtension::Rotate, ""))
-		return soap->error;
-	if (soap_out_PointerTott__VideoSourceConfigurationExtension2(soap, "tt:Extension", -1, &a->tt__VideoSourceConfigurationExtension::Extension, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -33854,24 +30255,10 @@ SOAP_FMAC3 tt__VideoSourceConfigurationExtension * SOAP_FMAC4 soap_in_tt__VideoS
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Rotate1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Rotate1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__Rotate(soap, "tt:Rotate", &a->tt__VideoSourceConfigurationExtension::Rotate, "tt:Rotate"))
-				{	soap_flag_Rotate1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__VideoSourceConfigurationExtension2(soap, "tt:Extension", &a->tt__VideoSourceConfigurationExtension::Extension, "tt:VideoSourceConfigurationExtension2"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -33901,15 +30288,10 @@ SOAP_FMAC1 tt__VideoSourceConfigurationExtension * SOAP_FMAC2 soap_instantiate_t
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__VideoSourceConfigurationExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__VideoSourceConfigurationExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__VideoSourceConfigurationExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -33943,23 +30325,15 @@ SOAP_FMAC3 tt__VideoSourceConfigurationExtension * SOAP_FMAC4 soap_get_tt__Video
 
 void tt__VideoSourceConfiguration::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__ConfigurationEntity::soap_default(soap);
-	soap_default_tt__ReferenceToken(soap, &this->tt__VideoSourceConfiguration::SourceToken);
-	this->tt__VideoSourceConfiguration::Bounds = NULL;
-	this->tt__VideoSourceConfiguration::Extension = NULL;
-	this->tt__VideoSourceConfiguration::ViewMode = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__VideoSourceConfiguration::__any);
 }
 
 void tt__VideoSourceConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__VideoSourceConfiguration::SourceToken, SOAP_TYPE_tt__ReferenceToken);
-	soap_serialize_tt__ReferenceToken(soap, &this->tt__VideoSourceConfiguration::SourceToken);
-	soap_serialize_PointerTott__IntRectangle(soap, &this->tt__VideoSourceConfiguration::Bounds);
-	soap_serialize_PointerTott__VideoSourceConfigurationExtension(soap, &this->tt__VideoSourceConfiguration::Extension);
-	this->tt__ConfigurationEntity::soap_serialize(soap);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__VideoSourceConfiguration::__any);
 #endif
 }
 
@@ -33970,26 +30344,10 @@ int tt__VideoSourceConfiguration::soap_out(struct soap *soap, const char *tag, i
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__VideoSourceConfiguration(struct soap *soap, const char *tag, int id, const tt__VideoSourceConfiguration *a, const char *type)
 {
-	if (((tt__VideoSourceConfiguration*)a)->ViewMode)
-	{	soap_set_attr(soap, "ViewMode", soap_std__string2s(soap, *((tt__VideoSourceConfiguration*)a)->ViewMode), 1);
-	}
-	soap_set_attr(soap, "token", soap_tt__ReferenceToken2s(soap, ((tt__ConfigurationEntity*)a)->token), 1);
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__VideoSourceConfiguration), type ? type : "tt:VideoSourceConfiguration"))
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__VideoSourceConfiguration), type))
 		return soap->error;
-	if (soap_out_tt__Name(soap, "tt:Name", -1, &a->tt__ConfigurationEntity::Name, ""))
-		return soap->error;
-	if (soap_out_int(soap, "tt:UseCount", -1, &a->tt__ConfigurationEntity::UseCount, ""))
-		return soap->error;
-	if (soap_out_tt__ReferenceToken(soap, "tt:SourceToken", -1, &a->tt__VideoSourceConfiguration::SourceToken, ""))
-		return soap->error;
-	if (!a->tt__VideoSourceConfiguration::Bounds)
-	{	if (soap_element_empty(soap, "tt:Bounds", 0, NULL))
-			return soap->error;
-	}
-	else if (soap_out_PointerTott__IntRectangle(soap, "tt:Bounds", -1, &a->tt__VideoSourceConfiguration::Bounds, ""))
-		return soap->error;
-	if (soap_out_PointerTott__VideoSourceConfigurationExtension(soap, "tt:Extension", -1, &a->tt__VideoSourceConfiguration::Extension, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__VideoSourceConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -34014,58 +30372,13 @@ SOAP_FMAC3 tt__VideoSourceConfiguration * SOAP_FMAC4 soap_in_tt__VideoSourceConf
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	{
-		const char *t = soap_attr_value(soap, "ViewMode", 1, 0);
-		if (t)
-		{
-			if (!(((tt__VideoSourceConfiguration*)a)->ViewMode = soap_new_std__string(soap)))
-				return NULL;
-			if (soap_s2std__string(soap, t, ((tt__VideoSourceConfiguration*)a)->ViewMode))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	if (soap_s2tt__ReferenceToken(soap, soap_attr_value(soap, "token", 1, 1), &((tt__ConfigurationEntity*)a)->token))
-		return NULL;
-	size_t soap_flag_Name2 = 1;
-	size_t soap_flag_UseCount2 = 1;
-	size_t soap_flag_SourceToken1 = 1;
-	size_t soap_flag_Bounds1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Name2 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__Name(soap, "tt:Name", &a->tt__ConfigurationEntity::Name, "tt:Name"))
-				{	soap_flag_Name2--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__VideoSourceConfiguration::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_UseCount2 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_int(soap, "tt:UseCount", &a->tt__ConfigurationEntity::UseCount, "xsd:int"))
-				{	soap_flag_UseCount2--;
-					continue;
-				}
-			}
-			if (soap_flag_SourceToken1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__ReferenceToken(soap, "tt:SourceToken", &a->tt__VideoSourceConfiguration::SourceToken, "tt:ReferenceToken"))
-				{	soap_flag_SourceToken1--;
-					continue;
-				}
-			}
-			if (soap_flag_Bounds1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__IntRectangle(soap, "tt:Bounds", &a->tt__VideoSourceConfiguration::Bounds, "tt:IntRectangle"))
-				{	soap_flag_Bounds1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__VideoSourceConfigurationExtension(soap, "tt:Extension", &a->tt__VideoSourceConfiguration::Extension, "tt:VideoSourceConfigurationExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -34076,14 +30389,6 @@ SOAP_FMAC3 tt__VideoSourceConfiguration * SOAP_FMAC4 soap_in_tt__VideoSourceConf
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Name2 > 0 || soap_flag_UseCount2 > 0 || soap_flag_SourceToken1 > 0 || !a->tt__VideoSourceConfiguration::Bounds))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__VideoSourceConfiguration *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__VideoSourceConfiguration, SOAP_TYPE_tt__VideoSourceConfiguration, sizeof(tt__VideoSourceConfiguration), 0, soap_finsert, soap_fbase);
@@ -34104,15 +30409,10 @@ SOAP_FMAC1 tt__VideoSourceConfiguration * SOAP_FMAC2 soap_instantiate_tt__VideoS
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__VideoSourceConfiguration);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__VideoSourceConfiguration, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__VideoSourceConfiguration location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -34250,24 +30550,8 @@ SOAP_FMAC1 tt__ConfigurationEntity * SOAP_FMAC2 soap_instantiate_tt__Configurati
 {
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_tt__ConfigurationEntity(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
 	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	if (soap && type && !soap_match_tag(soap, type, "tt:VideoSourceConfiguration"))
-		return soap_instantiate_tt__VideoSourceConfiguration(soap, n, NULL, NULL, size);
 	if (soap && type && !soap_match_tag(soap, type, "tt:VideoEncoderConfiguration"))
 		return soap_instantiate_tt__VideoEncoderConfiguration(soap, n, NULL, NULL, size);
-	if (soap && type && !soap_match_tag(soap, type, "tt:AudioSourceConfiguration"))
-		return soap_instantiate_tt__AudioSourceConfiguration(soap, n, NULL, NULL, size);
-	if (soap && type && !soap_match_tag(soap, type, "tt:AudioEncoderConfiguration"))
-		return soap_instantiate_tt__AudioEncoderConfiguration(soap, n, NULL, NULL, size);
-	if (soap && type && !soap_match_tag(soap, type, "tt:VideoAnalyticsConfiguration"))
-		return soap_instantiate_tt__VideoAnalyticsConfiguration(soap, n, NULL, NULL, size);
-	if (soap && type && !soap_match_tag(soap, type, "tt:MetadataConfiguration"))
-		return soap_instantiate_tt__MetadataConfiguration(soap, n, NULL, NULL, size);
-	if (soap && type && !soap_match_tag(soap, type, "tt:AudioOutputConfiguration"))
-		return soap_instantiate_tt__AudioOutputConfiguration(soap, n, NULL, NULL, size);
-	if (soap && type && !soap_match_tag(soap, type, "tt:AudioDecoderConfiguration"))
-		return soap_instantiate_tt__AudioDecoderConfiguration(soap, n, NULL, NULL, size);
-	if (soap && type && !soap_match_tag(soap, type, "tt:PTZConfiguration"))
-		return soap_instantiate_tt__PTZConfiguration(soap, n, NULL, NULL, size);
 	tt__ConfigurationEntity *p;
 	size_t k = sizeof(tt__ConfigurationEntity);
 	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_tt__ConfigurationEntity, n, soap_fdelete);
@@ -34317,7 +30601,7 @@ SOAP_FMAC3 tt__ConfigurationEntity * SOAP_FMAC4 soap_get_tt__ConfigurationEntity
 
 void tt__ProfileExtension2::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__ProfileExtension2::soap_serialize(struct soap *soap) const
@@ -34393,15 +30677,10 @@ SOAP_FMAC1 tt__ProfileExtension2 * SOAP_FMAC2 soap_instantiate_tt__ProfileExtens
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__ProfileExtension2);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__ProfileExtension2, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__ProfileExtension2 location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -34435,19 +30714,15 @@ SOAP_FMAC3 tt__ProfileExtension2 * SOAP_FMAC4 soap_get_tt__ProfileExtension2(str
 
 void tt__ProfileExtension::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__ProfileExtension::AudioOutputConfiguration = NULL;
-	this->tt__ProfileExtension::AudioDecoderConfiguration = NULL;
-	this->tt__ProfileExtension::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__ProfileExtension::__any);
 }
 
 void tt__ProfileExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__AudioOutputConfiguration(soap, &this->tt__ProfileExtension::AudioOutputConfiguration);
-	soap_serialize_PointerTott__AudioDecoderConfiguration(soap, &this->tt__ProfileExtension::AudioDecoderConfiguration);
-	soap_serialize_PointerTott__ProfileExtension2(soap, &this->tt__ProfileExtension::Extension);
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__ProfileExtension::__any);
 #endif
 }
 
@@ -34461,11 +30736,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ProfileExtension(struct soap *soap, const
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__ProfileExtension), type))
 		return soap->error;
-	if (soap_out_PointerTott__AudioOutputConfiguration(soap, "tt:AudioOutputConfiguration", -1, &a->tt__ProfileExtension::AudioOutputConfiguration, ""))
-		return soap->error;
-	if (soap_out_PointerTott__AudioDecoderConfiguration(soap, "tt:AudioDecoderConfiguration", -1, &a->tt__ProfileExtension::AudioDecoderConfiguration, ""))
-		return soap->error;
-	if (soap_out_PointerTott__ProfileExtension2(soap, "tt:Extension", -1, &a->tt__ProfileExtension::Extension, ""))
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__ProfileExtension::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -34490,30 +30761,13 @@ SOAP_FMAC3 tt__ProfileExtension * SOAP_FMAC4 soap_in_tt__ProfileExtension(struct
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_AudioOutputConfiguration1 = 1;
-	size_t soap_flag_AudioDecoderConfiguration1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_AudioOutputConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__AudioOutputConfiguration(soap, "tt:AudioOutputConfiguration", &a->tt__ProfileExtension::AudioOutputConfiguration, "tt:AudioOutputConfiguration"))
-				{	soap_flag_AudioOutputConfiguration1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__ProfileExtension::__any, ""))
 					continue;
-				}
-			}
-			if (soap_flag_AudioDecoderConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__AudioDecoderConfiguration(soap, "tt:AudioDecoderConfiguration", &a->tt__ProfileExtension::AudioDecoderConfiguration, "tt:AudioDecoderConfiguration"))
-				{	soap_flag_AudioDecoderConfiguration1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__ProfileExtension2(soap, "tt:Extension", &a->tt__ProfileExtension::Extension, "tt:ProfileExtension2"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -34544,15 +30798,10 @@ SOAP_FMAC1 tt__ProfileExtension * SOAP_FMAC2 soap_instantiate_tt__ProfileExtensi
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__ProfileExtension);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__ProfileExtension, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__ProfileExtension location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -34841,8 +31090,6 @@ void tt__FloatRange::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__FloatRange::Min, SOAP_TYPE_float);
-	soap_embedded(soap, &this->tt__FloatRange::Max, SOAP_TYPE_float);
 #endif
 }
 
@@ -34980,11 +31227,7 @@ SOAP_FMAC3 tt__FloatRange * SOAP_FMAC4 soap_get_tt__FloatRange(struct soap *soap
 
 void tt__IntRectangle::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_int(soap, &this->tt__IntRectangle::x);
-	soap_default_int(soap, &this->tt__IntRectangle::y);
-	soap_default_int(soap, &this->tt__IntRectangle::width);
-	soap_default_int(soap, &this->tt__IntRectangle::height);
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__IntRectangle::soap_serialize(struct soap *soap) const
@@ -35001,10 +31244,6 @@ int tt__IntRectangle::soap_out(struct soap *soap, const char *tag, int id, const
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__IntRectangle(struct soap *soap, const char *tag, int id, const tt__IntRectangle *a, const char *type)
 {
-	soap_set_attr(soap, "x", soap_int2s(soap, ((tt__IntRectangle*)a)->x), 1);
-	soap_set_attr(soap, "y", soap_int2s(soap, ((tt__IntRectangle*)a)->y), 1);
-	soap_set_attr(soap, "width", soap_int2s(soap, ((tt__IntRectangle*)a)->width), 1);
-	soap_set_attr(soap, "height", soap_int2s(soap, ((tt__IntRectangle*)a)->height), 1);
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__IntRectangle), type))
 		return soap->error;
@@ -35031,14 +31270,6 @@ SOAP_FMAC3 tt__IntRectangle * SOAP_FMAC4 soap_in_tt__IntRectangle(struct soap *s
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	if (soap_s2int(soap, soap_attr_value(soap, "x", 5, 1), &((tt__IntRectangle*)a)->x))
-		return NULL;
-	if (soap_s2int(soap, soap_attr_value(soap, "y", 5, 1), &((tt__IntRectangle*)a)->y))
-		return NULL;
-	if (soap_s2int(soap, soap_attr_value(soap, "width", 5, 1), &((tt__IntRectangle*)a)->width))
-		return NULL;
-	if (soap_s2int(soap, soap_attr_value(soap, "height", 5, 1), &((tt__IntRectangle*)a)->height))
-		return NULL;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
@@ -35072,15 +31303,10 @@ SOAP_FMAC1 tt__IntRectangle * SOAP_FMAC2 soap_instantiate_tt__IntRectangle(struc
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__IntRectangle);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__IntRectangle, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__IntRectangle location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -59388,6 +55614,59 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put__wsa5__MessageID(struct soap *soap, char *con
 	return soap_putindependent(soap);
 }
 
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerToint(struct soap *soap, int *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	(void)soap_reference(soap, *a, SOAP_TYPE_int);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerToint(struct soap *soap, const char *tag, int id, int *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_int, NULL);
+	if (id < 0)
+		return soap->error;
+	return soap_out_int(soap, tag, id, *a, type);
+}
+
+SOAP_FMAC3 int ** SOAP_FMAC4 soap_in_PointerToint(struct soap *soap, const char *tag, int **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (int **)soap_malloc(soap, sizeof(int *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = soap_in_int(soap, tag, *a, type)))
+			return NULL;
+	}
+	else
+	{	a = (int **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_int, sizeof(int), 0, NULL);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerToint(struct soap *soap, int *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerToint(soap, tag ? tag : "int", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 int ** SOAP_FMAC4 soap_get_PointerToint(struct soap *soap, int **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerToint(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTowsa5__MetadataType(struct soap *soap, struct wsa5__MetadataType *const*a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -60567,183 +56846,6 @@ SOAP_FMAC3 _tds__GetDeviceInformation ** SOAP_FMAC4 soap_get_PointerTo_tds__GetD
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZConfigurationExtension(struct soap *soap, tt__PTZConfigurationExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTZConfigurationExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZConfigurationExtension(struct soap *soap, const char *tag, int id, tt__PTZConfigurationExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTZConfigurationExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTZConfigurationExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PTZConfigurationExtension ** SOAP_FMAC4 soap_in_PointerTott__PTZConfigurationExtension(struct soap *soap, const char *tag, tt__PTZConfigurationExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PTZConfigurationExtension **)soap_malloc(soap, sizeof(tt__PTZConfigurationExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PTZConfigurationExtension *)soap_instantiate_tt__PTZConfigurationExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PTZConfigurationExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTZConfigurationExtension, sizeof(tt__PTZConfigurationExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZConfigurationExtension(struct soap *soap, tt__PTZConfigurationExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PTZConfigurationExtension(soap, tag ? tag : "tt:PTZConfigurationExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PTZConfigurationExtension ** SOAP_FMAC4 soap_get_PointerTott__PTZConfigurationExtension(struct soap *soap, tt__PTZConfigurationExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PTZConfigurationExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ZoomLimits(struct soap *soap, tt__ZoomLimits *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ZoomLimits))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ZoomLimits(struct soap *soap, const char *tag, int id, tt__ZoomLimits *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ZoomLimits, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__ZoomLimits ? type : NULL);
-}
-
-SOAP_FMAC3 tt__ZoomLimits ** SOAP_FMAC4 soap_in_PointerTott__ZoomLimits(struct soap *soap, const char *tag, tt__ZoomLimits **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__ZoomLimits **)soap_malloc(soap, sizeof(tt__ZoomLimits *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__ZoomLimits *)soap_instantiate_tt__ZoomLimits(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__ZoomLimits **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ZoomLimits, sizeof(tt__ZoomLimits), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ZoomLimits(struct soap *soap, tt__ZoomLimits *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__ZoomLimits(soap, tag ? tag : "tt:ZoomLimits", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__ZoomLimits ** SOAP_FMAC4 soap_get_PointerTott__ZoomLimits(struct soap *soap, tt__ZoomLimits **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__ZoomLimits(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PanTiltLimits(struct soap *soap, tt__PanTiltLimits *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PanTiltLimits))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PanTiltLimits(struct soap *soap, const char *tag, int id, tt__PanTiltLimits *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PanTiltLimits, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PanTiltLimits ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PanTiltLimits ** SOAP_FMAC4 soap_in_PointerTott__PanTiltLimits(struct soap *soap, const char *tag, tt__PanTiltLimits **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PanTiltLimits **)soap_malloc(soap, sizeof(tt__PanTiltLimits *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PanTiltLimits *)soap_instantiate_tt__PanTiltLimits(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PanTiltLimits **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PanTiltLimits, sizeof(tt__PanTiltLimits), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PanTiltLimits(struct soap *soap, tt__PanTiltLimits *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PanTiltLimits(soap, tag ? tag : "tt:PanTiltLimits", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PanTiltLimits ** SOAP_FMAC4 soap_get_PointerTott__PanTiltLimits(struct soap *soap, tt__PanTiltLimits **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PanTiltLimits(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZNodeExtension(struct soap *soap, tt__PTZNodeExtension *const*a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -60857,360 +56959,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZSpaces(struct soap *soap, tt_
 SOAP_FMAC3 tt__PTZSpaces ** SOAP_FMAC4 soap_get_PointerTott__PTZSpaces(struct soap *soap, tt__PTZSpaces **p, const char *tag, const char *type)
 {
 	if ((p = soap_in_PointerTott__PTZSpaces(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MetadataConfigurationExtension(struct soap *soap, tt__MetadataConfigurationExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__MetadataConfigurationExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__MetadataConfigurationExtension(struct soap *soap, const char *tag, int id, tt__MetadataConfigurationExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__MetadataConfigurationExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__MetadataConfigurationExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__MetadataConfigurationExtension ** SOAP_FMAC4 soap_in_PointerTott__MetadataConfigurationExtension(struct soap *soap, const char *tag, tt__MetadataConfigurationExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__MetadataConfigurationExtension **)soap_malloc(soap, sizeof(tt__MetadataConfigurationExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__MetadataConfigurationExtension *)soap_instantiate_tt__MetadataConfigurationExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__MetadataConfigurationExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__MetadataConfigurationExtension, sizeof(tt__MetadataConfigurationExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MetadataConfigurationExtension(struct soap *soap, tt__MetadataConfigurationExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__MetadataConfigurationExtension(soap, tag ? tag : "tt:MetadataConfigurationExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__MetadataConfigurationExtension ** SOAP_FMAC4 soap_get_PointerTott__MetadataConfigurationExtension(struct soap *soap, tt__MetadataConfigurationExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__MetadataConfigurationExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SensorDataFilter(struct soap *soap, tt__SensorDataFilter *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__SensorDataFilter))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SensorDataFilter(struct soap *soap, const char *tag, int id, tt__SensorDataFilter *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__SensorDataFilter, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__SensorDataFilter ? type : NULL);
-}
-
-SOAP_FMAC3 tt__SensorDataFilter ** SOAP_FMAC4 soap_in_PointerTott__SensorDataFilter(struct soap *soap, const char *tag, tt__SensorDataFilter **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__SensorDataFilter **)soap_malloc(soap, sizeof(tt__SensorDataFilter *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__SensorDataFilter *)soap_instantiate_tt__SensorDataFilter(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__SensorDataFilter **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__SensorDataFilter, sizeof(tt__SensorDataFilter), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SensorDataFilter(struct soap *soap, tt__SensorDataFilter *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__SensorDataFilter(soap, tag ? tag : "tt:SensorDataFilter", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__SensorDataFilter ** SOAP_FMAC4 soap_get_PointerTott__SensorDataFilter(struct soap *soap, tt__SensorDataFilter **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__SensorDataFilter(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__EventSubscription(struct soap *soap, tt__EventSubscription *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__EventSubscription))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__EventSubscription(struct soap *soap, const char *tag, int id, tt__EventSubscription *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__EventSubscription, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__EventSubscription ? type : NULL);
-}
-
-SOAP_FMAC3 tt__EventSubscription ** SOAP_FMAC4 soap_in_PointerTott__EventSubscription(struct soap *soap, const char *tag, tt__EventSubscription **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__EventSubscription **)soap_malloc(soap, sizeof(tt__EventSubscription *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__EventSubscription *)soap_instantiate_tt__EventSubscription(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__EventSubscription **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__EventSubscription, sizeof(tt__EventSubscription), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__EventSubscription(struct soap *soap, tt__EventSubscription *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__EventSubscription(soap, tag ? tag : "tt:EventSubscription", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__EventSubscription ** SOAP_FMAC4 soap_get_PointerTott__EventSubscription(struct soap *soap, tt__EventSubscription **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__EventSubscription(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZFilter(struct soap *soap, tt__PTZFilter *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTZFilter))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZFilter(struct soap *soap, const char *tag, int id, tt__PTZFilter *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTZFilter, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTZFilter ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PTZFilter ** SOAP_FMAC4 soap_in_PointerTott__PTZFilter(struct soap *soap, const char *tag, tt__PTZFilter **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PTZFilter **)soap_malloc(soap, sizeof(tt__PTZFilter *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PTZFilter *)soap_instantiate_tt__PTZFilter(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PTZFilter **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTZFilter, sizeof(tt__PTZFilter), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZFilter(struct soap *soap, tt__PTZFilter *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PTZFilter(soap, tag ? tag : "tt:PTZFilter", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PTZFilter ** SOAP_FMAC4 soap_get_PointerTott__PTZFilter(struct soap *soap, tt__PTZFilter **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PTZFilter(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RuleEngineConfiguration(struct soap *soap, tt__RuleEngineConfiguration *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__RuleEngineConfiguration))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RuleEngineConfiguration(struct soap *soap, const char *tag, int id, tt__RuleEngineConfiguration *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__RuleEngineConfiguration, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__RuleEngineConfiguration ? type : NULL);
-}
-
-SOAP_FMAC3 tt__RuleEngineConfiguration ** SOAP_FMAC4 soap_in_PointerTott__RuleEngineConfiguration(struct soap *soap, const char *tag, tt__RuleEngineConfiguration **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__RuleEngineConfiguration **)soap_malloc(soap, sizeof(tt__RuleEngineConfiguration *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__RuleEngineConfiguration *)soap_instantiate_tt__RuleEngineConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__RuleEngineConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__RuleEngineConfiguration, sizeof(tt__RuleEngineConfiguration), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RuleEngineConfiguration(struct soap *soap, tt__RuleEngineConfiguration *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__RuleEngineConfiguration(soap, tag ? tag : "tt:RuleEngineConfiguration", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__RuleEngineConfiguration ** SOAP_FMAC4 soap_get_PointerTott__RuleEngineConfiguration(struct soap *soap, tt__RuleEngineConfiguration **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__RuleEngineConfiguration(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AnalyticsEngineConfiguration(struct soap *soap, tt__AnalyticsEngineConfiguration *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__AnalyticsEngineConfiguration))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AnalyticsEngineConfiguration(struct soap *soap, const char *tag, int id, tt__AnalyticsEngineConfiguration *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__AnalyticsEngineConfiguration, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__AnalyticsEngineConfiguration ? type : NULL);
-}
-
-SOAP_FMAC3 tt__AnalyticsEngineConfiguration ** SOAP_FMAC4 soap_in_PointerTott__AnalyticsEngineConfiguration(struct soap *soap, const char *tag, tt__AnalyticsEngineConfiguration **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__AnalyticsEngineConfiguration **)soap_malloc(soap, sizeof(tt__AnalyticsEngineConfiguration *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__AnalyticsEngineConfiguration *)soap_instantiate_tt__AnalyticsEngineConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__AnalyticsEngineConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__AnalyticsEngineConfiguration, sizeof(tt__AnalyticsEngineConfiguration), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AnalyticsEngineConfiguration(struct soap *soap, tt__AnalyticsEngineConfiguration *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__AnalyticsEngineConfiguration(soap, tag ? tag : "tt:AnalyticsEngineConfiguration", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__AnalyticsEngineConfiguration ** SOAP_FMAC4 soap_get_PointerTott__AnalyticsEngineConfiguration(struct soap *soap, tt__AnalyticsEngineConfiguration **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__AnalyticsEngineConfiguration(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -61452,124 +57200,6 @@ SOAP_FMAC3 tt__VideoRateControl ** SOAP_FMAC4 soap_get_PointerTott__VideoRateCon
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoSourceConfigurationExtension(struct soap *soap, tt__VideoSourceConfigurationExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__VideoSourceConfigurationExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoSourceConfigurationExtension(struct soap *soap, const char *tag, int id, tt__VideoSourceConfigurationExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__VideoSourceConfigurationExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__VideoSourceConfigurationExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__VideoSourceConfigurationExtension ** SOAP_FMAC4 soap_in_PointerTott__VideoSourceConfigurationExtension(struct soap *soap, const char *tag, tt__VideoSourceConfigurationExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__VideoSourceConfigurationExtension **)soap_malloc(soap, sizeof(tt__VideoSourceConfigurationExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__VideoSourceConfigurationExtension *)soap_instantiate_tt__VideoSourceConfigurationExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__VideoSourceConfigurationExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__VideoSourceConfigurationExtension, sizeof(tt__VideoSourceConfigurationExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoSourceConfigurationExtension(struct soap *soap, tt__VideoSourceConfigurationExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__VideoSourceConfigurationExtension(soap, tag ? tag : "tt:VideoSourceConfigurationExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__VideoSourceConfigurationExtension ** SOAP_FMAC4 soap_get_PointerTott__VideoSourceConfigurationExtension(struct soap *soap, tt__VideoSourceConfigurationExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__VideoSourceConfigurationExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__IntRectangle(struct soap *soap, tt__IntRectangle *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__IntRectangle))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__IntRectangle(struct soap *soap, const char *tag, int id, tt__IntRectangle *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__IntRectangle, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__IntRectangle ? type : NULL);
-}
-
-SOAP_FMAC3 tt__IntRectangle ** SOAP_FMAC4 soap_in_PointerTott__IntRectangle(struct soap *soap, const char *tag, tt__IntRectangle **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__IntRectangle **)soap_malloc(soap, sizeof(tt__IntRectangle *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__IntRectangle *)soap_instantiate_tt__IntRectangle(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__IntRectangle **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__IntRectangle, sizeof(tt__IntRectangle), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IntRectangle(struct soap *soap, tt__IntRectangle *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__IntRectangle(soap, tag ? tag : "tt:IntRectangle", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__IntRectangle ** SOAP_FMAC4 soap_get_PointerTott__IntRectangle(struct soap *soap, tt__IntRectangle **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__IntRectangle(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerToxsd__duration(struct soap *soap, std::string *const*a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -61678,6 +57308,60 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZSpeed(struct soap *soap, tt__
 SOAP_FMAC3 tt__PTZSpeed ** SOAP_FMAC4 soap_get_PointerTott__PTZSpeed(struct soap *soap, tt__PTZSpeed **p, const char *tag, const char *type)
 {
 	if ((p = soap_in_PointerTott__PTZSpeed(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTostd__string(struct soap *soap, std::string *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_std__string))
+		soap_serialize_std__string(soap, *a);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTostd__string(struct soap *soap, const char *tag, int id, std::string *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_std__string, NULL);
+	if (id < 0)
+		return soap->error;
+	return soap_out_std__string(soap, tag, id, *a, type);
+}
+
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTostd__string(struct soap *soap, const char *tag, std::string **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (std::string **)soap_malloc(soap, sizeof(std::string *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = soap_in_std__string(soap, tag, *a, type)))
+			return NULL;
+	}
+	else
+	{	a = (std::string **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_std__string, sizeof(std::string), 0, NULL);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTostd__string(struct soap *soap, std::string *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTostd__string(soap, tag ? tag : "string", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTostd__string(struct soap *soap, std::string **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTostd__string(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -62086,301 +57770,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerToxsd__anyURI(struct soap *soap, std::
 SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerToxsd__anyURI(struct soap *soap, std::string **p, const char *tag, const char *type)
 {
 	if ((p = soap_in_PointerToxsd__anyURI(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ItemList(struct soap *soap, tt__ItemList *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ItemList))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ItemList(struct soap *soap, const char *tag, int id, tt__ItemList *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ItemList, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__ItemList ? type : NULL);
-}
-
-SOAP_FMAC3 tt__ItemList ** SOAP_FMAC4 soap_in_PointerTott__ItemList(struct soap *soap, const char *tag, tt__ItemList **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__ItemList **)soap_malloc(soap, sizeof(tt__ItemList *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__ItemList *)soap_instantiate_tt__ItemList(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__ItemList **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ItemList, sizeof(tt__ItemList), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ItemList(struct soap *soap, tt__ItemList *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__ItemList(soap, tag ? tag : "tt:ItemList", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__ItemList ** SOAP_FMAC4 soap_get_PointerTott__ItemList(struct soap *soap, tt__ItemList **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__ItemList(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RuleEngineConfigurationExtension(struct soap *soap, tt__RuleEngineConfigurationExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__RuleEngineConfigurationExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RuleEngineConfigurationExtension(struct soap *soap, const char *tag, int id, tt__RuleEngineConfigurationExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__RuleEngineConfigurationExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__RuleEngineConfigurationExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__RuleEngineConfigurationExtension ** SOAP_FMAC4 soap_in_PointerTott__RuleEngineConfigurationExtension(struct soap *soap, const char *tag, tt__RuleEngineConfigurationExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__RuleEngineConfigurationExtension **)soap_malloc(soap, sizeof(tt__RuleEngineConfigurationExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__RuleEngineConfigurationExtension *)soap_instantiate_tt__RuleEngineConfigurationExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__RuleEngineConfigurationExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__RuleEngineConfigurationExtension, sizeof(tt__RuleEngineConfigurationExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RuleEngineConfigurationExtension(struct soap *soap, tt__RuleEngineConfigurationExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__RuleEngineConfigurationExtension(soap, tag ? tag : "tt:RuleEngineConfigurationExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__RuleEngineConfigurationExtension ** SOAP_FMAC4 soap_get_PointerTott__RuleEngineConfigurationExtension(struct soap *soap, tt__RuleEngineConfigurationExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__RuleEngineConfigurationExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AnalyticsEngineConfigurationExtension(struct soap *soap, tt__AnalyticsEngineConfigurationExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AnalyticsEngineConfigurationExtension(struct soap *soap, const char *tag, int id, tt__AnalyticsEngineConfigurationExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__AnalyticsEngineConfigurationExtension ** SOAP_FMAC4 soap_in_PointerTott__AnalyticsEngineConfigurationExtension(struct soap *soap, const char *tag, tt__AnalyticsEngineConfigurationExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__AnalyticsEngineConfigurationExtension **)soap_malloc(soap, sizeof(tt__AnalyticsEngineConfigurationExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__AnalyticsEngineConfigurationExtension *)soap_instantiate_tt__AnalyticsEngineConfigurationExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__AnalyticsEngineConfigurationExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension, sizeof(tt__AnalyticsEngineConfigurationExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AnalyticsEngineConfigurationExtension(struct soap *soap, tt__AnalyticsEngineConfigurationExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__AnalyticsEngineConfigurationExtension(soap, tag ? tag : "tt:AnalyticsEngineConfigurationExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__AnalyticsEngineConfigurationExtension ** SOAP_FMAC4 soap_get_PointerTott__AnalyticsEngineConfigurationExtension(struct soap *soap, tt__AnalyticsEngineConfigurationExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__AnalyticsEngineConfigurationExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Config(struct soap *soap, tt__Config *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__Config))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Config(struct soap *soap, const char *tag, int id, tt__Config *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__Config, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__Config ? type : NULL);
-}
-
-SOAP_FMAC3 tt__Config ** SOAP_FMAC4 soap_in_PointerTott__Config(struct soap *soap, const char *tag, tt__Config **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__Config **)soap_malloc(soap, sizeof(tt__Config *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__Config *)soap_instantiate_tt__Config(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__Config **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__Config, sizeof(tt__Config), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Config(struct soap *soap, tt__Config *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__Config(soap, tag ? tag : "tt:Config", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__Config ** SOAP_FMAC4 soap_get_PointerTott__Config(struct soap *soap, tt__Config **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__Config(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ItemListExtension(struct soap *soap, tt__ItemListExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ItemListExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ItemListExtension(struct soap *soap, const char *tag, int id, tt__ItemListExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ItemListExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__ItemListExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__ItemListExtension ** SOAP_FMAC4 soap_in_PointerTott__ItemListExtension(struct soap *soap, const char *tag, tt__ItemListExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__ItemListExtension **)soap_malloc(soap, sizeof(tt__ItemListExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__ItemListExtension *)soap_instantiate_tt__ItemListExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__ItemListExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ItemListExtension, sizeof(tt__ItemListExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ItemListExtension(struct soap *soap, tt__ItemListExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__ItemListExtension(soap, tag ? tag : "tt:ItemListExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__ItemListExtension ** SOAP_FMAC4 soap_get_PointerTott__ItemListExtension(struct soap *soap, tt__ItemListExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__ItemListExtension(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -62907,1068 +58296,6 @@ SOAP_FMAC3 tt__Space2DDescription ** SOAP_FMAC4 soap_get_PointerTott__Space2DDes
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTControlDirectionExtension(struct soap *soap, tt__PTControlDirectionExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTControlDirectionExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTControlDirectionExtension(struct soap *soap, const char *tag, int id, tt__PTControlDirectionExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTControlDirectionExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTControlDirectionExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PTControlDirectionExtension ** SOAP_FMAC4 soap_in_PointerTott__PTControlDirectionExtension(struct soap *soap, const char *tag, tt__PTControlDirectionExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PTControlDirectionExtension **)soap_malloc(soap, sizeof(tt__PTControlDirectionExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PTControlDirectionExtension *)soap_instantiate_tt__PTControlDirectionExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PTControlDirectionExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTControlDirectionExtension, sizeof(tt__PTControlDirectionExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTControlDirectionExtension(struct soap *soap, tt__PTControlDirectionExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PTControlDirectionExtension(soap, tag ? tag : "tt:PTControlDirectionExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PTControlDirectionExtension ** SOAP_FMAC4 soap_get_PointerTott__PTControlDirectionExtension(struct soap *soap, tt__PTControlDirectionExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PTControlDirectionExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Reverse(struct soap *soap, tt__Reverse *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__Reverse))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Reverse(struct soap *soap, const char *tag, int id, tt__Reverse *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__Reverse, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__Reverse ? type : NULL);
-}
-
-SOAP_FMAC3 tt__Reverse ** SOAP_FMAC4 soap_in_PointerTott__Reverse(struct soap *soap, const char *tag, tt__Reverse **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__Reverse **)soap_malloc(soap, sizeof(tt__Reverse *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__Reverse *)soap_instantiate_tt__Reverse(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__Reverse **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__Reverse, sizeof(tt__Reverse), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Reverse(struct soap *soap, tt__Reverse *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__Reverse(soap, tag ? tag : "tt:Reverse", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__Reverse ** SOAP_FMAC4 soap_get_PointerTott__Reverse(struct soap *soap, tt__Reverse **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__Reverse(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__EFlip(struct soap *soap, tt__EFlip *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__EFlip))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__EFlip(struct soap *soap, const char *tag, int id, tt__EFlip *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__EFlip, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__EFlip ? type : NULL);
-}
-
-SOAP_FMAC3 tt__EFlip ** SOAP_FMAC4 soap_in_PointerTott__EFlip(struct soap *soap, const char *tag, tt__EFlip **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__EFlip **)soap_malloc(soap, sizeof(tt__EFlip *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__EFlip *)soap_instantiate_tt__EFlip(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__EFlip **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__EFlip, sizeof(tt__EFlip), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__EFlip(struct soap *soap, tt__EFlip *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__EFlip(soap, tag ? tag : "tt:EFlip", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__EFlip ** SOAP_FMAC4 soap_get_PointerTott__EFlip(struct soap *soap, tt__EFlip **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__EFlip(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZConfigurationExtension2(struct soap *soap, tt__PTZConfigurationExtension2 *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTZConfigurationExtension2))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZConfigurationExtension2(struct soap *soap, const char *tag, int id, tt__PTZConfigurationExtension2 *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTZConfigurationExtension2, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTZConfigurationExtension2 ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PTZConfigurationExtension2 ** SOAP_FMAC4 soap_in_PointerTott__PTZConfigurationExtension2(struct soap *soap, const char *tag, tt__PTZConfigurationExtension2 **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PTZConfigurationExtension2 **)soap_malloc(soap, sizeof(tt__PTZConfigurationExtension2 *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PTZConfigurationExtension2 *)soap_instantiate_tt__PTZConfigurationExtension2(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PTZConfigurationExtension2 **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTZConfigurationExtension2, sizeof(tt__PTZConfigurationExtension2), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZConfigurationExtension2(struct soap *soap, tt__PTZConfigurationExtension2 *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PTZConfigurationExtension2(soap, tag ? tag : "tt:PTZConfigurationExtension2", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PTZConfigurationExtension2 ** SOAP_FMAC4 soap_get_PointerTott__PTZConfigurationExtension2(struct soap *soap, tt__PTZConfigurationExtension2 **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PTZConfigurationExtension2(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTControlDirection(struct soap *soap, tt__PTControlDirection *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTControlDirection))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTControlDirection(struct soap *soap, const char *tag, int id, tt__PTControlDirection *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTControlDirection, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTControlDirection ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PTControlDirection ** SOAP_FMAC4 soap_in_PointerTott__PTControlDirection(struct soap *soap, const char *tag, tt__PTControlDirection **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PTControlDirection **)soap_malloc(soap, sizeof(tt__PTControlDirection *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PTControlDirection *)soap_instantiate_tt__PTControlDirection(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PTControlDirection **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTControlDirection, sizeof(tt__PTControlDirection), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTControlDirection(struct soap *soap, tt__PTControlDirection *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PTControlDirection(soap, tag ? tag : "tt:PTControlDirection", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PTControlDirection ** SOAP_FMAC4 soap_get_PointerTott__PTControlDirection(struct soap *soap, tt__PTControlDirection **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PTControlDirection(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZPresetTourSupportedExtension(struct soap *soap, tt__PTZPresetTourSupportedExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTZPresetTourSupportedExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZPresetTourSupportedExtension(struct soap *soap, const char *tag, int id, tt__PTZPresetTourSupportedExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTZPresetTourSupportedExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTZPresetTourSupportedExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PTZPresetTourSupportedExtension ** SOAP_FMAC4 soap_in_PointerTott__PTZPresetTourSupportedExtension(struct soap *soap, const char *tag, tt__PTZPresetTourSupportedExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PTZPresetTourSupportedExtension **)soap_malloc(soap, sizeof(tt__PTZPresetTourSupportedExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PTZPresetTourSupportedExtension *)soap_instantiate_tt__PTZPresetTourSupportedExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PTZPresetTourSupportedExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTZPresetTourSupportedExtension, sizeof(tt__PTZPresetTourSupportedExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZPresetTourSupportedExtension(struct soap *soap, tt__PTZPresetTourSupportedExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PTZPresetTourSupportedExtension(soap, tag ? tag : "tt:PTZPresetTourSupportedExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PTZPresetTourSupportedExtension ** SOAP_FMAC4 soap_get_PointerTott__PTZPresetTourSupportedExtension(struct soap *soap, tt__PTZPresetTourSupportedExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PTZPresetTourSupportedExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZNodeExtension2(struct soap *soap, tt__PTZNodeExtension2 *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTZNodeExtension2))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZNodeExtension2(struct soap *soap, const char *tag, int id, tt__PTZNodeExtension2 *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTZNodeExtension2, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTZNodeExtension2 ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PTZNodeExtension2 ** SOAP_FMAC4 soap_in_PointerTott__PTZNodeExtension2(struct soap *soap, const char *tag, tt__PTZNodeExtension2 **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PTZNodeExtension2 **)soap_malloc(soap, sizeof(tt__PTZNodeExtension2 *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PTZNodeExtension2 *)soap_instantiate_tt__PTZNodeExtension2(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PTZNodeExtension2 **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTZNodeExtension2, sizeof(tt__PTZNodeExtension2), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZNodeExtension2(struct soap *soap, tt__PTZNodeExtension2 *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PTZNodeExtension2(soap, tag ? tag : "tt:PTZNodeExtension2", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PTZNodeExtension2 ** SOAP_FMAC4 soap_get_PointerTott__PTZNodeExtension2(struct soap *soap, tt__PTZNodeExtension2 **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PTZNodeExtension2(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZPresetTourSupported(struct soap *soap, tt__PTZPresetTourSupported *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTZPresetTourSupported))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZPresetTourSupported(struct soap *soap, const char *tag, int id, tt__PTZPresetTourSupported *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTZPresetTourSupported, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTZPresetTourSupported ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PTZPresetTourSupported ** SOAP_FMAC4 soap_in_PointerTott__PTZPresetTourSupported(struct soap *soap, const char *tag, tt__PTZPresetTourSupported **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PTZPresetTourSupported **)soap_malloc(soap, sizeof(tt__PTZPresetTourSupported *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PTZPresetTourSupported *)soap_instantiate_tt__PTZPresetTourSupported(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PTZPresetTourSupported **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTZPresetTourSupported, sizeof(tt__PTZPresetTourSupported), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZPresetTourSupported(struct soap *soap, tt__PTZPresetTourSupported *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PTZPresetTourSupported(soap, tag ? tag : "tt:PTZPresetTourSupported", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PTZPresetTourSupported ** SOAP_FMAC4 soap_get_PointerTott__PTZPresetTourSupported(struct soap *soap, tt__PTZPresetTourSupported **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PTZPresetTourSupported(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AnalyticsDeviceExtension(struct soap *soap, tt__AnalyticsDeviceExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__AnalyticsDeviceExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AnalyticsDeviceExtension(struct soap *soap, const char *tag, int id, tt__AnalyticsDeviceExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__AnalyticsDeviceExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__AnalyticsDeviceExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__AnalyticsDeviceExtension ** SOAP_FMAC4 soap_in_PointerTott__AnalyticsDeviceExtension(struct soap *soap, const char *tag, tt__AnalyticsDeviceExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__AnalyticsDeviceExtension **)soap_malloc(soap, sizeof(tt__AnalyticsDeviceExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__AnalyticsDeviceExtension *)soap_instantiate_tt__AnalyticsDeviceExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__AnalyticsDeviceExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__AnalyticsDeviceExtension, sizeof(tt__AnalyticsDeviceExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AnalyticsDeviceExtension(struct soap *soap, tt__AnalyticsDeviceExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__AnalyticsDeviceExtension(soap, tag ? tag : "tt:AnalyticsDeviceExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__AnalyticsDeviceExtension ** SOAP_FMAC4 soap_get_PointerTott__AnalyticsDeviceExtension(struct soap *soap, tt__AnalyticsDeviceExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__AnalyticsDeviceExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SystemCapabilitiesExtension2(struct soap *soap, tt__SystemCapabilitiesExtension2 *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__SystemCapabilitiesExtension2))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SystemCapabilitiesExtension2(struct soap *soap, const char *tag, int id, tt__SystemCapabilitiesExtension2 *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__SystemCapabilitiesExtension2, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__SystemCapabilitiesExtension2 ? type : NULL);
-}
-
-SOAP_FMAC3 tt__SystemCapabilitiesExtension2 ** SOAP_FMAC4 soap_in_PointerTott__SystemCapabilitiesExtension2(struct soap *soap, const char *tag, tt__SystemCapabilitiesExtension2 **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__SystemCapabilitiesExtension2 **)soap_malloc(soap, sizeof(tt__SystemCapabilitiesExtension2 *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__SystemCapabilitiesExtension2 *)soap_instantiate_tt__SystemCapabilitiesExtension2(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__SystemCapabilitiesExtension2 **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__SystemCapabilitiesExtension2, sizeof(tt__SystemCapabilitiesExtension2), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemCapabilitiesExtension2(struct soap *soap, tt__SystemCapabilitiesExtension2 *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__SystemCapabilitiesExtension2(soap, tag ? tag : "tt:SystemCapabilitiesExtension2", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__SystemCapabilitiesExtension2 ** SOAP_FMAC4 soap_get_PointerTott__SystemCapabilitiesExtension2(struct soap *soap, tt__SystemCapabilitiesExtension2 **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__SystemCapabilitiesExtension2(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SystemCapabilitiesExtension(struct soap *soap, tt__SystemCapabilitiesExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__SystemCapabilitiesExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SystemCapabilitiesExtension(struct soap *soap, const char *tag, int id, tt__SystemCapabilitiesExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__SystemCapabilitiesExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__SystemCapabilitiesExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__SystemCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__SystemCapabilitiesExtension(struct soap *soap, const char *tag, tt__SystemCapabilitiesExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__SystemCapabilitiesExtension **)soap_malloc(soap, sizeof(tt__SystemCapabilitiesExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__SystemCapabilitiesExtension *)soap_instantiate_tt__SystemCapabilitiesExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__SystemCapabilitiesExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__SystemCapabilitiesExtension, sizeof(tt__SystemCapabilitiesExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemCapabilitiesExtension(struct soap *soap, tt__SystemCapabilitiesExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__SystemCapabilitiesExtension(soap, tag ? tag : "tt:SystemCapabilitiesExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__SystemCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__SystemCapabilitiesExtension(struct soap *soap, tt__SystemCapabilitiesExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__SystemCapabilitiesExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__OnvifVersion(struct soap *soap, tt__OnvifVersion *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__OnvifVersion))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__OnvifVersion(struct soap *soap, const char *tag, int id, tt__OnvifVersion *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__OnvifVersion, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__OnvifVersion ? type : NULL);
-}
-
-SOAP_FMAC3 tt__OnvifVersion ** SOAP_FMAC4 soap_in_PointerTott__OnvifVersion(struct soap *soap, const char *tag, tt__OnvifVersion **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__OnvifVersion **)soap_malloc(soap, sizeof(tt__OnvifVersion *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__OnvifVersion *)soap_instantiate_tt__OnvifVersion(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__OnvifVersion **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__OnvifVersion, sizeof(tt__OnvifVersion), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__OnvifVersion(struct soap *soap, tt__OnvifVersion *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__OnvifVersion(soap, tag ? tag : "tt:OnvifVersion", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__OnvifVersion ** SOAP_FMAC4 soap_get_PointerTott__OnvifVersion(struct soap *soap, tt__OnvifVersion **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__OnvifVersion(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SecurityCapabilitiesExtension2(struct soap *soap, tt__SecurityCapabilitiesExtension2 *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__SecurityCapabilitiesExtension2))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SecurityCapabilitiesExtension2(struct soap *soap, const char *tag, int id, tt__SecurityCapabilitiesExtension2 *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__SecurityCapabilitiesExtension2, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__SecurityCapabilitiesExtension2 ? type : NULL);
-}
-
-SOAP_FMAC3 tt__SecurityCapabilitiesExtension2 ** SOAP_FMAC4 soap_in_PointerTott__SecurityCapabilitiesExtension2(struct soap *soap, const char *tag, tt__SecurityCapabilitiesExtension2 **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__SecurityCapabilitiesExtension2 **)soap_malloc(soap, sizeof(tt__SecurityCapabilitiesExtension2 *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__SecurityCapabilitiesExtension2 *)soap_instantiate_tt__SecurityCapabilitiesExtension2(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__SecurityCapabilitiesExtension2 **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__SecurityCapabilitiesExtension2, sizeof(tt__SecurityCapabilitiesExtension2), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SecurityCapabilitiesExtension2(struct soap *soap, tt__SecurityCapabilitiesExtension2 *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__SecurityCapabilitiesExtension2(soap, tag ? tag : "tt:SecurityCapabilitiesExtension2", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__SecurityCapabilitiesExtension2 ** SOAP_FMAC4 soap_get_PointerTott__SecurityCapabilitiesExtension2(struct soap *soap, tt__SecurityCapabilitiesExtension2 **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__SecurityCapabilitiesExtension2(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SecurityCapabilitiesExtension(struct soap *soap, tt__SecurityCapabilitiesExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__SecurityCapabilitiesExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SecurityCapabilitiesExtension(struct soap *soap, const char *tag, int id, tt__SecurityCapabilitiesExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__SecurityCapabilitiesExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__SecurityCapabilitiesExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__SecurityCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__SecurityCapabilitiesExtension(struct soap *soap, const char *tag, tt__SecurityCapabilitiesExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__SecurityCapabilitiesExtension **)soap_malloc(soap, sizeof(tt__SecurityCapabilitiesExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__SecurityCapabilitiesExtension *)soap_instantiate_tt__SecurityCapabilitiesExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__SecurityCapabilitiesExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__SecurityCapabilitiesExtension, sizeof(tt__SecurityCapabilitiesExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SecurityCapabilitiesExtension(struct soap *soap, tt__SecurityCapabilitiesExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__SecurityCapabilitiesExtension(soap, tag ? tag : "tt:SecurityCapabilitiesExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__SecurityCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__SecurityCapabilitiesExtension(struct soap *soap, tt__SecurityCapabilitiesExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__SecurityCapabilitiesExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__NetworkCapabilitiesExtension2(struct soap *soap, tt__NetworkCapabilitiesExtension2 *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__NetworkCapabilitiesExtension2))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__NetworkCapabilitiesExtension2(struct soap *soap, const char *tag, int id, tt__NetworkCapabilitiesExtension2 *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__NetworkCapabilitiesExtension2, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__NetworkCapabilitiesExtension2 ? type : NULL);
-}
-
-SOAP_FMAC3 tt__NetworkCapabilitiesExtension2 ** SOAP_FMAC4 soap_in_PointerTott__NetworkCapabilitiesExtension2(struct soap *soap, const char *tag, tt__NetworkCapabilitiesExtension2 **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__NetworkCapabilitiesExtension2 **)soap_malloc(soap, sizeof(tt__NetworkCapabilitiesExtension2 *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__NetworkCapabilitiesExtension2 *)soap_instantiate_tt__NetworkCapabilitiesExtension2(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__NetworkCapabilitiesExtension2 **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__NetworkCapabilitiesExtension2, sizeof(tt__NetworkCapabilitiesExtension2), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__NetworkCapabilitiesExtension2(struct soap *soap, tt__NetworkCapabilitiesExtension2 *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__NetworkCapabilitiesExtension2(soap, tag ? tag : "tt:NetworkCapabilitiesExtension2", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__NetworkCapabilitiesExtension2 ** SOAP_FMAC4 soap_get_PointerTott__NetworkCapabilitiesExtension2(struct soap *soap, tt__NetworkCapabilitiesExtension2 **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__NetworkCapabilitiesExtension2(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__NetworkCapabilitiesExtension(struct soap *soap, tt__NetworkCapabilitiesExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__NetworkCapabilitiesExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__NetworkCapabilitiesExtension(struct soap *soap, const char *tag, int id, tt__NetworkCapabilitiesExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__NetworkCapabilitiesExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__NetworkCapabilitiesExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__NetworkCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__NetworkCapabilitiesExtension(struct soap *soap, const char *tag, tt__NetworkCapabilitiesExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__NetworkCapabilitiesExtension **)soap_malloc(soap, sizeof(tt__NetworkCapabilitiesExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__NetworkCapabilitiesExtension *)soap_instantiate_tt__NetworkCapabilitiesExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__NetworkCapabilitiesExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__NetworkCapabilitiesExtension, sizeof(tt__NetworkCapabilitiesExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__NetworkCapabilitiesExtension(struct soap *soap, tt__NetworkCapabilitiesExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__NetworkCapabilitiesExtension(soap, tag ? tag : "tt:NetworkCapabilitiesExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__NetworkCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__NetworkCapabilitiesExtension(struct soap *soap, tt__NetworkCapabilitiesExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__NetworkCapabilitiesExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RealTimeStreamingCapabilitiesExtension(struct soap *soap, tt__RealTimeStreamingCapabilitiesExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RealTimeStreamingCapabilitiesExtension(struct soap *soap, const char *tag, int id, tt__RealTimeStreamingCapabilitiesExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__RealTimeStreamingCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__RealTimeStreamingCapabilitiesExtension(struct soap *soap, const char *tag, tt__RealTimeStreamingCapabilitiesExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__RealTimeStreamingCapabilitiesExtension **)soap_malloc(soap, sizeof(tt__RealTimeStreamingCapabilitiesExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__RealTimeStreamingCapabilitiesExtension *)soap_instantiate_tt__RealTimeStreamingCapabilitiesExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__RealTimeStreamingCapabilitiesExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension, sizeof(tt__RealTimeStreamingCapabilitiesExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RealTimeStreamingCapabilitiesExtension(struct soap *soap, tt__RealTimeStreamingCapabilitiesExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__RealTimeStreamingCapabilitiesExtension(soap, tag ? tag : "tt:RealTimeStreamingCapabilitiesExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__RealTimeStreamingCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__RealTimeStreamingCapabilitiesExtension(struct soap *soap, tt__RealTimeStreamingCapabilitiesExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__RealTimeStreamingCapabilitiesExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ProfileCapabilities(struct soap *soap, tt__ProfileCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ProfileCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ProfileCapabilities(struct soap *soap, const char *tag, int id, tt__ProfileCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ProfileCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__ProfileCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__ProfileCapabilities ** SOAP_FMAC4 soap_in_PointerTott__ProfileCapabilities(struct soap *soap, const char *tag, tt__ProfileCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__ProfileCapabilities **)soap_malloc(soap, sizeof(tt__ProfileCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__ProfileCapabilities *)soap_instantiate_tt__ProfileCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__ProfileCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ProfileCapabilities, sizeof(tt__ProfileCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ProfileCapabilities(struct soap *soap, tt__ProfileCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__ProfileCapabilities(soap, tag ? tag : "tt:ProfileCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__ProfileCapabilities ** SOAP_FMAC4 soap_get_PointerTott__ProfileCapabilities(struct soap *soap, tt__ProfileCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__ProfileCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MediaCapabilitiesExtension(struct soap *soap, tt__MediaCapabilitiesExtension *const*a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -64023,183 +58350,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MediaCapabilitiesExtension(struc
 SOAP_FMAC3 tt__MediaCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__MediaCapabilitiesExtension(struct soap *soap, tt__MediaCapabilitiesExtension **p, const char *tag, const char *type)
 {
 	if ((p = soap_in_PointerTott__MediaCapabilitiesExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RealTimeStreamingCapabilities(struct soap *soap, tt__RealTimeStreamingCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__RealTimeStreamingCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RealTimeStreamingCapabilities(struct soap *soap, const char *tag, int id, tt__RealTimeStreamingCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__RealTimeStreamingCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__RealTimeStreamingCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__RealTimeStreamingCapabilities ** SOAP_FMAC4 soap_in_PointerTott__RealTimeStreamingCapabilities(struct soap *soap, const char *tag, tt__RealTimeStreamingCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__RealTimeStreamingCapabilities **)soap_malloc(soap, sizeof(tt__RealTimeStreamingCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__RealTimeStreamingCapabilities *)soap_instantiate_tt__RealTimeStreamingCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__RealTimeStreamingCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__RealTimeStreamingCapabilities, sizeof(tt__RealTimeStreamingCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RealTimeStreamingCapabilities(struct soap *soap, tt__RealTimeStreamingCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__RealTimeStreamingCapabilities(soap, tag ? tag : "tt:RealTimeStreamingCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__RealTimeStreamingCapabilities ** SOAP_FMAC4 soap_get_PointerTott__RealTimeStreamingCapabilities(struct soap *soap, tt__RealTimeStreamingCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__RealTimeStreamingCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__IOCapabilitiesExtension2(struct soap *soap, tt__IOCapabilitiesExtension2 *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__IOCapabilitiesExtension2))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__IOCapabilitiesExtension2(struct soap *soap, const char *tag, int id, tt__IOCapabilitiesExtension2 *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__IOCapabilitiesExtension2, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__IOCapabilitiesExtension2 ? type : NULL);
-}
-
-SOAP_FMAC3 tt__IOCapabilitiesExtension2 ** SOAP_FMAC4 soap_in_PointerTott__IOCapabilitiesExtension2(struct soap *soap, const char *tag, tt__IOCapabilitiesExtension2 **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__IOCapabilitiesExtension2 **)soap_malloc(soap, sizeof(tt__IOCapabilitiesExtension2 *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__IOCapabilitiesExtension2 *)soap_instantiate_tt__IOCapabilitiesExtension2(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__IOCapabilitiesExtension2 **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__IOCapabilitiesExtension2, sizeof(tt__IOCapabilitiesExtension2), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IOCapabilitiesExtension2(struct soap *soap, tt__IOCapabilitiesExtension2 *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__IOCapabilitiesExtension2(soap, tag ? tag : "tt:IOCapabilitiesExtension2", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__IOCapabilitiesExtension2 ** SOAP_FMAC4 soap_get_PointerTott__IOCapabilitiesExtension2(struct soap *soap, tt__IOCapabilitiesExtension2 **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__IOCapabilitiesExtension2(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__IOCapabilitiesExtension(struct soap *soap, tt__IOCapabilitiesExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__IOCapabilitiesExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__IOCapabilitiesExtension(struct soap *soap, const char *tag, int id, tt__IOCapabilitiesExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__IOCapabilitiesExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__IOCapabilitiesExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__IOCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__IOCapabilitiesExtension(struct soap *soap, const char *tag, tt__IOCapabilitiesExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__IOCapabilitiesExtension **)soap_malloc(soap, sizeof(tt__IOCapabilitiesExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__IOCapabilitiesExtension *)soap_instantiate_tt__IOCapabilitiesExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__IOCapabilitiesExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__IOCapabilitiesExtension, sizeof(tt__IOCapabilitiesExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IOCapabilitiesExtension(struct soap *soap, tt__IOCapabilitiesExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__IOCapabilitiesExtension(soap, tag ? tag : "tt:IOCapabilitiesExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__IOCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__IOCapabilitiesExtension(struct soap *soap, tt__IOCapabilitiesExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__IOCapabilitiesExtension(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -64495,478 +58645,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__NetworkCapabilities(struct soap 
 SOAP_FMAC3 tt__NetworkCapabilities ** SOAP_FMAC4 soap_get_PointerTott__NetworkCapabilities(struct soap *soap, tt__NetworkCapabilities **p, const char *tag, const char *type)
 {
 	if ((p = soap_in_PointerTott__NetworkCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__CapabilitiesExtension2(struct soap *soap, tt__CapabilitiesExtension2 *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__CapabilitiesExtension2))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__CapabilitiesExtension2(struct soap *soap, const char *tag, int id, tt__CapabilitiesExtension2 *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__CapabilitiesExtension2, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__CapabilitiesExtension2 ? type : NULL);
-}
-
-SOAP_FMAC3 tt__CapabilitiesExtension2 ** SOAP_FMAC4 soap_in_PointerTott__CapabilitiesExtension2(struct soap *soap, const char *tag, tt__CapabilitiesExtension2 **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__CapabilitiesExtension2 **)soap_malloc(soap, sizeof(tt__CapabilitiesExtension2 *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__CapabilitiesExtension2 *)soap_instantiate_tt__CapabilitiesExtension2(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__CapabilitiesExtension2 **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__CapabilitiesExtension2, sizeof(tt__CapabilitiesExtension2), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__CapabilitiesExtension2(struct soap *soap, tt__CapabilitiesExtension2 *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__CapabilitiesExtension2(soap, tag ? tag : "tt:CapabilitiesExtension2", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__CapabilitiesExtension2 ** SOAP_FMAC4 soap_get_PointerTott__CapabilitiesExtension2(struct soap *soap, tt__CapabilitiesExtension2 **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__CapabilitiesExtension2(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AnalyticsDeviceCapabilities(struct soap *soap, tt__AnalyticsDeviceCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__AnalyticsDeviceCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AnalyticsDeviceCapabilities(struct soap *soap, const char *tag, int id, tt__AnalyticsDeviceCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__AnalyticsDeviceCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__AnalyticsDeviceCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__AnalyticsDeviceCapabilities ** SOAP_FMAC4 soap_in_PointerTott__AnalyticsDeviceCapabilities(struct soap *soap, const char *tag, tt__AnalyticsDeviceCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__AnalyticsDeviceCapabilities **)soap_malloc(soap, sizeof(tt__AnalyticsDeviceCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__AnalyticsDeviceCapabilities *)soap_instantiate_tt__AnalyticsDeviceCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__AnalyticsDeviceCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__AnalyticsDeviceCapabilities, sizeof(tt__AnalyticsDeviceCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AnalyticsDeviceCapabilities(struct soap *soap, tt__AnalyticsDeviceCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__AnalyticsDeviceCapabilities(soap, tag ? tag : "tt:AnalyticsDeviceCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__AnalyticsDeviceCapabilities ** SOAP_FMAC4 soap_get_PointerTott__AnalyticsDeviceCapabilities(struct soap *soap, tt__AnalyticsDeviceCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__AnalyticsDeviceCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ReceiverCapabilities(struct soap *soap, tt__ReceiverCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ReceiverCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ReceiverCapabilities(struct soap *soap, const char *tag, int id, tt__ReceiverCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ReceiverCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__ReceiverCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__ReceiverCapabilities ** SOAP_FMAC4 soap_in_PointerTott__ReceiverCapabilities(struct soap *soap, const char *tag, tt__ReceiverCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__ReceiverCapabilities **)soap_malloc(soap, sizeof(tt__ReceiverCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__ReceiverCapabilities *)soap_instantiate_tt__ReceiverCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__ReceiverCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ReceiverCapabilities, sizeof(tt__ReceiverCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ReceiverCapabilities(struct soap *soap, tt__ReceiverCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__ReceiverCapabilities(soap, tag ? tag : "tt:ReceiverCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__ReceiverCapabilities ** SOAP_FMAC4 soap_get_PointerTott__ReceiverCapabilities(struct soap *soap, tt__ReceiverCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__ReceiverCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ReplayCapabilities(struct soap *soap, tt__ReplayCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ReplayCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ReplayCapabilities(struct soap *soap, const char *tag, int id, tt__ReplayCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ReplayCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__ReplayCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__ReplayCapabilities ** SOAP_FMAC4 soap_in_PointerTott__ReplayCapabilities(struct soap *soap, const char *tag, tt__ReplayCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__ReplayCapabilities **)soap_malloc(soap, sizeof(tt__ReplayCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__ReplayCapabilities *)soap_instantiate_tt__ReplayCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__ReplayCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ReplayCapabilities, sizeof(tt__ReplayCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ReplayCapabilities(struct soap *soap, tt__ReplayCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__ReplayCapabilities(soap, tag ? tag : "tt:ReplayCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__ReplayCapabilities ** SOAP_FMAC4 soap_get_PointerTott__ReplayCapabilities(struct soap *soap, tt__ReplayCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__ReplayCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SearchCapabilities(struct soap *soap, tt__SearchCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__SearchCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SearchCapabilities(struct soap *soap, const char *tag, int id, tt__SearchCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__SearchCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__SearchCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__SearchCapabilities ** SOAP_FMAC4 soap_in_PointerTott__SearchCapabilities(struct soap *soap, const char *tag, tt__SearchCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__SearchCapabilities **)soap_malloc(soap, sizeof(tt__SearchCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__SearchCapabilities *)soap_instantiate_tt__SearchCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__SearchCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__SearchCapabilities, sizeof(tt__SearchCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SearchCapabilities(struct soap *soap, tt__SearchCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__SearchCapabilities(soap, tag ? tag : "tt:SearchCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__SearchCapabilities ** SOAP_FMAC4 soap_get_PointerTott__SearchCapabilities(struct soap *soap, tt__SearchCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__SearchCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RecordingCapabilities(struct soap *soap, tt__RecordingCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__RecordingCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RecordingCapabilities(struct soap *soap, const char *tag, int id, tt__RecordingCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__RecordingCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__RecordingCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__RecordingCapabilities ** SOAP_FMAC4 soap_in_PointerTott__RecordingCapabilities(struct soap *soap, const char *tag, tt__RecordingCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__RecordingCapabilities **)soap_malloc(soap, sizeof(tt__RecordingCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__RecordingCapabilities *)soap_instantiate_tt__RecordingCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__RecordingCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__RecordingCapabilities, sizeof(tt__RecordingCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RecordingCapabilities(struct soap *soap, tt__RecordingCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__RecordingCapabilities(soap, tag ? tag : "tt:RecordingCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__RecordingCapabilities ** SOAP_FMAC4 soap_get_PointerTott__RecordingCapabilities(struct soap *soap, tt__RecordingCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__RecordingCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DisplayCapabilities(struct soap *soap, tt__DisplayCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__DisplayCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DisplayCapabilities(struct soap *soap, const char *tag, int id, tt__DisplayCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__DisplayCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__DisplayCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__DisplayCapabilities ** SOAP_FMAC4 soap_in_PointerTott__DisplayCapabilities(struct soap *soap, const char *tag, tt__DisplayCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__DisplayCapabilities **)soap_malloc(soap, sizeof(tt__DisplayCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__DisplayCapabilities *)soap_instantiate_tt__DisplayCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__DisplayCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__DisplayCapabilities, sizeof(tt__DisplayCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DisplayCapabilities(struct soap *soap, tt__DisplayCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__DisplayCapabilities(soap, tag ? tag : "tt:DisplayCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__DisplayCapabilities ** SOAP_FMAC4 soap_get_PointerTott__DisplayCapabilities(struct soap *soap, tt__DisplayCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__DisplayCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DeviceIOCapabilities(struct soap *soap, tt__DeviceIOCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__DeviceIOCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DeviceIOCapabilities(struct soap *soap, const char *tag, int id, tt__DeviceIOCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__DeviceIOCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__DeviceIOCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__DeviceIOCapabilities ** SOAP_FMAC4 soap_in_PointerTott__DeviceIOCapabilities(struct soap *soap, const char *tag, tt__DeviceIOCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__DeviceIOCapabilities **)soap_malloc(soap, sizeof(tt__DeviceIOCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__DeviceIOCapabilities *)soap_instantiate_tt__DeviceIOCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__DeviceIOCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__DeviceIOCapabilities, sizeof(tt__DeviceIOCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DeviceIOCapabilities(struct soap *soap, tt__DeviceIOCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__DeviceIOCapabilities(soap, tag ? tag : "tt:DeviceIOCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__DeviceIOCapabilities ** SOAP_FMAC4 soap_get_PointerTott__DeviceIOCapabilities(struct soap *soap, tt__DeviceIOCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__DeviceIOCapabilities(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -65670,124 +59348,6 @@ SOAP_FMAC3 tt__IPAddress ** SOAP_FMAC4 soap_get_PointerTott__IPAddress(struct so
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTo_tt__EventSubscription_SubscriptionPolicy(struct soap *soap, _tt__EventSubscription_SubscriptionPolicy *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTo_tt__EventSubscription_SubscriptionPolicy(struct soap *soap, const char *tag, int id, _tt__EventSubscription_SubscriptionPolicy *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy ? type : NULL);
-}
-
-SOAP_FMAC3 _tt__EventSubscription_SubscriptionPolicy ** SOAP_FMAC4 soap_in_PointerTo_tt__EventSubscription_SubscriptionPolicy(struct soap *soap, const char *tag, _tt__EventSubscription_SubscriptionPolicy **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (_tt__EventSubscription_SubscriptionPolicy **)soap_malloc(soap, sizeof(_tt__EventSubscription_SubscriptionPolicy *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (_tt__EventSubscription_SubscriptionPolicy *)soap_instantiate__tt__EventSubscription_SubscriptionPolicy(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (_tt__EventSubscription_SubscriptionPolicy **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy, sizeof(_tt__EventSubscription_SubscriptionPolicy), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTo_tt__EventSubscription_SubscriptionPolicy(struct soap *soap, _tt__EventSubscription_SubscriptionPolicy *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTo_tt__EventSubscription_SubscriptionPolicy(soap, tag ? tag : "tt:EventSubscription-SubscriptionPolicy", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 _tt__EventSubscription_SubscriptionPolicy ** SOAP_FMAC4 soap_get_PointerTo_tt__EventSubscription_SubscriptionPolicy(struct soap *soap, _tt__EventSubscription_SubscriptionPolicy **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTo_tt__EventSubscription_SubscriptionPolicy(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTowsnt__FilterType(struct soap *soap, wsnt__FilterType *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_wsnt__FilterType))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTowsnt__FilterType(struct soap *soap, const char *tag, int id, wsnt__FilterType *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_wsnt__FilterType, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_wsnt__FilterType ? type : NULL);
-}
-
-SOAP_FMAC3 wsnt__FilterType ** SOAP_FMAC4 soap_in_PointerTowsnt__FilterType(struct soap *soap, const char *tag, wsnt__FilterType **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (wsnt__FilterType **)soap_malloc(soap, sizeof(wsnt__FilterType *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (wsnt__FilterType *)soap_instantiate_wsnt__FilterType(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (wsnt__FilterType **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_wsnt__FilterType, sizeof(wsnt__FilterType), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTowsnt__FilterType(struct soap *soap, wsnt__FilterType *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTowsnt__FilterType(soap, tag ? tag : "wsnt:FilterType", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 wsnt__FilterType ** SOAP_FMAC4 soap_get_PointerTowsnt__FilterType(struct soap *soap, wsnt__FilterType **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTowsnt__FilterType(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoResolution(struct soap *soap, tt__VideoResolution *const*a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -66373,756 +59933,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IntRange(struct soap *soap, tt__
 SOAP_FMAC3 tt__IntRange ** SOAP_FMAC4 soap_get_PointerTott__IntRange(struct soap *soap, tt__IntRange **p, const char *tag, const char *type)
 {
 	if ((p = soap_in_PointerTott__IntRange(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTostd__string(struct soap *soap, std::string *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_std__string))
-		soap_serialize_std__string(soap, *a);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTostd__string(struct soap *soap, const char *tag, int id, std::string *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_std__string, NULL);
-	if (id < 0)
-		return soap->error;
-	return soap_out_std__string(soap, tag, id, *a, type);
-}
-
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTostd__string(struct soap *soap, const char *tag, std::string **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (std::string **)soap_malloc(soap, sizeof(std::string *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = soap_in_std__string(soap, tag, *a, type)))
-			return NULL;
-	}
-	else
-	{	a = (std::string **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_std__string, sizeof(std::string), 0, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTostd__string(struct soap *soap, std::string *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTostd__string(soap, tag ? tag : "string", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTostd__string(struct soap *soap, std::string **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTostd__string(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__LensProjection(struct soap *soap, tt__LensProjection *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__LensProjection))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__LensProjection(struct soap *soap, const char *tag, int id, tt__LensProjection *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__LensProjection, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__LensProjection ? type : NULL);
-}
-
-SOAP_FMAC3 tt__LensProjection ** SOAP_FMAC4 soap_in_PointerTott__LensProjection(struct soap *soap, const char *tag, tt__LensProjection **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__LensProjection **)soap_malloc(soap, sizeof(tt__LensProjection *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__LensProjection *)soap_instantiate_tt__LensProjection(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__LensProjection **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__LensProjection, sizeof(tt__LensProjection), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__LensProjection(struct soap *soap, tt__LensProjection *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__LensProjection(soap, tag ? tag : "tt:LensProjection", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__LensProjection ** SOAP_FMAC4 soap_get_PointerTott__LensProjection(struct soap *soap, tt__LensProjection **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__LensProjection(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__LensOffset(struct soap *soap, tt__LensOffset *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__LensOffset))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__LensOffset(struct soap *soap, const char *tag, int id, tt__LensOffset *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__LensOffset, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__LensOffset ? type : NULL);
-}
-
-SOAP_FMAC3 tt__LensOffset ** SOAP_FMAC4 soap_in_PointerTott__LensOffset(struct soap *soap, const char *tag, tt__LensOffset **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__LensOffset **)soap_malloc(soap, sizeof(tt__LensOffset *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__LensOffset *)soap_instantiate_tt__LensOffset(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__LensOffset **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__LensOffset, sizeof(tt__LensOffset), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__LensOffset(struct soap *soap, tt__LensOffset *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__LensOffset(soap, tag ? tag : "tt:LensOffset", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__LensOffset ** SOAP_FMAC4 soap_get_PointerTott__LensOffset(struct soap *soap, tt__LensOffset **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__LensOffset(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTofloat(struct soap *soap, float *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	(void)soap_reference(soap, *a, SOAP_TYPE_float);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTofloat(struct soap *soap, const char *tag, int id, float *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_float, NULL);
-	if (id < 0)
-		return soap->error;
-	return soap_out_float(soap, tag, id, *a, type);
-}
-
-SOAP_FMAC3 float ** SOAP_FMAC4 soap_in_PointerTofloat(struct soap *soap, const char *tag, float **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (float **)soap_malloc(soap, sizeof(float *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = soap_in_float(soap, tag, *a, type)))
-			return NULL;
-	}
-	else
-	{	a = (float **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_float, sizeof(float), 0, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTofloat(struct soap *soap, float *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTofloat(soap, tag ? tag : "float", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 float ** SOAP_FMAC4 soap_get_PointerTofloat(struct soap *soap, float **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTofloat(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RotateExtension(struct soap *soap, tt__RotateExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__RotateExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RotateExtension(struct soap *soap, const char *tag, int id, tt__RotateExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__RotateExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__RotateExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__RotateExtension ** SOAP_FMAC4 soap_in_PointerTott__RotateExtension(struct soap *soap, const char *tag, tt__RotateExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__RotateExtension **)soap_malloc(soap, sizeof(tt__RotateExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__RotateExtension *)soap_instantiate_tt__RotateExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__RotateExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__RotateExtension, sizeof(tt__RotateExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RotateExtension(struct soap *soap, tt__RotateExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__RotateExtension(soap, tag ? tag : "tt:RotateExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__RotateExtension ** SOAP_FMAC4 soap_get_PointerTott__RotateExtension(struct soap *soap, tt__RotateExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__RotateExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerToint(struct soap *soap, int *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	(void)soap_reference(soap, *a, SOAP_TYPE_int);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerToint(struct soap *soap, const char *tag, int id, int *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_int, NULL);
-	if (id < 0)
-		return soap->error;
-	return soap_out_int(soap, tag, id, *a, type);
-}
-
-SOAP_FMAC3 int ** SOAP_FMAC4 soap_in_PointerToint(struct soap *soap, const char *tag, int **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (int **)soap_malloc(soap, sizeof(int *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = soap_in_int(soap, tag, *a, type)))
-			return NULL;
-	}
-	else
-	{	a = (int **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_int, sizeof(int), 0, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerToint(struct soap *soap, int *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerToint(soap, tag ? tag : "int", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 int ** SOAP_FMAC4 soap_get_PointerToint(struct soap *soap, int **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerToint(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SceneOrientation(struct soap *soap, tt__SceneOrientation *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__SceneOrientation))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SceneOrientation(struct soap *soap, const char *tag, int id, tt__SceneOrientation *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__SceneOrientation, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__SceneOrientation ? type : NULL);
-}
-
-SOAP_FMAC3 tt__SceneOrientation ** SOAP_FMAC4 soap_in_PointerTott__SceneOrientation(struct soap *soap, const char *tag, tt__SceneOrientation **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__SceneOrientation **)soap_malloc(soap, sizeof(tt__SceneOrientation *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__SceneOrientation *)soap_instantiate_tt__SceneOrientation(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__SceneOrientation **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__SceneOrientation, sizeof(tt__SceneOrientation), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SceneOrientation(struct soap *soap, tt__SceneOrientation *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__SceneOrientation(soap, tag ? tag : "tt:SceneOrientation", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__SceneOrientation ** SOAP_FMAC4 soap_get_PointerTott__SceneOrientation(struct soap *soap, tt__SceneOrientation **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__SceneOrientation(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__LensDescription(struct soap *soap, tt__LensDescription *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__LensDescription))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__LensDescription(struct soap *soap, const char *tag, int id, tt__LensDescription *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__LensDescription, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__LensDescription ? type : NULL);
-}
-
-SOAP_FMAC3 tt__LensDescription ** SOAP_FMAC4 soap_in_PointerTott__LensDescription(struct soap *soap, const char *tag, tt__LensDescription **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__LensDescription **)soap_malloc(soap, sizeof(tt__LensDescription *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__LensDescription *)soap_instantiate_tt__LensDescription(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__LensDescription **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__LensDescription, sizeof(tt__LensDescription), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__LensDescription(struct soap *soap, tt__LensDescription *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__LensDescription(soap, tag ? tag : "tt:LensDescription", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__LensDescription ** SOAP_FMAC4 soap_get_PointerTott__LensDescription(struct soap *soap, tt__LensDescription **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__LensDescription(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoSourceConfigurationExtension2(struct soap *soap, tt__VideoSourceConfigurationExtension2 *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__VideoSourceConfigurationExtension2))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoSourceConfigurationExtension2(struct soap *soap, const char *tag, int id, tt__VideoSourceConfigurationExtension2 *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__VideoSourceConfigurationExtension2, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__VideoSourceConfigurationExtension2 ? type : NULL);
-}
-
-SOAP_FMAC3 tt__VideoSourceConfigurationExtension2 ** SOAP_FMAC4 soap_in_PointerTott__VideoSourceConfigurationExtension2(struct soap *soap, const char *tag, tt__VideoSourceConfigurationExtension2 **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__VideoSourceConfigurationExtension2 **)soap_malloc(soap, sizeof(tt__VideoSourceConfigurationExtension2 *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__VideoSourceConfigurationExtension2 *)soap_instantiate_tt__VideoSourceConfigurationExtension2(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__VideoSourceConfigurationExtension2 **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__VideoSourceConfigurationExtension2, sizeof(tt__VideoSourceConfigurationExtension2), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoSourceConfigurationExtension2(struct soap *soap, tt__VideoSourceConfigurationExtension2 *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__VideoSourceConfigurationExtension2(soap, tag ? tag : "tt:VideoSourceConfigurationExtension2", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__VideoSourceConfigurationExtension2 ** SOAP_FMAC4 soap_get_PointerTott__VideoSourceConfigurationExtension2(struct soap *soap, tt__VideoSourceConfigurationExtension2 **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__VideoSourceConfigurationExtension2(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Rotate(struct soap *soap, tt__Rotate *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__Rotate))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Rotate(struct soap *soap, const char *tag, int id, tt__Rotate *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__Rotate, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__Rotate ? type : NULL);
-}
-
-SOAP_FMAC3 tt__Rotate ** SOAP_FMAC4 soap_in_PointerTott__Rotate(struct soap *soap, const char *tag, tt__Rotate **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__Rotate **)soap_malloc(soap, sizeof(tt__Rotate *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__Rotate *)soap_instantiate_tt__Rotate(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__Rotate **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__Rotate, sizeof(tt__Rotate), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Rotate(struct soap *soap, tt__Rotate *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__Rotate(soap, tag ? tag : "tt:Rotate", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__Rotate ** SOAP_FMAC4 soap_get_PointerTott__Rotate(struct soap *soap, tt__Rotate **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__Rotate(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ProfileExtension2(struct soap *soap, tt__ProfileExtension2 *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ProfileExtension2))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ProfileExtension2(struct soap *soap, const char *tag, int id, tt__ProfileExtension2 *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ProfileExtension2, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__ProfileExtension2 ? type : NULL);
-}
-
-SOAP_FMAC3 tt__ProfileExtension2 ** SOAP_FMAC4 soap_in_PointerTott__ProfileExtension2(struct soap *soap, const char *tag, tt__ProfileExtension2 **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__ProfileExtension2 **)soap_malloc(soap, sizeof(tt__ProfileExtension2 *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__ProfileExtension2 *)soap_instantiate_tt__ProfileExtension2(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__ProfileExtension2 **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ProfileExtension2, sizeof(tt__ProfileExtension2), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ProfileExtension2(struct soap *soap, tt__ProfileExtension2 *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__ProfileExtension2(soap, tag ? tag : "tt:ProfileExtension2", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__ProfileExtension2 ** SOAP_FMAC4 soap_get_PointerTott__ProfileExtension2(struct soap *soap, tt__ProfileExtension2 **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__ProfileExtension2(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AudioDecoderConfiguration(struct soap *soap, tt__AudioDecoderConfiguration *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__AudioDecoderConfiguration))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AudioDecoderConfiguration(struct soap *soap, const char *tag, int id, tt__AudioDecoderConfiguration *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__AudioDecoderConfiguration, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__AudioDecoderConfiguration ? type : NULL);
-}
-
-SOAP_FMAC3 tt__AudioDecoderConfiguration ** SOAP_FMAC4 soap_in_PointerTott__AudioDecoderConfiguration(struct soap *soap, const char *tag, tt__AudioDecoderConfiguration **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__AudioDecoderConfiguration **)soap_malloc(soap, sizeof(tt__AudioDecoderConfiguration *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__AudioDecoderConfiguration *)soap_instantiate_tt__AudioDecoderConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__AudioDecoderConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__AudioDecoderConfiguration, sizeof(tt__AudioDecoderConfiguration), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AudioDecoderConfiguration(struct soap *soap, tt__AudioDecoderConfiguration *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__AudioDecoderConfiguration(soap, tag ? tag : "tt:AudioDecoderConfiguration", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__AudioDecoderConfiguration ** SOAP_FMAC4 soap_get_PointerTott__AudioDecoderConfiguration(struct soap *soap, tt__AudioDecoderConfiguration **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__AudioDecoderConfiguration(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AudioOutputConfiguration(struct soap *soap, tt__AudioOutputConfiguration *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__AudioOutputConfiguration))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AudioOutputConfiguration(struct soap *soap, const char *tag, int id, tt__AudioOutputConfiguration *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__AudioOutputConfiguration, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__AudioOutputConfiguration ? type : NULL);
-}
-
-SOAP_FMAC3 tt__AudioOutputConfiguration ** SOAP_FMAC4 soap_in_PointerTott__AudioOutputConfiguration(struct soap *soap, const char *tag, tt__AudioOutputConfiguration **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__AudioOutputConfiguration **)soap_malloc(soap, sizeof(tt__AudioOutputConfiguration *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__AudioOutputConfiguration *)soap_instantiate_tt__AudioOutputConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__AudioOutputConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__AudioOutputConfiguration, sizeof(tt__AudioOutputConfiguration), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AudioOutputConfiguration(struct soap *soap, tt__AudioOutputConfiguration *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__AudioOutputConfiguration(soap, tag ? tag : "tt:AudioOutputConfiguration", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__AudioOutputConfiguration ** SOAP_FMAC4 soap_get_PointerTott__AudioOutputConfiguration(struct soap *soap, tt__AudioOutputConfiguration **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__AudioOutputConfiguration(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -67899,6 +60709,110 @@ SOAP_FMAC3 char ** SOAP_FMAC4 soap_get_string(struct soap *soap, char **p, const
 	return p;
 }
 
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, std::vector<std::string> *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->clear();
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, const std::vector<std::string> *a)
+{
+	(void)soap; (void)a;/* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
+		soap_serialize_tt__AuxiliaryData(soap, &(*i));
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, const char *tag, int id, const std::vector<std::string> *a, const char *type)
+{
+	(void)id; (void)type; /* appease -Wall -Werror */
+	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
+	{
+		if (soap_out_tt__AuxiliaryData(soap, tag, id, &(*i), ""))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, const char *tag, std::vector<std::string> *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	short soap_flag;
+	for (soap_flag = 0;; soap_flag = 1)
+	{
+		if (tag && *tag != '-')
+		{	if (soap_element_begin_in(soap, tag, 1, NULL))
+				break;
+			soap_revert(soap);
+		}
+		if (!a && !(a = soap_new_std__vectorTemplateOftt__AuxiliaryData(soap)))
+			return NULL;
+		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
+		{	soap->error = SOAP_OCCURS;
+			return NULL;
+		}
+		std::string n;
+		soap_default_tt__AuxiliaryData(soap, &n);
+		short soap_shaky = soap_begin_shaky(soap);
+		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
+		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__AuxiliaryData, SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData, sizeof(std::string), 0, soap_finsert, soap_fbase))
+				break;
+			if (!soap_in_tt__AuxiliaryData(soap, tag, NULL, "tt:AuxiliaryData"))
+				break;
+		}
+		else
+		{	if (!soap_in_tt__AuxiliaryData(soap, tag, &n, "tt:AuxiliaryData"))
+				break;
+		}
+		soap_end_shaky(soap, soap_shaky);
+		if (a->size())
+		{	const void *p = &*a->begin();
+			soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
+			if (p != &*a->begin())
+			{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container capacity increased: updating pointers\n"));
+				soap_update_pointers(soap, (const char*)&*a->begin(), (const char*)p, (a->size() - 1) * sizeof(std::string));
+			}
+		}
+		else
+		{	soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
+		}
+		if (!tag || *tag == '-')
+			return a;
+	}
+	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
+	{	soap->error = SOAP_OK;
+		return a;
+	}
+	return NULL;
+}
+
+SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOftt__AuxiliaryData(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	std::vector<std::string> *p;
+	size_t k = sizeof(std::vector<std::string> );
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, std::vector<std::string> );
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, std::vector<std::string> , n);
+		k *= n;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<std::string>  location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
 SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__PTZPreset(struct soap *soap, std::vector<tt__PTZPreset *> *p)
 {
 	(void)soap; /* appease -Wall -Werror */
@@ -68267,306 +61181,6 @@ SOAP_FMAC1 std::vector<tt__Profile *>  * SOAP_FMAC2 soap_instantiate_std__vector
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__Config(struct soap *soap, std::vector<tt__Config *> *p)
-{
-	(void)soap; /* appease -Wall -Werror */
-	p->clear();
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__Config(struct soap *soap, const std::vector<tt__Config *> *a)
-{
-	(void)soap; (void)a;/* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	for (std::vector<tt__Config *> ::const_iterator i = a->begin(); i != a->end(); ++i)
-		soap_serialize_PointerTott__Config(soap, &(*i));
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__Config(struct soap *soap, const char *tag, int id, const std::vector<tt__Config *> *a, const char *type)
-{
-	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<tt__Config *> ::const_iterator i = a->begin(); i != a->end(); ++i)
-	{
-		if (soap_out_PointerTott__Config(soap, tag, id, &(*i), ""))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 std::vector<tt__Config *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__Config(struct soap *soap, const char *tag, std::vector<tt__Config *> *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	short soap_flag;
-	for (soap_flag = 0;; soap_flag = 1)
-	{
-		if (tag && *tag != '-')
-		{	if (soap_element_begin_in(soap, tag, 1, NULL))
-				break;
-			soap_revert(soap);
-		}
-		if (!a && !(a = soap_new_std__vectorTemplateOfPointerTott__Config(soap)))
-			return NULL;
-		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-		tt__Config *n;
-		n = NULL;
-		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__Config, SOAP_TYPE_std__vectorTemplateOfPointerTott__Config, sizeof(tt__Config), 1, soap_finsert, soap_fbase))
-				break;
-			if (!soap_in_PointerTott__Config(soap, tag, NULL, "tt:Config"))
-				break;
-		}
-		else
-		{	if (!soap_in_PointerTott__Config(soap, tag, &n, "tt:Config"))
-				break;
-		}
-		a->insert(a->end(), n);
-		if (!tag || *tag == '-')
-			return a;
-	}
-	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-	{	soap->error = SOAP_OK;
-		return a;
-	}
-	return NULL;
-}
-
-SOAP_FMAC1 std::vector<tt__Config *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__Config(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOfPointerTott__Config(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<tt__Config *> *p;
-	size_t k = sizeof(std::vector<tt__Config *> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOfPointerTott__Config, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<tt__Config *> );
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<tt__Config *> , n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<tt__Config *>  location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOf_tt__ItemList_ElementItem(struct soap *soap, std::vector<_tt__ItemList_ElementItem> *p)
-{
-	(void)soap; /* appease -Wall -Werror */
-	p->clear();
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOf_tt__ItemList_ElementItem(struct soap *soap, const std::vector<_tt__ItemList_ElementItem> *a)
-{
-	(void)soap; (void)a;/* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	for (std::vector<_tt__ItemList_ElementItem> ::const_iterator i = a->begin(); i != a->end(); ++i)
-		(*i).soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOf_tt__ItemList_ElementItem(struct soap *soap, const char *tag, int id, const std::vector<_tt__ItemList_ElementItem> *a, const char *type)
-{
-	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<_tt__ItemList_ElementItem> ::const_iterator i = a->begin(); i != a->end(); ++i)
-	{
-		if ((*i).soap_out(soap, tag, id, ""))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 std::vector<_tt__ItemList_ElementItem> * SOAP_FMAC4 soap_in_std__vectorTemplateOf_tt__ItemList_ElementItem(struct soap *soap, const char *tag, std::vector<_tt__ItemList_ElementItem> *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	short soap_flag;
-	for (soap_flag = 0;; soap_flag = 1)
-	{
-		if (tag && *tag != '-')
-		{	if (soap_element_begin_in(soap, tag, 1, NULL))
-				break;
-			soap_revert(soap);
-		}
-		if (!a && !(a = soap_new_std__vectorTemplateOf_tt__ItemList_ElementItem(soap)))
-			return NULL;
-		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-		_tt__ItemList_ElementItem n;
-		n.soap_default(soap);
-		short soap_shaky = soap_begin_shaky(soap);
-		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE__tt__ItemList_ElementItem, SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_ElementItem, sizeof(_tt__ItemList_ElementItem), 0, soap_finsert, soap_fbase))
-				break;
-			if (!soap_in__tt__ItemList_ElementItem(soap, tag, NULL, ""))
-				break;
-		}
-		else
-		{	if (!soap_in__tt__ItemList_ElementItem(soap, tag, &n, ""))
-				break;
-		}
-		soap_end_shaky(soap, soap_shaky);
-		if (a->size())
-		{	const void *p = &*a->begin();
-			soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(_tt__ItemList_ElementItem));
-			if (p != &*a->begin())
-			{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container capacity increased: updating pointers\n"));
-				soap_update_pointers(soap, (const char*)&*a->begin(), (const char*)p, (a->size() - 1) * sizeof(_tt__ItemList_ElementItem));
-			}
-		}
-		else
-		{	soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(_tt__ItemList_ElementItem));
-		}
-		if (!tag || *tag == '-')
-			return a;
-	}
-	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-	{	soap->error = SOAP_OK;
-		return a;
-	}
-	return NULL;
-}
-
-SOAP_FMAC1 std::vector<_tt__ItemList_ElementItem>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOf_tt__ItemList_ElementItem(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOf_tt__ItemList_ElementItem(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<_tt__ItemList_ElementItem> *p;
-	size_t k = sizeof(std::vector<_tt__ItemList_ElementItem> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_ElementItem, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<_tt__ItemList_ElementItem> );
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<_tt__ItemList_ElementItem> , n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<_tt__ItemList_ElementItem>  location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOf_tt__ItemList_SimpleItem(struct soap *soap, std::vector<_tt__ItemList_SimpleItem> *p)
-{
-	(void)soap; /* appease -Wall -Werror */
-	p->clear();
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOf_tt__ItemList_SimpleItem(struct soap *soap, const std::vector<_tt__ItemList_SimpleItem> *a)
-{
-	(void)soap; (void)a;/* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	for (std::vector<_tt__ItemList_SimpleItem> ::const_iterator i = a->begin(); i != a->end(); ++i)
-		(*i).soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOf_tt__ItemList_SimpleItem(struct soap *soap, const char *tag, int id, const std::vector<_tt__ItemList_SimpleItem> *a, const char *type)
-{
-	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<_tt__ItemList_SimpleItem> ::const_iterator i = a->begin(); i != a->end(); ++i)
-	{
-		if ((*i).soap_out(soap, tag, id, ""))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 std::vector<_tt__ItemList_SimpleItem> * SOAP_FMAC4 soap_in_std__vectorTemplateOf_tt__ItemList_SimpleItem(struct soap *soap, const char *tag, std::vector<_tt__ItemList_SimpleItem> *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	short soap_flag;
-	for (soap_flag = 0;; soap_flag = 1)
-	{
-		if (tag && *tag != '-')
-		{	if (soap_element_begin_in(soap, tag, 1, NULL))
-				break;
-			soap_revert(soap);
-		}
-		if (!a && !(a = soap_new_std__vectorTemplateOf_tt__ItemList_SimpleItem(soap)))
-			return NULL;
-		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-		_tt__ItemList_SimpleItem n;
-		n.soap_default(soap);
-		short soap_shaky = soap_begin_shaky(soap);
-		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE__tt__ItemList_SimpleItem, SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_SimpleItem, sizeof(_tt__ItemList_SimpleItem), 0, soap_finsert, soap_fbase))
-				break;
-			if (!soap_in__tt__ItemList_SimpleItem(soap, tag, NULL, ""))
-				break;
-		}
-		else
-		{	if (!soap_in__tt__ItemList_SimpleItem(soap, tag, &n, ""))
-				break;
-		}
-		soap_end_shaky(soap, soap_shaky);
-		if (a->size())
-		{	const void *p = &*a->begin();
-			soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(_tt__ItemList_SimpleItem));
-			if (p != &*a->begin())
-			{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container capacity increased: updating pointers\n"));
-				soap_update_pointers(soap, (const char*)&*a->begin(), (const char*)p, (a->size() - 1) * sizeof(_tt__ItemList_SimpleItem));
-			}
-		}
-		else
-		{	soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(_tt__ItemList_SimpleItem));
-		}
-		if (!tag || *tag == '-')
-			return a;
-	}
-	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-	{	soap->error = SOAP_OK;
-		return a;
-	}
-	return NULL;
-}
-
-SOAP_FMAC1 std::vector<_tt__ItemList_SimpleItem>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOf_tt__ItemList_SimpleItem(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOf_tt__ItemList_SimpleItem(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<_tt__ItemList_SimpleItem> *p;
-	size_t k = sizeof(std::vector<_tt__ItemList_SimpleItem> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_SimpleItem, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<_tt__ItemList_SimpleItem> );
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<_tt__ItemList_SimpleItem> , n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<_tt__ItemList_SimpleItem>  location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
 SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__Space1DDescription(struct soap *soap, std::vector<tt__Space1DDescription *> *p)
 {
 	(void)soap; /* appease -Wall -Werror */
@@ -68742,486 +61356,6 @@ SOAP_FMAC1 std::vector<tt__Space2DDescription *>  * SOAP_FMAC2 soap_instantiate_
 		k *= n;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<tt__Space2DDescription *>  location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__PTZPresetTourOperation(struct soap *soap, std::vector<enum tt__PTZPresetTourOperation> *p)
-{
-	(void)soap; /* appease -Wall -Werror */
-	p->clear();
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__PTZPresetTourOperation(struct soap *soap, const std::vector<enum tt__PTZPresetTourOperation> *a)
-{
-	(void)soap; (void)a;/* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__PTZPresetTourOperation(struct soap *soap, const char *tag, int id, const std::vector<enum tt__PTZPresetTourOperation> *a, const char *type)
-{
-	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<enum tt__PTZPresetTourOperation> ::const_iterator i = a->begin(); i != a->end(); ++i)
-	{
-		if (soap_out_tt__PTZPresetTourOperation(soap, tag, id, &(*i), ""))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 std::vector<enum tt__PTZPresetTourOperation> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__PTZPresetTourOperation(struct soap *soap, const char *tag, std::vector<enum tt__PTZPresetTourOperation> *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	short soap_flag;
-	for (soap_flag = 0;; soap_flag = 1)
-	{
-		if (tag && *tag != '-')
-		{	if (soap_element_begin_in(soap, tag, 1, NULL))
-				break;
-			soap_revert(soap);
-		}
-		if (!a && !(a = soap_new_std__vectorTemplateOftt__PTZPresetTourOperation(soap)))
-			return NULL;
-		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-		enum tt__PTZPresetTourOperation n;
-		soap_default_tt__PTZPresetTourOperation(soap, &n);
-		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__PTZPresetTourOperation, SOAP_TYPE_std__vectorTemplateOftt__PTZPresetTourOperation, sizeof(enum tt__PTZPresetTourOperation), 0, soap_finsert, soap_fbase))
-				break;
-			if (!soap_in_tt__PTZPresetTourOperation(soap, tag, NULL, "tt:PTZPresetTourOperation"))
-				break;
-		}
-		else
-		{	if (!soap_in_tt__PTZPresetTourOperation(soap, tag, &n, "tt:PTZPresetTourOperation"))
-				break;
-		}
-		a->insert(a->end(), n);
-		if (!tag || *tag == '-')
-			return a;
-	}
-	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-	{	soap->error = SOAP_OK;
-		return a;
-	}
-	return NULL;
-}
-
-SOAP_FMAC1 std::vector<enum tt__PTZPresetTourOperation>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__PTZPresetTourOperation(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOftt__PTZPresetTourOperation(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<enum tt__PTZPresetTourOperation> *p;
-	size_t k = sizeof(std::vector<enum tt__PTZPresetTourOperation> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOftt__PTZPresetTourOperation, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<enum tt__PTZPresetTourOperation> );
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<enum tt__PTZPresetTourOperation> , n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<enum tt__PTZPresetTourOperation>  location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__OnvifVersion(struct soap *soap, std::vector<tt__OnvifVersion *> *p)
-{
-	(void)soap; /* appease -Wall -Werror */
-	p->clear();
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__OnvifVersion(struct soap *soap, const std::vector<tt__OnvifVersion *> *a)
-{
-	(void)soap; (void)a;/* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	for (std::vector<tt__OnvifVersion *> ::const_iterator i = a->begin(); i != a->end(); ++i)
-		soap_serialize_PointerTott__OnvifVersion(soap, &(*i));
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__OnvifVersion(struct soap *soap, const char *tag, int id, const std::vector<tt__OnvifVersion *> *a, const char *type)
-{
-	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<tt__OnvifVersion *> ::const_iterator i = a->begin(); i != a->end(); ++i)
-	{
-		if (soap_out_PointerTott__OnvifVersion(soap, tag, id, &(*i), ""))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 std::vector<tt__OnvifVersion *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__OnvifVersion(struct soap *soap, const char *tag, std::vector<tt__OnvifVersion *> *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	short soap_flag;
-	for (soap_flag = 0;; soap_flag = 1)
-	{
-		if (tag && *tag != '-')
-		{	if (soap_element_begin_in(soap, tag, 1, NULL))
-				break;
-			soap_revert(soap);
-		}
-		if (!a && !(a = soap_new_std__vectorTemplateOfPointerTott__OnvifVersion(soap)))
-			return NULL;
-		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-		tt__OnvifVersion *n;
-		n = NULL;
-		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__OnvifVersion, SOAP_TYPE_std__vectorTemplateOfPointerTott__OnvifVersion, sizeof(tt__OnvifVersion), 1, soap_finsert, soap_fbase))
-				break;
-			if (!soap_in_PointerTott__OnvifVersion(soap, tag, NULL, "tt:OnvifVersion"))
-				break;
-		}
-		else
-		{	if (!soap_in_PointerTott__OnvifVersion(soap, tag, &n, "tt:OnvifVersion"))
-				break;
-		}
-		a->insert(a->end(), n);
-		if (!tag || *tag == '-')
-			return a;
-	}
-	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-	{	soap->error = SOAP_OK;
-		return a;
-	}
-	return NULL;
-}
-
-SOAP_FMAC1 std::vector<tt__OnvifVersion *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__OnvifVersion(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOfPointerTott__OnvifVersion(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<tt__OnvifVersion *> *p;
-	size_t k = sizeof(std::vector<tt__OnvifVersion *> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOfPointerTott__OnvifVersion, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<tt__OnvifVersion *> );
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<tt__OnvifVersion *> , n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<tt__OnvifVersion *>  location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfint(struct soap *soap, std::vector<int> *p)
-{
-	(void)soap; /* appease -Wall -Werror */
-	p->clear();
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfint(struct soap *soap, const std::vector<int> *a)
-{
-	(void)soap; (void)a;/* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfint(struct soap *soap, const char *tag, int id, const std::vector<int> *a, const char *type)
-{
-	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<int> ::const_iterator i = a->begin(); i != a->end(); ++i)
-	{
-		if (soap_out_int(soap, tag, id, &(*i), ""))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 std::vector<int> * SOAP_FMAC4 soap_in_std__vectorTemplateOfint(struct soap *soap, const char *tag, std::vector<int> *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	short soap_flag;
-	for (soap_flag = 0;; soap_flag = 1)
-	{
-		if (tag && *tag != '-')
-		{	if (soap_element_begin_in(soap, tag, 1, NULL))
-				break;
-			soap_revert(soap);
-		}
-		if (!a && !(a = soap_new_std__vectorTemplateOfint(soap)))
-			return NULL;
-		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-		int n;
-		soap_default_int(soap, &n);
-		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_int, SOAP_TYPE_std__vectorTemplateOfint, sizeof(int), 0, soap_finsert, soap_fbase))
-				break;
-			if (!soap_in_int(soap, tag, NULL, "xsd:int"))
-				break;
-		}
-		else
-		{	if (!soap_in_int(soap, tag, &n, "xsd:int"))
-				break;
-		}
-		a->insert(a->end(), n);
-		if (!tag || *tag == '-')
-			return a;
-	}
-	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-	{	soap->error = SOAP_OK;
-		return a;
-	}
-	return NULL;
-}
-
-SOAP_FMAC1 std::vector<int>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfint(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOfint(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<int> *p;
-	size_t k = sizeof(std::vector<int> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOfint, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<int> );
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<int> , n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<int>  location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, std::vector<std::string> *p)
-{
-	(void)soap; /* appease -Wall -Werror */
-	p->clear();
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, const std::vector<std::string> *a)
-{
-	(void)soap; (void)a;/* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
-		soap_serialize_tt__AuxiliaryData(soap, &(*i));
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, const char *tag, int id, const std::vector<std::string> *a, const char *type)
-{
-	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
-	{
-		if (soap_out_tt__AuxiliaryData(soap, tag, id, &(*i), ""))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, const char *tag, std::vector<std::string> *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	short soap_flag;
-	for (soap_flag = 0;; soap_flag = 1)
-	{
-		if (tag && *tag != '-')
-		{	if (soap_element_begin_in(soap, tag, 1, NULL))
-				break;
-			soap_revert(soap);
-		}
-		if (!a && !(a = soap_new_std__vectorTemplateOftt__AuxiliaryData(soap)))
-			return NULL;
-		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-		std::string n;
-		soap_default_tt__AuxiliaryData(soap, &n);
-		short soap_shaky = soap_begin_shaky(soap);
-		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__AuxiliaryData, SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData, sizeof(std::string), 0, soap_finsert, soap_fbase))
-				break;
-			if (!soap_in_tt__AuxiliaryData(soap, tag, NULL, "tt:AuxiliaryData"))
-				break;
-		}
-		else
-		{	if (!soap_in_tt__AuxiliaryData(soap, tag, &n, "tt:AuxiliaryData"))
-				break;
-		}
-		soap_end_shaky(soap, soap_shaky);
-		if (a->size())
-		{	const void *p = &*a->begin();
-			soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
-			if (p != &*a->begin())
-			{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container capacity increased: updating pointers\n"));
-				soap_update_pointers(soap, (const char*)&*a->begin(), (const char*)p, (a->size() - 1) * sizeof(std::string));
-			}
-		}
-		else
-		{	soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
-		}
-		if (!tag || *tag == '-')
-			return a;
-	}
-	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-	{	soap->error = SOAP_OK;
-		return a;
-	}
-	return NULL;
-}
-
-SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOftt__AuxiliaryData(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<std::string> *p;
-	size_t k = sizeof(std::vector<std::string> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<std::string> );
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<std::string> , n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<std::string>  location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfstd__string(struct soap *soap, std::vector<std::string> *p)
-{
-	(void)soap; /* appease -Wall -Werror */
-	p->clear();
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfstd__string(struct soap *soap, const std::vector<std::string> *a)
-{
-	(void)soap; (void)a;/* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
-		soap_serialize_std__string(soap, &(*i));
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfstd__string(struct soap *soap, const char *tag, int id, const std::vector<std::string> *a, const char *type)
-{
-	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
-	{
-		if (soap_out_std__string(soap, tag, id, &(*i), ""))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOfstd__string(struct soap *soap, const char *tag, std::vector<std::string> *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	short soap_flag;
-	for (soap_flag = 0;; soap_flag = 1)
-	{
-		if (tag && *tag != '-')
-		{	if (soap_element_begin_in(soap, tag, 1, NULL))
-				break;
-			soap_revert(soap);
-		}
-		if (!a && !(a = soap_new_std__vectorTemplateOfstd__string(soap)))
-			return NULL;
-		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-		std::string n;
-		soap_default_std__string(soap, &n);
-		short soap_shaky = soap_begin_shaky(soap);
-		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_std__string, SOAP_TYPE_std__vectorTemplateOfstd__string, sizeof(std::string), 0, soap_finsert, soap_fbase))
-				break;
-			if (!soap_in_std__string(soap, tag, NULL, "xsd:string"))
-				break;
-		}
-		else
-		{	if (!soap_in_std__string(soap, tag, &n, "xsd:string"))
-				break;
-		}
-		soap_end_shaky(soap, soap_shaky);
-		if (a->size())
-		{	const void *p = &*a->begin();
-			soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
-			if (p != &*a->begin())
-			{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container capacity increased: updating pointers\n"));
-				soap_update_pointers(soap, (const char*)&*a->begin(), (const char*)p, (a->size() - 1) * sizeof(std::string));
-			}
-		}
-		else
-		{	soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
-		}
-		if (!tag || *tag == '-')
-			return a;
-	}
-	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-	{	soap->error = SOAP_OK;
-		return a;
-	}
-	return NULL;
-}
-
-SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfstd__string(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOfstd__string(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<std::string> *p;
-	size_t k = sizeof(std::vector<std::string> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOfstd__string, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<std::string> );
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<std::string> , n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<std::string>  location=%p n=%d\n", (void*)p, n));
 	if (size)
 		*size = k;
 	if (!p)
@@ -69503,190 +61637,6 @@ SOAP_FMAC1 std::vector<tt__VideoResolution *>  * SOAP_FMAC2 soap_instantiate_std
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__LensProjection(struct soap *soap, std::vector<tt__LensProjection *> *p)
-{
-	(void)soap; /* appease -Wall -Werror */
-	p->clear();
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__LensProjection(struct soap *soap, const std::vector<tt__LensProjection *> *a)
-{
-	(void)soap; (void)a;/* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	for (std::vector<tt__LensProjection *> ::const_iterator i = a->begin(); i != a->end(); ++i)
-		soap_serialize_PointerTott__LensProjection(soap, &(*i));
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__LensProjection(struct soap *soap, const char *tag, int id, const std::vector<tt__LensProjection *> *a, const char *type)
-{
-	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<tt__LensProjection *> ::const_iterator i = a->begin(); i != a->end(); ++i)
-	{
-		if (soap_out_PointerTott__LensProjection(soap, tag, id, &(*i), ""))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 std::vector<tt__LensProjection *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__LensProjection(struct soap *soap, const char *tag, std::vector<tt__LensProjection *> *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	short soap_flag;
-	for (soap_flag = 0;; soap_flag = 1)
-	{
-		if (tag && *tag != '-')
-		{	if (soap_element_begin_in(soap, tag, 1, NULL))
-				break;
-			soap_revert(soap);
-		}
-		if (!a && !(a = soap_new_std__vectorTemplateOfPointerTott__LensProjection(soap)))
-			return NULL;
-		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-		tt__LensProjection *n;
-		n = NULL;
-		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__LensProjection, SOAP_TYPE_std__vectorTemplateOfPointerTott__LensProjection, sizeof(tt__LensProjection), 1, soap_finsert, soap_fbase))
-				break;
-			if (!soap_in_PointerTott__LensProjection(soap, tag, NULL, "tt:LensProjection"))
-				break;
-		}
-		else
-		{	if (!soap_in_PointerTott__LensProjection(soap, tag, &n, "tt:LensProjection"))
-				break;
-		}
-		a->insert(a->end(), n);
-		if (!tag || *tag == '-')
-			return a;
-	}
-	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-	{	soap->error = SOAP_OK;
-		return a;
-	}
-	return NULL;
-}
-
-SOAP_FMAC1 std::vector<tt__LensProjection *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__LensProjection(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOfPointerTott__LensProjection(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<tt__LensProjection *> *p;
-	size_t k = sizeof(std::vector<tt__LensProjection *> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOfPointerTott__LensProjection, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<tt__LensProjection *> );
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<tt__LensProjection *> , n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<tt__LensProjection *>  location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__LensDescription(struct soap *soap, std::vector<tt__LensDescription *> *p)
-{
-	(void)soap; /* appease -Wall -Werror */
-	p->clear();
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__LensDescription(struct soap *soap, const std::vector<tt__LensDescription *> *a)
-{
-	(void)soap; (void)a;/* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	for (std::vector<tt__LensDescription *> ::const_iterator i = a->begin(); i != a->end(); ++i)
-		soap_serialize_PointerTott__LensDescription(soap, &(*i));
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__LensDescription(struct soap *soap, const char *tag, int id, const std::vector<tt__LensDescription *> *a, const char *type)
-{
-	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<tt__LensDescription *> ::const_iterator i = a->begin(); i != a->end(); ++i)
-	{
-		if (soap_out_PointerTott__LensDescription(soap, tag, id, &(*i), ""))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 std::vector<tt__LensDescription *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__LensDescription(struct soap *soap, const char *tag, std::vector<tt__LensDescription *> *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	short soap_flag;
-	for (soap_flag = 0;; soap_flag = 1)
-	{
-		if (tag && *tag != '-')
-		{	if (soap_element_begin_in(soap, tag, 1, NULL))
-				break;
-			soap_revert(soap);
-		}
-		if (!a && !(a = soap_new_std__vectorTemplateOfPointerTott__LensDescription(soap)))
-			return NULL;
-		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-		tt__LensDescription *n;
-		n = NULL;
-		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__LensDescription, SOAP_TYPE_std__vectorTemplateOfPointerTott__LensDescription, sizeof(tt__LensDescription), 1, soap_finsert, soap_fbase))
-				break;
-			if (!soap_in_PointerTott__LensDescription(soap, tag, NULL, "tt:LensDescription"))
-				break;
-		}
-		else
-		{	if (!soap_in_PointerTott__LensDescription(soap, tag, &n, "tt:LensDescription"))
-				break;
-		}
-		a->insert(a->end(), n);
-		if (!tag || *tag == '-')
-			return a;
-	}
-	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-	{	soap->error = SOAP_OK;
-		return a;
-	}
-	return NULL;
-}
-
-SOAP_FMAC1 std::vector<tt__LensDescription *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__LensDescription(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOfPointerTott__LensDescription(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<tt__LensDescription *> *p;
-	size_t k = sizeof(std::vector<tt__LensDescription *> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOfPointerTott__LensDescription, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<tt__LensDescription *> );
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<tt__LensDescription *> , n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<tt__LensDescription *>  location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
 SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, std::vector<enum tt__CapabilityCategory> *p)
 {
 	(void)soap; /* appease -Wall -Werror */
@@ -69768,6 +61718,96 @@ SOAP_FMAC1 std::vector<enum tt__CapabilityCategory>  * SOAP_FMAC2 soap_instantia
 		k *= n;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<enum tt__CapabilityCategory>  location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOf_XML(struct soap *soap, std::vector<char *> *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->clear();
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOf_XML(struct soap *soap, const std::vector<char *> *a)
+{
+	(void)soap; (void)a;/* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOf_XML(struct soap *soap, const char *tag, int id, const std::vector<char *> *a, const char *type)
+{
+	(void)id; (void)type; /* appease -Wall -Werror */
+	for (std::vector<char *> ::const_iterator i = a->begin(); i != a->end(); ++i)
+	{
+		if (soap_outliteral(soap, tag, (char*const*)&(*i), NULL))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::vector<char *> * SOAP_FMAC4 soap_in_std__vectorTemplateOf_XML(struct soap *soap, const char *tag, std::vector<char *> *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	short soap_flag;
+	for (soap_flag = 0;; soap_flag = 1)
+	{
+		if (tag && *tag != '-')
+		{	if (soap_element_begin_in(soap, tag, 1, NULL))
+				break;
+			soap_revert(soap);
+		}
+		if (!a && !(a = soap_new_std__vectorTemplateOf_XML(soap)))
+			return NULL;
+		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
+		{	soap->error = SOAP_OCCURS;
+			return NULL;
+		}
+		char *n;
+		n = NULL;
+		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
+		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE__XML, SOAP_TYPE_std__vectorTemplateOf_XML, sizeof(char *), 1, soap_finsert, soap_fbase))
+				break;
+			if (!soap_inliteral(soap, tag, NULL))
+				break;
+		}
+		else
+		{	if (!soap_inliteral(soap, tag, &n))
+				break;
+		}
+		a->insert(a->end(), n);
+		if (!tag || *tag == '-')
+			return a;
+	}
+	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
+	{	soap->error = SOAP_OK;
+		return a;
+	}
+	return NULL;
+}
+
+SOAP_FMAC1 std::vector<char *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOf_XML(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOf_XML(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	std::vector<char *> *p;
+	size_t k = sizeof(std::vector<char *> );
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOf_XML, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, std::vector<char *> );
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, std::vector<char *> , n);
+		k *= n;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<char *>  location=%p n=%d\n", (void*)p, n));
 	if (size)
 		*size = k;
 	if (!p)

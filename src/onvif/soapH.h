@@ -2690,196 +2690,6 @@ inline int soap_POST_recv_tptz1__StopRequest(struct soap *soap, tptz1__StopReque
 }
 #endif
 
-#ifndef SOAP_TYPE__tt__ItemList_ElementItem_DEFINED
-#define SOAP_TYPE__tt__ItemList_ElementItem_DEFINED
-SOAP_FMAC3 int SOAP_FMAC4 soap_out__tt__ItemList_ElementItem(struct soap*, const char*, int, const _tt__ItemList_ElementItem *, const char*);
-SOAP_FMAC3 _tt__ItemList_ElementItem * SOAP_FMAC4 soap_in__tt__ItemList_ElementItem(struct soap*, const char*, _tt__ItemList_ElementItem *, const char*);
-SOAP_FMAC1 _tt__ItemList_ElementItem * SOAP_FMAC2 soap_instantiate__tt__ItemList_ElementItem(struct soap*, int, const char*, const char*, size_t*);
-
-inline _tt__ItemList_ElementItem * soap_new__tt__ItemList_ElementItem(struct soap *soap, int n = -1)
-{
-	return soap_instantiate__tt__ItemList_ElementItem(soap, n, NULL, NULL, NULL);
-}
-
-inline _tt__ItemList_ElementItem * soap_new_req__tt__ItemList_ElementItem(
-	struct soap *soap,
-	const std::string& Name)
-{
-	_tt__ItemList_ElementItem *_p = ::soap_new__tt__ItemList_ElementItem(soap);
-	if (_p)
-	{	_p->soap_default(soap);
-		_p->_tt__ItemList_ElementItem::Name = Name;
-	}
-	return _p;
-}
-
-inline _tt__ItemList_ElementItem * soap_new_set__tt__ItemList_ElementItem(
-	struct soap *soap,
-	const std::string& Name)
-{
-	_tt__ItemList_ElementItem *_p = ::soap_new__tt__ItemList_ElementItem(soap);
-	if (_p)
-	{	_p->soap_default(soap);
-		_p->_tt__ItemList_ElementItem::Name = Name;
-	}
-	return _p;
-}
-
-inline int soap_write__tt__ItemList_ElementItem(struct soap *soap, _tt__ItemList_ElementItem const*p)
-{
-	soap_free_temp(soap);
-	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ItemList-ElementItem", p->soap_type() == SOAP_TYPE__tt__ItemList_ElementItem ? "" : NULL) || soap_end_send(soap))
-		return soap->error;
-	return SOAP_OK;
-}
-
-inline int soap_PUT__tt__ItemList_ElementItem(struct soap *soap, const char *URL, _tt__ItemList_ElementItem const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ItemList-ElementItem", p->soap_type() == SOAP_TYPE__tt__ItemList_ElementItem ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH__tt__ItemList_ElementItem(struct soap *soap, const char *URL, _tt__ItemList_ElementItem const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ItemList-ElementItem", p->soap_type() == SOAP_TYPE__tt__ItemList_ElementItem ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send__tt__ItemList_ElementItem(struct soap *soap, const char *URL, _tt__ItemList_ElementItem const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ItemList-ElementItem", p->soap_type() == SOAP_TYPE__tt__ItemList_ElementItem ? "" : NULL) || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 _tt__ItemList_ElementItem * SOAP_FMAC4 soap_get__tt__ItemList_ElementItem(struct soap*, _tt__ItemList_ElementItem *, const char*, const char*);
-
-inline int soap_read__tt__ItemList_ElementItem(struct soap *soap, _tt__ItemList_ElementItem *p)
-{
-	if (p)
-	{	p->soap_default(soap);
-		if (soap_begin_recv(soap) || ::soap_get__tt__ItemList_ElementItem(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET__tt__ItemList_ElementItem(struct soap *soap, const char *URL, _tt__ItemList_ElementItem *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read__tt__ItemList_ElementItem(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv__tt__ItemList_ElementItem(struct soap *soap, _tt__ItemList_ElementItem *p)
-{
-	if (::soap_read__tt__ItemList_ElementItem(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE__tt__ItemList_SimpleItem_DEFINED
-#define SOAP_TYPE__tt__ItemList_SimpleItem_DEFINED
-SOAP_FMAC3 int SOAP_FMAC4 soap_out__tt__ItemList_SimpleItem(struct soap*, const char*, int, const _tt__ItemList_SimpleItem *, const char*);
-SOAP_FMAC3 _tt__ItemList_SimpleItem * SOAP_FMAC4 soap_in__tt__ItemList_SimpleItem(struct soap*, const char*, _tt__ItemList_SimpleItem *, const char*);
-SOAP_FMAC1 _tt__ItemList_SimpleItem * SOAP_FMAC2 soap_instantiate__tt__ItemList_SimpleItem(struct soap*, int, const char*, const char*, size_t*);
-
-inline _tt__ItemList_SimpleItem * soap_new__tt__ItemList_SimpleItem(struct soap *soap, int n = -1)
-{
-	return soap_instantiate__tt__ItemList_SimpleItem(soap, n, NULL, NULL, NULL);
-}
-
-inline _tt__ItemList_SimpleItem * soap_new_req__tt__ItemList_SimpleItem(
-	struct soap *soap,
-	const std::string& Name,
-	const std::string& Value)
-{
-	_tt__ItemList_SimpleItem *_p = ::soap_new__tt__ItemList_SimpleItem(soap);
-	if (_p)
-	{	_p->soap_default(soap);
-		_p->_tt__ItemList_SimpleItem::Name = Name;
-		_p->_tt__ItemList_SimpleItem::Value = Value;
-	}
-	return _p;
-}
-
-inline _tt__ItemList_SimpleItem * soap_new_set__tt__ItemList_SimpleItem(
-	struct soap *soap,
-	const std::string& Name,
-	const std::string& Value)
-{
-	_tt__ItemList_SimpleItem *_p = ::soap_new__tt__ItemList_SimpleItem(soap);
-	if (_p)
-	{	_p->soap_default(soap);
-		_p->_tt__ItemList_SimpleItem::Name = Name;
-		_p->_tt__ItemList_SimpleItem::Value = Value;
-	}
-	return _p;
-}
-
-inline int soap_write__tt__ItemList_SimpleItem(struct soap *soap, _tt__ItemList_SimpleItem const*p)
-{
-	soap_free_temp(soap);
-	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ItemList-SimpleItem", p->soap_type() == SOAP_TYPE__tt__ItemList_SimpleItem ? "" : NULL) || soap_end_send(soap))
-		return soap->error;
-	return SOAP_OK;
-}
-
-inline int soap_PUT__tt__ItemList_SimpleItem(struct soap *soap, const char *URL, _tt__ItemList_SimpleItem const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ItemList-SimpleItem", p->soap_type() == SOAP_TYPE__tt__ItemList_SimpleItem ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH__tt__ItemList_SimpleItem(struct soap *soap, const char *URL, _tt__ItemList_SimpleItem const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ItemList-SimpleItem", p->soap_type() == SOAP_TYPE__tt__ItemList_SimpleItem ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send__tt__ItemList_SimpleItem(struct soap *soap, const char *URL, _tt__ItemList_SimpleItem const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ItemList-SimpleItem", p->soap_type() == SOAP_TYPE__tt__ItemList_SimpleItem ? "" : NULL) || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 _tt__ItemList_SimpleItem * SOAP_FMAC4 soap_get__tt__ItemList_SimpleItem(struct soap*, _tt__ItemList_SimpleItem *, const char*, const char*);
-
-inline int soap_read__tt__ItemList_SimpleItem(struct soap *soap, _tt__ItemList_SimpleItem *p)
-{
-	if (p)
-	{	p->soap_default(soap);
-		if (soap_begin_recv(soap) || ::soap_get__tt__ItemList_SimpleItem(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET__tt__ItemList_SimpleItem(struct soap *soap, const char *URL, _tt__ItemList_SimpleItem *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read__tt__ItemList_SimpleItem(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv__tt__ItemList_SimpleItem(struct soap *soap, _tt__ItemList_SimpleItem *p)
-{
-	if (::soap_read__tt__ItemList_SimpleItem(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
 #ifndef SOAP_TYPE__tt__Transport_Tunnel_DEFINED
 #define SOAP_TYPE__tt__Transport_Tunnel_DEFINED
 SOAP_FMAC3 int SOAP_FMAC4 soap_out__tt__Transport_Tunnel(struct soap*, const char*, int, const _tt__Transport_Tunnel *, const char*);
@@ -2964,95 +2774,6 @@ inline int soap_GET__tt__Transport_Tunnel(struct soap *soap, const char *URL, _t
 inline int soap_POST_recv__tt__Transport_Tunnel(struct soap *soap, _tt__Transport_Tunnel *p)
 {
 	if (::soap_read__tt__Transport_Tunnel(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy_DEFINED
-#define SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy_DEFINED
-SOAP_FMAC3 int SOAP_FMAC4 soap_out__tt__EventSubscription_SubscriptionPolicy(struct soap*, const char*, int, const _tt__EventSubscription_SubscriptionPolicy *, const char*);
-SOAP_FMAC3 _tt__EventSubscription_SubscriptionPolicy * SOAP_FMAC4 soap_in__tt__EventSubscription_SubscriptionPolicy(struct soap*, const char*, _tt__EventSubscription_SubscriptionPolicy *, const char*);
-SOAP_FMAC1 _tt__EventSubscription_SubscriptionPolicy * SOAP_FMAC2 soap_instantiate__tt__EventSubscription_SubscriptionPolicy(struct soap*, int, const char*, const char*, size_t*);
-
-inline _tt__EventSubscription_SubscriptionPolicy * soap_new__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, int n = -1)
-{
-	return soap_instantiate__tt__EventSubscription_SubscriptionPolicy(soap, n, NULL, NULL, NULL);
-}
-
-inline _tt__EventSubscription_SubscriptionPolicy * soap_new_req__tt__EventSubscription_SubscriptionPolicy(
-	struct soap *soap)
-{
-	_tt__EventSubscription_SubscriptionPolicy *_p = ::soap_new__tt__EventSubscription_SubscriptionPolicy(soap);
-	if (_p)
-	{	_p->soap_default(soap);
-	}
-	return _p;
-}
-
-inline _tt__EventSubscription_SubscriptionPolicy * soap_new_set__tt__EventSubscription_SubscriptionPolicy(
-	struct soap *soap)
-{
-	_tt__EventSubscription_SubscriptionPolicy *_p = ::soap_new__tt__EventSubscription_SubscriptionPolicy(soap);
-	if (_p)
-	{	_p->soap_default(soap);
-	}
-	return _p;
-}
-
-inline int soap_write__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, _tt__EventSubscription_SubscriptionPolicy const*p)
-{
-	soap_free_temp(soap);
-	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:EventSubscription-SubscriptionPolicy", p->soap_type() == SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy ? "" : NULL) || soap_end_send(soap))
-		return soap->error;
-	return SOAP_OK;
-}
-
-inline int soap_PUT__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, const char *URL, _tt__EventSubscription_SubscriptionPolicy const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:EventSubscription-SubscriptionPolicy", p->soap_type() == SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, const char *URL, _tt__EventSubscription_SubscriptionPolicy const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:EventSubscription-SubscriptionPolicy", p->soap_type() == SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, const char *URL, _tt__EventSubscription_SubscriptionPolicy const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:EventSubscription-SubscriptionPolicy", p->soap_type() == SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy ? "" : NULL) || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 _tt__EventSubscription_SubscriptionPolicy * SOAP_FMAC4 soap_get__tt__EventSubscription_SubscriptionPolicy(struct soap*, _tt__EventSubscription_SubscriptionPolicy *, const char*, const char*);
-
-inline int soap_read__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, _tt__EventSubscription_SubscriptionPolicy *p)
-{
-	if (p)
-	{	p->soap_default(soap);
-		if (soap_begin_recv(soap) || ::soap_get__tt__EventSubscription_SubscriptionPolicy(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, const char *URL, _tt__EventSubscription_SubscriptionPolicy *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read__tt__EventSubscription_SubscriptionPolicy(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv__tt__EventSubscription_SubscriptionPolicy(struct soap *soap, _tt__EventSubscription_SubscriptionPolicy *p)
-{
-	if (::soap_read__tt__EventSubscription_SubscriptionPolicy(soap, p))
 		return soap_closesock(soap);
 	return soap_closesock(soap);
 }
@@ -6404,33 +6125,21 @@ inline tt__Config * soap_new_tt__Config(struct soap *soap, int n = -1)
 }
 
 inline tt__Config * soap_new_req_tt__Config(
-	struct soap *soap,
-	tt__ItemList *Parameters,
-	const std::string& Name,
-	const std::string& Type)
+	struct soap *soap)
 {
 	tt__Config *_p = ::soap_new_tt__Config(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__Config::Parameters = Parameters;
-		_p->tt__Config::Name = Name;
-		_p->tt__Config::Type = Type;
 	}
 	return _p;
 }
 
 inline tt__Config * soap_new_set_tt__Config(
-	struct soap *soap,
-	tt__ItemList *Parameters,
-	const std::string& Name,
-	const std::string& Type)
+	struct soap *soap)
 {
 	tt__Config *_p = ::soap_new_tt__Config(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__Config::Parameters = Parameters;
-		_p->tt__Config::Name = Name;
-		_p->tt__Config::Type = Type;
 	}
 	return _p;
 }
@@ -6604,15 +6313,11 @@ inline tt__RuleEngineConfiguration * soap_new_req_tt__RuleEngineConfiguration(
 }
 
 inline tt__RuleEngineConfiguration * soap_new_set_tt__RuleEngineConfiguration(
-	struct soap *soap,
-	const std::vector<tt__Config *> & Rule,
-	tt__RuleEngineConfigurationExtension *Extension)
+	struct soap *soap)
 {
 	tt__RuleEngineConfiguration *_p = ::soap_new_tt__RuleEngineConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__RuleEngineConfiguration::Rule = Rule;
-		_p->tt__RuleEngineConfiguration::Extension = Extension;
 	}
 	return _p;
 }
@@ -6786,15 +6491,11 @@ inline tt__AnalyticsEngineConfiguration * soap_new_req_tt__AnalyticsEngineConfig
 }
 
 inline tt__AnalyticsEngineConfiguration * soap_new_set_tt__AnalyticsEngineConfiguration(
-	struct soap *soap,
-	const std::vector<tt__Config *> & AnalyticsModule,
-	tt__AnalyticsEngineConfigurationExtension *Extension)
+	struct soap *soap)
 {
 	tt__AnalyticsEngineConfiguration *_p = ::soap_new_tt__AnalyticsEngineConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AnalyticsEngineConfiguration::AnalyticsModule = AnalyticsModule;
-		_p->tt__AnalyticsEngineConfiguration::Extension = Extension;
 	}
 	return _p;
 }
@@ -6968,17 +6669,11 @@ inline tt__ItemList * soap_new_req_tt__ItemList(
 }
 
 inline tt__ItemList * soap_new_set_tt__ItemList(
-	struct soap *soap,
-	const std::vector<_tt__ItemList_SimpleItem> & SimpleItem,
-	const std::vector<_tt__ItemList_ElementItem> & ElementItem,
-	tt__ItemListExtension *Extension)
+	struct soap *soap)
 {
 	tt__ItemList *_p = ::soap_new_tt__ItemList(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ItemList::SimpleItem = SimpleItem;
-		_p->tt__ItemList::ElementItem = ElementItem;
-		_p->tt__ItemList::Extension = Extension;
 	}
 	return _p;
 }
@@ -7635,25 +7330,21 @@ inline tt__ZoomLimits * soap_new_tt__ZoomLimits(struct soap *soap, int n = -1)
 }
 
 inline tt__ZoomLimits * soap_new_req_tt__ZoomLimits(
-	struct soap *soap,
-	tt__Space1DDescription *Range)
+	struct soap *soap)
 {
 	tt__ZoomLimits *_p = ::soap_new_tt__ZoomLimits(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ZoomLimits::Range = Range;
 	}
 	return _p;
 }
 
 inline tt__ZoomLimits * soap_new_set_tt__ZoomLimits(
-	struct soap *soap,
-	tt__Space1DDescription *Range)
+	struct soap *soap)
 {
 	tt__ZoomLimits *_p = ::soap_new_tt__ZoomLimits(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ZoomLimits::Range = Range;
 	}
 	return _p;
 }
@@ -7728,25 +7419,21 @@ inline tt__PanTiltLimits * soap_new_tt__PanTiltLimits(struct soap *soap, int n =
 }
 
 inline tt__PanTiltLimits * soap_new_req_tt__PanTiltLimits(
-	struct soap *soap,
-	tt__Space2DDescription *Range)
+	struct soap *soap)
 {
 	tt__PanTiltLimits *_p = ::soap_new_tt__PanTiltLimits(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__PanTiltLimits::Range = Range;
 	}
 	return _p;
 }
 
 inline tt__PanTiltLimits * soap_new_set_tt__PanTiltLimits(
-	struct soap *soap,
-	tt__Space2DDescription *Range)
+	struct soap *soap)
 {
 	tt__PanTiltLimits *_p = ::soap_new_tt__PanTiltLimits(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__PanTiltLimits::Range = Range;
 	}
 	return _p;
 }
@@ -7821,25 +7508,21 @@ inline tt__Reverse * soap_new_tt__Reverse(struct soap *soap, int n = -1)
 }
 
 inline tt__Reverse * soap_new_req_tt__Reverse(
-	struct soap *soap,
-	enum tt__ReverseMode Mode)
+	struct soap *soap)
 {
 	tt__Reverse *_p = ::soap_new_tt__Reverse(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__Reverse::Mode = Mode;
 	}
 	return _p;
 }
 
 inline tt__Reverse * soap_new_set_tt__Reverse(
-	struct soap *soap,
-	enum tt__ReverseMode Mode)
+	struct soap *soap)
 {
 	tt__Reverse *_p = ::soap_new_tt__Reverse(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__Reverse::Mode = Mode;
 	}
 	return _p;
 }
@@ -7914,25 +7597,21 @@ inline tt__EFlip * soap_new_tt__EFlip(struct soap *soap, int n = -1)
 }
 
 inline tt__EFlip * soap_new_req_tt__EFlip(
-	struct soap *soap,
-	enum tt__EFlipMode Mode)
+	struct soap *soap)
 {
 	tt__EFlip *_p = ::soap_new_tt__EFlip(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__EFlip::Mode = Mode;
 	}
 	return _p;
 }
 
 inline tt__EFlip * soap_new_set_tt__EFlip(
-	struct soap *soap,
-	enum tt__EFlipMode Mode)
+	struct soap *soap)
 {
 	tt__EFlip *_p = ::soap_new_tt__EFlip(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__EFlip::Mode = Mode;
 	}
 	return _p;
 }
@@ -8106,17 +7785,11 @@ inline tt__PTControlDirection * soap_new_req_tt__PTControlDirection(
 }
 
 inline tt__PTControlDirection * soap_new_set_tt__PTControlDirection(
-	struct soap *soap,
-	tt__EFlip *EFlip,
-	tt__Reverse *Reverse,
-	tt__PTControlDirectionExtension *Extension)
+	struct soap *soap)
 {
 	tt__PTControlDirection *_p = ::soap_new_tt__PTControlDirection(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__PTControlDirection::EFlip = EFlip;
-		_p->tt__PTControlDirection::Reverse = Reverse;
-		_p->tt__PTControlDirection::Extension = Extension;
 	}
 	return _p;
 }
@@ -8290,15 +7963,11 @@ inline tt__PTZConfigurationExtension * soap_new_req_tt__PTZConfigurationExtensio
 }
 
 inline tt__PTZConfigurationExtension * soap_new_set_tt__PTZConfigurationExtension(
-	struct soap *soap,
-	tt__PTControlDirection *PTControlDirection,
-	tt__PTZConfigurationExtension2 *Extension)
+	struct soap *soap)
 {
 	tt__PTZConfigurationExtension *_p = ::soap_new_tt__PTZConfigurationExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__PTZConfigurationExtension::PTControlDirection = PTControlDirection;
-		_p->tt__PTZConfigurationExtension::Extension = Extension;
 	}
 	return _p;
 }
@@ -8374,18 +8043,12 @@ inline tt__PTZConfiguration * soap_new_tt__PTZConfiguration(struct soap *soap, i
 
 inline tt__PTZConfiguration * soap_new_req_tt__PTZConfiguration(
 	struct soap *soap,
-	const std::string& NodeToken,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	const std::string& NodeToken)
 {
 	tt__PTZConfiguration *_p = ::soap_new_tt__PTZConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
 		_p->tt__PTZConfiguration::NodeToken = NodeToken;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
 	}
 	return _p;
 }
@@ -8393,45 +8056,13 @@ inline tt__PTZConfiguration * soap_new_req_tt__PTZConfiguration(
 inline tt__PTZConfiguration * soap_new_set_tt__PTZConfiguration(
 	struct soap *soap,
 	const std::string& NodeToken,
-	std::string *DefaultAbsolutePantTiltPositionSpace,
-	std::string *DefaultAbsoluteZoomPositionSpace,
-	std::string *DefaultRelativePanTiltTranslationSpace,
-	std::string *DefaultRelativeZoomTranslationSpace,
-	std::string *DefaultContinuousPanTiltVelocitySpace,
-	std::string *DefaultContinuousZoomVelocitySpace,
-	tt__PTZSpeed *DefaultPTZSpeed,
-	std::string *DefaultPTZTimeout,
-	tt__PanTiltLimits *PanTiltLimits,
-	tt__ZoomLimits *ZoomLimits,
-	tt__PTZConfigurationExtension *Extension,
-	int *MoveRamp,
-	int *PresetRamp,
-	int *PresetTourRamp,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	const std::vector<char *> & __any)
 {
 	tt__PTZConfiguration *_p = ::soap_new_tt__PTZConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
 		_p->tt__PTZConfiguration::NodeToken = NodeToken;
-		_p->tt__PTZConfiguration::DefaultAbsolutePantTiltPositionSpace = DefaultAbsolutePantTiltPositionSpace;
-		_p->tt__PTZConfiguration::DefaultAbsoluteZoomPositionSpace = DefaultAbsoluteZoomPositionSpace;
-		_p->tt__PTZConfiguration::DefaultRelativePanTiltTranslationSpace = DefaultRelativePanTiltTranslationSpace;
-		_p->tt__PTZConfiguration::DefaultRelativeZoomTranslationSpace = DefaultRelativeZoomTranslationSpace;
-		_p->tt__PTZConfiguration::DefaultContinuousPanTiltVelocitySpace = DefaultContinuousPanTiltVelocitySpace;
-		_p->tt__PTZConfiguration::DefaultContinuousZoomVelocitySpace = DefaultContinuousZoomVelocitySpace;
-		_p->tt__PTZConfiguration::DefaultPTZSpeed = DefaultPTZSpeed;
-		_p->tt__PTZConfiguration::DefaultPTZTimeout = DefaultPTZTimeout;
-		_p->tt__PTZConfiguration::PanTiltLimits = PanTiltLimits;
-		_p->tt__PTZConfiguration::ZoomLimits = ZoomLimits;
-		_p->tt__PTZConfiguration::Extension = Extension;
-		_p->tt__PTZConfiguration::MoveRamp = MoveRamp;
-		_p->tt__PTZConfiguration::PresetRamp = PresetRamp;
-		_p->tt__PTZConfiguration::PresetTourRamp = PresetTourRamp;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
+		_p->tt__PTZConfiguration::__any = __any;
 	}
 	return _p;
 }
@@ -8595,29 +8226,21 @@ inline tt__PTZPresetTourSupported * soap_new_tt__PTZPresetTourSupported(struct s
 }
 
 inline tt__PTZPresetTourSupported * soap_new_req_tt__PTZPresetTourSupported(
-	struct soap *soap,
-	int MaximumNumberOfPresetTours)
+	struct soap *soap)
 {
 	tt__PTZPresetTourSupported *_p = ::soap_new_tt__PTZPresetTourSupported(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__PTZPresetTourSupported::MaximumNumberOfPresetTours = MaximumNumberOfPresetTours;
 	}
 	return _p;
 }
 
 inline tt__PTZPresetTourSupported * soap_new_set_tt__PTZPresetTourSupported(
-	struct soap *soap,
-	int MaximumNumberOfPresetTours,
-	const std::vector<enum tt__PTZPresetTourOperation> & PTZPresetTourOperation,
-	tt__PTZPresetTourSupportedExtension *Extension)
+	struct soap *soap)
 {
 	tt__PTZPresetTourSupported *_p = ::soap_new_tt__PTZPresetTourSupported(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__PTZPresetTourSupported::MaximumNumberOfPresetTours = MaximumNumberOfPresetTours;
-		_p->tt__PTZPresetTourSupported::PTZPresetTourOperation = PTZPresetTourOperation;
-		_p->tt__PTZPresetTourSupported::Extension = Extension;
 	}
 	return _p;
 }
@@ -8792,14 +8415,12 @@ inline tt__PTZNodeExtension * soap_new_req_tt__PTZNodeExtension(
 
 inline tt__PTZNodeExtension * soap_new_set_tt__PTZNodeExtension(
 	struct soap *soap,
-	tt__PTZPresetTourSupported *SupportedPresetTour,
-	tt__PTZNodeExtension2 *Extension)
+	const std::vector<char *> & __any)
 {
 	tt__PTZNodeExtension *_p = ::soap_new_tt__PTZNodeExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__PTZNodeExtension::SupportedPresetTour = SupportedPresetTour;
-		_p->tt__PTZNodeExtension::Extension = Extension;
+		_p->tt__PTZNodeExtension::__any = __any;
 	}
 	return _p;
 }
@@ -9078,29 +8699,21 @@ inline tt__AnalyticsDeviceCapabilities * soap_new_tt__AnalyticsDeviceCapabilitie
 }
 
 inline tt__AnalyticsDeviceCapabilities * soap_new_req_tt__AnalyticsDeviceCapabilities(
-	struct soap *soap,
-	const std::string& XAddr)
+	struct soap *soap)
 {
 	tt__AnalyticsDeviceCapabilities *_p = ::soap_new_tt__AnalyticsDeviceCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AnalyticsDeviceCapabilities::XAddr = XAddr;
 	}
 	return _p;
 }
 
 inline tt__AnalyticsDeviceCapabilities * soap_new_set_tt__AnalyticsDeviceCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	bool *RuleSupport,
-	tt__AnalyticsDeviceExtension *Extension)
+	struct soap *soap)
 {
 	tt__AnalyticsDeviceCapabilities *_p = ::soap_new_tt__AnalyticsDeviceCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AnalyticsDeviceCapabilities::XAddr = XAddr;
-		_p->tt__AnalyticsDeviceCapabilities::RuleSupport = RuleSupport;
-		_p->tt__AnalyticsDeviceCapabilities::Extension = Extension;
 	}
 	return _p;
 }
@@ -9175,45 +8788,21 @@ inline tt__ReceiverCapabilities * soap_new_tt__ReceiverCapabilities(struct soap 
 }
 
 inline tt__ReceiverCapabilities * soap_new_req_tt__ReceiverCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	bool RTP_USCOREMulticast,
-	bool RTP_USCORETCP,
-	bool RTP_USCORERTSP_USCORETCP,
-	int SupportedReceivers,
-	int MaximumRTSPURILength)
+	struct soap *soap)
 {
 	tt__ReceiverCapabilities *_p = ::soap_new_tt__ReceiverCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ReceiverCapabilities::XAddr = XAddr;
-		_p->tt__ReceiverCapabilities::RTP_USCOREMulticast = RTP_USCOREMulticast;
-		_p->tt__ReceiverCapabilities::RTP_USCORETCP = RTP_USCORETCP;
-		_p->tt__ReceiverCapabilities::RTP_USCORERTSP_USCORETCP = RTP_USCORERTSP_USCORETCP;
-		_p->tt__ReceiverCapabilities::SupportedReceivers = SupportedReceivers;
-		_p->tt__ReceiverCapabilities::MaximumRTSPURILength = MaximumRTSPURILength;
 	}
 	return _p;
 }
 
 inline tt__ReceiverCapabilities * soap_new_set_tt__ReceiverCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	bool RTP_USCOREMulticast,
-	bool RTP_USCORETCP,
-	bool RTP_USCORERTSP_USCORETCP,
-	int SupportedReceivers,
-	int MaximumRTSPURILength)
+	struct soap *soap)
 {
 	tt__ReceiverCapabilities *_p = ::soap_new_tt__ReceiverCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ReceiverCapabilities::XAddr = XAddr;
-		_p->tt__ReceiverCapabilities::RTP_USCOREMulticast = RTP_USCOREMulticast;
-		_p->tt__ReceiverCapabilities::RTP_USCORETCP = RTP_USCORETCP;
-		_p->tt__ReceiverCapabilities::RTP_USCORERTSP_USCORETCP = RTP_USCORERTSP_USCORETCP;
-		_p->tt__ReceiverCapabilities::SupportedReceivers = SupportedReceivers;
-		_p->tt__ReceiverCapabilities::MaximumRTSPURILength = MaximumRTSPURILength;
 	}
 	return _p;
 }
@@ -9288,25 +8877,21 @@ inline tt__ReplayCapabilities * soap_new_tt__ReplayCapabilities(struct soap *soa
 }
 
 inline tt__ReplayCapabilities * soap_new_req_tt__ReplayCapabilities(
-	struct soap *soap,
-	const std::string& XAddr)
+	struct soap *soap)
 {
 	tt__ReplayCapabilities *_p = ::soap_new_tt__ReplayCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ReplayCapabilities::XAddr = XAddr;
 	}
 	return _p;
 }
 
 inline tt__ReplayCapabilities * soap_new_set_tt__ReplayCapabilities(
-	struct soap *soap,
-	const std::string& XAddr)
+	struct soap *soap)
 {
 	tt__ReplayCapabilities *_p = ::soap_new_tt__ReplayCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ReplayCapabilities::XAddr = XAddr;
 	}
 	return _p;
 }
@@ -9381,33 +8966,21 @@ inline tt__SearchCapabilities * soap_new_tt__SearchCapabilities(struct soap *soa
 }
 
 inline tt__SearchCapabilities * soap_new_req_tt__SearchCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	bool MetadataSearch)
+	struct soap *soap)
 {
 	tt__SearchCapabilities *_p = ::soap_new_tt__SearchCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SearchCapabilities::XAddr = XAddr;
-		_p->tt__SearchCapabilities::MetadataSearch = MetadataSearch;
 	}
 	return _p;
 }
 
 inline tt__SearchCapabilities * soap_new_set_tt__SearchCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	bool MetadataSearch,
-	bool *NLSearch,
-	bool *ImageSearch)
+	struct soap *soap)
 {
 	tt__SearchCapabilities *_p = ::soap_new_tt__SearchCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SearchCapabilities::XAddr = XAddr;
-		_p->tt__SearchCapabilities::MetadataSearch = MetadataSearch;
-		_p->tt__SearchCapabilities::NLSearch = NLSearch;
-		_p->tt__SearchCapabilities::ImageSearch = ImageSearch;
 	}
 	return _p;
 }
@@ -9482,45 +9055,21 @@ inline tt__RecordingCapabilities * soap_new_tt__RecordingCapabilities(struct soa
 }
 
 inline tt__RecordingCapabilities * soap_new_req_tt__RecordingCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	bool ReceiverSource,
-	bool MediaProfileSource,
-	bool DynamicRecordings,
-	bool DynamicTracks,
-	int MaxStringLength)
+	struct soap *soap)
 {
 	tt__RecordingCapabilities *_p = ::soap_new_tt__RecordingCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__RecordingCapabilities::XAddr = XAddr;
-		_p->tt__RecordingCapabilities::ReceiverSource = ReceiverSource;
-		_p->tt__RecordingCapabilities::MediaProfileSource = MediaProfileSource;
-		_p->tt__RecordingCapabilities::DynamicRecordings = DynamicRecordings;
-		_p->tt__RecordingCapabilities::DynamicTracks = DynamicTracks;
-		_p->tt__RecordingCapabilities::MaxStringLength = MaxStringLength;
 	}
 	return _p;
 }
 
 inline tt__RecordingCapabilities * soap_new_set_tt__RecordingCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	bool ReceiverSource,
-	bool MediaProfileSource,
-	bool DynamicRecordings,
-	bool DynamicTracks,
-	int MaxStringLength)
+	struct soap *soap)
 {
 	tt__RecordingCapabilities *_p = ::soap_new_tt__RecordingCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__RecordingCapabilities::XAddr = XAddr;
-		_p->tt__RecordingCapabilities::ReceiverSource = ReceiverSource;
-		_p->tt__RecordingCapabilities::MediaProfileSource = MediaProfileSource;
-		_p->tt__RecordingCapabilities::DynamicRecordings = DynamicRecordings;
-		_p->tt__RecordingCapabilities::DynamicTracks = DynamicTracks;
-		_p->tt__RecordingCapabilities::MaxStringLength = MaxStringLength;
 	}
 	return _p;
 }
@@ -9595,29 +9144,21 @@ inline tt__DisplayCapabilities * soap_new_tt__DisplayCapabilities(struct soap *s
 }
 
 inline tt__DisplayCapabilities * soap_new_req_tt__DisplayCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	bool FixedLayout)
+	struct soap *soap)
 {
 	tt__DisplayCapabilities *_p = ::soap_new_tt__DisplayCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__DisplayCapabilities::XAddr = XAddr;
-		_p->tt__DisplayCapabilities::FixedLayout = FixedLayout;
 	}
 	return _p;
 }
 
 inline tt__DisplayCapabilities * soap_new_set_tt__DisplayCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	bool FixedLayout)
+	struct soap *soap)
 {
 	tt__DisplayCapabilities *_p = ::soap_new_tt__DisplayCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__DisplayCapabilities::XAddr = XAddr;
-		_p->tt__DisplayCapabilities::FixedLayout = FixedLayout;
 	}
 	return _p;
 }
@@ -9692,45 +9233,21 @@ inline tt__DeviceIOCapabilities * soap_new_tt__DeviceIOCapabilities(struct soap 
 }
 
 inline tt__DeviceIOCapabilities * soap_new_req_tt__DeviceIOCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	int VideoSources,
-	int VideoOutputs,
-	int AudioSources,
-	int AudioOutputs,
-	int RelayOutputs)
+	struct soap *soap)
 {
 	tt__DeviceIOCapabilities *_p = ::soap_new_tt__DeviceIOCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__DeviceIOCapabilities::XAddr = XAddr;
-		_p->tt__DeviceIOCapabilities::VideoSources = VideoSources;
-		_p->tt__DeviceIOCapabilities::VideoOutputs = VideoOutputs;
-		_p->tt__DeviceIOCapabilities::AudioSources = AudioSources;
-		_p->tt__DeviceIOCapabilities::AudioOutputs = AudioOutputs;
-		_p->tt__DeviceIOCapabilities::RelayOutputs = RelayOutputs;
 	}
 	return _p;
 }
 
 inline tt__DeviceIOCapabilities * soap_new_set_tt__DeviceIOCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	int VideoSources,
-	int VideoOutputs,
-	int AudioSources,
-	int AudioOutputs,
-	int RelayOutputs)
+	struct soap *soap)
 {
 	tt__DeviceIOCapabilities *_p = ::soap_new_tt__DeviceIOCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__DeviceIOCapabilities::XAddr = XAddr;
-		_p->tt__DeviceIOCapabilities::VideoSources = VideoSources;
-		_p->tt__DeviceIOCapabilities::VideoOutputs = VideoOutputs;
-		_p->tt__DeviceIOCapabilities::AudioSources = AudioSources;
-		_p->tt__DeviceIOCapabilities::AudioOutputs = AudioOutputs;
-		_p->tt__DeviceIOCapabilities::RelayOutputs = RelayOutputs;
 	}
 	return _p;
 }
@@ -9898,25 +9415,23 @@ inline tt__ImagingCapabilities * soap_new_tt__ImagingCapabilities(struct soap *s
 }
 
 inline tt__ImagingCapabilities * soap_new_req_tt__ImagingCapabilities(
-	struct soap *soap,
-	const std::string& XAddr)
+	struct soap *soap)
 {
 	tt__ImagingCapabilities *_p = ::soap_new_tt__ImagingCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ImagingCapabilities::XAddr = XAddr;
 	}
 	return _p;
 }
 
 inline tt__ImagingCapabilities * soap_new_set_tt__ImagingCapabilities(
 	struct soap *soap,
-	const std::string& XAddr)
+	const std::vector<char *> & __any)
 {
 	tt__ImagingCapabilities *_p = ::soap_new_tt__ImagingCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ImagingCapabilities::XAddr = XAddr;
+		_p->tt__ImagingCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -9991,29 +9506,21 @@ inline tt__OnvifVersion * soap_new_tt__OnvifVersion(struct soap *soap, int n = -
 }
 
 inline tt__OnvifVersion * soap_new_req_tt__OnvifVersion(
-	struct soap *soap,
-	int Major,
-	int Minor)
+	struct soap *soap)
 {
 	tt__OnvifVersion *_p = ::soap_new_tt__OnvifVersion(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__OnvifVersion::Major = Major;
-		_p->tt__OnvifVersion::Minor = Minor;
 	}
 	return _p;
 }
 
 inline tt__OnvifVersion * soap_new_set_tt__OnvifVersion(
-	struct soap *soap,
-	int Major,
-	int Minor)
+	struct soap *soap)
 {
 	tt__OnvifVersion *_p = ::soap_new_tt__OnvifVersion(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__OnvifVersion::Major = Major;
-		_p->tt__OnvifVersion::Minor = Minor;
 	}
 	return _p;
 }
@@ -10187,21 +9694,11 @@ inline tt__SystemCapabilitiesExtension * soap_new_req_tt__SystemCapabilitiesExte
 }
 
 inline tt__SystemCapabilitiesExtension * soap_new_set_tt__SystemCapabilitiesExtension(
-	struct soap *soap,
-	bool *HttpFirmwareUpgrade,
-	bool *HttpSystemBackup,
-	bool *HttpSystemLogging,
-	bool *HttpSupportInformation,
-	tt__SystemCapabilitiesExtension2 *Extension)
+	struct soap *soap)
 {
 	tt__SystemCapabilitiesExtension *_p = ::soap_new_tt__SystemCapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SystemCapabilitiesExtension::HttpFirmwareUpgrade = HttpFirmwareUpgrade;
-		_p->tt__SystemCapabilitiesExtension::HttpSystemBackup = HttpSystemBackup;
-		_p->tt__SystemCapabilitiesExtension::HttpSystemLogging = HttpSystemLogging;
-		_p->tt__SystemCapabilitiesExtension::HttpSupportInformation = HttpSupportInformation;
-		_p->tt__SystemCapabilitiesExtension::Extension = Extension;
 	}
 	return _p;
 }
@@ -10276,51 +9773,23 @@ inline tt__SystemCapabilities * soap_new_tt__SystemCapabilities(struct soap *soa
 }
 
 inline tt__SystemCapabilities * soap_new_req_tt__SystemCapabilities(
-	struct soap *soap,
-	bool DiscoveryResolve,
-	bool DiscoveryBye,
-	bool RemoteDiscovery,
-	bool SystemBackup,
-	bool SystemLogging,
-	bool FirmwareUpgrade,
-	const std::vector<tt__OnvifVersion *> & SupportedVersions)
+	struct soap *soap)
 {
 	tt__SystemCapabilities *_p = ::soap_new_tt__SystemCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SystemCapabilities::DiscoveryResolve = DiscoveryResolve;
-		_p->tt__SystemCapabilities::DiscoveryBye = DiscoveryBye;
-		_p->tt__SystemCapabilities::RemoteDiscovery = RemoteDiscovery;
-		_p->tt__SystemCapabilities::SystemBackup = SystemBackup;
-		_p->tt__SystemCapabilities::SystemLogging = SystemLogging;
-		_p->tt__SystemCapabilities::FirmwareUpgrade = FirmwareUpgrade;
-		_p->tt__SystemCapabilities::SupportedVersions = SupportedVersions;
 	}
 	return _p;
 }
 
 inline tt__SystemCapabilities * soap_new_set_tt__SystemCapabilities(
 	struct soap *soap,
-	bool DiscoveryResolve,
-	bool DiscoveryBye,
-	bool RemoteDiscovery,
-	bool SystemBackup,
-	bool SystemLogging,
-	bool FirmwareUpgrade,
-	const std::vector<tt__OnvifVersion *> & SupportedVersions,
-	tt__SystemCapabilitiesExtension *Extension)
+	const std::vector<char *> & __any)
 {
 	tt__SystemCapabilities *_p = ::soap_new_tt__SystemCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SystemCapabilities::DiscoveryResolve = DiscoveryResolve;
-		_p->tt__SystemCapabilities::DiscoveryBye = DiscoveryBye;
-		_p->tt__SystemCapabilities::RemoteDiscovery = RemoteDiscovery;
-		_p->tt__SystemCapabilities::SystemBackup = SystemBackup;
-		_p->tt__SystemCapabilities::SystemLogging = SystemLogging;
-		_p->tt__SystemCapabilities::FirmwareUpgrade = FirmwareUpgrade;
-		_p->tt__SystemCapabilities::SupportedVersions = SupportedVersions;
-		_p->tt__SystemCapabilities::Extension = Extension;
+		_p->tt__SystemCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -10395,31 +9864,21 @@ inline tt__SecurityCapabilitiesExtension2 * soap_new_tt__SecurityCapabilitiesExt
 }
 
 inline tt__SecurityCapabilitiesExtension2 * soap_new_req_tt__SecurityCapabilitiesExtension2(
-	struct soap *soap,
-	bool Dot1X,
-	bool RemoteUserHandling)
+	struct soap *soap)
 {
 	tt__SecurityCapabilitiesExtension2 *_p = ::soap_new_tt__SecurityCapabilitiesExtension2(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SecurityCapabilitiesExtension2::Dot1X = Dot1X;
-		_p->tt__SecurityCapabilitiesExtension2::RemoteUserHandling = RemoteUserHandling;
 	}
 	return _p;
 }
 
 inline tt__SecurityCapabilitiesExtension2 * soap_new_set_tt__SecurityCapabilitiesExtension2(
-	struct soap *soap,
-	bool Dot1X,
-	const std::vector<int> & SupportedEAPMethod,
-	bool RemoteUserHandling)
+	struct soap *soap)
 {
 	tt__SecurityCapabilitiesExtension2 *_p = ::soap_new_tt__SecurityCapabilitiesExtension2(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SecurityCapabilitiesExtension2::Dot1X = Dot1X;
-		_p->tt__SecurityCapabilitiesExtension2::SupportedEAPMethod = SupportedEAPMethod;
-		_p->tt__SecurityCapabilitiesExtension2::RemoteUserHandling = RemoteUserHandling;
 	}
 	return _p;
 }
@@ -10494,27 +9953,21 @@ inline tt__SecurityCapabilitiesExtension * soap_new_tt__SecurityCapabilitiesExte
 }
 
 inline tt__SecurityCapabilitiesExtension * soap_new_req_tt__SecurityCapabilitiesExtension(
-	struct soap *soap,
-	bool TLS1_x002e0)
+	struct soap *soap)
 {
 	tt__SecurityCapabilitiesExtension *_p = ::soap_new_tt__SecurityCapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SecurityCapabilitiesExtension::TLS1_x002e0 = TLS1_x002e0;
 	}
 	return _p;
 }
 
 inline tt__SecurityCapabilitiesExtension * soap_new_set_tt__SecurityCapabilitiesExtension(
-	struct soap *soap,
-	bool TLS1_x002e0,
-	tt__SecurityCapabilitiesExtension2 *Extension)
+	struct soap *soap)
 {
 	tt__SecurityCapabilitiesExtension *_p = ::soap_new_tt__SecurityCapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SecurityCapabilitiesExtension::TLS1_x002e0 = TLS1_x002e0;
-		_p->tt__SecurityCapabilitiesExtension::Extension = Extension;
 	}
 	return _p;
 }
@@ -10589,55 +10042,23 @@ inline tt__SecurityCapabilities * soap_new_tt__SecurityCapabilities(struct soap 
 }
 
 inline tt__SecurityCapabilities * soap_new_req_tt__SecurityCapabilities(
-	struct soap *soap,
-	bool TLS1_x002e1,
-	bool TLS1_x002e2,
-	bool OnboardKeyGeneration,
-	bool AccessPolicyConfig,
-	bool X_x002e509Token,
-	bool SAMLToken,
-	bool KerberosToken,
-	bool RELToken)
+	struct soap *soap)
 {
 	tt__SecurityCapabilities *_p = ::soap_new_tt__SecurityCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SecurityCapabilities::TLS1_x002e1 = TLS1_x002e1;
-		_p->tt__SecurityCapabilities::TLS1_x002e2 = TLS1_x002e2;
-		_p->tt__SecurityCapabilities::OnboardKeyGeneration = OnboardKeyGeneration;
-		_p->tt__SecurityCapabilities::AccessPolicyConfig = AccessPolicyConfig;
-		_p->tt__SecurityCapabilities::X_x002e509Token = X_x002e509Token;
-		_p->tt__SecurityCapabilities::SAMLToken = SAMLToken;
-		_p->tt__SecurityCapabilities::KerberosToken = KerberosToken;
-		_p->tt__SecurityCapabilities::RELToken = RELToken;
 	}
 	return _p;
 }
 
 inline tt__SecurityCapabilities * soap_new_set_tt__SecurityCapabilities(
 	struct soap *soap,
-	bool TLS1_x002e1,
-	bool TLS1_x002e2,
-	bool OnboardKeyGeneration,
-	bool AccessPolicyConfig,
-	bool X_x002e509Token,
-	bool SAMLToken,
-	bool KerberosToken,
-	bool RELToken,
-	tt__SecurityCapabilitiesExtension *Extension)
+	const std::vector<char *> & __any)
 {
 	tt__SecurityCapabilities *_p = ::soap_new_tt__SecurityCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SecurityCapabilities::TLS1_x002e1 = TLS1_x002e1;
-		_p->tt__SecurityCapabilities::TLS1_x002e2 = TLS1_x002e2;
-		_p->tt__SecurityCapabilities::OnboardKeyGeneration = OnboardKeyGeneration;
-		_p->tt__SecurityCapabilities::AccessPolicyConfig = AccessPolicyConfig;
-		_p->tt__SecurityCapabilities::X_x002e509Token = X_x002e509Token;
-		_p->tt__SecurityCapabilities::SAMLToken = SAMLToken;
-		_p->tt__SecurityCapabilities::KerberosToken = KerberosToken;
-		_p->tt__SecurityCapabilities::RELToken = RELToken;
-		_p->tt__SecurityCapabilities::Extension = Extension;
+		_p->tt__SecurityCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -10811,15 +10232,11 @@ inline tt__NetworkCapabilitiesExtension * soap_new_req_tt__NetworkCapabilitiesEx
 }
 
 inline tt__NetworkCapabilitiesExtension * soap_new_set_tt__NetworkCapabilitiesExtension(
-	struct soap *soap,
-	bool *Dot11Configuration,
-	tt__NetworkCapabilitiesExtension2 *Extension)
+	struct soap *soap)
 {
 	tt__NetworkCapabilitiesExtension *_p = ::soap_new_tt__NetworkCapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__NetworkCapabilitiesExtension::Dot11Configuration = Dot11Configuration;
-		_p->tt__NetworkCapabilitiesExtension::Extension = Extension;
 	}
 	return _p;
 }
@@ -10905,20 +10322,12 @@ inline tt__NetworkCapabilities * soap_new_req_tt__NetworkCapabilities(
 
 inline tt__NetworkCapabilities * soap_new_set_tt__NetworkCapabilities(
 	struct soap *soap,
-	bool *IPFilter,
-	bool *ZeroConfiguration,
-	bool *IPVersion6,
-	bool *DynDNS,
-	tt__NetworkCapabilitiesExtension *Extension)
+	const std::vector<char *> & __any)
 {
 	tt__NetworkCapabilities *_p = ::soap_new_tt__NetworkCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__NetworkCapabilities::IPFilter = IPFilter;
-		_p->tt__NetworkCapabilities::ZeroConfiguration = ZeroConfiguration;
-		_p->tt__NetworkCapabilities::IPVersion6 = IPVersion6;
-		_p->tt__NetworkCapabilities::DynDNS = DynDNS;
-		_p->tt__NetworkCapabilities::Extension = Extension;
+		_p->tt__NetworkCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -10993,25 +10402,21 @@ inline tt__ProfileCapabilities * soap_new_tt__ProfileCapabilities(struct soap *s
 }
 
 inline tt__ProfileCapabilities * soap_new_req_tt__ProfileCapabilities(
-	struct soap *soap,
-	int MaximumNumberOfProfiles)
+	struct soap *soap)
 {
 	tt__ProfileCapabilities *_p = ::soap_new_tt__ProfileCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ProfileCapabilities::MaximumNumberOfProfiles = MaximumNumberOfProfiles;
 	}
 	return _p;
 }
 
 inline tt__ProfileCapabilities * soap_new_set_tt__ProfileCapabilities(
-	struct soap *soap,
-	int MaximumNumberOfProfiles)
+	struct soap *soap)
 {
 	tt__ProfileCapabilities *_p = ::soap_new_tt__ProfileCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ProfileCapabilities::MaximumNumberOfProfiles = MaximumNumberOfProfiles;
 	}
 	return _p;
 }
@@ -11186,18 +10591,12 @@ inline tt__RealTimeStreamingCapabilities * soap_new_req_tt__RealTimeStreamingCap
 
 inline tt__RealTimeStreamingCapabilities * soap_new_set_tt__RealTimeStreamingCapabilities(
 	struct soap *soap,
-	bool *RTPMulticast,
-	bool *RTP_USCORETCP,
-	bool *RTP_USCORERTSP_USCORETCP,
-	tt__RealTimeStreamingCapabilitiesExtension *Extension)
+	const std::vector<char *> & __any)
 {
 	tt__RealTimeStreamingCapabilities *_p = ::soap_new_tt__RealTimeStreamingCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__RealTimeStreamingCapabilities::RTPMulticast = RTPMulticast;
-		_p->tt__RealTimeStreamingCapabilities::RTP_USCORETCP = RTP_USCORETCP;
-		_p->tt__RealTimeStreamingCapabilities::RTP_USCORERTSP_USCORETCP = RTP_USCORERTSP_USCORETCP;
-		_p->tt__RealTimeStreamingCapabilities::Extension = Extension;
+		_p->tt__RealTimeStreamingCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -11272,25 +10671,23 @@ inline tt__MediaCapabilitiesExtension * soap_new_tt__MediaCapabilitiesExtension(
 }
 
 inline tt__MediaCapabilitiesExtension * soap_new_req_tt__MediaCapabilitiesExtension(
-	struct soap *soap,
-	tt__ProfileCapabilities *ProfileCapabilities)
+	struct soap *soap)
 {
 	tt__MediaCapabilitiesExtension *_p = ::soap_new_tt__MediaCapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__MediaCapabilitiesExtension::ProfileCapabilities = ProfileCapabilities;
 	}
 	return _p;
 }
 
 inline tt__MediaCapabilitiesExtension * soap_new_set_tt__MediaCapabilitiesExtension(
 	struct soap *soap,
-	tt__ProfileCapabilities *ProfileCapabilities)
+	const std::vector<char *> & __any)
 {
 	tt__MediaCapabilitiesExtension *_p = ::soap_new_tt__MediaCapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__MediaCapabilitiesExtension::ProfileCapabilities = ProfileCapabilities;
+		_p->tt__MediaCapabilitiesExtension::__any = __any;
 	}
 	return _p;
 }
@@ -11367,7 +10764,7 @@ inline tt__MediaCapabilities * soap_new_tt__MediaCapabilities(struct soap *soap,
 inline tt__MediaCapabilities * soap_new_req_tt__MediaCapabilities(
 	struct soap *soap,
 	const std::string& XAddr,
-	tt__RealTimeStreamingCapabilities *StreamingCapabilities)
+	const tt__RealTimeStreamingCapabilities& StreamingCapabilities)
 {
 	tt__MediaCapabilities *_p = ::soap_new_tt__MediaCapabilities(soap);
 	if (_p)
@@ -11381,7 +10778,7 @@ inline tt__MediaCapabilities * soap_new_req_tt__MediaCapabilities(
 inline tt__MediaCapabilities * soap_new_set_tt__MediaCapabilities(
 	struct soap *soap,
 	const std::string& XAddr,
-	tt__RealTimeStreamingCapabilities *StreamingCapabilities,
+	const tt__RealTimeStreamingCapabilities& StreamingCapabilities,
 	tt__MediaCapabilitiesExtension *Extension)
 {
 	tt__MediaCapabilities *_p = ::soap_new_tt__MediaCapabilities(soap);
@@ -11553,29 +10950,21 @@ inline tt__IOCapabilitiesExtension * soap_new_tt__IOCapabilitiesExtension(struct
 }
 
 inline tt__IOCapabilitiesExtension * soap_new_req_tt__IOCapabilitiesExtension(
-	struct soap *soap,
-	tt__IOCapabilitiesExtension2 *Extension)
+	struct soap *soap)
 {
 	tt__IOCapabilitiesExtension *_p = ::soap_new_tt__IOCapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__IOCapabilitiesExtension::Extension = Extension;
 	}
 	return _p;
 }
 
 inline tt__IOCapabilitiesExtension * soap_new_set_tt__IOCapabilitiesExtension(
-	struct soap *soap,
-	bool *Auxiliary,
-	const std::vector<std::string> & AuxiliaryCommands,
-	tt__IOCapabilitiesExtension2 *Extension)
+	struct soap *soap)
 {
 	tt__IOCapabilitiesExtension *_p = ::soap_new_tt__IOCapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__IOCapabilitiesExtension::Auxiliary = Auxiliary;
-		_p->tt__IOCapabilitiesExtension::AuxiliaryCommands = AuxiliaryCommands;
-		_p->tt__IOCapabilitiesExtension::Extension = Extension;
 	}
 	return _p;
 }
@@ -11661,16 +11050,12 @@ inline tt__IOCapabilities * soap_new_req_tt__IOCapabilities(
 
 inline tt__IOCapabilities * soap_new_set_tt__IOCapabilities(
 	struct soap *soap,
-	int *InputConnectors,
-	int *RelayOutputs,
-	tt__IOCapabilitiesExtension *Extension)
+	const std::vector<char *> & __any)
 {
 	tt__IOCapabilities *_p = ::soap_new_tt__IOCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__IOCapabilities::InputConnectors = InputConnectors;
-		_p->tt__IOCapabilities::RelayOutputs = RelayOutputs;
-		_p->tt__IOCapabilities::Extension = Extension;
+		_p->tt__IOCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -11745,37 +11130,23 @@ inline tt__EventCapabilities * soap_new_tt__EventCapabilities(struct soap *soap,
 }
 
 inline tt__EventCapabilities * soap_new_req_tt__EventCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	bool WSSubscriptionPolicySupport,
-	bool WSPullPointSupport,
-	bool WSPausableSubscriptionManagerInterfaceSupport)
+	struct soap *soap)
 {
 	tt__EventCapabilities *_p = ::soap_new_tt__EventCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__EventCapabilities::XAddr = XAddr;
-		_p->tt__EventCapabilities::WSSubscriptionPolicySupport = WSSubscriptionPolicySupport;
-		_p->tt__EventCapabilities::WSPullPointSupport = WSPullPointSupport;
-		_p->tt__EventCapabilities::WSPausableSubscriptionManagerInterfaceSupport = WSPausableSubscriptionManagerInterfaceSupport;
 	}
 	return _p;
 }
 
 inline tt__EventCapabilities * soap_new_set_tt__EventCapabilities(
 	struct soap *soap,
-	const std::string& XAddr,
-	bool WSSubscriptionPolicySupport,
-	bool WSPullPointSupport,
-	bool WSPausableSubscriptionManagerInterfaceSupport)
+	const std::vector<char *> & __any)
 {
 	tt__EventCapabilities *_p = ::soap_new_tt__EventCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__EventCapabilities::XAddr = XAddr;
-		_p->tt__EventCapabilities::WSSubscriptionPolicySupport = WSSubscriptionPolicySupport;
-		_p->tt__EventCapabilities::WSPullPointSupport = WSPullPointSupport;
-		_p->tt__EventCapabilities::WSPausableSubscriptionManagerInterfaceSupport = WSPausableSubscriptionManagerInterfaceSupport;
+		_p->tt__EventCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -11860,11 +11231,13 @@ inline tt__DeviceCapabilitiesExtension * soap_new_req_tt__DeviceCapabilitiesExte
 }
 
 inline tt__DeviceCapabilitiesExtension * soap_new_set_tt__DeviceCapabilitiesExtension(
-	struct soap *soap)
+	struct soap *soap,
+	const std::vector<char *> & __any)
 {
 	tt__DeviceCapabilitiesExtension *_p = ::soap_new_tt__DeviceCapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
+		_p->tt__DeviceCapabilitiesExtension::__any = __any;
 	}
 	return _p;
 }
@@ -12042,33 +11415,23 @@ inline tt__AnalyticsCapabilities * soap_new_tt__AnalyticsCapabilities(struct soa
 }
 
 inline tt__AnalyticsCapabilities * soap_new_req_tt__AnalyticsCapabilities(
-	struct soap *soap,
-	const std::string& XAddr,
-	bool RuleSupport,
-	bool AnalyticsModuleSupport)
+	struct soap *soap)
 {
 	tt__AnalyticsCapabilities *_p = ::soap_new_tt__AnalyticsCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AnalyticsCapabilities::XAddr = XAddr;
-		_p->tt__AnalyticsCapabilities::RuleSupport = RuleSupport;
-		_p->tt__AnalyticsCapabilities::AnalyticsModuleSupport = AnalyticsModuleSupport;
 	}
 	return _p;
 }
 
 inline tt__AnalyticsCapabilities * soap_new_set_tt__AnalyticsCapabilities(
 	struct soap *soap,
-	const std::string& XAddr,
-	bool RuleSupport,
-	bool AnalyticsModuleSupport)
+	const std::vector<char *> & __any)
 {
 	tt__AnalyticsCapabilities *_p = ::soap_new_tt__AnalyticsCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AnalyticsCapabilities::XAddr = XAddr;
-		_p->tt__AnalyticsCapabilities::RuleSupport = RuleSupport;
-		_p->tt__AnalyticsCapabilities::AnalyticsModuleSupport = AnalyticsModuleSupport;
+		_p->tt__AnalyticsCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -12243,26 +11606,12 @@ inline tt__CapabilitiesExtension * soap_new_req_tt__CapabilitiesExtension(
 
 inline tt__CapabilitiesExtension * soap_new_set_tt__CapabilitiesExtension(
 	struct soap *soap,
-	tt__DeviceIOCapabilities *DeviceIO,
-	tt__DisplayCapabilities *Display,
-	tt__RecordingCapabilities *Recording,
-	tt__SearchCapabilities *Search,
-	tt__ReplayCapabilities *Replay,
-	tt__ReceiverCapabilities *Receiver,
-	tt__AnalyticsDeviceCapabilities *AnalyticsDevice,
-	tt__CapabilitiesExtension2 *Extensions)
+	const std::vector<char *> & __any)
 {
 	tt__CapabilitiesExtension *_p = ::soap_new_tt__CapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__CapabilitiesExtension::DeviceIO = DeviceIO;
-		_p->tt__CapabilitiesExtension::Display = Display;
-		_p->tt__CapabilitiesExtension::Recording = Recording;
-		_p->tt__CapabilitiesExtension::Search = Search;
-		_p->tt__CapabilitiesExtension::Replay = Replay;
-		_p->tt__CapabilitiesExtension::Receiver = Receiver;
-		_p->tt__CapabilitiesExtension::AnalyticsDevice = AnalyticsDevice;
-		_p->tt__CapabilitiesExtension::Extensions = Extensions;
+		_p->tt__CapabilitiesExtension::__any = __any;
 	}
 	return _p;
 }
@@ -12939,33 +12288,21 @@ inline tt__AudioDecoderConfiguration * soap_new_tt__AudioDecoderConfiguration(st
 }
 
 inline tt__AudioDecoderConfiguration * soap_new_req_tt__AudioDecoderConfiguration(
-	struct soap *soap,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	struct soap *soap)
 {
 	tt__AudioDecoderConfiguration *_p = ::soap_new_tt__AudioDecoderConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
 	}
 	return _p;
 }
 
 inline tt__AudioDecoderConfiguration * soap_new_set_tt__AudioDecoderConfiguration(
-	struct soap *soap,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	struct soap *soap)
 {
 	tt__AudioDecoderConfiguration *_p = ::soap_new_tt__AudioDecoderConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
 	}
 	return _p;
 }
@@ -13040,43 +12377,21 @@ inline tt__AudioOutputConfiguration * soap_new_tt__AudioOutputConfiguration(stru
 }
 
 inline tt__AudioOutputConfiguration * soap_new_req_tt__AudioOutputConfiguration(
-	struct soap *soap,
-	const std::string& OutputToken,
-	int OutputLevel,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	struct soap *soap)
 {
 	tt__AudioOutputConfiguration *_p = ::soap_new_tt__AudioOutputConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AudioOutputConfiguration::OutputToken = OutputToken;
-		_p->tt__AudioOutputConfiguration::OutputLevel = OutputLevel;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
 	}
 	return _p;
 }
 
 inline tt__AudioOutputConfiguration * soap_new_set_tt__AudioOutputConfiguration(
-	struct soap *soap,
-	const std::string& OutputToken,
-	std::string *SendPrimacy,
-	int OutputLevel,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	struct soap *soap)
 {
 	tt__AudioOutputConfiguration *_p = ::soap_new_tt__AudioOutputConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AudioOutputConfiguration::OutputToken = OutputToken;
-		_p->tt__AudioOutputConfiguration::SendPrimacy = SendPrimacy;
-		_p->tt__AudioOutputConfiguration::OutputLevel = OutputLevel;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
 	}
 	return _p;
 }
@@ -13161,15 +12476,11 @@ inline tt__EventSubscription * soap_new_req_tt__EventSubscription(
 }
 
 inline tt__EventSubscription * soap_new_set_tt__EventSubscription(
-	struct soap *soap,
-	wsnt__FilterType *Filter,
-	_tt__EventSubscription_SubscriptionPolicy *SubscriptionPolicy)
+	struct soap *soap)
 {
 	tt__EventSubscription *_p = ::soap_new_tt__EventSubscription(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__EventSubscription::Filter = Filter;
-		_p->tt__EventSubscription::SubscriptionPolicy = SubscriptionPolicy;
 	}
 	return _p;
 }
@@ -13254,15 +12565,11 @@ inline tt__SensorDataFilter * soap_new_req_tt__SensorDataFilter(
 }
 
 inline tt__SensorDataFilter * soap_new_set_tt__SensorDataFilter(
-	struct soap *soap,
-	const std::vector<std::string> & SensorID,
-	const std::vector<std::string> & Type)
+	struct soap *soap)
 {
 	tt__SensorDataFilter *_p = ::soap_new_tt__SensorDataFilter(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SensorDataFilter::SensorID = SensorID;
-		_p->tt__SensorDataFilter::Type = Type;
 	}
 	return _p;
 }
@@ -13337,31 +12644,21 @@ inline tt__PTZFilter * soap_new_tt__PTZFilter(struct soap *soap, int n = -1)
 }
 
 inline tt__PTZFilter * soap_new_req_tt__PTZFilter(
-	struct soap *soap,
-	bool Status,
-	bool Position)
+	struct soap *soap)
 {
 	tt__PTZFilter *_p = ::soap_new_tt__PTZFilter(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__PTZFilter::Status = Status;
-		_p->tt__PTZFilter::Position = Position;
 	}
 	return _p;
 }
 
 inline tt__PTZFilter * soap_new_set_tt__PTZFilter(
-	struct soap *soap,
-	bool Status,
-	bool Position,
-	bool *FieldOfView)
+	struct soap *soap)
 {
 	tt__PTZFilter *_p = ::soap_new_tt__PTZFilter(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__PTZFilter::Status = Status;
-		_p->tt__PTZFilter::Position = Position;
-		_p->tt__PTZFilter::FieldOfView = FieldOfView;
 	}
 	return _p;
 }
@@ -13525,61 +12822,23 @@ inline tt__MetadataConfiguration * soap_new_tt__MetadataConfiguration(struct soa
 }
 
 inline tt__MetadataConfiguration * soap_new_req_tt__MetadataConfiguration(
-	struct soap *soap,
-	tt__MulticastConfiguration *Multicast,
-	const std::string& SessionTimeout,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	struct soap *soap)
 {
 	tt__MetadataConfiguration *_p = ::soap_new_tt__MetadataConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__MetadataConfiguration::Multicast = Multicast;
-		_p->tt__MetadataConfiguration::SessionTimeout = SessionTimeout;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
 	}
 	return _p;
 }
 
 inline tt__MetadataConfiguration * soap_new_set_tt__MetadataConfiguration(
 	struct soap *soap,
-	tt__PTZFilter *PTZStatus,
-	tt__EventSubscription *Events,
-	bool *Analytics,
-	tt__MulticastConfiguration *Multicast,
-	const std::string& SessionTimeout,
-	tt__AnalyticsEngineConfiguration *AnalyticsEngineConfiguration,
-	tt__SensorDataFilter *SensorData,
-	tt__MetadataConfigurationExtension *Extension,
-	std::string *CompressionType,
-	bool *GeoLocation,
-	bool *ShapePolygon,
-	std::string *SecureStreamingProtocolAlgorithm,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	const std::vector<char *> & __any)
 {
 	tt__MetadataConfiguration *_p = ::soap_new_tt__MetadataConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__MetadataConfiguration::PTZStatus = PTZStatus;
-		_p->tt__MetadataConfiguration::Events = Events;
-		_p->tt__MetadataConfiguration::Analytics = Analytics;
-		_p->tt__MetadataConfiguration::Multicast = Multicast;
-		_p->tt__MetadataConfiguration::SessionTimeout = SessionTimeout;
-		_p->tt__MetadataConfiguration::AnalyticsEngineConfiguration = AnalyticsEngineConfiguration;
-		_p->tt__MetadataConfiguration::SensorData = SensorData;
-		_p->tt__MetadataConfiguration::Extension = Extension;
-		_p->tt__MetadataConfiguration::CompressionType = CompressionType;
-		_p->tt__MetadataConfiguration::GeoLocation = GeoLocation;
-		_p->tt__MetadataConfiguration::ShapePolygon = ShapePolygon;
-		_p->tt__MetadataConfiguration::SecureStreamingProtocolAlgorithm = SecureStreamingProtocolAlgorithm;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
+		_p->tt__MetadataConfiguration::__any = __any;
 	}
 	return _p;
 }
@@ -13654,41 +12913,23 @@ inline tt__VideoAnalyticsConfiguration * soap_new_tt__VideoAnalyticsConfiguratio
 }
 
 inline tt__VideoAnalyticsConfiguration * soap_new_req_tt__VideoAnalyticsConfiguration(
-	struct soap *soap,
-	tt__AnalyticsEngineConfiguration *AnalyticsEngineConfiguration,
-	tt__RuleEngineConfiguration *RuleEngineConfiguration,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	struct soap *soap)
 {
 	tt__VideoAnalyticsConfiguration *_p = ::soap_new_tt__VideoAnalyticsConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__VideoAnalyticsConfiguration::AnalyticsEngineConfiguration = AnalyticsEngineConfiguration;
-		_p->tt__VideoAnalyticsConfiguration::RuleEngineConfiguration = RuleEngineConfiguration;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
 	}
 	return _p;
 }
 
 inline tt__VideoAnalyticsConfiguration * soap_new_set_tt__VideoAnalyticsConfiguration(
 	struct soap *soap,
-	tt__AnalyticsEngineConfiguration *AnalyticsEngineConfiguration,
-	tt__RuleEngineConfiguration *RuleEngineConfiguration,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	const std::vector<char *> & __any)
 {
 	tt__VideoAnalyticsConfiguration *_p = ::soap_new_tt__VideoAnalyticsConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__VideoAnalyticsConfiguration::AnalyticsEngineConfiguration = AnalyticsEngineConfiguration;
-		_p->tt__VideoAnalyticsConfiguration::RuleEngineConfiguration = RuleEngineConfiguration;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
+		_p->tt__VideoAnalyticsConfiguration::__any = __any;
 	}
 	return _p;
 }
@@ -13763,53 +13004,23 @@ inline tt__AudioEncoderConfiguration * soap_new_tt__AudioEncoderConfiguration(st
 }
 
 inline tt__AudioEncoderConfiguration * soap_new_req_tt__AudioEncoderConfiguration(
-	struct soap *soap,
-	enum tt__AudioEncoding Encoding,
-	int Bitrate,
-	int SampleRate,
-	tt__MulticastConfiguration *Multicast,
-	const std::string& SessionTimeout,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	struct soap *soap)
 {
 	tt__AudioEncoderConfiguration *_p = ::soap_new_tt__AudioEncoderConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AudioEncoderConfiguration::Encoding = Encoding;
-		_p->tt__AudioEncoderConfiguration::Bitrate = Bitrate;
-		_p->tt__AudioEncoderConfiguration::SampleRate = SampleRate;
-		_p->tt__AudioEncoderConfiguration::Multicast = Multicast;
-		_p->tt__AudioEncoderConfiguration::SessionTimeout = SessionTimeout;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
 	}
 	return _p;
 }
 
 inline tt__AudioEncoderConfiguration * soap_new_set_tt__AudioEncoderConfiguration(
 	struct soap *soap,
-	enum tt__AudioEncoding Encoding,
-	int Bitrate,
-	int SampleRate,
-	tt__MulticastConfiguration *Multicast,
-	const std::string& SessionTimeout,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	const std::vector<char *> & __any)
 {
 	tt__AudioEncoderConfiguration *_p = ::soap_new_tt__AudioEncoderConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AudioEncoderConfiguration::Encoding = Encoding;
-		_p->tt__AudioEncoderConfiguration::Bitrate = Bitrate;
-		_p->tt__AudioEncoderConfiguration::SampleRate = SampleRate;
-		_p->tt__AudioEncoderConfiguration::Multicast = Multicast;
-		_p->tt__AudioEncoderConfiguration::SessionTimeout = SessionTimeout;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
+		_p->tt__AudioEncoderConfiguration::__any = __any;
 	}
 	return _p;
 }
@@ -13884,37 +13095,23 @@ inline tt__AudioSourceConfiguration * soap_new_tt__AudioSourceConfiguration(stru
 }
 
 inline tt__AudioSourceConfiguration * soap_new_req_tt__AudioSourceConfiguration(
-	struct soap *soap,
-	const std::string& SourceToken,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	struct soap *soap)
 {
 	tt__AudioSourceConfiguration *_p = ::soap_new_tt__AudioSourceConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AudioSourceConfiguration::SourceToken = SourceToken;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
 	}
 	return _p;
 }
 
 inline tt__AudioSourceConfiguration * soap_new_set_tt__AudioSourceConfiguration(
 	struct soap *soap,
-	const std::string& SourceToken,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	const std::vector<char *> & __any)
 {
 	tt__AudioSourceConfiguration *_p = ::soap_new_tt__AudioSourceConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AudioSourceConfiguration::SourceToken = SourceToken;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
+		_p->tt__AudioSourceConfiguration::__any = __any;
 	}
 	return _p;
 }
@@ -15449,27 +14646,21 @@ inline tt__SceneOrientation * soap_new_tt__SceneOrientation(struct soap *soap, i
 }
 
 inline tt__SceneOrientation * soap_new_req_tt__SceneOrientation(
-	struct soap *soap,
-	enum tt__SceneOrientationMode Mode)
+	struct soap *soap)
 {
 	tt__SceneOrientation *_p = ::soap_new_tt__SceneOrientation(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SceneOrientation::Mode = Mode;
 	}
 	return _p;
 }
 
 inline tt__SceneOrientation * soap_new_set_tt__SceneOrientation(
-	struct soap *soap,
-	enum tt__SceneOrientationMode Mode,
-	std::string *Orientation)
+	struct soap *soap)
 {
 	tt__SceneOrientation *_p = ::soap_new_tt__SceneOrientation(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SceneOrientation::Mode = Mode;
-		_p->tt__SceneOrientation::Orientation = Orientation;
 	}
 	return _p;
 }
@@ -15544,35 +14735,21 @@ inline tt__LensDescription * soap_new_tt__LensDescription(struct soap *soap, int
 }
 
 inline tt__LensDescription * soap_new_req_tt__LensDescription(
-	struct soap *soap,
-	tt__LensOffset *Offset,
-	const std::vector<tt__LensProjection *> & Projection,
-	float XFactor)
+	struct soap *soap)
 {
 	tt__LensDescription *_p = ::soap_new_tt__LensDescription(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__LensDescription::Offset = Offset;
-		_p->tt__LensDescription::Projection = Projection;
-		_p->tt__LensDescription::XFactor = XFactor;
 	}
 	return _p;
 }
 
 inline tt__LensDescription * soap_new_set_tt__LensDescription(
-	struct soap *soap,
-	tt__LensOffset *Offset,
-	const std::vector<tt__LensProjection *> & Projection,
-	float XFactor,
-	float *FocalLength)
+	struct soap *soap)
 {
 	tt__LensDescription *_p = ::soap_new_tt__LensDescription(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__LensDescription::Offset = Offset;
-		_p->tt__LensDescription::Projection = Projection;
-		_p->tt__LensDescription::XFactor = XFactor;
-		_p->tt__LensDescription::FocalLength = FocalLength;
 	}
 	return _p;
 }
@@ -15657,15 +14834,11 @@ inline tt__LensOffset * soap_new_req_tt__LensOffset(
 }
 
 inline tt__LensOffset * soap_new_set_tt__LensOffset(
-	struct soap *soap,
-	float *x,
-	float *y)
+	struct soap *soap)
 {
 	tt__LensOffset *_p = ::soap_new_tt__LensOffset(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__LensOffset::x = x;
-		_p->tt__LensOffset::y = y;
 	}
 	return _p;
 }
@@ -15740,31 +14913,21 @@ inline tt__LensProjection * soap_new_tt__LensProjection(struct soap *soap, int n
 }
 
 inline tt__LensProjection * soap_new_req_tt__LensProjection(
-	struct soap *soap,
-	float Angle,
-	float Radius)
+	struct soap *soap)
 {
 	tt__LensProjection *_p = ::soap_new_tt__LensProjection(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__LensProjection::Angle = Angle;
-		_p->tt__LensProjection::Radius = Radius;
 	}
 	return _p;
 }
 
 inline tt__LensProjection * soap_new_set_tt__LensProjection(
-	struct soap *soap,
-	float Angle,
-	float Radius,
-	float *Transmittance)
+	struct soap *soap)
 {
 	tt__LensProjection *_p = ::soap_new_tt__LensProjection(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__LensProjection::Angle = Angle;
-		_p->tt__LensProjection::Radius = Radius;
-		_p->tt__LensProjection::Transmittance = Transmittance;
 	}
 	return _p;
 }
@@ -15928,31 +15091,21 @@ inline tt__Rotate * soap_new_tt__Rotate(struct soap *soap, int n = -1)
 }
 
 inline tt__Rotate * soap_new_req_tt__Rotate(
-	struct soap *soap,
-	enum tt__RotateMode Mode)
+	struct soap *soap)
 {
 	tt__Rotate *_p = ::soap_new_tt__Rotate(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__Rotate::Mode = Mode;
 	}
 	return _p;
 }
 
 inline tt__Rotate * soap_new_set_tt__Rotate(
-	struct soap *soap,
-	enum tt__RotateMode Mode,
-	int *Degree,
-	tt__RotateExtension *Extension,
-	bool *Mirror)
+	struct soap *soap)
 {
 	tt__Rotate *_p = ::soap_new_tt__Rotate(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__Rotate::Mode = Mode;
-		_p->tt__Rotate::Degree = Degree;
-		_p->tt__Rotate::Extension = Extension;
-		_p->tt__Rotate::Mirror = Mirror;
 	}
 	return _p;
 }
@@ -16037,15 +15190,11 @@ inline tt__VideoSourceConfigurationExtension2 * soap_new_req_tt__VideoSourceConf
 }
 
 inline tt__VideoSourceConfigurationExtension2 * soap_new_set_tt__VideoSourceConfigurationExtension2(
-	struct soap *soap,
-	const std::vector<tt__LensDescription *> & LensDescription,
-	tt__SceneOrientation *SceneOrientation)
+	struct soap *soap)
 {
 	tt__VideoSourceConfigurationExtension2 *_p = ::soap_new_tt__VideoSourceConfigurationExtension2(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__VideoSourceConfigurationExtension2::LensDescription = LensDescription;
-		_p->tt__VideoSourceConfigurationExtension2::SceneOrientation = SceneOrientation;
 	}
 	return _p;
 }
@@ -16130,15 +15279,11 @@ inline tt__VideoSourceConfigurationExtension * soap_new_req_tt__VideoSourceConfi
 }
 
 inline tt__VideoSourceConfigurationExtension * soap_new_set_tt__VideoSourceConfigurationExtension(
-	struct soap *soap,
-	tt__Rotate *Rotate,
-	tt__VideoSourceConfigurationExtension2 *Extension)
+	struct soap *soap)
 {
 	tt__VideoSourceConfigurationExtension *_p = ::soap_new_tt__VideoSourceConfigurationExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__VideoSourceConfigurationExtension::Rotate = Rotate;
-		_p->tt__VideoSourceConfigurationExtension::Extension = Extension;
 	}
 	return _p;
 }
@@ -16213,45 +15358,23 @@ inline tt__VideoSourceConfiguration * soap_new_tt__VideoSourceConfiguration(stru
 }
 
 inline tt__VideoSourceConfiguration * soap_new_req_tt__VideoSourceConfiguration(
-	struct soap *soap,
-	const std::string& SourceToken,
-	tt__IntRectangle *Bounds,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	struct soap *soap)
 {
 	tt__VideoSourceConfiguration *_p = ::soap_new_tt__VideoSourceConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__VideoSourceConfiguration::SourceToken = SourceToken;
-		_p->tt__VideoSourceConfiguration::Bounds = Bounds;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
 	}
 	return _p;
 }
 
 inline tt__VideoSourceConfiguration * soap_new_set_tt__VideoSourceConfiguration(
 	struct soap *soap,
-	const std::string& SourceToken,
-	tt__IntRectangle *Bounds,
-	tt__VideoSourceConfigurationExtension *Extension,
-	std::string *ViewMode,
-	const std::string& Name__1,
-	int UseCount__1,
-	const std::string& token__1)
+	const std::vector<char *> & __any)
 {
 	tt__VideoSourceConfiguration *_p = ::soap_new_tt__VideoSourceConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__VideoSourceConfiguration::SourceToken = SourceToken;
-		_p->tt__VideoSourceConfiguration::Bounds = Bounds;
-		_p->tt__VideoSourceConfiguration::Extension = Extension;
-		_p->tt__VideoSourceConfiguration::ViewMode = ViewMode;
-		_p->tt__ConfigurationEntity::Name = Name__1;
-		_p->tt__ConfigurationEntity::UseCount = UseCount__1;
-		_p->tt__ConfigurationEntity::token = token__1;
+		_p->tt__VideoSourceConfiguration::__any = __any;
 	}
 	return _p;
 }
@@ -16527,16 +15650,12 @@ inline tt__ProfileExtension * soap_new_req_tt__ProfileExtension(
 
 inline tt__ProfileExtension * soap_new_set_tt__ProfileExtension(
 	struct soap *soap,
-	tt__AudioOutputConfiguration *AudioOutputConfiguration,
-	tt__AudioDecoderConfiguration *AudioDecoderConfiguration,
-	tt__ProfileExtension2 *Extension)
+	const std::vector<char *> & __any)
 {
 	tt__ProfileExtension *_p = ::soap_new_tt__ProfileExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ProfileExtension::AudioOutputConfiguration = AudioOutputConfiguration;
-		_p->tt__ProfileExtension::AudioDecoderConfiguration = AudioDecoderConfiguration;
-		_p->tt__ProfileExtension::Extension = Extension;
+		_p->tt__ProfileExtension::__any = __any;
 	}
 	return _p;
 }
@@ -16823,37 +15942,21 @@ inline tt__IntRectangle * soap_new_tt__IntRectangle(struct soap *soap, int n = -
 }
 
 inline tt__IntRectangle * soap_new_req_tt__IntRectangle(
-	struct soap *soap,
-	int x,
-	int y,
-	int width,
-	int height)
+	struct soap *soap)
 {
 	tt__IntRectangle *_p = ::soap_new_tt__IntRectangle(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__IntRectangle::x = x;
-		_p->tt__IntRectangle::y = y;
-		_p->tt__IntRectangle::width = width;
-		_p->tt__IntRectangle::height = height;
 	}
 	return _p;
 }
 
 inline tt__IntRectangle * soap_new_set_tt__IntRectangle(
-	struct soap *soap,
-	int x,
-	int y,
-	int width,
-	int height)
+	struct soap *soap)
 {
 	tt__IntRectangle *_p = ::soap_new_tt__IntRectangle(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__IntRectangle::x = x;
-		_p->tt__IntRectangle::y = y;
-		_p->tt__IntRectangle::width = width;
-		_p->tt__IntRectangle::height = height;
 	}
 	return _p;
 }
@@ -38354,6 +37457,15 @@ inline int soap_POST_send__wsa5__MessageID(struct soap *soap, const char *URL, c
 
 #endif
 
+#ifndef SOAP_TYPE_PointerToint_DEFINED
+#define SOAP_TYPE_PointerToint_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerToint(struct soap*, int *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerToint(struct soap*, const char *, int, int *const*, const char *);
+SOAP_FMAC3 int ** SOAP_FMAC4 soap_in_PointerToint(struct soap*, const char*, int **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerToint(struct soap*, int *const*, const char*, const char*);
+SOAP_FMAC3 int ** SOAP_FMAC4 soap_get_PointerToint(struct soap*, int **, const char*, const char*);
+#endif
+
 #ifndef SOAP_TYPE_PointerTo_XML_DEFINED
 #define SOAP_TYPE_PointerTo_XML_DEFINED
 #endif
@@ -38701,33 +37813,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTo_tds__GetDeviceInformation(struct so
 SOAP_FMAC3 _tds__GetDeviceInformation ** SOAP_FMAC4 soap_get_PointerTo_tds__GetDeviceInformation(struct soap*, _tds__GetDeviceInformation **, const char*, const char*);
 #endif
 
-#ifndef SOAP_TYPE_PointerTott__PTZConfigurationExtension_DEFINED
-#define SOAP_TYPE_PointerTott__PTZConfigurationExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZConfigurationExtension(struct soap*, tt__PTZConfigurationExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZConfigurationExtension(struct soap*, const char *, int, tt__PTZConfigurationExtension *const*, const char *);
-SOAP_FMAC3 tt__PTZConfigurationExtension ** SOAP_FMAC4 soap_in_PointerTott__PTZConfigurationExtension(struct soap*, const char*, tt__PTZConfigurationExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZConfigurationExtension(struct soap*, tt__PTZConfigurationExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__PTZConfigurationExtension ** SOAP_FMAC4 soap_get_PointerTott__PTZConfigurationExtension(struct soap*, tt__PTZConfigurationExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__ZoomLimits_DEFINED
-#define SOAP_TYPE_PointerTott__ZoomLimits_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ZoomLimits(struct soap*, tt__ZoomLimits *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ZoomLimits(struct soap*, const char *, int, tt__ZoomLimits *const*, const char *);
-SOAP_FMAC3 tt__ZoomLimits ** SOAP_FMAC4 soap_in_PointerTott__ZoomLimits(struct soap*, const char*, tt__ZoomLimits **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ZoomLimits(struct soap*, tt__ZoomLimits *const*, const char*, const char*);
-SOAP_FMAC3 tt__ZoomLimits ** SOAP_FMAC4 soap_get_PointerTott__ZoomLimits(struct soap*, tt__ZoomLimits **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__PanTiltLimits_DEFINED
-#define SOAP_TYPE_PointerTott__PanTiltLimits_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PanTiltLimits(struct soap*, tt__PanTiltLimits *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PanTiltLimits(struct soap*, const char *, int, tt__PanTiltLimits *const*, const char *);
-SOAP_FMAC3 tt__PanTiltLimits ** SOAP_FMAC4 soap_in_PointerTott__PanTiltLimits(struct soap*, const char*, tt__PanTiltLimits **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PanTiltLimits(struct soap*, tt__PanTiltLimits *const*, const char*, const char*);
-SOAP_FMAC3 tt__PanTiltLimits ** SOAP_FMAC4 soap_get_PointerTott__PanTiltLimits(struct soap*, tt__PanTiltLimits **, const char*, const char*);
-#endif
-
 #ifndef SOAP_TYPE_PointerTott__PTZNodeExtension_DEFINED
 #define SOAP_TYPE_PointerTott__PTZNodeExtension_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZNodeExtension(struct soap*, tt__PTZNodeExtension *const*);
@@ -38744,60 +37829,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZSpaces(struct soap*, const ch
 SOAP_FMAC3 tt__PTZSpaces ** SOAP_FMAC4 soap_in_PointerTott__PTZSpaces(struct soap*, const char*, tt__PTZSpaces **, const char*);
 SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZSpaces(struct soap*, tt__PTZSpaces *const*, const char*, const char*);
 SOAP_FMAC3 tt__PTZSpaces ** SOAP_FMAC4 soap_get_PointerTott__PTZSpaces(struct soap*, tt__PTZSpaces **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__MetadataConfigurationExtension_DEFINED
-#define SOAP_TYPE_PointerTott__MetadataConfigurationExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MetadataConfigurationExtension(struct soap*, tt__MetadataConfigurationExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__MetadataConfigurationExtension(struct soap*, const char *, int, tt__MetadataConfigurationExtension *const*, const char *);
-SOAP_FMAC3 tt__MetadataConfigurationExtension ** SOAP_FMAC4 soap_in_PointerTott__MetadataConfigurationExtension(struct soap*, const char*, tt__MetadataConfigurationExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MetadataConfigurationExtension(struct soap*, tt__MetadataConfigurationExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__MetadataConfigurationExtension ** SOAP_FMAC4 soap_get_PointerTott__MetadataConfigurationExtension(struct soap*, tt__MetadataConfigurationExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__SensorDataFilter_DEFINED
-#define SOAP_TYPE_PointerTott__SensorDataFilter_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SensorDataFilter(struct soap*, tt__SensorDataFilter *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SensorDataFilter(struct soap*, const char *, int, tt__SensorDataFilter *const*, const char *);
-SOAP_FMAC3 tt__SensorDataFilter ** SOAP_FMAC4 soap_in_PointerTott__SensorDataFilter(struct soap*, const char*, tt__SensorDataFilter **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SensorDataFilter(struct soap*, tt__SensorDataFilter *const*, const char*, const char*);
-SOAP_FMAC3 tt__SensorDataFilter ** SOAP_FMAC4 soap_get_PointerTott__SensorDataFilter(struct soap*, tt__SensorDataFilter **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__EventSubscription_DEFINED
-#define SOAP_TYPE_PointerTott__EventSubscription_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__EventSubscription(struct soap*, tt__EventSubscription *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__EventSubscription(struct soap*, const char *, int, tt__EventSubscription *const*, const char *);
-SOAP_FMAC3 tt__EventSubscription ** SOAP_FMAC4 soap_in_PointerTott__EventSubscription(struct soap*, const char*, tt__EventSubscription **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__EventSubscription(struct soap*, tt__EventSubscription *const*, const char*, const char*);
-SOAP_FMAC3 tt__EventSubscription ** SOAP_FMAC4 soap_get_PointerTott__EventSubscription(struct soap*, tt__EventSubscription **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__PTZFilter_DEFINED
-#define SOAP_TYPE_PointerTott__PTZFilter_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZFilter(struct soap*, tt__PTZFilter *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZFilter(struct soap*, const char *, int, tt__PTZFilter *const*, const char *);
-SOAP_FMAC3 tt__PTZFilter ** SOAP_FMAC4 soap_in_PointerTott__PTZFilter(struct soap*, const char*, tt__PTZFilter **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZFilter(struct soap*, tt__PTZFilter *const*, const char*, const char*);
-SOAP_FMAC3 tt__PTZFilter ** SOAP_FMAC4 soap_get_PointerTott__PTZFilter(struct soap*, tt__PTZFilter **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__RuleEngineConfiguration_DEFINED
-#define SOAP_TYPE_PointerTott__RuleEngineConfiguration_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RuleEngineConfiguration(struct soap*, tt__RuleEngineConfiguration *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RuleEngineConfiguration(struct soap*, const char *, int, tt__RuleEngineConfiguration *const*, const char *);
-SOAP_FMAC3 tt__RuleEngineConfiguration ** SOAP_FMAC4 soap_in_PointerTott__RuleEngineConfiguration(struct soap*, const char*, tt__RuleEngineConfiguration **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RuleEngineConfiguration(struct soap*, tt__RuleEngineConfiguration *const*, const char*, const char*);
-SOAP_FMAC3 tt__RuleEngineConfiguration ** SOAP_FMAC4 soap_get_PointerTott__RuleEngineConfiguration(struct soap*, tt__RuleEngineConfiguration **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__AnalyticsEngineConfiguration_DEFINED
-#define SOAP_TYPE_PointerTott__AnalyticsEngineConfiguration_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AnalyticsEngineConfiguration(struct soap*, tt__AnalyticsEngineConfiguration *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AnalyticsEngineConfiguration(struct soap*, const char *, int, tt__AnalyticsEngineConfiguration *const*, const char *);
-SOAP_FMAC3 tt__AnalyticsEngineConfiguration ** SOAP_FMAC4 soap_in_PointerTott__AnalyticsEngineConfiguration(struct soap*, const char*, tt__AnalyticsEngineConfiguration **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AnalyticsEngineConfiguration(struct soap*, tt__AnalyticsEngineConfiguration *const*, const char*, const char*);
-SOAP_FMAC3 tt__AnalyticsEngineConfiguration ** SOAP_FMAC4 soap_get_PointerTott__AnalyticsEngineConfiguration(struct soap*, tt__AnalyticsEngineConfiguration **, const char*, const char*);
 #endif
 
 #ifndef SOAP_TYPE_PointerTott__MulticastConfiguration_DEFINED
@@ -38836,24 +37867,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoRateControl(struct soap*, t
 SOAP_FMAC3 tt__VideoRateControl ** SOAP_FMAC4 soap_get_PointerTott__VideoRateControl(struct soap*, tt__VideoRateControl **, const char*, const char*);
 #endif
 
-#ifndef SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension_DEFINED
-#define SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoSourceConfigurationExtension(struct soap*, tt__VideoSourceConfigurationExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoSourceConfigurationExtension(struct soap*, const char *, int, tt__VideoSourceConfigurationExtension *const*, const char *);
-SOAP_FMAC3 tt__VideoSourceConfigurationExtension ** SOAP_FMAC4 soap_in_PointerTott__VideoSourceConfigurationExtension(struct soap*, const char*, tt__VideoSourceConfigurationExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoSourceConfigurationExtension(struct soap*, tt__VideoSourceConfigurationExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__VideoSourceConfigurationExtension ** SOAP_FMAC4 soap_get_PointerTott__VideoSourceConfigurationExtension(struct soap*, tt__VideoSourceConfigurationExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__IntRectangle_DEFINED
-#define SOAP_TYPE_PointerTott__IntRectangle_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__IntRectangle(struct soap*, tt__IntRectangle *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__IntRectangle(struct soap*, const char *, int, tt__IntRectangle *const*, const char *);
-SOAP_FMAC3 tt__IntRectangle ** SOAP_FMAC4 soap_in_PointerTott__IntRectangle(struct soap*, const char*, tt__IntRectangle **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IntRectangle(struct soap*, tt__IntRectangle *const*, const char*, const char*);
-SOAP_FMAC3 tt__IntRectangle ** SOAP_FMAC4 soap_get_PointerTott__IntRectangle(struct soap*, tt__IntRectangle **, const char*, const char*);
-#endif
-
 #ifndef SOAP_TYPE_PointerToxsd__duration_DEFINED
 #define SOAP_TYPE_PointerToxsd__duration_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerToxsd__duration(struct soap*, std::string *const*);
@@ -38870,6 +37883,15 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZSpeed(struct soap*, const cha
 SOAP_FMAC3 tt__PTZSpeed ** SOAP_FMAC4 soap_in_PointerTott__PTZSpeed(struct soap*, const char*, tt__PTZSpeed **, const char*);
 SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZSpeed(struct soap*, tt__PTZSpeed *const*, const char*, const char*);
 SOAP_FMAC3 tt__PTZSpeed ** SOAP_FMAC4 soap_get_PointerTott__PTZSpeed(struct soap*, tt__PTZSpeed **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTostd__string_DEFINED
+#define SOAP_TYPE_PointerTostd__string_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTostd__string(struct soap*, std::string *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTostd__string(struct soap*, const char *, int, std::string *const*, const char *);
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTostd__string(struct soap*, const char*, std::string **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTostd__string(struct soap*, std::string *const*, const char*, const char*);
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTostd__string(struct soap*, std::string **, const char*, const char*);
 #endif
 
 #ifndef SOAP_TYPE_PointerTott__PTZPreset_DEFINED
@@ -38933,51 +37955,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerToxsd__anyURI(struct soap*, const char
 SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerToxsd__anyURI(struct soap*, const char*, std::string **, const char*);
 SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerToxsd__anyURI(struct soap*, std::string *const*, const char*, const char*);
 SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerToxsd__anyURI(struct soap*, std::string **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__ItemList_DEFINED
-#define SOAP_TYPE_PointerTott__ItemList_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ItemList(struct soap*, tt__ItemList *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ItemList(struct soap*, const char *, int, tt__ItemList *const*, const char *);
-SOAP_FMAC3 tt__ItemList ** SOAP_FMAC4 soap_in_PointerTott__ItemList(struct soap*, const char*, tt__ItemList **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ItemList(struct soap*, tt__ItemList *const*, const char*, const char*);
-SOAP_FMAC3 tt__ItemList ** SOAP_FMAC4 soap_get_PointerTott__ItemList(struct soap*, tt__ItemList **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__RuleEngineConfigurationExtension_DEFINED
-#define SOAP_TYPE_PointerTott__RuleEngineConfigurationExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RuleEngineConfigurationExtension(struct soap*, tt__RuleEngineConfigurationExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RuleEngineConfigurationExtension(struct soap*, const char *, int, tt__RuleEngineConfigurationExtension *const*, const char *);
-SOAP_FMAC3 tt__RuleEngineConfigurationExtension ** SOAP_FMAC4 soap_in_PointerTott__RuleEngineConfigurationExtension(struct soap*, const char*, tt__RuleEngineConfigurationExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RuleEngineConfigurationExtension(struct soap*, tt__RuleEngineConfigurationExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__RuleEngineConfigurationExtension ** SOAP_FMAC4 soap_get_PointerTott__RuleEngineConfigurationExtension(struct soap*, tt__RuleEngineConfigurationExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__AnalyticsEngineConfigurationExtension_DEFINED
-#define SOAP_TYPE_PointerTott__AnalyticsEngineConfigurationExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AnalyticsEngineConfigurationExtension(struct soap*, tt__AnalyticsEngineConfigurationExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AnalyticsEngineConfigurationExtension(struct soap*, const char *, int, tt__AnalyticsEngineConfigurationExtension *const*, const char *);
-SOAP_FMAC3 tt__AnalyticsEngineConfigurationExtension ** SOAP_FMAC4 soap_in_PointerTott__AnalyticsEngineConfigurationExtension(struct soap*, const char*, tt__AnalyticsEngineConfigurationExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AnalyticsEngineConfigurationExtension(struct soap*, tt__AnalyticsEngineConfigurationExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__AnalyticsEngineConfigurationExtension ** SOAP_FMAC4 soap_get_PointerTott__AnalyticsEngineConfigurationExtension(struct soap*, tt__AnalyticsEngineConfigurationExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__Config_DEFINED
-#define SOAP_TYPE_PointerTott__Config_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Config(struct soap*, tt__Config *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Config(struct soap*, const char *, int, tt__Config *const*, const char *);
-SOAP_FMAC3 tt__Config ** SOAP_FMAC4 soap_in_PointerTott__Config(struct soap*, const char*, tt__Config **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Config(struct soap*, tt__Config *const*, const char*, const char*);
-SOAP_FMAC3 tt__Config ** SOAP_FMAC4 soap_get_PointerTott__Config(struct soap*, tt__Config **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__ItemListExtension_DEFINED
-#define SOAP_TYPE_PointerTott__ItemListExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ItemListExtension(struct soap*, tt__ItemListExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ItemListExtension(struct soap*, const char *, int, tt__ItemListExtension *const*, const char *);
-SOAP_FMAC3 tt__ItemListExtension ** SOAP_FMAC4 soap_in_PointerTott__ItemListExtension(struct soap*, const char*, tt__ItemListExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ItemListExtension(struct soap*, tt__ItemListExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__ItemListExtension ** SOAP_FMAC4 soap_get_PointerTott__ItemListExtension(struct soap*, tt__ItemListExtension **, const char*, const char*);
 #endif
 
 #ifndef SOAP_TYPE_PointerTott__ReferenceToken_DEFINED
@@ -39061,168 +38038,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Space2DDescription(struct soap*,
 SOAP_FMAC3 tt__Space2DDescription ** SOAP_FMAC4 soap_get_PointerTott__Space2DDescription(struct soap*, tt__Space2DDescription **, const char*, const char*);
 #endif
 
-#ifndef SOAP_TYPE_PointerTott__PTControlDirectionExtension_DEFINED
-#define SOAP_TYPE_PointerTott__PTControlDirectionExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTControlDirectionExtension(struct soap*, tt__PTControlDirectionExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTControlDirectionExtension(struct soap*, const char *, int, tt__PTControlDirectionExtension *const*, const char *);
-SOAP_FMAC3 tt__PTControlDirectionExtension ** SOAP_FMAC4 soap_in_PointerTott__PTControlDirectionExtension(struct soap*, const char*, tt__PTControlDirectionExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTControlDirectionExtension(struct soap*, tt__PTControlDirectionExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__PTControlDirectionExtension ** SOAP_FMAC4 soap_get_PointerTott__PTControlDirectionExtension(struct soap*, tt__PTControlDirectionExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__Reverse_DEFINED
-#define SOAP_TYPE_PointerTott__Reverse_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Reverse(struct soap*, tt__Reverse *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Reverse(struct soap*, const char *, int, tt__Reverse *const*, const char *);
-SOAP_FMAC3 tt__Reverse ** SOAP_FMAC4 soap_in_PointerTott__Reverse(struct soap*, const char*, tt__Reverse **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Reverse(struct soap*, tt__Reverse *const*, const char*, const char*);
-SOAP_FMAC3 tt__Reverse ** SOAP_FMAC4 soap_get_PointerTott__Reverse(struct soap*, tt__Reverse **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__EFlip_DEFINED
-#define SOAP_TYPE_PointerTott__EFlip_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__EFlip(struct soap*, tt__EFlip *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__EFlip(struct soap*, const char *, int, tt__EFlip *const*, const char *);
-SOAP_FMAC3 tt__EFlip ** SOAP_FMAC4 soap_in_PointerTott__EFlip(struct soap*, const char*, tt__EFlip **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__EFlip(struct soap*, tt__EFlip *const*, const char*, const char*);
-SOAP_FMAC3 tt__EFlip ** SOAP_FMAC4 soap_get_PointerTott__EFlip(struct soap*, tt__EFlip **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__PTZConfigurationExtension2_DEFINED
-#define SOAP_TYPE_PointerTott__PTZConfigurationExtension2_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZConfigurationExtension2(struct soap*, tt__PTZConfigurationExtension2 *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZConfigurationExtension2(struct soap*, const char *, int, tt__PTZConfigurationExtension2 *const*, const char *);
-SOAP_FMAC3 tt__PTZConfigurationExtension2 ** SOAP_FMAC4 soap_in_PointerTott__PTZConfigurationExtension2(struct soap*, const char*, tt__PTZConfigurationExtension2 **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZConfigurationExtension2(struct soap*, tt__PTZConfigurationExtension2 *const*, const char*, const char*);
-SOAP_FMAC3 tt__PTZConfigurationExtension2 ** SOAP_FMAC4 soap_get_PointerTott__PTZConfigurationExtension2(struct soap*, tt__PTZConfigurationExtension2 **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__PTControlDirection_DEFINED
-#define SOAP_TYPE_PointerTott__PTControlDirection_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTControlDirection(struct soap*, tt__PTControlDirection *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTControlDirection(struct soap*, const char *, int, tt__PTControlDirection *const*, const char *);
-SOAP_FMAC3 tt__PTControlDirection ** SOAP_FMAC4 soap_in_PointerTott__PTControlDirection(struct soap*, const char*, tt__PTControlDirection **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTControlDirection(struct soap*, tt__PTControlDirection *const*, const char*, const char*);
-SOAP_FMAC3 tt__PTControlDirection ** SOAP_FMAC4 soap_get_PointerTott__PTControlDirection(struct soap*, tt__PTControlDirection **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__PTZPresetTourSupportedExtension_DEFINED
-#define SOAP_TYPE_PointerTott__PTZPresetTourSupportedExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZPresetTourSupportedExtension(struct soap*, tt__PTZPresetTourSupportedExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZPresetTourSupportedExtension(struct soap*, const char *, int, tt__PTZPresetTourSupportedExtension *const*, const char *);
-SOAP_FMAC3 tt__PTZPresetTourSupportedExtension ** SOAP_FMAC4 soap_in_PointerTott__PTZPresetTourSupportedExtension(struct soap*, const char*, tt__PTZPresetTourSupportedExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZPresetTourSupportedExtension(struct soap*, tt__PTZPresetTourSupportedExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__PTZPresetTourSupportedExtension ** SOAP_FMAC4 soap_get_PointerTott__PTZPresetTourSupportedExtension(struct soap*, tt__PTZPresetTourSupportedExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__PTZNodeExtension2_DEFINED
-#define SOAP_TYPE_PointerTott__PTZNodeExtension2_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZNodeExtension2(struct soap*, tt__PTZNodeExtension2 *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZNodeExtension2(struct soap*, const char *, int, tt__PTZNodeExtension2 *const*, const char *);
-SOAP_FMAC3 tt__PTZNodeExtension2 ** SOAP_FMAC4 soap_in_PointerTott__PTZNodeExtension2(struct soap*, const char*, tt__PTZNodeExtension2 **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZNodeExtension2(struct soap*, tt__PTZNodeExtension2 *const*, const char*, const char*);
-SOAP_FMAC3 tt__PTZNodeExtension2 ** SOAP_FMAC4 soap_get_PointerTott__PTZNodeExtension2(struct soap*, tt__PTZNodeExtension2 **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__PTZPresetTourSupported_DEFINED
-#define SOAP_TYPE_PointerTott__PTZPresetTourSupported_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZPresetTourSupported(struct soap*, tt__PTZPresetTourSupported *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZPresetTourSupported(struct soap*, const char *, int, tt__PTZPresetTourSupported *const*, const char *);
-SOAP_FMAC3 tt__PTZPresetTourSupported ** SOAP_FMAC4 soap_in_PointerTott__PTZPresetTourSupported(struct soap*, const char*, tt__PTZPresetTourSupported **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZPresetTourSupported(struct soap*, tt__PTZPresetTourSupported *const*, const char*, const char*);
-SOAP_FMAC3 tt__PTZPresetTourSupported ** SOAP_FMAC4 soap_get_PointerTott__PTZPresetTourSupported(struct soap*, tt__PTZPresetTourSupported **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__AnalyticsDeviceExtension_DEFINED
-#define SOAP_TYPE_PointerTott__AnalyticsDeviceExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AnalyticsDeviceExtension(struct soap*, tt__AnalyticsDeviceExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AnalyticsDeviceExtension(struct soap*, const char *, int, tt__AnalyticsDeviceExtension *const*, const char *);
-SOAP_FMAC3 tt__AnalyticsDeviceExtension ** SOAP_FMAC4 soap_in_PointerTott__AnalyticsDeviceExtension(struct soap*, const char*, tt__AnalyticsDeviceExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AnalyticsDeviceExtension(struct soap*, tt__AnalyticsDeviceExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__AnalyticsDeviceExtension ** SOAP_FMAC4 soap_get_PointerTott__AnalyticsDeviceExtension(struct soap*, tt__AnalyticsDeviceExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__SystemCapabilitiesExtension2_DEFINED
-#define SOAP_TYPE_PointerTott__SystemCapabilitiesExtension2_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SystemCapabilitiesExtension2(struct soap*, tt__SystemCapabilitiesExtension2 *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SystemCapabilitiesExtension2(struct soap*, const char *, int, tt__SystemCapabilitiesExtension2 *const*, const char *);
-SOAP_FMAC3 tt__SystemCapabilitiesExtension2 ** SOAP_FMAC4 soap_in_PointerTott__SystemCapabilitiesExtension2(struct soap*, const char*, tt__SystemCapabilitiesExtension2 **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemCapabilitiesExtension2(struct soap*, tt__SystemCapabilitiesExtension2 *const*, const char*, const char*);
-SOAP_FMAC3 tt__SystemCapabilitiesExtension2 ** SOAP_FMAC4 soap_get_PointerTott__SystemCapabilitiesExtension2(struct soap*, tt__SystemCapabilitiesExtension2 **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__SystemCapabilitiesExtension_DEFINED
-#define SOAP_TYPE_PointerTott__SystemCapabilitiesExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SystemCapabilitiesExtension(struct soap*, tt__SystemCapabilitiesExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SystemCapabilitiesExtension(struct soap*, const char *, int, tt__SystemCapabilitiesExtension *const*, const char *);
-SOAP_FMAC3 tt__SystemCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__SystemCapabilitiesExtension(struct soap*, const char*, tt__SystemCapabilitiesExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemCapabilitiesExtension(struct soap*, tt__SystemCapabilitiesExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__SystemCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__SystemCapabilitiesExtension(struct soap*, tt__SystemCapabilitiesExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__OnvifVersion_DEFINED
-#define SOAP_TYPE_PointerTott__OnvifVersion_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__OnvifVersion(struct soap*, tt__OnvifVersion *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__OnvifVersion(struct soap*, const char *, int, tt__OnvifVersion *const*, const char *);
-SOAP_FMAC3 tt__OnvifVersion ** SOAP_FMAC4 soap_in_PointerTott__OnvifVersion(struct soap*, const char*, tt__OnvifVersion **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__OnvifVersion(struct soap*, tt__OnvifVersion *const*, const char*, const char*);
-SOAP_FMAC3 tt__OnvifVersion ** SOAP_FMAC4 soap_get_PointerTott__OnvifVersion(struct soap*, tt__OnvifVersion **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension2_DEFINED
-#define SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension2_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SecurityCapabilitiesExtension2(struct soap*, tt__SecurityCapabilitiesExtension2 *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SecurityCapabilitiesExtension2(struct soap*, const char *, int, tt__SecurityCapabilitiesExtension2 *const*, const char *);
-SOAP_FMAC3 tt__SecurityCapabilitiesExtension2 ** SOAP_FMAC4 soap_in_PointerTott__SecurityCapabilitiesExtension2(struct soap*, const char*, tt__SecurityCapabilitiesExtension2 **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SecurityCapabilitiesExtension2(struct soap*, tt__SecurityCapabilitiesExtension2 *const*, const char*, const char*);
-SOAP_FMAC3 tt__SecurityCapabilitiesExtension2 ** SOAP_FMAC4 soap_get_PointerTott__SecurityCapabilitiesExtension2(struct soap*, tt__SecurityCapabilitiesExtension2 **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension_DEFINED
-#define SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SecurityCapabilitiesExtension(struct soap*, tt__SecurityCapabilitiesExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SecurityCapabilitiesExtension(struct soap*, const char *, int, tt__SecurityCapabilitiesExtension *const*, const char *);
-SOAP_FMAC3 tt__SecurityCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__SecurityCapabilitiesExtension(struct soap*, const char*, tt__SecurityCapabilitiesExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SecurityCapabilitiesExtension(struct soap*, tt__SecurityCapabilitiesExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__SecurityCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__SecurityCapabilitiesExtension(struct soap*, tt__SecurityCapabilitiesExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension2_DEFINED
-#define SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension2_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__NetworkCapabilitiesExtension2(struct soap*, tt__NetworkCapabilitiesExtension2 *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__NetworkCapabilitiesExtension2(struct soap*, const char *, int, tt__NetworkCapabilitiesExtension2 *const*, const char *);
-SOAP_FMAC3 tt__NetworkCapabilitiesExtension2 ** SOAP_FMAC4 soap_in_PointerTott__NetworkCapabilitiesExtension2(struct soap*, const char*, tt__NetworkCapabilitiesExtension2 **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__NetworkCapabilitiesExtension2(struct soap*, tt__NetworkCapabilitiesExtension2 *const*, const char*, const char*);
-SOAP_FMAC3 tt__NetworkCapabilitiesExtension2 ** SOAP_FMAC4 soap_get_PointerTott__NetworkCapabilitiesExtension2(struct soap*, tt__NetworkCapabilitiesExtension2 **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension_DEFINED
-#define SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__NetworkCapabilitiesExtension(struct soap*, tt__NetworkCapabilitiesExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__NetworkCapabilitiesExtension(struct soap*, const char *, int, tt__NetworkCapabilitiesExtension *const*, const char *);
-SOAP_FMAC3 tt__NetworkCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__NetworkCapabilitiesExtension(struct soap*, const char*, tt__NetworkCapabilitiesExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__NetworkCapabilitiesExtension(struct soap*, tt__NetworkCapabilitiesExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__NetworkCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__NetworkCapabilitiesExtension(struct soap*, tt__NetworkCapabilitiesExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__RealTimeStreamingCapabilitiesExtension_DEFINED
-#define SOAP_TYPE_PointerTott__RealTimeStreamingCapabilitiesExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RealTimeStreamingCapabilitiesExtension(struct soap*, tt__RealTimeStreamingCapabilitiesExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RealTimeStreamingCapabilitiesExtension(struct soap*, const char *, int, tt__RealTimeStreamingCapabilitiesExtension *const*, const char *);
-SOAP_FMAC3 tt__RealTimeStreamingCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__RealTimeStreamingCapabilitiesExtension(struct soap*, const char*, tt__RealTimeStreamingCapabilitiesExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RealTimeStreamingCapabilitiesExtension(struct soap*, tt__RealTimeStreamingCapabilitiesExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__RealTimeStreamingCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__RealTimeStreamingCapabilitiesExtension(struct soap*, tt__RealTimeStreamingCapabilitiesExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__ProfileCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__ProfileCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ProfileCapabilities(struct soap*, tt__ProfileCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ProfileCapabilities(struct soap*, const char *, int, tt__ProfileCapabilities *const*, const char *);
-SOAP_FMAC3 tt__ProfileCapabilities ** SOAP_FMAC4 soap_in_PointerTott__ProfileCapabilities(struct soap*, const char*, tt__ProfileCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ProfileCapabilities(struct soap*, tt__ProfileCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__ProfileCapabilities ** SOAP_FMAC4 soap_get_PointerTott__ProfileCapabilities(struct soap*, tt__ProfileCapabilities **, const char*, const char*);
-#endif
-
 #ifndef SOAP_TYPE_PointerTott__MediaCapabilitiesExtension_DEFINED
 #define SOAP_TYPE_PointerTott__MediaCapabilitiesExtension_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MediaCapabilitiesExtension(struct soap*, tt__MediaCapabilitiesExtension *const*);
@@ -39230,33 +38045,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__MediaCapabilitiesExtension(struc
 SOAP_FMAC3 tt__MediaCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__MediaCapabilitiesExtension(struct soap*, const char*, tt__MediaCapabilitiesExtension **, const char*);
 SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MediaCapabilitiesExtension(struct soap*, tt__MediaCapabilitiesExtension *const*, const char*, const char*);
 SOAP_FMAC3 tt__MediaCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__MediaCapabilitiesExtension(struct soap*, tt__MediaCapabilitiesExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__RealTimeStreamingCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__RealTimeStreamingCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RealTimeStreamingCapabilities(struct soap*, tt__RealTimeStreamingCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RealTimeStreamingCapabilities(struct soap*, const char *, int, tt__RealTimeStreamingCapabilities *const*, const char *);
-SOAP_FMAC3 tt__RealTimeStreamingCapabilities ** SOAP_FMAC4 soap_in_PointerTott__RealTimeStreamingCapabilities(struct soap*, const char*, tt__RealTimeStreamingCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RealTimeStreamingCapabilities(struct soap*, tt__RealTimeStreamingCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__RealTimeStreamingCapabilities ** SOAP_FMAC4 soap_get_PointerTott__RealTimeStreamingCapabilities(struct soap*, tt__RealTimeStreamingCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__IOCapabilitiesExtension2_DEFINED
-#define SOAP_TYPE_PointerTott__IOCapabilitiesExtension2_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__IOCapabilitiesExtension2(struct soap*, tt__IOCapabilitiesExtension2 *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__IOCapabilitiesExtension2(struct soap*, const char *, int, tt__IOCapabilitiesExtension2 *const*, const char *);
-SOAP_FMAC3 tt__IOCapabilitiesExtension2 ** SOAP_FMAC4 soap_in_PointerTott__IOCapabilitiesExtension2(struct soap*, const char*, tt__IOCapabilitiesExtension2 **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IOCapabilitiesExtension2(struct soap*, tt__IOCapabilitiesExtension2 *const*, const char*, const char*);
-SOAP_FMAC3 tt__IOCapabilitiesExtension2 ** SOAP_FMAC4 soap_get_PointerTott__IOCapabilitiesExtension2(struct soap*, tt__IOCapabilitiesExtension2 **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__IOCapabilitiesExtension_DEFINED
-#define SOAP_TYPE_PointerTott__IOCapabilitiesExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__IOCapabilitiesExtension(struct soap*, tt__IOCapabilitiesExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__IOCapabilitiesExtension(struct soap*, const char *, int, tt__IOCapabilitiesExtension *const*, const char *);
-SOAP_FMAC3 tt__IOCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__IOCapabilitiesExtension(struct soap*, const char*, tt__IOCapabilitiesExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IOCapabilitiesExtension(struct soap*, tt__IOCapabilitiesExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__IOCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__IOCapabilitiesExtension(struct soap*, tt__IOCapabilitiesExtension **, const char*, const char*);
 #endif
 
 #ifndef SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension_DEFINED
@@ -39302,78 +38090,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__NetworkCapabilities(struct soap*
 SOAP_FMAC3 tt__NetworkCapabilities ** SOAP_FMAC4 soap_in_PointerTott__NetworkCapabilities(struct soap*, const char*, tt__NetworkCapabilities **, const char*);
 SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__NetworkCapabilities(struct soap*, tt__NetworkCapabilities *const*, const char*, const char*);
 SOAP_FMAC3 tt__NetworkCapabilities ** SOAP_FMAC4 soap_get_PointerTott__NetworkCapabilities(struct soap*, tt__NetworkCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__CapabilitiesExtension2_DEFINED
-#define SOAP_TYPE_PointerTott__CapabilitiesExtension2_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__CapabilitiesExtension2(struct soap*, tt__CapabilitiesExtension2 *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__CapabilitiesExtension2(struct soap*, const char *, int, tt__CapabilitiesExtension2 *const*, const char *);
-SOAP_FMAC3 tt__CapabilitiesExtension2 ** SOAP_FMAC4 soap_in_PointerTott__CapabilitiesExtension2(struct soap*, const char*, tt__CapabilitiesExtension2 **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__CapabilitiesExtension2(struct soap*, tt__CapabilitiesExtension2 *const*, const char*, const char*);
-SOAP_FMAC3 tt__CapabilitiesExtension2 ** SOAP_FMAC4 soap_get_PointerTott__CapabilitiesExtension2(struct soap*, tt__CapabilitiesExtension2 **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__AnalyticsDeviceCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__AnalyticsDeviceCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AnalyticsDeviceCapabilities(struct soap*, tt__AnalyticsDeviceCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AnalyticsDeviceCapabilities(struct soap*, const char *, int, tt__AnalyticsDeviceCapabilities *const*, const char *);
-SOAP_FMAC3 tt__AnalyticsDeviceCapabilities ** SOAP_FMAC4 soap_in_PointerTott__AnalyticsDeviceCapabilities(struct soap*, const char*, tt__AnalyticsDeviceCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AnalyticsDeviceCapabilities(struct soap*, tt__AnalyticsDeviceCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__AnalyticsDeviceCapabilities ** SOAP_FMAC4 soap_get_PointerTott__AnalyticsDeviceCapabilities(struct soap*, tt__AnalyticsDeviceCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__ReceiverCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__ReceiverCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ReceiverCapabilities(struct soap*, tt__ReceiverCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ReceiverCapabilities(struct soap*, const char *, int, tt__ReceiverCapabilities *const*, const char *);
-SOAP_FMAC3 tt__ReceiverCapabilities ** SOAP_FMAC4 soap_in_PointerTott__ReceiverCapabilities(struct soap*, const char*, tt__ReceiverCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ReceiverCapabilities(struct soap*, tt__ReceiverCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__ReceiverCapabilities ** SOAP_FMAC4 soap_get_PointerTott__ReceiverCapabilities(struct soap*, tt__ReceiverCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__ReplayCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__ReplayCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ReplayCapabilities(struct soap*, tt__ReplayCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ReplayCapabilities(struct soap*, const char *, int, tt__ReplayCapabilities *const*, const char *);
-SOAP_FMAC3 tt__ReplayCapabilities ** SOAP_FMAC4 soap_in_PointerTott__ReplayCapabilities(struct soap*, const char*, tt__ReplayCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ReplayCapabilities(struct soap*, tt__ReplayCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__ReplayCapabilities ** SOAP_FMAC4 soap_get_PointerTott__ReplayCapabilities(struct soap*, tt__ReplayCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__SearchCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__SearchCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SearchCapabilities(struct soap*, tt__SearchCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SearchCapabilities(struct soap*, const char *, int, tt__SearchCapabilities *const*, const char *);
-SOAP_FMAC3 tt__SearchCapabilities ** SOAP_FMAC4 soap_in_PointerTott__SearchCapabilities(struct soap*, const char*, tt__SearchCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SearchCapabilities(struct soap*, tt__SearchCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__SearchCapabilities ** SOAP_FMAC4 soap_get_PointerTott__SearchCapabilities(struct soap*, tt__SearchCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__RecordingCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__RecordingCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RecordingCapabilities(struct soap*, tt__RecordingCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RecordingCapabilities(struct soap*, const char *, int, tt__RecordingCapabilities *const*, const char *);
-SOAP_FMAC3 tt__RecordingCapabilities ** SOAP_FMAC4 soap_in_PointerTott__RecordingCapabilities(struct soap*, const char*, tt__RecordingCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RecordingCapabilities(struct soap*, tt__RecordingCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__RecordingCapabilities ** SOAP_FMAC4 soap_get_PointerTott__RecordingCapabilities(struct soap*, tt__RecordingCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__DisplayCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__DisplayCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DisplayCapabilities(struct soap*, tt__DisplayCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DisplayCapabilities(struct soap*, const char *, int, tt__DisplayCapabilities *const*, const char *);
-SOAP_FMAC3 tt__DisplayCapabilities ** SOAP_FMAC4 soap_in_PointerTott__DisplayCapabilities(struct soap*, const char*, tt__DisplayCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DisplayCapabilities(struct soap*, tt__DisplayCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__DisplayCapabilities ** SOAP_FMAC4 soap_get_PointerTott__DisplayCapabilities(struct soap*, tt__DisplayCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__DeviceIOCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__DeviceIOCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DeviceIOCapabilities(struct soap*, tt__DeviceIOCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DeviceIOCapabilities(struct soap*, const char *, int, tt__DeviceIOCapabilities *const*, const char *);
-SOAP_FMAC3 tt__DeviceIOCapabilities ** SOAP_FMAC4 soap_in_PointerTott__DeviceIOCapabilities(struct soap*, const char*, tt__DeviceIOCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DeviceIOCapabilities(struct soap*, tt__DeviceIOCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__DeviceIOCapabilities ** SOAP_FMAC4 soap_get_PointerTott__DeviceIOCapabilities(struct soap*, tt__DeviceIOCapabilities **, const char*, const char*);
 #endif
 
 #ifndef SOAP_TYPE_PointerTott__CapabilitiesExtension_DEFINED
@@ -39484,24 +38200,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IPAddress(struct soap*, tt__IPAd
 SOAP_FMAC3 tt__IPAddress ** SOAP_FMAC4 soap_get_PointerTott__IPAddress(struct soap*, tt__IPAddress **, const char*, const char*);
 #endif
 
-#ifndef SOAP_TYPE_PointerTo_tt__EventSubscription_SubscriptionPolicy_DEFINED
-#define SOAP_TYPE_PointerTo_tt__EventSubscription_SubscriptionPolicy_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTo_tt__EventSubscription_SubscriptionPolicy(struct soap*, _tt__EventSubscription_SubscriptionPolicy *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTo_tt__EventSubscription_SubscriptionPolicy(struct soap*, const char *, int, _tt__EventSubscription_SubscriptionPolicy *const*, const char *);
-SOAP_FMAC3 _tt__EventSubscription_SubscriptionPolicy ** SOAP_FMAC4 soap_in_PointerTo_tt__EventSubscription_SubscriptionPolicy(struct soap*, const char*, _tt__EventSubscription_SubscriptionPolicy **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTo_tt__EventSubscription_SubscriptionPolicy(struct soap*, _tt__EventSubscription_SubscriptionPolicy *const*, const char*, const char*);
-SOAP_FMAC3 _tt__EventSubscription_SubscriptionPolicy ** SOAP_FMAC4 soap_get_PointerTo_tt__EventSubscription_SubscriptionPolicy(struct soap*, _tt__EventSubscription_SubscriptionPolicy **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTowsnt__FilterType_DEFINED
-#define SOAP_TYPE_PointerTowsnt__FilterType_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTowsnt__FilterType(struct soap*, wsnt__FilterType *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTowsnt__FilterType(struct soap*, const char *, int, wsnt__FilterType *const*, const char *);
-SOAP_FMAC3 wsnt__FilterType ** SOAP_FMAC4 soap_in_PointerTowsnt__FilterType(struct soap*, const char*, wsnt__FilterType **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTowsnt__FilterType(struct soap*, wsnt__FilterType *const*, const char*, const char*);
-SOAP_FMAC3 wsnt__FilterType ** SOAP_FMAC4 soap_get_PointerTowsnt__FilterType(struct soap*, wsnt__FilterType **, const char*, const char*);
-#endif
-
 #ifndef SOAP_TYPE_PointerTott__VideoResolution_DEFINED
 #define SOAP_TYPE_PointerTott__VideoResolution_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoResolution(struct soap*, tt__VideoResolution *const*);
@@ -39590,123 +38288,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__IntRange(struct soap*, const cha
 SOAP_FMAC3 tt__IntRange ** SOAP_FMAC4 soap_in_PointerTott__IntRange(struct soap*, const char*, tt__IntRange **, const char*);
 SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IntRange(struct soap*, tt__IntRange *const*, const char*, const char*);
 SOAP_FMAC3 tt__IntRange ** SOAP_FMAC4 soap_get_PointerTott__IntRange(struct soap*, tt__IntRange **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTostd__string_DEFINED
-#define SOAP_TYPE_PointerTostd__string_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTostd__string(struct soap*, std::string *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTostd__string(struct soap*, const char *, int, std::string *const*, const char *);
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTostd__string(struct soap*, const char*, std::string **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTostd__string(struct soap*, std::string *const*, const char*, const char*);
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTostd__string(struct soap*, std::string **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__LensProjection_DEFINED
-#define SOAP_TYPE_PointerTott__LensProjection_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__LensProjection(struct soap*, tt__LensProjection *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__LensProjection(struct soap*, const char *, int, tt__LensProjection *const*, const char *);
-SOAP_FMAC3 tt__LensProjection ** SOAP_FMAC4 soap_in_PointerTott__LensProjection(struct soap*, const char*, tt__LensProjection **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__LensProjection(struct soap*, tt__LensProjection *const*, const char*, const char*);
-SOAP_FMAC3 tt__LensProjection ** SOAP_FMAC4 soap_get_PointerTott__LensProjection(struct soap*, tt__LensProjection **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__LensOffset_DEFINED
-#define SOAP_TYPE_PointerTott__LensOffset_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__LensOffset(struct soap*, tt__LensOffset *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__LensOffset(struct soap*, const char *, int, tt__LensOffset *const*, const char *);
-SOAP_FMAC3 tt__LensOffset ** SOAP_FMAC4 soap_in_PointerTott__LensOffset(struct soap*, const char*, tt__LensOffset **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__LensOffset(struct soap*, tt__LensOffset *const*, const char*, const char*);
-SOAP_FMAC3 tt__LensOffset ** SOAP_FMAC4 soap_get_PointerTott__LensOffset(struct soap*, tt__LensOffset **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTofloat_DEFINED
-#define SOAP_TYPE_PointerTofloat_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTofloat(struct soap*, float *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTofloat(struct soap*, const char *, int, float *const*, const char *);
-SOAP_FMAC3 float ** SOAP_FMAC4 soap_in_PointerTofloat(struct soap*, const char*, float **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTofloat(struct soap*, float *const*, const char*, const char*);
-SOAP_FMAC3 float ** SOAP_FMAC4 soap_get_PointerTofloat(struct soap*, float **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__RotateExtension_DEFINED
-#define SOAP_TYPE_PointerTott__RotateExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__RotateExtension(struct soap*, tt__RotateExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__RotateExtension(struct soap*, const char *, int, tt__RotateExtension *const*, const char *);
-SOAP_FMAC3 tt__RotateExtension ** SOAP_FMAC4 soap_in_PointerTott__RotateExtension(struct soap*, const char*, tt__RotateExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__RotateExtension(struct soap*, tt__RotateExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__RotateExtension ** SOAP_FMAC4 soap_get_PointerTott__RotateExtension(struct soap*, tt__RotateExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerToint_DEFINED
-#define SOAP_TYPE_PointerToint_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerToint(struct soap*, int *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerToint(struct soap*, const char *, int, int *const*, const char *);
-SOAP_FMAC3 int ** SOAP_FMAC4 soap_in_PointerToint(struct soap*, const char*, int **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerToint(struct soap*, int *const*, const char*, const char*);
-SOAP_FMAC3 int ** SOAP_FMAC4 soap_get_PointerToint(struct soap*, int **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__SceneOrientation_DEFINED
-#define SOAP_TYPE_PointerTott__SceneOrientation_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SceneOrientation(struct soap*, tt__SceneOrientation *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SceneOrientation(struct soap*, const char *, int, tt__SceneOrientation *const*, const char *);
-SOAP_FMAC3 tt__SceneOrientation ** SOAP_FMAC4 soap_in_PointerTott__SceneOrientation(struct soap*, const char*, tt__SceneOrientation **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SceneOrientation(struct soap*, tt__SceneOrientation *const*, const char*, const char*);
-SOAP_FMAC3 tt__SceneOrientation ** SOAP_FMAC4 soap_get_PointerTott__SceneOrientation(struct soap*, tt__SceneOrientation **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__LensDescription_DEFINED
-#define SOAP_TYPE_PointerTott__LensDescription_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__LensDescription(struct soap*, tt__LensDescription *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__LensDescription(struct soap*, const char *, int, tt__LensDescription *const*, const char *);
-SOAP_FMAC3 tt__LensDescription ** SOAP_FMAC4 soap_in_PointerTott__LensDescription(struct soap*, const char*, tt__LensDescription **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__LensDescription(struct soap*, tt__LensDescription *const*, const char*, const char*);
-SOAP_FMAC3 tt__LensDescription ** SOAP_FMAC4 soap_get_PointerTott__LensDescription(struct soap*, tt__LensDescription **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension2_DEFINED
-#define SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension2_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoSourceConfigurationExtension2(struct soap*, tt__VideoSourceConfigurationExtension2 *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoSourceConfigurationExtension2(struct soap*, const char *, int, tt__VideoSourceConfigurationExtension2 *const*, const char *);
-SOAP_FMAC3 tt__VideoSourceConfigurationExtension2 ** SOAP_FMAC4 soap_in_PointerTott__VideoSourceConfigurationExtension2(struct soap*, const char*, tt__VideoSourceConfigurationExtension2 **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoSourceConfigurationExtension2(struct soap*, tt__VideoSourceConfigurationExtension2 *const*, const char*, const char*);
-SOAP_FMAC3 tt__VideoSourceConfigurationExtension2 ** SOAP_FMAC4 soap_get_PointerTott__VideoSourceConfigurationExtension2(struct soap*, tt__VideoSourceConfigurationExtension2 **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__Rotate_DEFINED
-#define SOAP_TYPE_PointerTott__Rotate_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Rotate(struct soap*, tt__Rotate *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Rotate(struct soap*, const char *, int, tt__Rotate *const*, const char *);
-SOAP_FMAC3 tt__Rotate ** SOAP_FMAC4 soap_in_PointerTott__Rotate(struct soap*, const char*, tt__Rotate **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Rotate(struct soap*, tt__Rotate *const*, const char*, const char*);
-SOAP_FMAC3 tt__Rotate ** SOAP_FMAC4 soap_get_PointerTott__Rotate(struct soap*, tt__Rotate **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__ProfileExtension2_DEFINED
-#define SOAP_TYPE_PointerTott__ProfileExtension2_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ProfileExtension2(struct soap*, tt__ProfileExtension2 *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ProfileExtension2(struct soap*, const char *, int, tt__ProfileExtension2 *const*, const char *);
-SOAP_FMAC3 tt__ProfileExtension2 ** SOAP_FMAC4 soap_in_PointerTott__ProfileExtension2(struct soap*, const char*, tt__ProfileExtension2 **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ProfileExtension2(struct soap*, tt__ProfileExtension2 *const*, const char*, const char*);
-SOAP_FMAC3 tt__ProfileExtension2 ** SOAP_FMAC4 soap_get_PointerTott__ProfileExtension2(struct soap*, tt__ProfileExtension2 **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__AudioDecoderConfiguration_DEFINED
-#define SOAP_TYPE_PointerTott__AudioDecoderConfiguration_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AudioDecoderConfiguration(struct soap*, tt__AudioDecoderConfiguration *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AudioDecoderConfiguration(struct soap*, const char *, int, tt__AudioDecoderConfiguration *const*, const char *);
-SOAP_FMAC3 tt__AudioDecoderConfiguration ** SOAP_FMAC4 soap_in_PointerTott__AudioDecoderConfiguration(struct soap*, const char*, tt__AudioDecoderConfiguration **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AudioDecoderConfiguration(struct soap*, tt__AudioDecoderConfiguration *const*, const char*, const char*);
-SOAP_FMAC3 tt__AudioDecoderConfiguration ** SOAP_FMAC4 soap_get_PointerTott__AudioDecoderConfiguration(struct soap*, tt__AudioDecoderConfiguration **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__AudioOutputConfiguration_DEFINED
-#define SOAP_TYPE_PointerTott__AudioOutputConfiguration_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AudioOutputConfiguration(struct soap*, tt__AudioOutputConfiguration *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AudioOutputConfiguration(struct soap*, const char *, int, tt__AudioOutputConfiguration *const*, const char *);
-SOAP_FMAC3 tt__AudioOutputConfiguration ** SOAP_FMAC4 soap_in_PointerTott__AudioOutputConfiguration(struct soap*, const char*, tt__AudioOutputConfiguration **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AudioOutputConfiguration(struct soap*, tt__AudioOutputConfiguration *const*, const char*, const char*);
-SOAP_FMAC3 tt__AudioOutputConfiguration ** SOAP_FMAC4 soap_get_PointerTott__AudioOutputConfiguration(struct soap*, tt__AudioOutputConfiguration **, const char*, const char*);
 #endif
 
 #ifndef SOAP_TYPE_PointerTobool_DEFINED
@@ -39993,6 +38574,20 @@ inline int soap_POST_recv_string(struct soap *soap, char **p)
 }
 #endif
 
+#ifndef SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData_DEFINED
+#define SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__AuxiliaryData(struct soap*, std::vector<std::string> *);
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__AuxiliaryData(struct soap*, const std::vector<std::string> *);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__AuxiliaryData(struct soap*, const char*, int, const std::vector<std::string> *, const char*);
+SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__AuxiliaryData(struct soap*, const char*, std::vector<std::string> *, const char*);
+SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__AuxiliaryData(struct soap*, int, const char*, const char*, size_t*);
+
+inline std::vector<std::string>  * soap_new_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, int n = -1)
+{
+	return soap_instantiate_std__vectorTemplateOftt__AuxiliaryData(soap, n, NULL, NULL, NULL);
+}
+#endif
+
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset_DEFINED
 #define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__PTZPreset(struct soap*, std::vector<tt__PTZPreset *> *);
@@ -40049,48 +38644,6 @@ inline std::vector<tt__Profile *>  * soap_new_std__vectorTemplateOfPointerTott__
 }
 #endif
 
-#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Config_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Config_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__Config(struct soap*, std::vector<tt__Config *> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__Config(struct soap*, const std::vector<tt__Config *> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__Config(struct soap*, const char*, int, const std::vector<tt__Config *> *, const char*);
-SOAP_FMAC3 std::vector<tt__Config *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__Config(struct soap*, const char*, std::vector<tt__Config *> *, const char*);
-SOAP_FMAC1 std::vector<tt__Config *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__Config(struct soap*, int, const char*, const char*, size_t*);
-
-inline std::vector<tt__Config *>  * soap_new_std__vectorTemplateOfPointerTott__Config(struct soap *soap, int n = -1)
-{
-	return soap_instantiate_std__vectorTemplateOfPointerTott__Config(soap, n, NULL, NULL, NULL);
-}
-#endif
-
-#ifndef SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_ElementItem_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_ElementItem_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOf_tt__ItemList_ElementItem(struct soap*, std::vector<_tt__ItemList_ElementItem> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOf_tt__ItemList_ElementItem(struct soap*, const std::vector<_tt__ItemList_ElementItem> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOf_tt__ItemList_ElementItem(struct soap*, const char*, int, const std::vector<_tt__ItemList_ElementItem> *, const char*);
-SOAP_FMAC3 std::vector<_tt__ItemList_ElementItem> * SOAP_FMAC4 soap_in_std__vectorTemplateOf_tt__ItemList_ElementItem(struct soap*, const char*, std::vector<_tt__ItemList_ElementItem> *, const char*);
-SOAP_FMAC1 std::vector<_tt__ItemList_ElementItem>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOf_tt__ItemList_ElementItem(struct soap*, int, const char*, const char*, size_t*);
-
-inline std::vector<_tt__ItemList_ElementItem>  * soap_new_std__vectorTemplateOf_tt__ItemList_ElementItem(struct soap *soap, int n = -1)
-{
-	return soap_instantiate_std__vectorTemplateOf_tt__ItemList_ElementItem(soap, n, NULL, NULL, NULL);
-}
-#endif
-
-#ifndef SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_SimpleItem_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_SimpleItem_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOf_tt__ItemList_SimpleItem(struct soap*, std::vector<_tt__ItemList_SimpleItem> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOf_tt__ItemList_SimpleItem(struct soap*, const std::vector<_tt__ItemList_SimpleItem> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOf_tt__ItemList_SimpleItem(struct soap*, const char*, int, const std::vector<_tt__ItemList_SimpleItem> *, const char*);
-SOAP_FMAC3 std::vector<_tt__ItemList_SimpleItem> * SOAP_FMAC4 soap_in_std__vectorTemplateOf_tt__ItemList_SimpleItem(struct soap*, const char*, std::vector<_tt__ItemList_SimpleItem> *, const char*);
-SOAP_FMAC1 std::vector<_tt__ItemList_SimpleItem>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOf_tt__ItemList_SimpleItem(struct soap*, int, const char*, const char*, size_t*);
-
-inline std::vector<_tt__ItemList_SimpleItem>  * soap_new_std__vectorTemplateOf_tt__ItemList_SimpleItem(struct soap *soap, int n = -1)
-{
-	return soap_instantiate_std__vectorTemplateOf_tt__ItemList_SimpleItem(soap, n, NULL, NULL, NULL);
-}
-#endif
-
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription_DEFINED
 #define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__Space1DDescription(struct soap*, std::vector<tt__Space1DDescription *> *);
@@ -40116,76 +38669,6 @@ SOAP_FMAC1 std::vector<tt__Space2DDescription *>  * SOAP_FMAC2 soap_instantiate_
 inline std::vector<tt__Space2DDescription *>  * soap_new_std__vectorTemplateOfPointerTott__Space2DDescription(struct soap *soap, int n = -1)
 {
 	return soap_instantiate_std__vectorTemplateOfPointerTott__Space2DDescription(soap, n, NULL, NULL, NULL);
-}
-#endif
-
-#ifndef SOAP_TYPE_std__vectorTemplateOftt__PTZPresetTourOperation_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOftt__PTZPresetTourOperation_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__PTZPresetTourOperation(struct soap*, std::vector<enum tt__PTZPresetTourOperation> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__PTZPresetTourOperation(struct soap*, const std::vector<enum tt__PTZPresetTourOperation> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__PTZPresetTourOperation(struct soap*, const char*, int, const std::vector<enum tt__PTZPresetTourOperation> *, const char*);
-SOAP_FMAC3 std::vector<enum tt__PTZPresetTourOperation> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__PTZPresetTourOperation(struct soap*, const char*, std::vector<enum tt__PTZPresetTourOperation> *, const char*);
-SOAP_FMAC1 std::vector<enum tt__PTZPresetTourOperation>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__PTZPresetTourOperation(struct soap*, int, const char*, const char*, size_t*);
-
-inline std::vector<enum tt__PTZPresetTourOperation>  * soap_new_std__vectorTemplateOftt__PTZPresetTourOperation(struct soap *soap, int n = -1)
-{
-	return soap_instantiate_std__vectorTemplateOftt__PTZPresetTourOperation(soap, n, NULL, NULL, NULL);
-}
-#endif
-
-#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__OnvifVersion_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__OnvifVersion_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__OnvifVersion(struct soap*, std::vector<tt__OnvifVersion *> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__OnvifVersion(struct soap*, const std::vector<tt__OnvifVersion *> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__OnvifVersion(struct soap*, const char*, int, const std::vector<tt__OnvifVersion *> *, const char*);
-SOAP_FMAC3 std::vector<tt__OnvifVersion *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__OnvifVersion(struct soap*, const char*, std::vector<tt__OnvifVersion *> *, const char*);
-SOAP_FMAC1 std::vector<tt__OnvifVersion *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__OnvifVersion(struct soap*, int, const char*, const char*, size_t*);
-
-inline std::vector<tt__OnvifVersion *>  * soap_new_std__vectorTemplateOfPointerTott__OnvifVersion(struct soap *soap, int n = -1)
-{
-	return soap_instantiate_std__vectorTemplateOfPointerTott__OnvifVersion(soap, n, NULL, NULL, NULL);
-}
-#endif
-
-#ifndef SOAP_TYPE_std__vectorTemplateOfint_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOfint_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfint(struct soap*, std::vector<int> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfint(struct soap*, const std::vector<int> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfint(struct soap*, const char*, int, const std::vector<int> *, const char*);
-SOAP_FMAC3 std::vector<int> * SOAP_FMAC4 soap_in_std__vectorTemplateOfint(struct soap*, const char*, std::vector<int> *, const char*);
-SOAP_FMAC1 std::vector<int>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfint(struct soap*, int, const char*, const char*, size_t*);
-
-inline std::vector<int>  * soap_new_std__vectorTemplateOfint(struct soap *soap, int n = -1)
-{
-	return soap_instantiate_std__vectorTemplateOfint(soap, n, NULL, NULL, NULL);
-}
-#endif
-
-#ifndef SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__AuxiliaryData(struct soap*, std::vector<std::string> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__AuxiliaryData(struct soap*, const std::vector<std::string> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__AuxiliaryData(struct soap*, const char*, int, const std::vector<std::string> *, const char*);
-SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__AuxiliaryData(struct soap*, const char*, std::vector<std::string> *, const char*);
-SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__AuxiliaryData(struct soap*, int, const char*, const char*, size_t*);
-
-inline std::vector<std::string>  * soap_new_std__vectorTemplateOftt__AuxiliaryData(struct soap *soap, int n = -1)
-{
-	return soap_instantiate_std__vectorTemplateOftt__AuxiliaryData(soap, n, NULL, NULL, NULL);
-}
-#endif
-
-#ifndef SOAP_TYPE_std__vectorTemplateOfstd__string_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOfstd__string_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfstd__string(struct soap*, std::vector<std::string> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfstd__string(struct soap*, const std::vector<std::string> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfstd__string(struct soap*, const char*, int, const std::vector<std::string> *, const char*);
-SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOfstd__string(struct soap*, const char*, std::vector<std::string> *, const char*);
-SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfstd__string(struct soap*, int, const char*, const char*, size_t*);
-
-inline std::vector<std::string>  * soap_new_std__vectorTemplateOfstd__string(struct soap *soap, int n = -1)
-{
-	return soap_instantiate_std__vectorTemplateOfstd__string(soap, n, NULL, NULL, NULL);
 }
 #endif
 
@@ -40231,34 +38714,6 @@ inline std::vector<tt__VideoResolution *>  * soap_new_std__vectorTemplateOfPoint
 }
 #endif
 
-#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__LensProjection_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__LensProjection_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__LensProjection(struct soap*, std::vector<tt__LensProjection *> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__LensProjection(struct soap*, const std::vector<tt__LensProjection *> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__LensProjection(struct soap*, const char*, int, const std::vector<tt__LensProjection *> *, const char*);
-SOAP_FMAC3 std::vector<tt__LensProjection *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__LensProjection(struct soap*, const char*, std::vector<tt__LensProjection *> *, const char*);
-SOAP_FMAC1 std::vector<tt__LensProjection *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__LensProjection(struct soap*, int, const char*, const char*, size_t*);
-
-inline std::vector<tt__LensProjection *>  * soap_new_std__vectorTemplateOfPointerTott__LensProjection(struct soap *soap, int n = -1)
-{
-	return soap_instantiate_std__vectorTemplateOfPointerTott__LensProjection(soap, n, NULL, NULL, NULL);
-}
-#endif
-
-#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__LensDescription_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__LensDescription_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__LensDescription(struct soap*, std::vector<tt__LensDescription *> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__LensDescription(struct soap*, const std::vector<tt__LensDescription *> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__LensDescription(struct soap*, const char*, int, const std::vector<tt__LensDescription *> *, const char*);
-SOAP_FMAC3 std::vector<tt__LensDescription *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__LensDescription(struct soap*, const char*, std::vector<tt__LensDescription *> *, const char*);
-SOAP_FMAC1 std::vector<tt__LensDescription *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__LensDescription(struct soap*, int, const char*, const char*, size_t*);
-
-inline std::vector<tt__LensDescription *>  * soap_new_std__vectorTemplateOfPointerTott__LensDescription(struct soap *soap, int n = -1)
-{
-	return soap_instantiate_std__vectorTemplateOfPointerTott__LensDescription(soap, n, NULL, NULL, NULL);
-}
-#endif
-
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory_DEFINED
 #define SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__CapabilityCategory(struct soap*, std::vector<enum tt__CapabilityCategory> *);
@@ -40270,6 +38725,20 @@ SOAP_FMAC1 std::vector<enum tt__CapabilityCategory>  * SOAP_FMAC2 soap_instantia
 inline std::vector<enum tt__CapabilityCategory>  * soap_new_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, int n = -1)
 {
 	return soap_instantiate_std__vectorTemplateOftt__CapabilityCategory(soap, n, NULL, NULL, NULL);
+}
+#endif
+
+#ifndef SOAP_TYPE_std__vectorTemplateOf_XML_DEFINED
+#define SOAP_TYPE_std__vectorTemplateOf_XML_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOf_XML(struct soap*, std::vector<char *> *);
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOf_XML(struct soap*, const std::vector<char *> *);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOf_XML(struct soap*, const char*, int, const std::vector<char *> *, const char*);
+SOAP_FMAC3 std::vector<char *> * SOAP_FMAC4 soap_in_std__vectorTemplateOf_XML(struct soap*, const char*, std::vector<char *> *, const char*);
+SOAP_FMAC1 std::vector<char *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOf_XML(struct soap*, int, const char*, const char*, size_t*);
+
+inline std::vector<char *>  * soap_new_std__vectorTemplateOf_XML(struct soap *soap, int n = -1)
+{
+	return soap_instantiate_std__vectorTemplateOf_XML(soap, n, NULL, NULL, NULL);
 }
 #endif
 

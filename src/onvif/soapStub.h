@@ -41,9 +41,9 @@ A commercial use license is available from Genivia Inc., contact@genivia.com
 \******************************************************************************/
 
 
-/* vantel.h:529 */
+/* vantel.h:624 */
 #ifndef SOAP_TYPE_tt__RotateMode
-#define SOAP_TYPE_tt__RotateMode (180)
+#define SOAP_TYPE_tt__RotateMode (181)
 /* tt:RotateMode */
 enum tt__RotateMode {
 	tt__RotateMode__OFF = 0,
@@ -52,9 +52,9 @@ enum tt__RotateMode {
 };
 #endif
 
-/* vantel.h:550 */
+/* vantel.h:645 */
 #ifndef SOAP_TYPE_tt__SceneOrientationMode
-#define SOAP_TYPE_tt__SceneOrientationMode (181)
+#define SOAP_TYPE_tt__SceneOrientationMode (182)
 /* tt:SceneOrientationMode */
 enum tt__SceneOrientationMode {
 	tt__SceneOrientationMode__MANUAL = 0,
@@ -62,9 +62,9 @@ enum tt__SceneOrientationMode {
 };
 #endif
 
-/* vantel.h:562 */
+/* vantel.h:657 */
 #ifndef SOAP_TYPE_tt__VideoEncoding
-#define SOAP_TYPE_tt__VideoEncoding (182)
+#define SOAP_TYPE_tt__VideoEncoding (183)
 /* tt:VideoEncoding */
 enum tt__VideoEncoding {
 	tt__VideoEncoding__JPEG = 0,
@@ -73,9 +73,9 @@ enum tt__VideoEncoding {
 };
 #endif
 
-/* vantel.h:571 */
+/* vantel.h:666 */
 #ifndef SOAP_TYPE_tt__Mpeg4Profile
-#define SOAP_TYPE_tt__Mpeg4Profile (183)
+#define SOAP_TYPE_tt__Mpeg4Profile (184)
 /* tt:Mpeg4Profile */
 enum tt__Mpeg4Profile {
 	tt__Mpeg4Profile__SP = 0,
@@ -83,9 +83,9 @@ enum tt__Mpeg4Profile {
 };
 #endif
 
-/* vantel.h:579 */
+/* vantel.h:674 */
 #ifndef SOAP_TYPE_tt__H264Profile
-#define SOAP_TYPE_tt__H264Profile (184)
+#define SOAP_TYPE_tt__H264Profile (185)
 /* tt:H264Profile */
 enum tt__H264Profile {
 	tt__H264Profile__Baseline = 0,
@@ -95,9 +95,9 @@ enum tt__H264Profile {
 };
 #endif
 
-/* vantel.h:595 */
+/* vantel.h:690 */
 #ifndef SOAP_TYPE_tt__AudioEncoding
-#define SOAP_TYPE_tt__AudioEncoding (185)
+#define SOAP_TYPE_tt__AudioEncoding (186)
 /* tt:AudioEncoding */
 enum tt__AudioEncoding {
 	tt__AudioEncoding__G711 = 0,
@@ -106,9 +106,9 @@ enum tt__AudioEncoding {
 };
 #endif
 
-/* vantel.h:608 */
+/* vantel.h:703 */
 #ifndef SOAP_TYPE_tt__StreamType
-#define SOAP_TYPE_tt__StreamType (186)
+#define SOAP_TYPE_tt__StreamType (187)
 /* tt:StreamType */
 enum tt__StreamType {
 	tt__StreamType__RTP_Unicast = 0,
@@ -116,9 +116,9 @@ enum tt__StreamType {
 };
 #endif
 
-/* vantel.h:616 */
+/* vantel.h:711 */
 #ifndef SOAP_TYPE_tt__TransportProtocol
-#define SOAP_TYPE_tt__TransportProtocol (187)
+#define SOAP_TYPE_tt__TransportProtocol (188)
 /* tt:TransportProtocol */
 enum tt__TransportProtocol {
 	tt__TransportProtocol__UDP = 0,
@@ -128,9 +128,9 @@ enum tt__TransportProtocol {
 };
 #endif
 
-/* vantel.h:656 */
+/* vantel.h:751 */
 #ifndef SOAP_TYPE_tt__IPType
-#define SOAP_TYPE_tt__IPType (190)
+#define SOAP_TYPE_tt__IPType (191)
 /* tt:IPType */
 enum tt__IPType {
 	tt__IPType__IPv4 = 0,
@@ -138,9 +138,9 @@ enum tt__IPType {
 };
 #endif
 
-/* vantel.h:688 */
+/* vantel.h:783 */
 #ifndef SOAP_TYPE_tt__CapabilityCategory
-#define SOAP_TYPE_tt__CapabilityCategory (191)
+#define SOAP_TYPE_tt__CapabilityCategory (192)
 /* tt:CapabilityCategory */
 enum tt__CapabilityCategory {
 	tt__CapabilityCategory__All = 0,
@@ -153,9 +153,9 @@ enum tt__CapabilityCategory {
 };
 #endif
 
-/* vantel.h:717 */
+/* vantel.h:812 */
 #ifndef SOAP_TYPE_tt__EFlipMode
-#define SOAP_TYPE_tt__EFlipMode (192)
+#define SOAP_TYPE_tt__EFlipMode (193)
 /* tt:EFlipMode */
 enum tt__EFlipMode {
 	tt__EFlipMode__OFF = 0,
@@ -164,9 +164,9 @@ enum tt__EFlipMode {
 };
 #endif
 
-/* vantel.h:726 */
+/* vantel.h:821 */
 #ifndef SOAP_TYPE_tt__ReverseMode
-#define SOAP_TYPE_tt__ReverseMode (193)
+#define SOAP_TYPE_tt__ReverseMode (194)
 /* tt:ReverseMode */
 enum tt__ReverseMode {
 	tt__ReverseMode__OFF = 0,
@@ -176,9 +176,9 @@ enum tt__ReverseMode {
 };
 #endif
 
-/* vantel.h:745 */
+/* vantel.h:840 */
 #ifndef SOAP_TYPE_tt__PTZPresetTourOperation
-#define SOAP_TYPE_tt__PTZPresetTourOperation (195)
+#define SOAP_TYPE_tt__PTZPresetTourOperation (196)
 /* tt:PTZPresetTourOperation */
 enum tt__PTZPresetTourOperation {
 	tt__PTZPresetTourOperation__Start = 0,
@@ -190,7 +190,7 @@ enum tt__PTZPresetTourOperation {
 
 /* wsa5.h:96 */
 #ifndef SOAP_TYPE_wsa5__RelationshipType
-#define SOAP_TYPE_wsa5__RelationshipType (421)
+#define SOAP_TYPE_wsa5__RelationshipType (351)
 /* wsa5:RelationshipType */
 enum wsa5__RelationshipType {
 	http_x003a_x002f_x002fwww_x002ew3_x002eorg_x002f2005_x002f08_x002faddressing_x002freply = 0
@@ -199,7 +199,7 @@ enum wsa5__RelationshipType {
 
 /* wsa5.h:104 */
 #ifndef SOAP_TYPE_wsa5__FaultCodesType
-#define SOAP_TYPE_wsa5__FaultCodesType (422)
+#define SOAP_TYPE_wsa5__FaultCodesType (352)
 /* wsa5:FaultCodesType */
 enum wsa5__FaultCodesType {
 	wsa5__InvalidAddressingHeader = 0,
@@ -218,7 +218,7 @@ enum wsa5__FaultCodesType {
 
 /* wsa5.h:254 */
 #ifndef SOAP_TYPE__wsa5__IsReferenceParameter
-#define SOAP_TYPE__wsa5__IsReferenceParameter (441)
+#define SOAP_TYPE__wsa5__IsReferenceParameter (372)
 /* wsa5:IsReferenceParameter */
 enum _wsa5__IsReferenceParameter {
 	_wsa5__IsReferenceParameter__false = 0,
@@ -228,7 +228,7 @@ enum _wsa5__IsReferenceParameter {
 
 /* wsu.h:67 */
 #ifndef SOAP_TYPE_wsu__tTimestampFault
-#define SOAP_TYPE_wsu__tTimestampFault (457)
+#define SOAP_TYPE_wsu__tTimestampFault (388)
 /* wsu:tTimestampFault */
 enum wsu__tTimestampFault {
 	wsu__MessageExpired = 0
@@ -237,7 +237,7 @@ enum wsu__tTimestampFault {
 
 /* wsse.h:117 */
 #ifndef SOAP_TYPE_wsse__FaultcodeEnum
-#define SOAP_TYPE_wsse__FaultcodeEnum (460)
+#define SOAP_TYPE_wsse__FaultcodeEnum (391)
 /* wsse:FaultcodeEnum */
 enum wsse__FaultcodeEnum {
 	wsse__UnsupportedSecurityToken = 0,
@@ -252,7 +252,7 @@ enum wsse__FaultcodeEnum {
 
 /* wsc.h:63 */
 #ifndef SOAP_TYPE_wsc__FaultCodeType
-#define SOAP_TYPE_wsc__FaultCodeType (536)
+#define SOAP_TYPE_wsc__FaultCodeType (467)
 /* wsc:FaultCodeType */
 enum wsc__FaultCodeType {
 	wsc__BadContextToken = 0,
@@ -265,7 +265,7 @@ enum wsc__FaultCodeType {
 
 /* saml1.h:146 */
 #ifndef SOAP_TYPE_saml1__DecisionType
-#define SOAP_TYPE_saml1__DecisionType (565)
+#define SOAP_TYPE_saml1__DecisionType (496)
 /* saml1:DecisionType */
 enum saml1__DecisionType {
 	saml1__DecisionType__Permit = 0,
@@ -276,7 +276,7 @@ enum saml1__DecisionType {
 
 /* saml2.h:155 */
 #ifndef SOAP_TYPE_saml2__DecisionType
-#define SOAP_TYPE_saml2__DecisionType (644)
+#define SOAP_TYPE_saml2__DecisionType (575)
 /* saml2:DecisionType */
 enum saml2__DecisionType {
 	saml2__DecisionType__Permit = 0,
@@ -329,6 +329,79 @@ struct _xop__Include;	/* xop.h:59 */
 struct SOAP_ENV__Envelope;	/* vantel.h:132 */
 class xsd__base64Binary;	/* vantel.h:138 */
 class xsd__hexBinary;	/* vantel.h:149 */
+class tt__IntRectangle;	/* vantel.h:202 */
+class tt__ProfileExtension;	/* vantel.h:209 */
+class tt__ProfileExtension2;	/* vantel.h:212 */
+class tt__VideoSourceConfiguration;	/* vantel.h:217 */
+class tt__VideoSourceConfigurationExtension;	/* vantel.h:220 */
+class tt__VideoSourceConfigurationExtension2;	/* vantel.h:223 */
+class tt__Rotate;	/* vantel.h:226 */
+class tt__RotateExtension;	/* vantel.h:229 */
+class tt__LensProjection;	/* vantel.h:232 */
+class tt__LensOffset;	/* vantel.h:235 */
+class tt__LensDescription;	/* vantel.h:238 */
+class tt__SceneOrientation;	/* vantel.h:241 */
+class tt__AudioSourceConfiguration;	/* vantel.h:272 */
+class tt__AudioEncoderConfiguration;	/* vantel.h:275 */
+class tt__VideoAnalyticsConfiguration;	/* vantel.h:278 */
+class tt__MetadataConfiguration;	/* vantel.h:281 */
+class tt__MetadataConfigurationExtension;	/* vantel.h:284 */
+class tt__PTZFilter;	/* vantel.h:287 */
+class tt__SensorDataFilter;	/* vantel.h:299 */
+class tt__EventSubscription;	/* vantel.h:306 */
+class tt__AudioOutputConfiguration;	/* vantel.h:309 */
+class tt__AudioDecoderConfiguration;	/* vantel.h:317 */
+class tt__CapabilitiesExtension;	/* vantel.h:332 */
+class tt__CapabilitiesExtension2;	/* vantel.h:335 */
+class tt__AnalyticsCapabilities;	/* vantel.h:338 */
+class tt__DeviceCapabilitiesExtension;	/* vantel.h:343 */
+class tt__EventCapabilities;	/* vantel.h:346 */
+class tt__IOCapabilities;	/* vantel.h:349 */
+class tt__IOCapabilitiesExtension;	/* vantel.h:352 */
+class tt__IOCapabilitiesExtension2;	/* vantel.h:355 */
+class tt__MediaCapabilitiesExtension;	/* vantel.h:360 */
+class tt__RealTimeStreamingCapabilities;	/* vantel.h:363 */
+class tt__RealTimeStreamingCapabilitiesExtension;	/* vantel.h:366 */
+class tt__ProfileCapabilities;	/* vantel.h:369 */
+class tt__NetworkCapabilities;	/* vantel.h:372 */
+class tt__NetworkCapabilitiesExtension;	/* vantel.h:375 */
+class tt__NetworkCapabilitiesExtension2;	/* vantel.h:378 */
+class tt__SecurityCapabilities;	/* vantel.h:381 */
+class tt__SecurityCapabilitiesExtension;	/* vantel.h:384 */
+class tt__SecurityCapabilitiesExtension2;	/* vantel.h:387 */
+class tt__SystemCapabilities;	/* vantel.h:390 */
+class tt__SystemCapabilitiesExtension;	/* vantel.h:393 */
+class tt__SystemCapabilitiesExtension2;	/* vantel.h:396 */
+class tt__OnvifVersion;	/* vantel.h:399 */
+class tt__ImagingCapabilities;	/* vantel.h:402 */
+class tt__DeviceIOCapabilities;	/* vantel.h:407 */
+class tt__DisplayCapabilities;	/* vantel.h:410 */
+class tt__RecordingCapabilities;	/* vantel.h:413 */
+class tt__SearchCapabilities;	/* vantel.h:416 */
+class tt__ReplayCapabilities;	/* vantel.h:419 */
+class tt__ReceiverCapabilities;	/* vantel.h:422 */
+class tt__AnalyticsDeviceCapabilities;	/* vantel.h:425 */
+class tt__AnalyticsDeviceExtension;	/* vantel.h:428 */
+class tt__PTZNodeExtension;	/* vantel.h:433 */
+class tt__PTZNodeExtension2;	/* vantel.h:436 */
+class tt__PTZPresetTourSupported;	/* vantel.h:439 */
+class tt__PTZPresetTourSupportedExtension;	/* vantel.h:442 */
+class tt__PTZConfiguration;	/* vantel.h:445 */
+class tt__PTZConfigurationExtension;	/* vantel.h:448 */
+class tt__PTZConfigurationExtension2;	/* vantel.h:451 */
+class tt__PTControlDirection;	/* vantel.h:454 */
+class tt__PTControlDirectionExtension;	/* vantel.h:457 */
+class tt__EFlip;	/* vantel.h:460 */
+class tt__Reverse;	/* vantel.h:463 */
+class tt__PanTiltLimits;	/* vantel.h:466 */
+class tt__ZoomLimits;	/* vantel.h:469 */
+class tt__ItemList;	/* vantel.h:484 */
+class tt__ItemListExtension;	/* vantel.h:487 */
+class tt__AnalyticsEngineConfiguration;	/* vantel.h:490 */
+class tt__AnalyticsEngineConfigurationExtension;	/* vantel.h:493 */
+class tt__RuleEngineConfiguration;	/* vantel.h:496 */
+class tt__RuleEngineConfigurationExtension;	/* vantel.h:499 */
+class tt__Config;	/* vantel.h:502 */
 class _tds__GetDeviceInformation;	/* vantel.h:183 */
 class _tds__GetDeviceInformationResponse;	/* vantel.h:185 */
 class _tds__SystemReboot;	/* vantel.h:187 */
@@ -336,165 +409,89 @@ class _tds__SystemRebootResponse;	/* vantel.h:189 */
 class _tds__GetCapabilities;	/* vantel.h:191 */
 class _tds__GetCapabilitiesResponse;	/* vantel.h:193 */
 class tt__DeviceEntity;	/* vantel.h:195 */
-class tt__IntRectangle;	/* vantel.h:197 */
-class tt__FloatRange;	/* vantel.h:199 */
-class tt__Profile;	/* vantel.h:201 */
-class tt__ProfileExtension;	/* vantel.h:203 */
-class tt__ProfileExtension2;	/* vantel.h:205 */
-class tt__ConfigurationEntity;	/* vantel.h:207 */
-class tt__VideoSourceConfigurationExtension;	/* vantel.h:211 */
-class tt__VideoSourceConfigurationExtension2;	/* vantel.h:213 */
-class tt__Rotate;	/* vantel.h:215 */
-class tt__RotateExtension;	/* vantel.h:217 */
-class tt__LensProjection;	/* vantel.h:219 */
-class tt__LensOffset;	/* vantel.h:221 */
-class tt__LensDescription;	/* vantel.h:223 */
-class tt__SceneOrientation;	/* vantel.h:225 */
-class tt__VideoResolution;	/* vantel.h:229 */
-class tt__VideoRateControl;	/* vantel.h:231 */
-class tt__Mpeg4Configuration;	/* vantel.h:233 */
-class tt__H264Configuration;	/* vantel.h:235 */
-class tt__VideoEncoderConfigurationOptions;	/* vantel.h:237 */
-class tt__VideoEncoderOptionsExtension;	/* vantel.h:239 */
-class tt__VideoEncoderOptionsExtension2;	/* vantel.h:241 */
-class tt__JpegOptions;	/* vantel.h:243 */
-class tt__Mpeg4Options;	/* vantel.h:247 */
-class tt__H264Options;	/* vantel.h:251 */
-class tt__MetadataConfigurationExtension;	/* vantel.h:263 */
-class tt__PTZFilter;	/* vantel.h:265 */
-class tt__SensorDataFilter;	/* vantel.h:267 */
-class _tt__EventSubscription_SubscriptionPolicy;	/* vantel.h:1806 */
-class tt__EventSubscription;	/* vantel.h:269 */
-class tt__MulticastConfiguration;	/* vantel.h:275 */
-class tt__StreamSetup;	/* vantel.h:277 */
-class _tt__Transport_Tunnel;	/* vantel.h:1932 */
-class tt__Transport;	/* vantel.h:279 */
-class tt__MediaUri;	/* vantel.h:281 */
-class tt__IPAddress;	/* vantel.h:283 */
-class tt__Capabilities;	/* vantel.h:285 */
-class tt__CapabilitiesExtension;	/* vantel.h:287 */
-class tt__CapabilitiesExtension2;	/* vantel.h:289 */
-class tt__AnalyticsCapabilities;	/* vantel.h:291 */
-class tt__DeviceCapabilities;	/* vantel.h:293 */
-class tt__DeviceCapabilitiesExtension;	/* vantel.h:295 */
-class tt__EventCapabilities;	/* vantel.h:297 */
-class tt__IOCapabilities;	/* vantel.h:299 */
-class tt__IOCapabilitiesExtension;	/* vantel.h:301 */
-class tt__IOCapabilitiesExtension2;	/* vantel.h:303 */
-class tt__MediaCapabilities;	/* vantel.h:305 */
-class tt__MediaCapabilitiesExtension;	/* vantel.h:307 */
-class tt__RealTimeStreamingCapabilities;	/* vantel.h:309 */
-class tt__RealTimeStreamingCapabilitiesExtension;	/* vantel.h:311 */
-class tt__ProfileCapabilities;	/* vantel.h:313 */
-class tt__NetworkCapabilities;	/* vantel.h:315 */
-class tt__NetworkCapabilitiesExtension;	/* vantel.h:317 */
-class tt__NetworkCapabilitiesExtension2;	/* vantel.h:319 */
-class tt__SecurityCapabilities;	/* vantel.h:321 */
-class tt__SecurityCapabilitiesExtension;	/* vantel.h:323 */
-class tt__SecurityCapabilitiesExtension2;	/* vantel.h:325 */
-class tt__SystemCapabilities;	/* vantel.h:327 */
-class tt__SystemCapabilitiesExtension;	/* vantel.h:329 */
-class tt__SystemCapabilitiesExtension2;	/* vantel.h:331 */
-class tt__OnvifVersion;	/* vantel.h:333 */
-class tt__ImagingCapabilities;	/* vantel.h:335 */
-class tt__PTZCapabilities;	/* vantel.h:337 */
-class tt__DeviceIOCapabilities;	/* vantel.h:339 */
-class tt__DisplayCapabilities;	/* vantel.h:341 */
-class tt__RecordingCapabilities;	/* vantel.h:343 */
-class tt__SearchCapabilities;	/* vantel.h:345 */
-class tt__ReplayCapabilities;	/* vantel.h:347 */
-class tt__ReceiverCapabilities;	/* vantel.h:349 */
-class tt__AnalyticsDeviceCapabilities;	/* vantel.h:351 */
-class tt__AnalyticsDeviceExtension;	/* vantel.h:353 */
-class tt__PTZNodeExtension;	/* vantel.h:357 */
-class tt__PTZNodeExtension2;	/* vantel.h:359 */
-class tt__PTZPresetTourSupported;	/* vantel.h:361 */
-class tt__PTZPresetTourSupportedExtension;	/* vantel.h:363 */
-class tt__PTZConfigurationExtension;	/* vantel.h:367 */
-class tt__PTZConfigurationExtension2;	/* vantel.h:369 */
-class tt__PTControlDirection;	/* vantel.h:371 */
-class tt__PTControlDirectionExtension;	/* vantel.h:373 */
-class tt__EFlip;	/* vantel.h:375 */
-class tt__Reverse;	/* vantel.h:377 */
-class tt__PanTiltLimits;	/* vantel.h:379 */
-class tt__ZoomLimits;	/* vantel.h:381 */
-class tt__PTZSpaces;	/* vantel.h:383 */
-class tt__PTZSpacesExtension;	/* vantel.h:385 */
-class tt__Space2DDescription;	/* vantel.h:387 */
-class tt__Space1DDescription;	/* vantel.h:389 */
-class tt__PTZSpeed;	/* vantel.h:391 */
-class tt__PTZPreset;	/* vantel.h:393 */
-class _tt__ItemList_SimpleItem;	/* vantel.h:3494 */
-class _tt__ItemList_ElementItem;	/* vantel.h:3515 */
-class tt__ItemList;	/* vantel.h:395 */
-class tt__ItemListExtension;	/* vantel.h:397 */
-class tt__AnalyticsEngineConfiguration;	/* vantel.h:399 */
-class tt__AnalyticsEngineConfigurationExtension;	/* vantel.h:401 */
-class tt__RuleEngineConfiguration;	/* vantel.h:403 */
-class tt__RuleEngineConfigurationExtension;	/* vantel.h:405 */
-class tt__Config;	/* vantel.h:407 */
-class tt__IntRange;	/* vantel.h:409 */
-class tt__Vector2D;	/* vantel.h:411 */
-class tt__Vector1D;	/* vantel.h:413 */
-class tt__PTZVector;	/* vantel.h:415 */
-class _trt__GetProfile;	/* vantel.h:417 */
-class _trt__GetProfileResponse;	/* vantel.h:419 */
-class _trt__GetProfiles;	/* vantel.h:421 */
-class _trt__GetProfilesResponse;	/* vantel.h:423 */
-class _trt__GetVideoEncoderConfigurations;	/* vantel.h:425 */
-class _trt__GetVideoEncoderConfigurationsResponse;	/* vantel.h:427 */
-class _trt__GetVideoEncoderConfiguration;	/* vantel.h:429 */
-class _trt__GetVideoEncoderConfigurationResponse;	/* vantel.h:431 */
-class _trt__SetVideoEncoderConfiguration;	/* vantel.h:433 */
-class _trt__SetVideoEncoderConfigurationResponse;	/* vantel.h:435 */
-class _trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:437 */
-class _trt__GetVideoEncoderConfigurationOptionsResponse;	/* vantel.h:439 */
-class _trt__GetStreamUri;	/* vantel.h:441 */
-class _trt__GetStreamUriResponse;	/* vantel.h:443 */
-class _tptz__GetNodes;	/* vantel.h:445 */
-class _tptz__GetNodesResponse;	/* vantel.h:447 */
-class _tptz__GetNode;	/* vantel.h:449 */
-class _tptz__GetNodeResponse;	/* vantel.h:451 */
-class _tptz__GetPresets;	/* vantel.h:453 */
-class _tptz__GetPresetsResponse;	/* vantel.h:455 */
-class _tptz__SetPreset;	/* vantel.h:457 */
-class _tptz__SetPresetResponse;	/* vantel.h:459 */
-class _tptz__GotoPreset;	/* vantel.h:461 */
-class _tptz__GotoPresetResponse;	/* vantel.h:463 */
-class _tptz__ContinuousMove;	/* vantel.h:465 */
-class _tptz__ContinuousMoveResponse;	/* vantel.h:467 */
-class _tptz__Stop;	/* vantel.h:469 */
-class _tptz__StopResponse;	/* vantel.h:471 */
-class tt__VideoSourceConfiguration;	/* vantel.h:209 */
-class tt__VideoEncoderConfiguration;	/* vantel.h:227 */
-class tt__JpegOptions2;	/* vantel.h:245 */
-class tt__Mpeg4Options2;	/* vantel.h:249 */
-class tt__H264Options2;	/* vantel.h:253 */
-class tt__AudioSourceConfiguration;	/* vantel.h:255 */
-class tt__AudioEncoderConfiguration;	/* vantel.h:257 */
-class tt__VideoAnalyticsConfiguration;	/* vantel.h:259 */
-class tt__MetadataConfiguration;	/* vantel.h:261 */
-class tt__AudioOutputConfiguration;	/* vantel.h:271 */
-class tt__AudioDecoderConfiguration;	/* vantel.h:273 */
-class tt__PTZNode;	/* vantel.h:355 */
-class tt__PTZConfiguration;	/* vantel.h:365 */
-struct __tds__GetDeviceInformation;	/* vantel.h:5497 */
-struct __tds__SystemReboot;	/* vantel.h:5528 */
-struct __tds__GetCapabilities;	/* vantel.h:5561 */
-struct __tptz__GetPresets;	/* vantel.h:5610 */
-struct __tptz__SetPreset;	/* vantel.h:5658 */
-struct __tptz__GotoPreset;	/* vantel.h:5691 */
-struct __tptz__GetNodes;	/* vantel.h:5732 */
-struct __tptz__GetNode;	/* vantel.h:5765 */
-struct __tptz__ContinuousMove;	/* vantel.h:5799 */
-struct __tptz__Stop;	/* vantel.h:5833 */
-struct __trt__GetProfile;	/* vantel.h:5881 */
-struct __trt__GetProfiles;	/* vantel.h:5917 */
-struct __trt__GetVideoEncoderConfigurations;	/* vantel.h:5951 */
-struct __trt__GetVideoEncoderConfiguration;	/* vantel.h:5983 */
-struct __trt__SetVideoEncoderConfiguration;	/* vantel.h:6023 */
-struct __trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:6068 */
-struct __trt__GetStreamUri;	/* vantel.h:6122 */
+class tt__FloatRange;	/* vantel.h:204 */
+class tt__Profile;	/* vantel.h:206 */
+class tt__ConfigurationEntity;	/* vantel.h:214 */
+class tt__VideoResolution;	/* vantel.h:245 */
+class tt__VideoRateControl;	/* vantel.h:247 */
+class tt__Mpeg4Configuration;	/* vantel.h:249 */
+class tt__H264Configuration;	/* vantel.h:251 */
+class tt__VideoEncoderConfigurationOptions;	/* vantel.h:253 */
+class tt__VideoEncoderOptionsExtension;	/* vantel.h:255 */
+class tt__VideoEncoderOptionsExtension2;	/* vantel.h:257 */
+class tt__JpegOptions;	/* vantel.h:259 */
+class tt__Mpeg4Options;	/* vantel.h:263 */
+class tt__H264Options;	/* vantel.h:267 */
+class tt__MulticastConfiguration;	/* vantel.h:319 */
+class tt__StreamSetup;	/* vantel.h:321 */
+class _tt__Transport_Tunnel;	/* vantel.h:1700 */
+class tt__Transport;	/* vantel.h:323 */
+class tt__MediaUri;	/* vantel.h:325 */
+class tt__IPAddress;	/* vantel.h:327 */
+class tt__Capabilities;	/* vantel.h:329 */
+class tt__DeviceCapabilities;	/* vantel.h:340 */
+class tt__MediaCapabilities;	/* vantel.h:357 */
+class tt__PTZCapabilities;	/* vantel.h:404 */
+class tt__PTZSpaces;	/* vantel.h:471 */
+class tt__PTZSpacesExtension;	/* vantel.h:473 */
+class tt__Space2DDescription;	/* vantel.h:475 */
+class tt__Space1DDescription;	/* vantel.h:477 */
+class tt__PTZSpeed;	/* vantel.h:479 */
+class tt__PTZPreset;	/* vantel.h:481 */
+class tt__IntRange;	/* vantel.h:504 */
+class tt__Vector2D;	/* vantel.h:506 */
+class tt__Vector1D;	/* vantel.h:508 */
+class tt__PTZVector;	/* vantel.h:510 */
+class _trt__GetProfile;	/* vantel.h:512 */
+class _trt__GetProfileResponse;	/* vantel.h:514 */
+class _trt__GetProfiles;	/* vantel.h:516 */
+class _trt__GetProfilesResponse;	/* vantel.h:518 */
+class _trt__GetVideoEncoderConfigurations;	/* vantel.h:520 */
+class _trt__GetVideoEncoderConfigurationsResponse;	/* vantel.h:522 */
+class _trt__GetVideoEncoderConfiguration;	/* vantel.h:524 */
+class _trt__GetVideoEncoderConfigurationResponse;	/* vantel.h:526 */
+class _trt__SetVideoEncoderConfiguration;	/* vantel.h:528 */
+class _trt__SetVideoEncoderConfigurationResponse;	/* vantel.h:530 */
+class _trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:532 */
+class _trt__GetVideoEncoderConfigurationOptionsResponse;	/* vantel.h:534 */
+class _trt__GetStreamUri;	/* vantel.h:536 */
+class _trt__GetStreamUriResponse;	/* vantel.h:538 */
+class _tptz__GetNodes;	/* vantel.h:540 */
+class _tptz__GetNodesResponse;	/* vantel.h:542 */
+class _tptz__GetNode;	/* vantel.h:544 */
+class _tptz__GetNodeResponse;	/* vantel.h:546 */
+class _tptz__GetPresets;	/* vantel.h:548 */
+class _tptz__GetPresetsResponse;	/* vantel.h:550 */
+class _tptz__SetPreset;	/* vantel.h:552 */
+class _tptz__SetPresetResponse;	/* vantel.h:554 */
+class _tptz__GotoPreset;	/* vantel.h:556 */
+class _tptz__GotoPresetResponse;	/* vantel.h:558 */
+class _tptz__ContinuousMove;	/* vantel.h:560 */
+class _tptz__ContinuousMoveResponse;	/* vantel.h:562 */
+class _tptz__Stop;	/* vantel.h:564 */
+class _tptz__StopResponse;	/* vantel.h:566 */
+class tt__VideoEncoderConfiguration;	/* vantel.h:243 */
+class tt__JpegOptions2;	/* vantel.h:261 */
+class tt__Mpeg4Options2;	/* vantel.h:265 */
+class tt__H264Options2;	/* vantel.h:269 */
+class tt__PTZNode;	/* vantel.h:430 */
+struct __tds__GetDeviceInformation;	/* vantel.h:3809 */
+struct __tds__SystemReboot;	/* vantel.h:3840 */
+struct __tds__GetCapabilities;	/* vantel.h:3873 */
+struct __tptz__GetPresets;	/* vantel.h:3922 */
+struct __tptz__SetPreset;	/* vantel.h:3970 */
+struct __tptz__GotoPreset;	/* vantel.h:4003 */
+struct __tptz__GetNodes;	/* vantel.h:4044 */
+struct __tptz__GetNode;	/* vantel.h:4077 */
+struct __tptz__ContinuousMove;	/* vantel.h:4111 */
+struct __tptz__Stop;	/* vantel.h:4145 */
+struct __trt__GetProfile;	/* vantel.h:4193 */
+struct __trt__GetProfiles;	/* vantel.h:4229 */
+struct __trt__GetVideoEncoderConfigurations;	/* vantel.h:4263 */
+struct __trt__GetVideoEncoderConfiguration;	/* vantel.h:4295 */
+struct __trt__SetVideoEncoderConfiguration;	/* vantel.h:4335 */
+struct __trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:4380 */
+struct __trt__GetStreamUri;	/* vantel.h:4434 */
 struct wsa5__EndpointReferenceType;	/* wsa5.h:65 */
 struct wsa5__ReferenceParametersType;	/* wsa5.h:68 */
 struct wsa5__MetadataType;	/* wsa5.h:71 */
@@ -794,6 +791,2382 @@ class SOAP_CMAC xsd__hexBinary {
 };
 #endif
 
+/* vantel.h:202 */
+#ifndef SOAP_TYPE_tt__IntRectangle
+#define SOAP_TYPE_tt__IntRectangle (41)
+/* complex XML schema type 'tt:IntRectangle': */
+class SOAP_CMAC tt__IntRectangle {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__IntRectangle
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__IntRectangle; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__IntRectangle, default initialized and not managed by a soap context
+        virtual tt__IntRectangle *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__IntRectangle); }
+      public:
+        /// Constructor with default initializations
+        tt__IntRectangle() { }
+        /// Destructor
+        virtual ~tt__IntRectangle() { }
+        /// Friend allocator used by soap_new_tt__IntRectangle(struct soap*, int)
+        friend SOAP_FMAC1 tt__IntRectangle * SOAP_FMAC2 soap_instantiate_tt__IntRectangle(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:209 */
+#ifndef SOAP_TYPE_tt__ProfileExtension
+#define SOAP_TYPE_tt__ProfileExtension (44)
+/* complex XML schema type 'tt:ProfileExtension': */
+class SOAP_CMAC tt__ProfileExtension {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__ProfileExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__ProfileExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__ProfileExtension, default initialized and not managed by a soap context
+        virtual tt__ProfileExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ProfileExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__ProfileExtension() : __any() { }
+        /// Destructor
+        virtual ~tt__ProfileExtension() { }
+        /// Friend allocator used by soap_new_tt__ProfileExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__ProfileExtension * SOAP_FMAC2 soap_instantiate_tt__ProfileExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:212 */
+#ifndef SOAP_TYPE_tt__ProfileExtension2
+#define SOAP_TYPE_tt__ProfileExtension2 (46)
+/* complex XML schema type 'tt:ProfileExtension2': */
+class SOAP_CMAC tt__ProfileExtension2 {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__ProfileExtension2
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__ProfileExtension2; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__ProfileExtension2, default initialized and not managed by a soap context
+        virtual tt__ProfileExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ProfileExtension2); }
+      public:
+        /// Constructor with default initializations
+        tt__ProfileExtension2() { }
+        /// Destructor
+        virtual ~tt__ProfileExtension2() { }
+        /// Friend allocator used by soap_new_tt__ProfileExtension2(struct soap*, int)
+        friend SOAP_FMAC1 tt__ProfileExtension2 * SOAP_FMAC2 soap_instantiate_tt__ProfileExtension2(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:217 */
+#ifndef SOAP_TYPE_tt__VideoSourceConfiguration
+#define SOAP_TYPE_tt__VideoSourceConfiguration (48)
+/* complex XML schema type 'tt:VideoSourceConfiguration': */
+class SOAP_CMAC tt__VideoSourceConfiguration {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__VideoSourceConfiguration
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__VideoSourceConfiguration; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__VideoSourceConfiguration, default initialized and not managed by a soap context
+        virtual tt__VideoSourceConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__VideoSourceConfiguration); }
+      public:
+        /// Constructor with default initializations
+        tt__VideoSourceConfiguration() : __any() { }
+        /// Destructor
+        virtual ~tt__VideoSourceConfiguration() { }
+        /// Friend allocator used by soap_new_tt__VideoSourceConfiguration(struct soap*, int)
+        friend SOAP_FMAC1 tt__VideoSourceConfiguration * SOAP_FMAC2 soap_instantiate_tt__VideoSourceConfiguration(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:220 */
+#ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (49)
+/* complex XML schema type 'tt:VideoSourceConfigurationExtension': */
+class SOAP_CMAC tt__VideoSourceConfigurationExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__VideoSourceConfigurationExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__VideoSourceConfigurationExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__VideoSourceConfigurationExtension, default initialized and not managed by a soap context
+        virtual tt__VideoSourceConfigurationExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__VideoSourceConfigurationExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__VideoSourceConfigurationExtension() { }
+        /// Destructor
+        virtual ~tt__VideoSourceConfigurationExtension() { }
+        /// Friend allocator used by soap_new_tt__VideoSourceConfigurationExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__VideoSourceConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__VideoSourceConfigurationExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:223 */
+#ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension2
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (50)
+/* complex XML schema type 'tt:VideoSourceConfigurationExtension2': */
+class SOAP_CMAC tt__VideoSourceConfigurationExtension2 {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__VideoSourceConfigurationExtension2
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__VideoSourceConfigurationExtension2; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__VideoSourceConfigurationExtension2, default initialized and not managed by a soap context
+        virtual tt__VideoSourceConfigurationExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__VideoSourceConfigurationExtension2); }
+      public:
+        /// Constructor with default initializations
+        tt__VideoSourceConfigurationExtension2() { }
+        /// Destructor
+        virtual ~tt__VideoSourceConfigurationExtension2() { }
+        /// Friend allocator used by soap_new_tt__VideoSourceConfigurationExtension2(struct soap*, int)
+        friend SOAP_FMAC1 tt__VideoSourceConfigurationExtension2 * SOAP_FMAC2 soap_instantiate_tt__VideoSourceConfigurationExtension2(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:226 */
+#ifndef SOAP_TYPE_tt__Rotate
+#define SOAP_TYPE_tt__Rotate (51)
+/* complex XML schema type 'tt:Rotate': */
+class SOAP_CMAC tt__Rotate {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__Rotate
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__Rotate; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__Rotate, default initialized and not managed by a soap context
+        virtual tt__Rotate *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Rotate); }
+      public:
+        /// Constructor with default initializations
+        tt__Rotate() { }
+        /// Destructor
+        virtual ~tt__Rotate() { }
+        /// Friend allocator used by soap_new_tt__Rotate(struct soap*, int)
+        friend SOAP_FMAC1 tt__Rotate * SOAP_FMAC2 soap_instantiate_tt__Rotate(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:229 */
+#ifndef SOAP_TYPE_tt__RotateExtension
+#define SOAP_TYPE_tt__RotateExtension (52)
+/* complex XML schema type 'tt:RotateExtension': */
+class SOAP_CMAC tt__RotateExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__RotateExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__RotateExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__RotateExtension, default initialized and not managed by a soap context
+        virtual tt__RotateExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RotateExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__RotateExtension() { }
+        /// Destructor
+        virtual ~tt__RotateExtension() { }
+        /// Friend allocator used by soap_new_tt__RotateExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__RotateExtension * SOAP_FMAC2 soap_instantiate_tt__RotateExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:232 */
+#ifndef SOAP_TYPE_tt__LensProjection
+#define SOAP_TYPE_tt__LensProjection (53)
+/* complex XML schema type 'tt:LensProjection': */
+class SOAP_CMAC tt__LensProjection {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__LensProjection
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__LensProjection; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__LensProjection, default initialized and not managed by a soap context
+        virtual tt__LensProjection *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__LensProjection); }
+      public:
+        /// Constructor with default initializations
+        tt__LensProjection() { }
+        /// Destructor
+        virtual ~tt__LensProjection() { }
+        /// Friend allocator used by soap_new_tt__LensProjection(struct soap*, int)
+        friend SOAP_FMAC1 tt__LensProjection * SOAP_FMAC2 soap_instantiate_tt__LensProjection(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:235 */
+#ifndef SOAP_TYPE_tt__LensOffset
+#define SOAP_TYPE_tt__LensOffset (54)
+/* complex XML schema type 'tt:LensOffset': */
+class SOAP_CMAC tt__LensOffset {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__LensOffset
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__LensOffset; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__LensOffset, default initialized and not managed by a soap context
+        virtual tt__LensOffset *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__LensOffset); }
+      public:
+        /// Constructor with default initializations
+        tt__LensOffset() { }
+        /// Destructor
+        virtual ~tt__LensOffset() { }
+        /// Friend allocator used by soap_new_tt__LensOffset(struct soap*, int)
+        friend SOAP_FMAC1 tt__LensOffset * SOAP_FMAC2 soap_instantiate_tt__LensOffset(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:238 */
+#ifndef SOAP_TYPE_tt__LensDescription
+#define SOAP_TYPE_tt__LensDescription (55)
+/* complex XML schema type 'tt:LensDescription': */
+class SOAP_CMAC tt__LensDescription {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__LensDescription
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__LensDescription; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__LensDescription, default initialized and not managed by a soap context
+        virtual tt__LensDescription *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__LensDescription); }
+      public:
+        /// Constructor with default initializations
+        tt__LensDescription() { }
+        /// Destructor
+        virtual ~tt__LensDescription() { }
+        /// Friend allocator used by soap_new_tt__LensDescription(struct soap*, int)
+        friend SOAP_FMAC1 tt__LensDescription * SOAP_FMAC2 soap_instantiate_tt__LensDescription(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:241 */
+#ifndef SOAP_TYPE_tt__SceneOrientation
+#define SOAP_TYPE_tt__SceneOrientation (56)
+/* complex XML schema type 'tt:SceneOrientation': */
+class SOAP_CMAC tt__SceneOrientation {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SceneOrientation
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SceneOrientation; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SceneOrientation, default initialized and not managed by a soap context
+        virtual tt__SceneOrientation *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SceneOrientation); }
+      public:
+        /// Constructor with default initializations
+        tt__SceneOrientation() { }
+        /// Destructor
+        virtual ~tt__SceneOrientation() { }
+        /// Friend allocator used by soap_new_tt__SceneOrientation(struct soap*, int)
+        friend SOAP_FMAC1 tt__SceneOrientation * SOAP_FMAC2 soap_instantiate_tt__SceneOrientation(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:272 */
+#ifndef SOAP_TYPE_tt__AudioSourceConfiguration
+#define SOAP_TYPE_tt__AudioSourceConfiguration (71)
+/* complex XML schema type 'tt:AudioSourceConfiguration': */
+class SOAP_CMAC tt__AudioSourceConfiguration {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__AudioSourceConfiguration
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__AudioSourceConfiguration; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__AudioSourceConfiguration, default initialized and not managed by a soap context
+        virtual tt__AudioSourceConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AudioSourceConfiguration); }
+      public:
+        /// Constructor with default initializations
+        tt__AudioSourceConfiguration() : __any() { }
+        /// Destructor
+        virtual ~tt__AudioSourceConfiguration() { }
+        /// Friend allocator used by soap_new_tt__AudioSourceConfiguration(struct soap*, int)
+        friend SOAP_FMAC1 tt__AudioSourceConfiguration * SOAP_FMAC2 soap_instantiate_tt__AudioSourceConfiguration(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:275 */
+#ifndef SOAP_TYPE_tt__AudioEncoderConfiguration
+#define SOAP_TYPE_tt__AudioEncoderConfiguration (72)
+/* complex XML schema type 'tt:AudioEncoderConfiguration': */
+class SOAP_CMAC tt__AudioEncoderConfiguration {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__AudioEncoderConfiguration
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__AudioEncoderConfiguration; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__AudioEncoderConfiguration, default initialized and not managed by a soap context
+        virtual tt__AudioEncoderConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AudioEncoderConfiguration); }
+      public:
+        /// Constructor with default initializations
+        tt__AudioEncoderConfiguration() : __any() { }
+        /// Destructor
+        virtual ~tt__AudioEncoderConfiguration() { }
+        /// Friend allocator used by soap_new_tt__AudioEncoderConfiguration(struct soap*, int)
+        friend SOAP_FMAC1 tt__AudioEncoderConfiguration * SOAP_FMAC2 soap_instantiate_tt__AudioEncoderConfiguration(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:278 */
+#ifndef SOAP_TYPE_tt__VideoAnalyticsConfiguration
+#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (73)
+/* complex XML schema type 'tt:VideoAnalyticsConfiguration': */
+class SOAP_CMAC tt__VideoAnalyticsConfiguration {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__VideoAnalyticsConfiguration
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__VideoAnalyticsConfiguration; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__VideoAnalyticsConfiguration, default initialized and not managed by a soap context
+        virtual tt__VideoAnalyticsConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__VideoAnalyticsConfiguration); }
+      public:
+        /// Constructor with default initializations
+        tt__VideoAnalyticsConfiguration() : __any() { }
+        /// Destructor
+        virtual ~tt__VideoAnalyticsConfiguration() { }
+        /// Friend allocator used by soap_new_tt__VideoAnalyticsConfiguration(struct soap*, int)
+        friend SOAP_FMAC1 tt__VideoAnalyticsConfiguration * SOAP_FMAC2 soap_instantiate_tt__VideoAnalyticsConfiguration(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:281 */
+#ifndef SOAP_TYPE_tt__MetadataConfiguration
+#define SOAP_TYPE_tt__MetadataConfiguration (74)
+/* complex XML schema type 'tt:MetadataConfiguration': */
+class SOAP_CMAC tt__MetadataConfiguration {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__MetadataConfiguration
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__MetadataConfiguration; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__MetadataConfiguration, default initialized and not managed by a soap context
+        virtual tt__MetadataConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MetadataConfiguration); }
+      public:
+        /// Constructor with default initializations
+        tt__MetadataConfiguration() : __any() { }
+        /// Destructor
+        virtual ~tt__MetadataConfiguration() { }
+        /// Friend allocator used by soap_new_tt__MetadataConfiguration(struct soap*, int)
+        friend SOAP_FMAC1 tt__MetadataConfiguration * SOAP_FMAC2 soap_instantiate_tt__MetadataConfiguration(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:284 */
+#ifndef SOAP_TYPE_tt__MetadataConfigurationExtension
+#define SOAP_TYPE_tt__MetadataConfigurationExtension (75)
+/* complex XML schema type 'tt:MetadataConfigurationExtension': */
+class SOAP_CMAC tt__MetadataConfigurationExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__MetadataConfigurationExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__MetadataConfigurationExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__MetadataConfigurationExtension, default initialized and not managed by a soap context
+        virtual tt__MetadataConfigurationExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MetadataConfigurationExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__MetadataConfigurationExtension() { }
+        /// Destructor
+        virtual ~tt__MetadataConfigurationExtension() { }
+        /// Friend allocator used by soap_new_tt__MetadataConfigurationExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__MetadataConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__MetadataConfigurationExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:287 */
+#ifndef SOAP_TYPE_tt__PTZFilter
+#define SOAP_TYPE_tt__PTZFilter (76)
+/* complex XML schema type 'tt:PTZFilter': */
+class SOAP_CMAC tt__PTZFilter {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZFilter
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZFilter; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZFilter, default initialized and not managed by a soap context
+        virtual tt__PTZFilter *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZFilter); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZFilter() { }
+        /// Destructor
+        virtual ~tt__PTZFilter() { }
+        /// Friend allocator used by soap_new_tt__PTZFilter(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZFilter * SOAP_FMAC2 soap_instantiate_tt__PTZFilter(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:299 */
+#ifndef SOAP_TYPE_tt__SensorDataFilter
+#define SOAP_TYPE_tt__SensorDataFilter (77)
+/* complex XML schema type 'tt:SensorDataFilter': */
+class SOAP_CMAC tt__SensorDataFilter {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SensorDataFilter
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SensorDataFilter; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SensorDataFilter, default initialized and not managed by a soap context
+        virtual tt__SensorDataFilter *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SensorDataFilter); }
+      public:
+        /// Constructor with default initializations
+        tt__SensorDataFilter() { }
+        /// Destructor
+        virtual ~tt__SensorDataFilter() { }
+        /// Friend allocator used by soap_new_tt__SensorDataFilter(struct soap*, int)
+        friend SOAP_FMAC1 tt__SensorDataFilter * SOAP_FMAC2 soap_instantiate_tt__SensorDataFilter(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:306 */
+#ifndef SOAP_TYPE_tt__EventSubscription
+#define SOAP_TYPE_tt__EventSubscription (78)
+/* complex XML schema type 'tt:EventSubscription': */
+class SOAP_CMAC tt__EventSubscription {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__EventSubscription
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__EventSubscription; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__EventSubscription, default initialized and not managed by a soap context
+        virtual tt__EventSubscription *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__EventSubscription); }
+      public:
+        /// Constructor with default initializations
+        tt__EventSubscription() { }
+        /// Destructor
+        virtual ~tt__EventSubscription() { }
+        /// Friend allocator used by soap_new_tt__EventSubscription(struct soap*, int)
+        friend SOAP_FMAC1 tt__EventSubscription * SOAP_FMAC2 soap_instantiate_tt__EventSubscription(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:309 */
+#ifndef SOAP_TYPE_tt__AudioOutputConfiguration
+#define SOAP_TYPE_tt__AudioOutputConfiguration (79)
+/* complex XML schema type 'tt:AudioOutputConfiguration': */
+class SOAP_CMAC tt__AudioOutputConfiguration {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__AudioOutputConfiguration
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__AudioOutputConfiguration; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__AudioOutputConfiguration, default initialized and not managed by a soap context
+        virtual tt__AudioOutputConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AudioOutputConfiguration); }
+      public:
+        /// Constructor with default initializations
+        tt__AudioOutputConfiguration() { }
+        /// Destructor
+        virtual ~tt__AudioOutputConfiguration() { }
+        /// Friend allocator used by soap_new_tt__AudioOutputConfiguration(struct soap*, int)
+        friend SOAP_FMAC1 tt__AudioOutputConfiguration * SOAP_FMAC2 soap_instantiate_tt__AudioOutputConfiguration(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:317 */
+#ifndef SOAP_TYPE_tt__AudioDecoderConfiguration
+#define SOAP_TYPE_tt__AudioDecoderConfiguration (80)
+/* complex XML schema type 'tt:AudioDecoderConfiguration': */
+class SOAP_CMAC tt__AudioDecoderConfiguration {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__AudioDecoderConfiguration
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__AudioDecoderConfiguration; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__AudioDecoderConfiguration, default initialized and not managed by a soap context
+        virtual tt__AudioDecoderConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AudioDecoderConfiguration); }
+      public:
+        /// Constructor with default initializations
+        tt__AudioDecoderConfiguration() { }
+        /// Destructor
+        virtual ~tt__AudioDecoderConfiguration() { }
+        /// Friend allocator used by soap_new_tt__AudioDecoderConfiguration(struct soap*, int)
+        friend SOAP_FMAC1 tt__AudioDecoderConfiguration * SOAP_FMAC2 soap_instantiate_tt__AudioDecoderConfiguration(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:332 */
+#ifndef SOAP_TYPE_tt__CapabilitiesExtension
+#define SOAP_TYPE_tt__CapabilitiesExtension (87)
+/* complex XML schema type 'tt:CapabilitiesExtension': */
+class SOAP_CMAC tt__CapabilitiesExtension {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__CapabilitiesExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__CapabilitiesExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__CapabilitiesExtension, default initialized and not managed by a soap context
+        virtual tt__CapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__CapabilitiesExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__CapabilitiesExtension() : __any() { }
+        /// Destructor
+        virtual ~tt__CapabilitiesExtension() { }
+        /// Friend allocator used by soap_new_tt__CapabilitiesExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__CapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__CapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:335 */
+#ifndef SOAP_TYPE_tt__CapabilitiesExtension2
+#define SOAP_TYPE_tt__CapabilitiesExtension2 (88)
+/* complex XML schema type 'tt:CapabilitiesExtension2': */
+class SOAP_CMAC tt__CapabilitiesExtension2 {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__CapabilitiesExtension2
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__CapabilitiesExtension2; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__CapabilitiesExtension2, default initialized and not managed by a soap context
+        virtual tt__CapabilitiesExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__CapabilitiesExtension2); }
+      public:
+        /// Constructor with default initializations
+        tt__CapabilitiesExtension2() { }
+        /// Destructor
+        virtual ~tt__CapabilitiesExtension2() { }
+        /// Friend allocator used by soap_new_tt__CapabilitiesExtension2(struct soap*, int)
+        friend SOAP_FMAC1 tt__CapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__CapabilitiesExtension2(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:338 */
+#ifndef SOAP_TYPE_tt__AnalyticsCapabilities
+#define SOAP_TYPE_tt__AnalyticsCapabilities (89)
+/* complex XML schema type 'tt:AnalyticsCapabilities': */
+class SOAP_CMAC tt__AnalyticsCapabilities {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__AnalyticsCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__AnalyticsCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__AnalyticsCapabilities, default initialized and not managed by a soap context
+        virtual tt__AnalyticsCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AnalyticsCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__AnalyticsCapabilities() : __any() { }
+        /// Destructor
+        virtual ~tt__AnalyticsCapabilities() { }
+        /// Friend allocator used by soap_new_tt__AnalyticsCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__AnalyticsCapabilities * SOAP_FMAC2 soap_instantiate_tt__AnalyticsCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:343 */
+#ifndef SOAP_TYPE_tt__DeviceCapabilitiesExtension
+#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (91)
+/* complex XML schema type 'tt:DeviceCapabilitiesExtension': */
+class SOAP_CMAC tt__DeviceCapabilitiesExtension {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__DeviceCapabilitiesExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__DeviceCapabilitiesExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__DeviceCapabilitiesExtension, default initialized and not managed by a soap context
+        virtual tt__DeviceCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__DeviceCapabilitiesExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__DeviceCapabilitiesExtension() : __any() { }
+        /// Destructor
+        virtual ~tt__DeviceCapabilitiesExtension() { }
+        /// Friend allocator used by soap_new_tt__DeviceCapabilitiesExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__DeviceCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__DeviceCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:346 */
+#ifndef SOAP_TYPE_tt__EventCapabilities
+#define SOAP_TYPE_tt__EventCapabilities (92)
+/* complex XML schema type 'tt:EventCapabilities': */
+class SOAP_CMAC tt__EventCapabilities {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__EventCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__EventCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__EventCapabilities, default initialized and not managed by a soap context
+        virtual tt__EventCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__EventCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__EventCapabilities() : __any() { }
+        /// Destructor
+        virtual ~tt__EventCapabilities() { }
+        /// Friend allocator used by soap_new_tt__EventCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__EventCapabilities * SOAP_FMAC2 soap_instantiate_tt__EventCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:349 */
+#ifndef SOAP_TYPE_tt__IOCapabilities
+#define SOAP_TYPE_tt__IOCapabilities (93)
+/* complex XML schema type 'tt:IOCapabilities': */
+class SOAP_CMAC tt__IOCapabilities {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__IOCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__IOCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__IOCapabilities, default initialized and not managed by a soap context
+        virtual tt__IOCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__IOCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__IOCapabilities() : __any() { }
+        /// Destructor
+        virtual ~tt__IOCapabilities() { }
+        /// Friend allocator used by soap_new_tt__IOCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__IOCapabilities * SOAP_FMAC2 soap_instantiate_tt__IOCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:352 */
+#ifndef SOAP_TYPE_tt__IOCapabilitiesExtension
+#define SOAP_TYPE_tt__IOCapabilitiesExtension (94)
+/* complex XML schema type 'tt:IOCapabilitiesExtension': */
+class SOAP_CMAC tt__IOCapabilitiesExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__IOCapabilitiesExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__IOCapabilitiesExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__IOCapabilitiesExtension, default initialized and not managed by a soap context
+        virtual tt__IOCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__IOCapabilitiesExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__IOCapabilitiesExtension() { }
+        /// Destructor
+        virtual ~tt__IOCapabilitiesExtension() { }
+        /// Friend allocator used by soap_new_tt__IOCapabilitiesExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__IOCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__IOCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:355 */
+#ifndef SOAP_TYPE_tt__IOCapabilitiesExtension2
+#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (95)
+/* complex XML schema type 'tt:IOCapabilitiesExtension2': */
+class SOAP_CMAC tt__IOCapabilitiesExtension2 {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__IOCapabilitiesExtension2
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__IOCapabilitiesExtension2; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__IOCapabilitiesExtension2, default initialized and not managed by a soap context
+        virtual tt__IOCapabilitiesExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__IOCapabilitiesExtension2); }
+      public:
+        /// Constructor with default initializations
+        tt__IOCapabilitiesExtension2() { }
+        /// Destructor
+        virtual ~tt__IOCapabilitiesExtension2() { }
+        /// Friend allocator used by soap_new_tt__IOCapabilitiesExtension2(struct soap*, int)
+        friend SOAP_FMAC1 tt__IOCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__IOCapabilitiesExtension2(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:360 */
+#ifndef SOAP_TYPE_tt__MediaCapabilitiesExtension
+#define SOAP_TYPE_tt__MediaCapabilitiesExtension (97)
+/* complex XML schema type 'tt:MediaCapabilitiesExtension': */
+class SOAP_CMAC tt__MediaCapabilitiesExtension {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__MediaCapabilitiesExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__MediaCapabilitiesExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__MediaCapabilitiesExtension, default initialized and not managed by a soap context
+        virtual tt__MediaCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MediaCapabilitiesExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__MediaCapabilitiesExtension() : __any() { }
+        /// Destructor
+        virtual ~tt__MediaCapabilitiesExtension() { }
+        /// Friend allocator used by soap_new_tt__MediaCapabilitiesExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__MediaCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__MediaCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:363 */
+#ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilities
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (98)
+/* complex XML schema type 'tt:RealTimeStreamingCapabilities': */
+class SOAP_CMAC tt__RealTimeStreamingCapabilities {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__RealTimeStreamingCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__RealTimeStreamingCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__RealTimeStreamingCapabilities, default initialized and not managed by a soap context
+        virtual tt__RealTimeStreamingCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RealTimeStreamingCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__RealTimeStreamingCapabilities() : __any() { }
+        /// Destructor
+        virtual ~tt__RealTimeStreamingCapabilities() { }
+        /// Friend allocator used by soap_new_tt__RealTimeStreamingCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__RealTimeStreamingCapabilities * SOAP_FMAC2 soap_instantiate_tt__RealTimeStreamingCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:366 */
+#ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (99)
+/* complex XML schema type 'tt:RealTimeStreamingCapabilitiesExtension': */
+class SOAP_CMAC tt__RealTimeStreamingCapabilitiesExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__RealTimeStreamingCapabilitiesExtension, default initialized and not managed by a soap context
+        virtual tt__RealTimeStreamingCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RealTimeStreamingCapabilitiesExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__RealTimeStreamingCapabilitiesExtension() { }
+        /// Destructor
+        virtual ~tt__RealTimeStreamingCapabilitiesExtension() { }
+        /// Friend allocator used by soap_new_tt__RealTimeStreamingCapabilitiesExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__RealTimeStreamingCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__RealTimeStreamingCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:369 */
+#ifndef SOAP_TYPE_tt__ProfileCapabilities
+#define SOAP_TYPE_tt__ProfileCapabilities (100)
+/* complex XML schema type 'tt:ProfileCapabilities': */
+class SOAP_CMAC tt__ProfileCapabilities {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__ProfileCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__ProfileCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__ProfileCapabilities, default initialized and not managed by a soap context
+        virtual tt__ProfileCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ProfileCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__ProfileCapabilities() { }
+        /// Destructor
+        virtual ~tt__ProfileCapabilities() { }
+        /// Friend allocator used by soap_new_tt__ProfileCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__ProfileCapabilities * SOAP_FMAC2 soap_instantiate_tt__ProfileCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:372 */
+#ifndef SOAP_TYPE_tt__NetworkCapabilities
+#define SOAP_TYPE_tt__NetworkCapabilities (101)
+/* complex XML schema type 'tt:NetworkCapabilities': */
+class SOAP_CMAC tt__NetworkCapabilities {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__NetworkCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__NetworkCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__NetworkCapabilities, default initialized and not managed by a soap context
+        virtual tt__NetworkCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__NetworkCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__NetworkCapabilities() : __any() { }
+        /// Destructor
+        virtual ~tt__NetworkCapabilities() { }
+        /// Friend allocator used by soap_new_tt__NetworkCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__NetworkCapabilities * SOAP_FMAC2 soap_instantiate_tt__NetworkCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:375 */
+#ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (102)
+/* complex XML schema type 'tt:NetworkCapabilitiesExtension': */
+class SOAP_CMAC tt__NetworkCapabilitiesExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__NetworkCapabilitiesExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__NetworkCapabilitiesExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__NetworkCapabilitiesExtension, default initialized and not managed by a soap context
+        virtual tt__NetworkCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__NetworkCapabilitiesExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__NetworkCapabilitiesExtension() { }
+        /// Destructor
+        virtual ~tt__NetworkCapabilitiesExtension() { }
+        /// Friend allocator used by soap_new_tt__NetworkCapabilitiesExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__NetworkCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__NetworkCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:378 */
+#ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension2
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (103)
+/* complex XML schema type 'tt:NetworkCapabilitiesExtension2': */
+class SOAP_CMAC tt__NetworkCapabilitiesExtension2 {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__NetworkCapabilitiesExtension2
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__NetworkCapabilitiesExtension2; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__NetworkCapabilitiesExtension2, default initialized and not managed by a soap context
+        virtual tt__NetworkCapabilitiesExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__NetworkCapabilitiesExtension2); }
+      public:
+        /// Constructor with default initializations
+        tt__NetworkCapabilitiesExtension2() { }
+        /// Destructor
+        virtual ~tt__NetworkCapabilitiesExtension2() { }
+        /// Friend allocator used by soap_new_tt__NetworkCapabilitiesExtension2(struct soap*, int)
+        friend SOAP_FMAC1 tt__NetworkCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__NetworkCapabilitiesExtension2(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:381 */
+#ifndef SOAP_TYPE_tt__SecurityCapabilities
+#define SOAP_TYPE_tt__SecurityCapabilities (104)
+/* complex XML schema type 'tt:SecurityCapabilities': */
+class SOAP_CMAC tt__SecurityCapabilities {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SecurityCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SecurityCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SecurityCapabilities, default initialized and not managed by a soap context
+        virtual tt__SecurityCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SecurityCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__SecurityCapabilities() : __any() { }
+        /// Destructor
+        virtual ~tt__SecurityCapabilities() { }
+        /// Friend allocator used by soap_new_tt__SecurityCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__SecurityCapabilities * SOAP_FMAC2 soap_instantiate_tt__SecurityCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:384 */
+#ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (105)
+/* complex XML schema type 'tt:SecurityCapabilitiesExtension': */
+class SOAP_CMAC tt__SecurityCapabilitiesExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SecurityCapabilitiesExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SecurityCapabilitiesExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SecurityCapabilitiesExtension, default initialized and not managed by a soap context
+        virtual tt__SecurityCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SecurityCapabilitiesExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__SecurityCapabilitiesExtension() { }
+        /// Destructor
+        virtual ~tt__SecurityCapabilitiesExtension() { }
+        /// Friend allocator used by soap_new_tt__SecurityCapabilitiesExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__SecurityCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__SecurityCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:387 */
+#ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension2
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (106)
+/* complex XML schema type 'tt:SecurityCapabilitiesExtension2': */
+class SOAP_CMAC tt__SecurityCapabilitiesExtension2 {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SecurityCapabilitiesExtension2
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SecurityCapabilitiesExtension2; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SecurityCapabilitiesExtension2, default initialized and not managed by a soap context
+        virtual tt__SecurityCapabilitiesExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SecurityCapabilitiesExtension2); }
+      public:
+        /// Constructor with default initializations
+        tt__SecurityCapabilitiesExtension2() { }
+        /// Destructor
+        virtual ~tt__SecurityCapabilitiesExtension2() { }
+        /// Friend allocator used by soap_new_tt__SecurityCapabilitiesExtension2(struct soap*, int)
+        friend SOAP_FMAC1 tt__SecurityCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__SecurityCapabilitiesExtension2(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:390 */
+#ifndef SOAP_TYPE_tt__SystemCapabilities
+#define SOAP_TYPE_tt__SystemCapabilities (107)
+/* complex XML schema type 'tt:SystemCapabilities': */
+class SOAP_CMAC tt__SystemCapabilities {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SystemCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SystemCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SystemCapabilities, default initialized and not managed by a soap context
+        virtual tt__SystemCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SystemCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__SystemCapabilities() : __any() { }
+        /// Destructor
+        virtual ~tt__SystemCapabilities() { }
+        /// Friend allocator used by soap_new_tt__SystemCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__SystemCapabilities * SOAP_FMAC2 soap_instantiate_tt__SystemCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:393 */
+#ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension (108)
+/* complex XML schema type 'tt:SystemCapabilitiesExtension': */
+class SOAP_CMAC tt__SystemCapabilitiesExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SystemCapabilitiesExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SystemCapabilitiesExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SystemCapabilitiesExtension, default initialized and not managed by a soap context
+        virtual tt__SystemCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SystemCapabilitiesExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__SystemCapabilitiesExtension() { }
+        /// Destructor
+        virtual ~tt__SystemCapabilitiesExtension() { }
+        /// Friend allocator used by soap_new_tt__SystemCapabilitiesExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__SystemCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__SystemCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:396 */
+#ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension2
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (109)
+/* complex XML schema type 'tt:SystemCapabilitiesExtension2': */
+class SOAP_CMAC tt__SystemCapabilitiesExtension2 {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SystemCapabilitiesExtension2
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SystemCapabilitiesExtension2; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SystemCapabilitiesExtension2, default initialized and not managed by a soap context
+        virtual tt__SystemCapabilitiesExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SystemCapabilitiesExtension2); }
+      public:
+        /// Constructor with default initializations
+        tt__SystemCapabilitiesExtension2() { }
+        /// Destructor
+        virtual ~tt__SystemCapabilitiesExtension2() { }
+        /// Friend allocator used by soap_new_tt__SystemCapabilitiesExtension2(struct soap*, int)
+        friend SOAP_FMAC1 tt__SystemCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__SystemCapabilitiesExtension2(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:399 */
+#ifndef SOAP_TYPE_tt__OnvifVersion
+#define SOAP_TYPE_tt__OnvifVersion (110)
+/* complex XML schema type 'tt:OnvifVersion': */
+class SOAP_CMAC tt__OnvifVersion {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__OnvifVersion
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__OnvifVersion; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__OnvifVersion, default initialized and not managed by a soap context
+        virtual tt__OnvifVersion *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__OnvifVersion); }
+      public:
+        /// Constructor with default initializations
+        tt__OnvifVersion() { }
+        /// Destructor
+        virtual ~tt__OnvifVersion() { }
+        /// Friend allocator used by soap_new_tt__OnvifVersion(struct soap*, int)
+        friend SOAP_FMAC1 tt__OnvifVersion * SOAP_FMAC2 soap_instantiate_tt__OnvifVersion(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:402 */
+#ifndef SOAP_TYPE_tt__ImagingCapabilities
+#define SOAP_TYPE_tt__ImagingCapabilities (111)
+/* complex XML schema type 'tt:ImagingCapabilities': */
+class SOAP_CMAC tt__ImagingCapabilities {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__ImagingCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__ImagingCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__ImagingCapabilities, default initialized and not managed by a soap context
+        virtual tt__ImagingCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ImagingCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__ImagingCapabilities() : __any() { }
+        /// Destructor
+        virtual ~tt__ImagingCapabilities() { }
+        /// Friend allocator used by soap_new_tt__ImagingCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__ImagingCapabilities * SOAP_FMAC2 soap_instantiate_tt__ImagingCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:407 */
+#ifndef SOAP_TYPE_tt__DeviceIOCapabilities
+#define SOAP_TYPE_tt__DeviceIOCapabilities (113)
+/* complex XML schema type 'tt:DeviceIOCapabilities': */
+class SOAP_CMAC tt__DeviceIOCapabilities {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__DeviceIOCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__DeviceIOCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__DeviceIOCapabilities, default initialized and not managed by a soap context
+        virtual tt__DeviceIOCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__DeviceIOCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__DeviceIOCapabilities() { }
+        /// Destructor
+        virtual ~tt__DeviceIOCapabilities() { }
+        /// Friend allocator used by soap_new_tt__DeviceIOCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__DeviceIOCapabilities * SOAP_FMAC2 soap_instantiate_tt__DeviceIOCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:410 */
+#ifndef SOAP_TYPE_tt__DisplayCapabilities
+#define SOAP_TYPE_tt__DisplayCapabilities (114)
+/* complex XML schema type 'tt:DisplayCapabilities': */
+class SOAP_CMAC tt__DisplayCapabilities {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__DisplayCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__DisplayCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__DisplayCapabilities, default initialized and not managed by a soap context
+        virtual tt__DisplayCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__DisplayCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__DisplayCapabilities() { }
+        /// Destructor
+        virtual ~tt__DisplayCapabilities() { }
+        /// Friend allocator used by soap_new_tt__DisplayCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__DisplayCapabilities * SOAP_FMAC2 soap_instantiate_tt__DisplayCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:413 */
+#ifndef SOAP_TYPE_tt__RecordingCapabilities
+#define SOAP_TYPE_tt__RecordingCapabilities (115)
+/* complex XML schema type 'tt:RecordingCapabilities': */
+class SOAP_CMAC tt__RecordingCapabilities {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__RecordingCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__RecordingCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__RecordingCapabilities, default initialized and not managed by a soap context
+        virtual tt__RecordingCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RecordingCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__RecordingCapabilities() { }
+        /// Destructor
+        virtual ~tt__RecordingCapabilities() { }
+        /// Friend allocator used by soap_new_tt__RecordingCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__RecordingCapabilities * SOAP_FMAC2 soap_instantiate_tt__RecordingCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:416 */
+#ifndef SOAP_TYPE_tt__SearchCapabilities
+#define SOAP_TYPE_tt__SearchCapabilities (116)
+/* complex XML schema type 'tt:SearchCapabilities': */
+class SOAP_CMAC tt__SearchCapabilities {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SearchCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SearchCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SearchCapabilities, default initialized and not managed by a soap context
+        virtual tt__SearchCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SearchCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__SearchCapabilities() { }
+        /// Destructor
+        virtual ~tt__SearchCapabilities() { }
+        /// Friend allocator used by soap_new_tt__SearchCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__SearchCapabilities * SOAP_FMAC2 soap_instantiate_tt__SearchCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:419 */
+#ifndef SOAP_TYPE_tt__ReplayCapabilities
+#define SOAP_TYPE_tt__ReplayCapabilities (117)
+/* complex XML schema type 'tt:ReplayCapabilities': */
+class SOAP_CMAC tt__ReplayCapabilities {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__ReplayCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__ReplayCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__ReplayCapabilities, default initialized and not managed by a soap context
+        virtual tt__ReplayCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ReplayCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__ReplayCapabilities() { }
+        /// Destructor
+        virtual ~tt__ReplayCapabilities() { }
+        /// Friend allocator used by soap_new_tt__ReplayCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__ReplayCapabilities * SOAP_FMAC2 soap_instantiate_tt__ReplayCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:422 */
+#ifndef SOAP_TYPE_tt__ReceiverCapabilities
+#define SOAP_TYPE_tt__ReceiverCapabilities (118)
+/* complex XML schema type 'tt:ReceiverCapabilities': */
+class SOAP_CMAC tt__ReceiverCapabilities {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__ReceiverCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__ReceiverCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__ReceiverCapabilities, default initialized and not managed by a soap context
+        virtual tt__ReceiverCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ReceiverCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__ReceiverCapabilities() { }
+        /// Destructor
+        virtual ~tt__ReceiverCapabilities() { }
+        /// Friend allocator used by soap_new_tt__ReceiverCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__ReceiverCapabilities * SOAP_FMAC2 soap_instantiate_tt__ReceiverCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:425 */
+#ifndef SOAP_TYPE_tt__AnalyticsDeviceCapabilities
+#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (119)
+/* complex XML schema type 'tt:AnalyticsDeviceCapabilities': */
+class SOAP_CMAC tt__AnalyticsDeviceCapabilities {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__AnalyticsDeviceCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__AnalyticsDeviceCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__AnalyticsDeviceCapabilities, default initialized and not managed by a soap context
+        virtual tt__AnalyticsDeviceCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AnalyticsDeviceCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__AnalyticsDeviceCapabilities() { }
+        /// Destructor
+        virtual ~tt__AnalyticsDeviceCapabilities() { }
+        /// Friend allocator used by soap_new_tt__AnalyticsDeviceCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__AnalyticsDeviceCapabilities * SOAP_FMAC2 soap_instantiate_tt__AnalyticsDeviceCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:428 */
+#ifndef SOAP_TYPE_tt__AnalyticsDeviceExtension
+#define SOAP_TYPE_tt__AnalyticsDeviceExtension (120)
+/* complex XML schema type 'tt:AnalyticsDeviceExtension': */
+class SOAP_CMAC tt__AnalyticsDeviceExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__AnalyticsDeviceExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__AnalyticsDeviceExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__AnalyticsDeviceExtension, default initialized and not managed by a soap context
+        virtual tt__AnalyticsDeviceExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AnalyticsDeviceExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__AnalyticsDeviceExtension() { }
+        /// Destructor
+        virtual ~tt__AnalyticsDeviceExtension() { }
+        /// Friend allocator used by soap_new_tt__AnalyticsDeviceExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__AnalyticsDeviceExtension * SOAP_FMAC2 soap_instantiate_tt__AnalyticsDeviceExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:433 */
+#ifndef SOAP_TYPE_tt__PTZNodeExtension
+#define SOAP_TYPE_tt__PTZNodeExtension (122)
+/* complex XML schema type 'tt:PTZNodeExtension': */
+class SOAP_CMAC tt__PTZNodeExtension {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZNodeExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZNodeExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZNodeExtension, default initialized and not managed by a soap context
+        virtual tt__PTZNodeExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZNodeExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZNodeExtension() : __any() { }
+        /// Destructor
+        virtual ~tt__PTZNodeExtension() { }
+        /// Friend allocator used by soap_new_tt__PTZNodeExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZNodeExtension * SOAP_FMAC2 soap_instantiate_tt__PTZNodeExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:436 */
+#ifndef SOAP_TYPE_tt__PTZNodeExtension2
+#define SOAP_TYPE_tt__PTZNodeExtension2 (123)
+/* complex XML schema type 'tt:PTZNodeExtension2': */
+class SOAP_CMAC tt__PTZNodeExtension2 {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZNodeExtension2
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZNodeExtension2; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZNodeExtension2, default initialized and not managed by a soap context
+        virtual tt__PTZNodeExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZNodeExtension2); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZNodeExtension2() { }
+        /// Destructor
+        virtual ~tt__PTZNodeExtension2() { }
+        /// Friend allocator used by soap_new_tt__PTZNodeExtension2(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZNodeExtension2 * SOAP_FMAC2 soap_instantiate_tt__PTZNodeExtension2(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:439 */
+#ifndef SOAP_TYPE_tt__PTZPresetTourSupported
+#define SOAP_TYPE_tt__PTZPresetTourSupported (124)
+/* complex XML schema type 'tt:PTZPresetTourSupported': */
+class SOAP_CMAC tt__PTZPresetTourSupported {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZPresetTourSupported
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZPresetTourSupported; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZPresetTourSupported, default initialized and not managed by a soap context
+        virtual tt__PTZPresetTourSupported *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZPresetTourSupported); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZPresetTourSupported() { }
+        /// Destructor
+        virtual ~tt__PTZPresetTourSupported() { }
+        /// Friend allocator used by soap_new_tt__PTZPresetTourSupported(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZPresetTourSupported * SOAP_FMAC2 soap_instantiate_tt__PTZPresetTourSupported(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:442 */
+#ifndef SOAP_TYPE_tt__PTZPresetTourSupportedExtension
+#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (125)
+/* complex XML schema type 'tt:PTZPresetTourSupportedExtension': */
+class SOAP_CMAC tt__PTZPresetTourSupportedExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZPresetTourSupportedExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZPresetTourSupportedExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZPresetTourSupportedExtension, default initialized and not managed by a soap context
+        virtual tt__PTZPresetTourSupportedExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZPresetTourSupportedExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZPresetTourSupportedExtension() { }
+        /// Destructor
+        virtual ~tt__PTZPresetTourSupportedExtension() { }
+        /// Friend allocator used by soap_new_tt__PTZPresetTourSupportedExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZPresetTourSupportedExtension * SOAP_FMAC2 soap_instantiate_tt__PTZPresetTourSupportedExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:445 */
+#ifndef SOAP_TYPE_tt__PTZConfiguration
+#define SOAP_TYPE_tt__PTZConfiguration (126)
+/* complex XML schema type 'tt:PTZConfiguration': */
+class SOAP_CMAC tt__PTZConfiguration {
+      public:
+        /// Required element 'tt:NodeToken' of XML schema type 'xsd:string'
+        std::string NodeToken;
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZConfiguration
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZConfiguration; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZConfiguration, default initialized and not managed by a soap context
+        virtual tt__PTZConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZConfiguration); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZConfiguration() : NodeToken(), __any() { }
+        /// Destructor
+        virtual ~tt__PTZConfiguration() { }
+        /// Friend allocator used by soap_new_tt__PTZConfiguration(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZConfiguration * SOAP_FMAC2 soap_instantiate_tt__PTZConfiguration(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:448 */
+#ifndef SOAP_TYPE_tt__PTZConfigurationExtension
+#define SOAP_TYPE_tt__PTZConfigurationExtension (127)
+/* complex XML schema type 'tt:PTZConfigurationExtension': */
+class SOAP_CMAC tt__PTZConfigurationExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZConfigurationExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZConfigurationExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZConfigurationExtension, default initialized and not managed by a soap context
+        virtual tt__PTZConfigurationExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZConfigurationExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZConfigurationExtension() { }
+        /// Destructor
+        virtual ~tt__PTZConfigurationExtension() { }
+        /// Friend allocator used by soap_new_tt__PTZConfigurationExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__PTZConfigurationExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:451 */
+#ifndef SOAP_TYPE_tt__PTZConfigurationExtension2
+#define SOAP_TYPE_tt__PTZConfigurationExtension2 (128)
+/* complex XML schema type 'tt:PTZConfigurationExtension2': */
+class SOAP_CMAC tt__PTZConfigurationExtension2 {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZConfigurationExtension2
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZConfigurationExtension2; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZConfigurationExtension2, default initialized and not managed by a soap context
+        virtual tt__PTZConfigurationExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZConfigurationExtension2); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZConfigurationExtension2() { }
+        /// Destructor
+        virtual ~tt__PTZConfigurationExtension2() { }
+        /// Friend allocator used by soap_new_tt__PTZConfigurationExtension2(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZConfigurationExtension2 * SOAP_FMAC2 soap_instantiate_tt__PTZConfigurationExtension2(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:454 */
+#ifndef SOAP_TYPE_tt__PTControlDirection
+#define SOAP_TYPE_tt__PTControlDirection (129)
+/* complex XML schema type 'tt:PTControlDirection': */
+class SOAP_CMAC tt__PTControlDirection {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTControlDirection
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTControlDirection; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTControlDirection, default initialized and not managed by a soap context
+        virtual tt__PTControlDirection *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTControlDirection); }
+      public:
+        /// Constructor with default initializations
+        tt__PTControlDirection() { }
+        /// Destructor
+        virtual ~tt__PTControlDirection() { }
+        /// Friend allocator used by soap_new_tt__PTControlDirection(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTControlDirection * SOAP_FMAC2 soap_instantiate_tt__PTControlDirection(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:457 */
+#ifndef SOAP_TYPE_tt__PTControlDirectionExtension
+#define SOAP_TYPE_tt__PTControlDirectionExtension (130)
+/* complex XML schema type 'tt:PTControlDirectionExtension': */
+class SOAP_CMAC tt__PTControlDirectionExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTControlDirectionExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTControlDirectionExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTControlDirectionExtension, default initialized and not managed by a soap context
+        virtual tt__PTControlDirectionExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTControlDirectionExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__PTControlDirectionExtension() { }
+        /// Destructor
+        virtual ~tt__PTControlDirectionExtension() { }
+        /// Friend allocator used by soap_new_tt__PTControlDirectionExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTControlDirectionExtension * SOAP_FMAC2 soap_instantiate_tt__PTControlDirectionExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:460 */
+#ifndef SOAP_TYPE_tt__EFlip
+#define SOAP_TYPE_tt__EFlip (131)
+/* complex XML schema type 'tt:EFlip': */
+class SOAP_CMAC tt__EFlip {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__EFlip
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__EFlip; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__EFlip, default initialized and not managed by a soap context
+        virtual tt__EFlip *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__EFlip); }
+      public:
+        /// Constructor with default initializations
+        tt__EFlip() { }
+        /// Destructor
+        virtual ~tt__EFlip() { }
+        /// Friend allocator used by soap_new_tt__EFlip(struct soap*, int)
+        friend SOAP_FMAC1 tt__EFlip * SOAP_FMAC2 soap_instantiate_tt__EFlip(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:463 */
+#ifndef SOAP_TYPE_tt__Reverse
+#define SOAP_TYPE_tt__Reverse (132)
+/* complex XML schema type 'tt:Reverse': */
+class SOAP_CMAC tt__Reverse {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__Reverse
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__Reverse; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__Reverse, default initialized and not managed by a soap context
+        virtual tt__Reverse *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Reverse); }
+      public:
+        /// Constructor with default initializations
+        tt__Reverse() { }
+        /// Destructor
+        virtual ~tt__Reverse() { }
+        /// Friend allocator used by soap_new_tt__Reverse(struct soap*, int)
+        friend SOAP_FMAC1 tt__Reverse * SOAP_FMAC2 soap_instantiate_tt__Reverse(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:466 */
+#ifndef SOAP_TYPE_tt__PanTiltLimits
+#define SOAP_TYPE_tt__PanTiltLimits (133)
+/* complex XML schema type 'tt:PanTiltLimits': */
+class SOAP_CMAC tt__PanTiltLimits {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PanTiltLimits
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PanTiltLimits; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PanTiltLimits, default initialized and not managed by a soap context
+        virtual tt__PanTiltLimits *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PanTiltLimits); }
+      public:
+        /// Constructor with default initializations
+        tt__PanTiltLimits() { }
+        /// Destructor
+        virtual ~tt__PanTiltLimits() { }
+        /// Friend allocator used by soap_new_tt__PanTiltLimits(struct soap*, int)
+        friend SOAP_FMAC1 tt__PanTiltLimits * SOAP_FMAC2 soap_instantiate_tt__PanTiltLimits(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:469 */
+#ifndef SOAP_TYPE_tt__ZoomLimits
+#define SOAP_TYPE_tt__ZoomLimits (134)
+/* complex XML schema type 'tt:ZoomLimits': */
+class SOAP_CMAC tt__ZoomLimits {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__ZoomLimits
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__ZoomLimits; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__ZoomLimits, default initialized and not managed by a soap context
+        virtual tt__ZoomLimits *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ZoomLimits); }
+      public:
+        /// Constructor with default initializations
+        tt__ZoomLimits() { }
+        /// Destructor
+        virtual ~tt__ZoomLimits() { }
+        /// Friend allocator used by soap_new_tt__ZoomLimits(struct soap*, int)
+        friend SOAP_FMAC1 tt__ZoomLimits * SOAP_FMAC2 soap_instantiate_tt__ZoomLimits(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:484 */
+#ifndef SOAP_TYPE_tt__ItemList
+#define SOAP_TYPE_tt__ItemList (141)
+/* complex XML schema type 'tt:ItemList': */
+class SOAP_CMAC tt__ItemList {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__ItemList
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__ItemList; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__ItemList, default initialized and not managed by a soap context
+        virtual tt__ItemList *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ItemList); }
+      public:
+        /// Constructor with default initializations
+        tt__ItemList() { }
+        /// Destructor
+        virtual ~tt__ItemList() { }
+        /// Friend allocator used by soap_new_tt__ItemList(struct soap*, int)
+        friend SOAP_FMAC1 tt__ItemList * SOAP_FMAC2 soap_instantiate_tt__ItemList(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:487 */
+#ifndef SOAP_TYPE_tt__ItemListExtension
+#define SOAP_TYPE_tt__ItemListExtension (142)
+/* complex XML schema type 'tt:ItemListExtension': */
+class SOAP_CMAC tt__ItemListExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__ItemListExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__ItemListExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__ItemListExtension, default initialized and not managed by a soap context
+        virtual tt__ItemListExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ItemListExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__ItemListExtension() { }
+        /// Destructor
+        virtual ~tt__ItemListExtension() { }
+        /// Friend allocator used by soap_new_tt__ItemListExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__ItemListExtension * SOAP_FMAC2 soap_instantiate_tt__ItemListExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:490 */
+#ifndef SOAP_TYPE_tt__AnalyticsEngineConfiguration
+#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (143)
+/* complex XML schema type 'tt:AnalyticsEngineConfiguration': */
+class SOAP_CMAC tt__AnalyticsEngineConfiguration {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__AnalyticsEngineConfiguration
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__AnalyticsEngineConfiguration; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__AnalyticsEngineConfiguration, default initialized and not managed by a soap context
+        virtual tt__AnalyticsEngineConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AnalyticsEngineConfiguration); }
+      public:
+        /// Constructor with default initializations
+        tt__AnalyticsEngineConfiguration() { }
+        /// Destructor
+        virtual ~tt__AnalyticsEngineConfiguration() { }
+        /// Friend allocator used by soap_new_tt__AnalyticsEngineConfiguration(struct soap*, int)
+        friend SOAP_FMAC1 tt__AnalyticsEngineConfiguration * SOAP_FMAC2 soap_instantiate_tt__AnalyticsEngineConfiguration(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:493 */
+#ifndef SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension
+#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (144)
+/* complex XML schema type 'tt:AnalyticsEngineConfigurationExtension': */
+class SOAP_CMAC tt__AnalyticsEngineConfigurationExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__AnalyticsEngineConfigurationExtension, default initialized and not managed by a soap context
+        virtual tt__AnalyticsEngineConfigurationExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AnalyticsEngineConfigurationExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__AnalyticsEngineConfigurationExtension() { }
+        /// Destructor
+        virtual ~tt__AnalyticsEngineConfigurationExtension() { }
+        /// Friend allocator used by soap_new_tt__AnalyticsEngineConfigurationExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__AnalyticsEngineConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__AnalyticsEngineConfigurationExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:496 */
+#ifndef SOAP_TYPE_tt__RuleEngineConfiguration
+#define SOAP_TYPE_tt__RuleEngineConfiguration (145)
+/* complex XML schema type 'tt:RuleEngineConfiguration': */
+class SOAP_CMAC tt__RuleEngineConfiguration {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__RuleEngineConfiguration
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__RuleEngineConfiguration; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__RuleEngineConfiguration, default initialized and not managed by a soap context
+        virtual tt__RuleEngineConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RuleEngineConfiguration); }
+      public:
+        /// Constructor with default initializations
+        tt__RuleEngineConfiguration() { }
+        /// Destructor
+        virtual ~tt__RuleEngineConfiguration() { }
+        /// Friend allocator used by soap_new_tt__RuleEngineConfiguration(struct soap*, int)
+        friend SOAP_FMAC1 tt__RuleEngineConfiguration * SOAP_FMAC2 soap_instantiate_tt__RuleEngineConfiguration(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:499 */
+#ifndef SOAP_TYPE_tt__RuleEngineConfigurationExtension
+#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (146)
+/* complex XML schema type 'tt:RuleEngineConfigurationExtension': */
+class SOAP_CMAC tt__RuleEngineConfigurationExtension {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__RuleEngineConfigurationExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__RuleEngineConfigurationExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__RuleEngineConfigurationExtension, default initialized and not managed by a soap context
+        virtual tt__RuleEngineConfigurationExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RuleEngineConfigurationExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__RuleEngineConfigurationExtension() { }
+        /// Destructor
+        virtual ~tt__RuleEngineConfigurationExtension() { }
+        /// Friend allocator used by soap_new_tt__RuleEngineConfigurationExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__RuleEngineConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__RuleEngineConfigurationExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:502 */
+#ifndef SOAP_TYPE_tt__Config
+#define SOAP_TYPE_tt__Config (147)
+/* complex XML schema type 'tt:Config': */
+class SOAP_CMAC tt__Config {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__Config
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__Config; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__Config, default initialized and not managed by a soap context
+        virtual tt__Config *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Config); }
+      public:
+        /// Constructor with default initializations
+        tt__Config() { }
+        /// Destructor
+        virtual ~tt__Config() { }
+        /// Friend allocator used by soap_new_tt__Config(struct soap*, int)
+        friend SOAP_FMAC1 tt__Config * SOAP_FMAC2 soap_instantiate_tt__Config(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
 /* vantel.h:183 */
 #ifndef SOAP_TYPE__tds__GetDeviceInformation
 #define SOAP_TYPE__tds__GetDeviceInformation (34)
@@ -1057,50 +3430,7 @@ class SOAP_CMAC tt__DeviceEntity {
 };
 #endif
 
-/* vantel.h:197 */
-#ifndef SOAP_TYPE_tt__IntRectangle
-#define SOAP_TYPE_tt__IntRectangle (41)
-/* complex XML schema type 'tt:IntRectangle': */
-class SOAP_CMAC tt__IntRectangle {
-      public:
-        /// Required attribute 'x' of XML schema type 'xsd:int'
-        int x;
-        /// Required attribute 'y' of XML schema type 'xsd:int'
-        int y;
-        /// Required attribute 'width' of XML schema type 'xsd:int'
-        int width;
-        /// Required attribute 'height' of XML schema type 'xsd:int'
-        int height;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__IntRectangle
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__IntRectangle; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__IntRectangle, default initialized and not managed by a soap context
-        virtual tt__IntRectangle *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__IntRectangle); }
-      public:
-        /// Constructor with default initializations
-        tt__IntRectangle() : x(), y(), width(), height(), soap() { }
-        /// Destructor
-        virtual ~tt__IntRectangle() { }
-        /// Friend allocator used by soap_new_tt__IntRectangle(struct soap*, int)
-        friend SOAP_FMAC1 tt__IntRectangle * SOAP_FMAC2 soap_instantiate_tt__IntRectangle(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:199 */
+/* vantel.h:204 */
 #ifndef SOAP_TYPE_tt__FloatRange
 #define SOAP_TYPE_tt__FloatRange (42)
 /* complex XML schema type 'tt:FloatRange': */
@@ -1139,7 +3469,7 @@ class SOAP_CMAC tt__FloatRange {
 };
 #endif
 
-/* vantel.h:201 */
+/* vantel.h:206 */
 #ifndef SOAP_TYPE_tt__Profile
 #define SOAP_TYPE_tt__Profile (43)
 /* complex XML schema type 'tt:Profile': */
@@ -1196,85 +3526,9 @@ class SOAP_CMAC tt__Profile {
 };
 #endif
 
-/* vantel.h:203 */
-#ifndef SOAP_TYPE_tt__ProfileExtension
-#define SOAP_TYPE_tt__ProfileExtension (44)
-/* complex XML schema type 'tt:ProfileExtension': */
-class SOAP_CMAC tt__ProfileExtension {
-      public:
-        /// Optional element 'tt:AudioOutputConfiguration' of XML schema type 'tt:AudioOutputConfiguration'
-        tt__AudioOutputConfiguration *AudioOutputConfiguration;
-        /// Optional element 'tt:AudioDecoderConfiguration' of XML schema type 'tt:AudioDecoderConfiguration'
-        tt__AudioDecoderConfiguration *AudioDecoderConfiguration;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:ProfileExtension2'
-        tt__ProfileExtension2 *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__ProfileExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__ProfileExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__ProfileExtension, default initialized and not managed by a soap context
-        virtual tt__ProfileExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ProfileExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__ProfileExtension() : AudioOutputConfiguration(), AudioDecoderConfiguration(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__ProfileExtension() { }
-        /// Friend allocator used by soap_new_tt__ProfileExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__ProfileExtension * SOAP_FMAC2 soap_instantiate_tt__ProfileExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:205 */
-#ifndef SOAP_TYPE_tt__ProfileExtension2
-#define SOAP_TYPE_tt__ProfileExtension2 (45)
-/* complex XML schema type 'tt:ProfileExtension2': */
-class SOAP_CMAC tt__ProfileExtension2 {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__ProfileExtension2
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__ProfileExtension2; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__ProfileExtension2, default initialized and not managed by a soap context
-        virtual tt__ProfileExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ProfileExtension2); }
-      public:
-        /// Constructor with default initializations
-        tt__ProfileExtension2() : soap() { }
-        /// Destructor
-        virtual ~tt__ProfileExtension2() { }
-        /// Friend allocator used by soap_new_tt__ProfileExtension2(struct soap*, int)
-        friend SOAP_FMAC1 tt__ProfileExtension2 * SOAP_FMAC2 soap_instantiate_tt__ProfileExtension2(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:207 */
+/* vantel.h:214 */
 #ifndef SOAP_TYPE_tt__ConfigurationEntity
-#define SOAP_TYPE_tt__ConfigurationEntity (46)
+#define SOAP_TYPE_tt__ConfigurationEntity (47)
 /* complex XML schema type 'tt:ConfigurationEntity': */
 class SOAP_CMAC tt__ConfigurationEntity {
       public:
@@ -1313,327 +3567,9 @@ class SOAP_CMAC tt__ConfigurationEntity {
 };
 #endif
 
-/* vantel.h:211 */
-#ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (48)
-/* complex XML schema type 'tt:VideoSourceConfigurationExtension': */
-class SOAP_CMAC tt__VideoSourceConfigurationExtension {
-      public:
-        /// Optional element 'tt:Rotate' of XML schema type 'tt:Rotate'
-        tt__Rotate *Rotate;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:VideoSourceConfigurationExtension2'
-        tt__VideoSourceConfigurationExtension2 *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__VideoSourceConfigurationExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__VideoSourceConfigurationExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__VideoSourceConfigurationExtension, default initialized and not managed by a soap context
-        virtual tt__VideoSourceConfigurationExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__VideoSourceConfigurationExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__VideoSourceConfigurationExtension() : Rotate(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__VideoSourceConfigurationExtension() { }
-        /// Friend allocator used by soap_new_tt__VideoSourceConfigurationExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__VideoSourceConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__VideoSourceConfigurationExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:213 */
-#ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension2
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (49)
-/* complex XML schema type 'tt:VideoSourceConfigurationExtension2': */
-class SOAP_CMAC tt__VideoSourceConfigurationExtension2 {
-      public:
-        /// Optional element 'tt:LensDescription' of XML schema type 'tt:LensDescription'
-        std::vector<tt__LensDescription *> LensDescription;
-        /// Optional element 'tt:SceneOrientation' of XML schema type 'tt:SceneOrientation'
-        tt__SceneOrientation *SceneOrientation;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__VideoSourceConfigurationExtension2
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__VideoSourceConfigurationExtension2; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__VideoSourceConfigurationExtension2, default initialized and not managed by a soap context
-        virtual tt__VideoSourceConfigurationExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__VideoSourceConfigurationExtension2); }
-      public:
-        /// Constructor with default initializations
-        tt__VideoSourceConfigurationExtension2() : LensDescription(), SceneOrientation(), soap() { }
-        /// Destructor
-        virtual ~tt__VideoSourceConfigurationExtension2() { }
-        /// Friend allocator used by soap_new_tt__VideoSourceConfigurationExtension2(struct soap*, int)
-        friend SOAP_FMAC1 tt__VideoSourceConfigurationExtension2 * SOAP_FMAC2 soap_instantiate_tt__VideoSourceConfigurationExtension2(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:215 */
-#ifndef SOAP_TYPE_tt__Rotate
-#define SOAP_TYPE_tt__Rotate (50)
-/* complex XML schema type 'tt:Rotate': */
-class SOAP_CMAC tt__Rotate {
-      public:
-        /// Required element 'tt:Mode' of XML schema type 'tt:RotateMode'
-        enum tt__RotateMode Mode;
-        /// Optional element 'tt:Degree' of XML schema type 'xsd:int'
-        int *Degree;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:RotateExtension'
-        tt__RotateExtension *Extension;
-        /// Optional attribute 'Mirror' of XML schema type 'xsd:boolean'
-        bool *Mirror;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__Rotate
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__Rotate; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__Rotate, default initialized and not managed by a soap context
-        virtual tt__Rotate *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Rotate); }
-      public:
-        /// Constructor with default initializations
-        tt__Rotate() : Mode(), Degree(), Extension(), Mirror(), soap() { }
-        /// Destructor
-        virtual ~tt__Rotate() { }
-        /// Friend allocator used by soap_new_tt__Rotate(struct soap*, int)
-        friend SOAP_FMAC1 tt__Rotate * SOAP_FMAC2 soap_instantiate_tt__Rotate(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:217 */
-#ifndef SOAP_TYPE_tt__RotateExtension
-#define SOAP_TYPE_tt__RotateExtension (51)
-/* complex XML schema type 'tt:RotateExtension': */
-class SOAP_CMAC tt__RotateExtension {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__RotateExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__RotateExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__RotateExtension, default initialized and not managed by a soap context
-        virtual tt__RotateExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RotateExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__RotateExtension() : soap() { }
-        /// Destructor
-        virtual ~tt__RotateExtension() { }
-        /// Friend allocator used by soap_new_tt__RotateExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__RotateExtension * SOAP_FMAC2 soap_instantiate_tt__RotateExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:219 */
-#ifndef SOAP_TYPE_tt__LensProjection
-#define SOAP_TYPE_tt__LensProjection (52)
-/* complex XML schema type 'tt:LensProjection': */
-class SOAP_CMAC tt__LensProjection {
-      public:
-        /// Required element 'tt:Angle' of XML schema type 'xsd:float'
-        float Angle;
-        /// Required element 'tt:Radius' of XML schema type 'xsd:float'
-        float Radius;
-        /// Optional element 'tt:Transmittance' of XML schema type 'xsd:float'
-        float *Transmittance;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__LensProjection
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__LensProjection; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__LensProjection, default initialized and not managed by a soap context
-        virtual tt__LensProjection *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__LensProjection); }
-      public:
-        /// Constructor with default initializations
-        tt__LensProjection() : Angle(), Radius(), Transmittance(), soap() { }
-        /// Destructor
-        virtual ~tt__LensProjection() { }
-        /// Friend allocator used by soap_new_tt__LensProjection(struct soap*, int)
-        friend SOAP_FMAC1 tt__LensProjection * SOAP_FMAC2 soap_instantiate_tt__LensProjection(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:221 */
-#ifndef SOAP_TYPE_tt__LensOffset
-#define SOAP_TYPE_tt__LensOffset (53)
-/* complex XML schema type 'tt:LensOffset': */
-class SOAP_CMAC tt__LensOffset {
-      public:
-        /// Optional attribute 'x' of XML schema type 'xsd:float'
-        float *x;
-        /// Optional attribute 'y' of XML schema type 'xsd:float'
-        float *y;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__LensOffset
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__LensOffset; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__LensOffset, default initialized and not managed by a soap context
-        virtual tt__LensOffset *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__LensOffset); }
-      public:
-        /// Constructor with default initializations
-        tt__LensOffset() : x(), y(), soap() { }
-        /// Destructor
-        virtual ~tt__LensOffset() { }
-        /// Friend allocator used by soap_new_tt__LensOffset(struct soap*, int)
-        friend SOAP_FMAC1 tt__LensOffset * SOAP_FMAC2 soap_instantiate_tt__LensOffset(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:223 */
-#ifndef SOAP_TYPE_tt__LensDescription
-#define SOAP_TYPE_tt__LensDescription (54)
-/* complex XML schema type 'tt:LensDescription': */
-class SOAP_CMAC tt__LensDescription {
-      public:
-        /// Required element 'tt:Offset' of XML schema type 'tt:LensOffset'
-        tt__LensOffset *Offset;
-        /// Required element 'tt:Projection' of XML schema type 'tt:LensProjection'
-        std::vector<tt__LensProjection *> Projection;
-        /// Required element 'tt:XFactor' of XML schema type 'xsd:float'
-        float XFactor;
-        /// Optional attribute 'FocalLength' of XML schema type 'xsd:float'
-        float *FocalLength;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__LensDescription
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__LensDescription; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__LensDescription, default initialized and not managed by a soap context
-        virtual tt__LensDescription *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__LensDescription); }
-      public:
-        /// Constructor with default initializations
-        tt__LensDescription() : Offset(), Projection(), XFactor(), FocalLength(), soap() { }
-        /// Destructor
-        virtual ~tt__LensDescription() { }
-        /// Friend allocator used by soap_new_tt__LensDescription(struct soap*, int)
-        friend SOAP_FMAC1 tt__LensDescription * SOAP_FMAC2 soap_instantiate_tt__LensDescription(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:225 */
-#ifndef SOAP_TYPE_tt__SceneOrientation
-#define SOAP_TYPE_tt__SceneOrientation (55)
-/* complex XML schema type 'tt:SceneOrientation': */
-class SOAP_CMAC tt__SceneOrientation {
-      public:
-        /// Required element 'tt:Mode' of XML schema type 'tt:SceneOrientationMode'
-        enum tt__SceneOrientationMode Mode;
-        /// Optional element 'tt:Orientation' of XML schema type 'xsd:string'
-        std::string *Orientation;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__SceneOrientation
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__SceneOrientation; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__SceneOrientation, default initialized and not managed by a soap context
-        virtual tt__SceneOrientation *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SceneOrientation); }
-      public:
-        /// Constructor with default initializations
-        tt__SceneOrientation() : Mode(), Orientation(), soap() { }
-        /// Destructor
-        virtual ~tt__SceneOrientation() { }
-        /// Friend allocator used by soap_new_tt__SceneOrientation(struct soap*, int)
-        friend SOAP_FMAC1 tt__SceneOrientation * SOAP_FMAC2 soap_instantiate_tt__SceneOrientation(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:229 */
+/* vantel.h:245 */
 #ifndef SOAP_TYPE_tt__VideoResolution
-#define SOAP_TYPE_tt__VideoResolution (57)
+#define SOAP_TYPE_tt__VideoResolution (58)
 /* complex XML schema type 'tt:VideoResolution': */
 class SOAP_CMAC tt__VideoResolution {
       public:
@@ -1670,9 +3606,9 @@ class SOAP_CMAC tt__VideoResolution {
 };
 #endif
 
-/* vantel.h:231 */
+/* vantel.h:247 */
 #ifndef SOAP_TYPE_tt__VideoRateControl
-#define SOAP_TYPE_tt__VideoRateControl (58)
+#define SOAP_TYPE_tt__VideoRateControl (59)
 /* complex XML schema type 'tt:VideoRateControl': */
 class SOAP_CMAC tt__VideoRateControl {
       public:
@@ -1711,9 +3647,9 @@ class SOAP_CMAC tt__VideoRateControl {
 };
 #endif
 
-/* vantel.h:233 */
+/* vantel.h:249 */
 #ifndef SOAP_TYPE_tt__Mpeg4Configuration
-#define SOAP_TYPE_tt__Mpeg4Configuration (59)
+#define SOAP_TYPE_tt__Mpeg4Configuration (60)
 /* complex XML schema type 'tt:Mpeg4Configuration': */
 class SOAP_CMAC tt__Mpeg4Configuration {
       public:
@@ -1750,9 +3686,9 @@ class SOAP_CMAC tt__Mpeg4Configuration {
 };
 #endif
 
-/* vantel.h:235 */
+/* vantel.h:251 */
 #ifndef SOAP_TYPE_tt__H264Configuration
-#define SOAP_TYPE_tt__H264Configuration (60)
+#define SOAP_TYPE_tt__H264Configuration (61)
 /* complex XML schema type 'tt:H264Configuration': */
 class SOAP_CMAC tt__H264Configuration {
       public:
@@ -1789,9 +3725,9 @@ class SOAP_CMAC tt__H264Configuration {
 };
 #endif
 
-/* vantel.h:237 */
+/* vantel.h:253 */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfigurationOptions
-#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (61)
+#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (62)
 /* complex XML schema type 'tt:VideoEncoderConfigurationOptions': */
 class SOAP_CMAC tt__VideoEncoderConfigurationOptions {
       public:
@@ -1836,9 +3772,9 @@ class SOAP_CMAC tt__VideoEncoderConfigurationOptions {
 };
 #endif
 
-/* vantel.h:239 */
+/* vantel.h:255 */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (62)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (63)
 /* complex XML schema type 'tt:VideoEncoderOptionsExtension': */
 class SOAP_CMAC tt__VideoEncoderOptionsExtension {
       public:
@@ -1879,9 +3815,9 @@ class SOAP_CMAC tt__VideoEncoderOptionsExtension {
 };
 #endif
 
-/* vantel.h:241 */
+/* vantel.h:257 */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension2
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (63)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (64)
 /* complex XML schema type 'tt:VideoEncoderOptionsExtension2': */
 class SOAP_CMAC tt__VideoEncoderOptionsExtension2 {
       public:
@@ -1914,9 +3850,9 @@ class SOAP_CMAC tt__VideoEncoderOptionsExtension2 {
 };
 #endif
 
-/* vantel.h:243 */
+/* vantel.h:259 */
 #ifndef SOAP_TYPE_tt__JpegOptions
-#define SOAP_TYPE_tt__JpegOptions (64)
+#define SOAP_TYPE_tt__JpegOptions (65)
 /* complex XML schema type 'tt:JpegOptions': */
 class SOAP_CMAC tt__JpegOptions {
       public:
@@ -1955,9 +3891,9 @@ class SOAP_CMAC tt__JpegOptions {
 };
 #endif
 
-/* vantel.h:247 */
+/* vantel.h:263 */
 #ifndef SOAP_TYPE_tt__Mpeg4Options
-#define SOAP_TYPE_tt__Mpeg4Options (66)
+#define SOAP_TYPE_tt__Mpeg4Options (67)
 /* complex XML schema type 'tt:Mpeg4Options': */
 class SOAP_CMAC tt__Mpeg4Options {
       public:
@@ -2000,9 +3936,9 @@ class SOAP_CMAC tt__Mpeg4Options {
 };
 #endif
 
-/* vantel.h:251 */
+/* vantel.h:267 */
 #ifndef SOAP_TYPE_tt__H264Options
-#define SOAP_TYPE_tt__H264Options (68)
+#define SOAP_TYPE_tt__H264Options (69)
 /* complex XML schema type 'tt:H264Options': */
 class SOAP_CMAC tt__H264Options {
       public:
@@ -2045,195 +3981,9 @@ class SOAP_CMAC tt__H264Options {
 };
 #endif
 
-/* vantel.h:263 */
-#ifndef SOAP_TYPE_tt__MetadataConfigurationExtension
-#define SOAP_TYPE_tt__MetadataConfigurationExtension (74)
-/* complex XML schema type 'tt:MetadataConfigurationExtension': */
-class SOAP_CMAC tt__MetadataConfigurationExtension {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__MetadataConfigurationExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__MetadataConfigurationExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__MetadataConfigurationExtension, default initialized and not managed by a soap context
-        virtual tt__MetadataConfigurationExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MetadataConfigurationExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__MetadataConfigurationExtension() : soap() { }
-        /// Destructor
-        virtual ~tt__MetadataConfigurationExtension() { }
-        /// Friend allocator used by soap_new_tt__MetadataConfigurationExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__MetadataConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__MetadataConfigurationExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:265 */
-#ifndef SOAP_TYPE_tt__PTZFilter
-#define SOAP_TYPE_tt__PTZFilter (75)
-/* complex XML schema type 'tt:PTZFilter': */
-class SOAP_CMAC tt__PTZFilter {
-      public:
-        /// Required element 'tt:Status' of XML schema type 'xsd:boolean'
-        bool Status;
-        /// Required element 'tt:Position' of XML schema type 'xsd:boolean'
-        bool Position;
-        /// Optional element 'tt:FieldOfView' of XML schema type 'xsd:boolean'
-        bool *FieldOfView;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZFilter
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZFilter; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZFilter, default initialized and not managed by a soap context
-        virtual tt__PTZFilter *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZFilter); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZFilter() : Status(), Position(), FieldOfView(), soap() { }
-        /// Destructor
-        virtual ~tt__PTZFilter() { }
-        /// Friend allocator used by soap_new_tt__PTZFilter(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZFilter * SOAP_FMAC2 soap_instantiate_tt__PTZFilter(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:267 */
-#ifndef SOAP_TYPE_tt__SensorDataFilter
-#define SOAP_TYPE_tt__SensorDataFilter (76)
-/* complex XML schema type 'tt:SensorDataFilter': */
-class SOAP_CMAC tt__SensorDataFilter {
-      public:
-        /// Optional element 'tt:SensorID' of XML schema type 'xsd:string'
-        std::vector<std::string> SensorID;
-        /// Optional element 'tt:Type' of XML schema type 'xsd:string'
-        std::vector<std::string> Type;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__SensorDataFilter
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__SensorDataFilter; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__SensorDataFilter, default initialized and not managed by a soap context
-        virtual tt__SensorDataFilter *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SensorDataFilter); }
-      public:
-        /// Constructor with default initializations
-        tt__SensorDataFilter() : SensorID(), Type(), soap() { }
-        /// Destructor
-        virtual ~tt__SensorDataFilter() { }
-        /// Friend allocator used by soap_new_tt__SensorDataFilter(struct soap*, int)
-        friend SOAP_FMAC1 tt__SensorDataFilter * SOAP_FMAC2 soap_instantiate_tt__SensorDataFilter(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:1806 */
-#ifndef SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy
-#define SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy (241)
-/* complex XML schema type 'tt:EventSubscription-SubscriptionPolicy': */
-class SOAP_CMAC _tt__EventSubscription_SubscriptionPolicy {
-      public:
-        /// Return unique type id SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy
-        virtual long soap_type(void) const { return SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type _tt__EventSubscription_SubscriptionPolicy, default initialized and not managed by a soap context
-        virtual _tt__EventSubscription_SubscriptionPolicy *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(_tt__EventSubscription_SubscriptionPolicy); }
-      public:
-        /// Constructor with default initializations
-        _tt__EventSubscription_SubscriptionPolicy() { }
-        /// Destructor
-        virtual ~_tt__EventSubscription_SubscriptionPolicy() { }
-        /// Friend allocator used by soap_new__tt__EventSubscription_SubscriptionPolicy(struct soap*, int)
-        friend SOAP_FMAC1 _tt__EventSubscription_SubscriptionPolicy * SOAP_FMAC2 soap_instantiate__tt__EventSubscription_SubscriptionPolicy(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:269 */
-#ifndef SOAP_TYPE_tt__EventSubscription
-#define SOAP_TYPE_tt__EventSubscription (77)
-/* complex XML schema type 'tt:EventSubscription': */
-class SOAP_CMAC tt__EventSubscription {
-      public:
-        /// Optional element 'tt:Filter' of XML schema type 'wsnt:FilterType'
-        wsnt__FilterType *Filter;
-        /// Optional element 'tt:SubscriptionPolicy' of XML schema type 'tt:EventSubscription-SubscriptionPolicy'
-        _tt__EventSubscription_SubscriptionPolicy *SubscriptionPolicy;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__EventSubscription
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__EventSubscription; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__EventSubscription, default initialized and not managed by a soap context
-        virtual tt__EventSubscription *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__EventSubscription); }
-      public:
-        /// Constructor with default initializations
-        tt__EventSubscription() : Filter(), SubscriptionPolicy(), soap() { }
-        /// Destructor
-        virtual ~tt__EventSubscription() { }
-        /// Friend allocator used by soap_new_tt__EventSubscription(struct soap*, int)
-        friend SOAP_FMAC1 tt__EventSubscription * SOAP_FMAC2 soap_instantiate_tt__EventSubscription(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:275 */
+/* vantel.h:319 */
 #ifndef SOAP_TYPE_tt__MulticastConfiguration
-#define SOAP_TYPE_tt__MulticastConfiguration (80)
+#define SOAP_TYPE_tt__MulticastConfiguration (81)
 /* complex XML schema type 'tt:MulticastConfiguration': */
 class SOAP_CMAC tt__MulticastConfiguration {
       public:
@@ -2274,9 +4024,9 @@ class SOAP_CMAC tt__MulticastConfiguration {
 };
 #endif
 
-/* vantel.h:277 */
+/* vantel.h:321 */
 #ifndef SOAP_TYPE_tt__StreamSetup
-#define SOAP_TYPE_tt__StreamSetup (81)
+#define SOAP_TYPE_tt__StreamSetup (82)
 /* complex XML schema type 'tt:StreamSetup': */
 class SOAP_CMAC tt__StreamSetup {
       public:
@@ -2313,9 +4063,9 @@ class SOAP_CMAC tt__StreamSetup {
 };
 #endif
 
-/* vantel.h:1932 */
+/* vantel.h:1700 */
 #ifndef SOAP_TYPE__tt__Transport_Tunnel
-#define SOAP_TYPE__tt__Transport_Tunnel (245)
+#define SOAP_TYPE__tt__Transport_Tunnel (227)
 /* complex XML schema type 'tt:Transport-Tunnel': */
 class SOAP_CMAC _tt__Transport_Tunnel {
       public:
@@ -2345,9 +4095,9 @@ class SOAP_CMAC _tt__Transport_Tunnel {
 };
 #endif
 
-/* vantel.h:279 */
+/* vantel.h:323 */
 #ifndef SOAP_TYPE_tt__Transport
-#define SOAP_TYPE_tt__Transport (82)
+#define SOAP_TYPE_tt__Transport (83)
 /* complex XML schema type 'tt:Transport': */
 class SOAP_CMAC tt__Transport {
       public:
@@ -2384,9 +4134,9 @@ class SOAP_CMAC tt__Transport {
 };
 #endif
 
-/* vantel.h:281 */
+/* vantel.h:325 */
 #ifndef SOAP_TYPE_tt__MediaUri
-#define SOAP_TYPE_tt__MediaUri (83)
+#define SOAP_TYPE_tt__MediaUri (84)
 /* complex XML schema type 'tt:MediaUri': */
 class SOAP_CMAC tt__MediaUri {
       public:
@@ -2427,9 +4177,9 @@ class SOAP_CMAC tt__MediaUri {
 };
 #endif
 
-/* vantel.h:283 */
+/* vantel.h:327 */
 #ifndef SOAP_TYPE_tt__IPAddress
-#define SOAP_TYPE_tt__IPAddress (84)
+#define SOAP_TYPE_tt__IPAddress (85)
 /* complex XML schema type 'tt:IPAddress': */
 class SOAP_CMAC tt__IPAddress {
       public:
@@ -2468,9 +4218,9 @@ class SOAP_CMAC tt__IPAddress {
 };
 #endif
 
-/* vantel.h:285 */
+/* vantel.h:329 */
 #ifndef SOAP_TYPE_tt__Capabilities
-#define SOAP_TYPE_tt__Capabilities (85)
+#define SOAP_TYPE_tt__Capabilities (86)
 /* complex XML schema type 'tt:Capabilities': */
 class SOAP_CMAC tt__Capabilities {
       public:
@@ -2517,136 +4267,9 @@ class SOAP_CMAC tt__Capabilities {
 };
 #endif
 
-/* vantel.h:287 */
-#ifndef SOAP_TYPE_tt__CapabilitiesExtension
-#define SOAP_TYPE_tt__CapabilitiesExtension (86)
-/* complex XML schema type 'tt:CapabilitiesExtension': */
-class SOAP_CMAC tt__CapabilitiesExtension {
-      public:
-        /// Optional element 'tt:DeviceIO' of XML schema type 'tt:DeviceIOCapabilities'
-        tt__DeviceIOCapabilities *DeviceIO;
-        /// Optional element 'tt:Display' of XML schema type 'tt:DisplayCapabilities'
-        tt__DisplayCapabilities *Display;
-        /// Optional element 'tt:Recording' of XML schema type 'tt:RecordingCapabilities'
-        tt__RecordingCapabilities *Recording;
-        /// Optional element 'tt:Search' of XML schema type 'tt:SearchCapabilities'
-        tt__SearchCapabilities *Search;
-        /// Optional element 'tt:Replay' of XML schema type 'tt:ReplayCapabilities'
-        tt__ReplayCapabilities *Replay;
-        /// Optional element 'tt:Receiver' of XML schema type 'tt:ReceiverCapabilities'
-        tt__ReceiverCapabilities *Receiver;
-        /// Optional element 'tt:AnalyticsDevice' of XML schema type 'tt:AnalyticsDeviceCapabilities'
-        tt__AnalyticsDeviceCapabilities *AnalyticsDevice;
-        /// Optional element 'tt:Extensions' of XML schema type 'tt:CapabilitiesExtension2'
-        tt__CapabilitiesExtension2 *Extensions;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__CapabilitiesExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__CapabilitiesExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__CapabilitiesExtension, default initialized and not managed by a soap context
-        virtual tt__CapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__CapabilitiesExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__CapabilitiesExtension() : DeviceIO(), Display(), Recording(), Search(), Replay(), Receiver(), AnalyticsDevice(), Extensions(), soap() { }
-        /// Destructor
-        virtual ~tt__CapabilitiesExtension() { }
-        /// Friend allocator used by soap_new_tt__CapabilitiesExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__CapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__CapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:289 */
-#ifndef SOAP_TYPE_tt__CapabilitiesExtension2
-#define SOAP_TYPE_tt__CapabilitiesExtension2 (87)
-/* complex XML schema type 'tt:CapabilitiesExtension2': */
-class SOAP_CMAC tt__CapabilitiesExtension2 {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__CapabilitiesExtension2
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__CapabilitiesExtension2; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__CapabilitiesExtension2, default initialized and not managed by a soap context
-        virtual tt__CapabilitiesExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__CapabilitiesExtension2); }
-      public:
-        /// Constructor with default initializations
-        tt__CapabilitiesExtension2() : soap() { }
-        /// Destructor
-        virtual ~tt__CapabilitiesExtension2() { }
-        /// Friend allocator used by soap_new_tt__CapabilitiesExtension2(struct soap*, int)
-        friend SOAP_FMAC1 tt__CapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__CapabilitiesExtension2(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:291 */
-#ifndef SOAP_TYPE_tt__AnalyticsCapabilities
-#define SOAP_TYPE_tt__AnalyticsCapabilities (88)
-/* complex XML schema type 'tt:AnalyticsCapabilities': */
-class SOAP_CMAC tt__AnalyticsCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Required element 'tt:RuleSupport' of XML schema type 'xsd:boolean'
-        bool RuleSupport;
-        /// Required element 'tt:AnalyticsModuleSupport' of XML schema type 'xsd:boolean'
-        bool AnalyticsModuleSupport;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__AnalyticsCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__AnalyticsCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__AnalyticsCapabilities, default initialized and not managed by a soap context
-        virtual tt__AnalyticsCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AnalyticsCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__AnalyticsCapabilities() : XAddr(), RuleSupport(), AnalyticsModuleSupport(), soap() { }
-        /// Destructor
-        virtual ~tt__AnalyticsCapabilities() { }
-        /// Friend allocator used by soap_new_tt__AnalyticsCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__AnalyticsCapabilities * SOAP_FMAC2 soap_instantiate_tt__AnalyticsCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:293 */
+/* vantel.h:340 */
 #ifndef SOAP_TYPE_tt__DeviceCapabilities
-#define SOAP_TYPE_tt__DeviceCapabilities (89)
+#define SOAP_TYPE_tt__DeviceCapabilities (90)
 /* complex XML schema type 'tt:DeviceCapabilities': */
 class SOAP_CMAC tt__DeviceCapabilities {
       public:
@@ -2691,211 +4314,16 @@ class SOAP_CMAC tt__DeviceCapabilities {
 };
 #endif
 
-/* vantel.h:295 */
-#ifndef SOAP_TYPE_tt__DeviceCapabilitiesExtension
-#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (90)
-/* complex XML schema type 'tt:DeviceCapabilitiesExtension': */
-class SOAP_CMAC tt__DeviceCapabilitiesExtension {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__DeviceCapabilitiesExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__DeviceCapabilitiesExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__DeviceCapabilitiesExtension, default initialized and not managed by a soap context
-        virtual tt__DeviceCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__DeviceCapabilitiesExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__DeviceCapabilitiesExtension() : soap() { }
-        /// Destructor
-        virtual ~tt__DeviceCapabilitiesExtension() { }
-        /// Friend allocator used by soap_new_tt__DeviceCapabilitiesExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__DeviceCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__DeviceCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:297 */
-#ifndef SOAP_TYPE_tt__EventCapabilities
-#define SOAP_TYPE_tt__EventCapabilities (91)
-/* complex XML schema type 'tt:EventCapabilities': */
-class SOAP_CMAC tt__EventCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Required element 'tt:WSSubscriptionPolicySupport' of XML schema type 'xsd:boolean'
-        bool WSSubscriptionPolicySupport;
-        /// Required element 'tt:WSPullPointSupport' of XML schema type 'xsd:boolean'
-        bool WSPullPointSupport;
-        /// Required element 'tt:WSPausableSubscriptionManagerInterfaceSupport' of XML schema type 'xsd:boolean'
-        bool WSPausableSubscriptionManagerInterfaceSupport;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__EventCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__EventCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__EventCapabilities, default initialized and not managed by a soap context
-        virtual tt__EventCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__EventCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__EventCapabilities() : XAddr(), WSSubscriptionPolicySupport(), WSPullPointSupport(), WSPausableSubscriptionManagerInterfaceSupport(), soap() { }
-        /// Destructor
-        virtual ~tt__EventCapabilities() { }
-        /// Friend allocator used by soap_new_tt__EventCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__EventCapabilities * SOAP_FMAC2 soap_instantiate_tt__EventCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:299 */
-#ifndef SOAP_TYPE_tt__IOCapabilities
-#define SOAP_TYPE_tt__IOCapabilities (92)
-/* complex XML schema type 'tt:IOCapabilities': */
-class SOAP_CMAC tt__IOCapabilities {
-      public:
-        /// Optional element 'tt:InputConnectors' of XML schema type 'xsd:int'
-        int *InputConnectors;
-        /// Optional element 'tt:RelayOutputs' of XML schema type 'xsd:int'
-        int *RelayOutputs;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:IOCapabilitiesExtension'
-        tt__IOCapabilitiesExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__IOCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__IOCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__IOCapabilities, default initialized and not managed by a soap context
-        virtual tt__IOCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__IOCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__IOCapabilities() : InputConnectors(), RelayOutputs(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__IOCapabilities() { }
-        /// Friend allocator used by soap_new_tt__IOCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__IOCapabilities * SOAP_FMAC2 soap_instantiate_tt__IOCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:301 */
-#ifndef SOAP_TYPE_tt__IOCapabilitiesExtension
-#define SOAP_TYPE_tt__IOCapabilitiesExtension (93)
-/* complex XML schema type 'tt:IOCapabilitiesExtension': */
-class SOAP_CMAC tt__IOCapabilitiesExtension {
-      public:
-        /// Optional element 'tt:Auxiliary' of XML schema type 'xsd:boolean'
-        bool *Auxiliary;
-        /// Optional element 'tt:AuxiliaryCommands' of XML schema type 'tt:AuxiliaryData'
-        std::vector<std::string> AuxiliaryCommands;
-        /// Required element 'tt:Extension' of XML schema type 'tt:IOCapabilitiesExtension2'
-        tt__IOCapabilitiesExtension2 *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__IOCapabilitiesExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__IOCapabilitiesExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__IOCapabilitiesExtension, default initialized and not managed by a soap context
-        virtual tt__IOCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__IOCapabilitiesExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__IOCapabilitiesExtension() : Auxiliary(), AuxiliaryCommands(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__IOCapabilitiesExtension() { }
-        /// Friend allocator used by soap_new_tt__IOCapabilitiesExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__IOCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__IOCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:303 */
-#ifndef SOAP_TYPE_tt__IOCapabilitiesExtension2
-#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (94)
-/* complex XML schema type 'tt:IOCapabilitiesExtension2': */
-class SOAP_CMAC tt__IOCapabilitiesExtension2 {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__IOCapabilitiesExtension2
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__IOCapabilitiesExtension2; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__IOCapabilitiesExtension2, default initialized and not managed by a soap context
-        virtual tt__IOCapabilitiesExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__IOCapabilitiesExtension2); }
-      public:
-        /// Constructor with default initializations
-        tt__IOCapabilitiesExtension2() : soap() { }
-        /// Destructor
-        virtual ~tt__IOCapabilitiesExtension2() { }
-        /// Friend allocator used by soap_new_tt__IOCapabilitiesExtension2(struct soap*, int)
-        friend SOAP_FMAC1 tt__IOCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__IOCapabilitiesExtension2(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:305 */
+/* vantel.h:357 */
 #ifndef SOAP_TYPE_tt__MediaCapabilities
-#define SOAP_TYPE_tt__MediaCapabilities (95)
+#define SOAP_TYPE_tt__MediaCapabilities (96)
 /* complex XML schema type 'tt:MediaCapabilities': */
 class SOAP_CMAC tt__MediaCapabilities {
       public:
         /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
         std::string XAddr;
         /// Required element 'tt:StreamingCapabilities' of XML schema type 'tt:RealTimeStreamingCapabilities'
-        tt__RealTimeStreamingCapabilities *StreamingCapabilities;
+        tt__RealTimeStreamingCapabilities StreamingCapabilities;
         /// Optional element 'tt:Extension' of XML schema type 'tt:MediaCapabilitiesExtension'
         tt__MediaCapabilitiesExtension *Extension;
         /// Context that manages this object
@@ -2927,620 +4355,9 @@ class SOAP_CMAC tt__MediaCapabilities {
 };
 #endif
 
-/* vantel.h:307 */
-#ifndef SOAP_TYPE_tt__MediaCapabilitiesExtension
-#define SOAP_TYPE_tt__MediaCapabilitiesExtension (96)
-/* complex XML schema type 'tt:MediaCapabilitiesExtension': */
-class SOAP_CMAC tt__MediaCapabilitiesExtension {
-      public:
-        /// Required element 'tt:ProfileCapabilities' of XML schema type 'tt:ProfileCapabilities'
-        tt__ProfileCapabilities *ProfileCapabilities;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__MediaCapabilitiesExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__MediaCapabilitiesExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__MediaCapabilitiesExtension, default initialized and not managed by a soap context
-        virtual tt__MediaCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MediaCapabilitiesExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__MediaCapabilitiesExtension() : ProfileCapabilities(), soap() { }
-        /// Destructor
-        virtual ~tt__MediaCapabilitiesExtension() { }
-        /// Friend allocator used by soap_new_tt__MediaCapabilitiesExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__MediaCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__MediaCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:309 */
-#ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilities
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (97)
-/* complex XML schema type 'tt:RealTimeStreamingCapabilities': */
-class SOAP_CMAC tt__RealTimeStreamingCapabilities {
-      public:
-        /// Optional element 'tt:RTPMulticast' of XML schema type 'xsd:boolean'
-        bool *RTPMulticast;
-        /// Optional element 'tt:RTP_TCP' of XML schema type 'xsd:boolean'
-        bool *RTP_USCORETCP;
-        /// Optional element 'tt:RTP_RTSP_TCP' of XML schema type 'xsd:boolean'
-        bool *RTP_USCORERTSP_USCORETCP;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:RealTimeStreamingCapabilitiesExtension'
-        tt__RealTimeStreamingCapabilitiesExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__RealTimeStreamingCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__RealTimeStreamingCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__RealTimeStreamingCapabilities, default initialized and not managed by a soap context
-        virtual tt__RealTimeStreamingCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RealTimeStreamingCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__RealTimeStreamingCapabilities() : RTPMulticast(), RTP_USCORETCP(), RTP_USCORERTSP_USCORETCP(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__RealTimeStreamingCapabilities() { }
-        /// Friend allocator used by soap_new_tt__RealTimeStreamingCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__RealTimeStreamingCapabilities * SOAP_FMAC2 soap_instantiate_tt__RealTimeStreamingCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:311 */
-#ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (98)
-/* complex XML schema type 'tt:RealTimeStreamingCapabilitiesExtension': */
-class SOAP_CMAC tt__RealTimeStreamingCapabilitiesExtension {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__RealTimeStreamingCapabilitiesExtension, default initialized and not managed by a soap context
-        virtual tt__RealTimeStreamingCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RealTimeStreamingCapabilitiesExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__RealTimeStreamingCapabilitiesExtension() : soap() { }
-        /// Destructor
-        virtual ~tt__RealTimeStreamingCapabilitiesExtension() { }
-        /// Friend allocator used by soap_new_tt__RealTimeStreamingCapabilitiesExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__RealTimeStreamingCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__RealTimeStreamingCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:313 */
-#ifndef SOAP_TYPE_tt__ProfileCapabilities
-#define SOAP_TYPE_tt__ProfileCapabilities (99)
-/* complex XML schema type 'tt:ProfileCapabilities': */
-class SOAP_CMAC tt__ProfileCapabilities {
-      public:
-        /// Required element 'tt:MaximumNumberOfProfiles' of XML schema type 'xsd:int'
-        int MaximumNumberOfProfiles;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__ProfileCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__ProfileCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__ProfileCapabilities, default initialized and not managed by a soap context
-        virtual tt__ProfileCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ProfileCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__ProfileCapabilities() : MaximumNumberOfProfiles(), soap() { }
-        /// Destructor
-        virtual ~tt__ProfileCapabilities() { }
-        /// Friend allocator used by soap_new_tt__ProfileCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__ProfileCapabilities * SOAP_FMAC2 soap_instantiate_tt__ProfileCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:315 */
-#ifndef SOAP_TYPE_tt__NetworkCapabilities
-#define SOAP_TYPE_tt__NetworkCapabilities (100)
-/* complex XML schema type 'tt:NetworkCapabilities': */
-class SOAP_CMAC tt__NetworkCapabilities {
-      public:
-        /// Optional element 'tt:IPFilter' of XML schema type 'xsd:boolean'
-        bool *IPFilter;
-        /// Optional element 'tt:ZeroConfiguration' of XML schema type 'xsd:boolean'
-        bool *ZeroConfiguration;
-        /// Optional element 'tt:IPVersion6' of XML schema type 'xsd:boolean'
-        bool *IPVersion6;
-        /// Optional element 'tt:DynDNS' of XML schema type 'xsd:boolean'
-        bool *DynDNS;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:NetworkCapabilitiesExtension'
-        tt__NetworkCapabilitiesExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__NetworkCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__NetworkCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__NetworkCapabilities, default initialized and not managed by a soap context
-        virtual tt__NetworkCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__NetworkCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__NetworkCapabilities() : IPFilter(), ZeroConfiguration(), IPVersion6(), DynDNS(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__NetworkCapabilities() { }
-        /// Friend allocator used by soap_new_tt__NetworkCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__NetworkCapabilities * SOAP_FMAC2 soap_instantiate_tt__NetworkCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:317 */
-#ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (101)
-/* complex XML schema type 'tt:NetworkCapabilitiesExtension': */
-class SOAP_CMAC tt__NetworkCapabilitiesExtension {
-      public:
-        /// Optional element 'tt:Dot11Configuration' of XML schema type 'xsd:boolean'
-        bool *Dot11Configuration;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:NetworkCapabilitiesExtension2'
-        tt__NetworkCapabilitiesExtension2 *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__NetworkCapabilitiesExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__NetworkCapabilitiesExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__NetworkCapabilitiesExtension, default initialized and not managed by a soap context
-        virtual tt__NetworkCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__NetworkCapabilitiesExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__NetworkCapabilitiesExtension() : Dot11Configuration(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__NetworkCapabilitiesExtension() { }
-        /// Friend allocator used by soap_new_tt__NetworkCapabilitiesExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__NetworkCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__NetworkCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:319 */
-#ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension2
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (102)
-/* complex XML schema type 'tt:NetworkCapabilitiesExtension2': */
-class SOAP_CMAC tt__NetworkCapabilitiesExtension2 {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__NetworkCapabilitiesExtension2
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__NetworkCapabilitiesExtension2; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__NetworkCapabilitiesExtension2, default initialized and not managed by a soap context
-        virtual tt__NetworkCapabilitiesExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__NetworkCapabilitiesExtension2); }
-      public:
-        /// Constructor with default initializations
-        tt__NetworkCapabilitiesExtension2() : soap() { }
-        /// Destructor
-        virtual ~tt__NetworkCapabilitiesExtension2() { }
-        /// Friend allocator used by soap_new_tt__NetworkCapabilitiesExtension2(struct soap*, int)
-        friend SOAP_FMAC1 tt__NetworkCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__NetworkCapabilitiesExtension2(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:321 */
-#ifndef SOAP_TYPE_tt__SecurityCapabilities
-#define SOAP_TYPE_tt__SecurityCapabilities (103)
-/* complex XML schema type 'tt:SecurityCapabilities': */
-class SOAP_CMAC tt__SecurityCapabilities {
-      public:
-        /// Required element 'tt:TLS1.1' of XML schema type 'xsd:boolean'
-        bool TLS1_x002e1;
-        /// Required element 'tt:TLS1.2' of XML schema type 'xsd:boolean'
-        bool TLS1_x002e2;
-        /// Required element 'tt:OnboardKeyGeneration' of XML schema type 'xsd:boolean'
-        bool OnboardKeyGeneration;
-        /// Required element 'tt:AccessPolicyConfig' of XML schema type 'xsd:boolean'
-        bool AccessPolicyConfig;
-        /// Required element 'tt:X.509Token' of XML schema type 'xsd:boolean'
-        bool X_x002e509Token;
-        /// Required element 'tt:SAMLToken' of XML schema type 'xsd:boolean'
-        bool SAMLToken;
-        /// Required element 'tt:KerberosToken' of XML schema type 'xsd:boolean'
-        bool KerberosToken;
-        /// Required element 'tt:RELToken' of XML schema type 'xsd:boolean'
-        bool RELToken;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:SecurityCapabilitiesExtension'
-        tt__SecurityCapabilitiesExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__SecurityCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__SecurityCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__SecurityCapabilities, default initialized and not managed by a soap context
-        virtual tt__SecurityCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SecurityCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__SecurityCapabilities() : TLS1_x002e1(), TLS1_x002e2(), OnboardKeyGeneration(), AccessPolicyConfig(), X_x002e509Token(), SAMLToken(), KerberosToken(), RELToken(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__SecurityCapabilities() { }
-        /// Friend allocator used by soap_new_tt__SecurityCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__SecurityCapabilities * SOAP_FMAC2 soap_instantiate_tt__SecurityCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:323 */
-#ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (104)
-/* complex XML schema type 'tt:SecurityCapabilitiesExtension': */
-class SOAP_CMAC tt__SecurityCapabilitiesExtension {
-      public:
-        /// Required element 'tt:TLS1.0' of XML schema type 'xsd:boolean'
-        bool TLS1_x002e0;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:SecurityCapabilitiesExtension2'
-        tt__SecurityCapabilitiesExtension2 *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__SecurityCapabilitiesExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__SecurityCapabilitiesExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__SecurityCapabilitiesExtension, default initialized and not managed by a soap context
-        virtual tt__SecurityCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SecurityCapabilitiesExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__SecurityCapabilitiesExtension() : TLS1_x002e0(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__SecurityCapabilitiesExtension() { }
-        /// Friend allocator used by soap_new_tt__SecurityCapabilitiesExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__SecurityCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__SecurityCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:325 */
-#ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension2
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (105)
-/* complex XML schema type 'tt:SecurityCapabilitiesExtension2': */
-class SOAP_CMAC tt__SecurityCapabilitiesExtension2 {
-      public:
-        /// Required element 'tt:Dot1X' of XML schema type 'xsd:boolean'
-        bool Dot1X;
-        /// Optional element 'tt:SupportedEAPMethod' of XML schema type 'xsd:int'
-        std::vector<int> SupportedEAPMethod;
-        /// Required element 'tt:RemoteUserHandling' of XML schema type 'xsd:boolean'
-        bool RemoteUserHandling;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__SecurityCapabilitiesExtension2
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__SecurityCapabilitiesExtension2; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__SecurityCapabilitiesExtension2, default initialized and not managed by a soap context
-        virtual tt__SecurityCapabilitiesExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SecurityCapabilitiesExtension2); }
-      public:
-        /// Constructor with default initializations
-        tt__SecurityCapabilitiesExtension2() : Dot1X(), SupportedEAPMethod(), RemoteUserHandling(), soap() { }
-        /// Destructor
-        virtual ~tt__SecurityCapabilitiesExtension2() { }
-        /// Friend allocator used by soap_new_tt__SecurityCapabilitiesExtension2(struct soap*, int)
-        friend SOAP_FMAC1 tt__SecurityCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__SecurityCapabilitiesExtension2(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:327 */
-#ifndef SOAP_TYPE_tt__SystemCapabilities
-#define SOAP_TYPE_tt__SystemCapabilities (106)
-/* complex XML schema type 'tt:SystemCapabilities': */
-class SOAP_CMAC tt__SystemCapabilities {
-      public:
-        /// Required element 'tt:DiscoveryResolve' of XML schema type 'xsd:boolean'
-        bool DiscoveryResolve;
-        /// Required element 'tt:DiscoveryBye' of XML schema type 'xsd:boolean'
-        bool DiscoveryBye;
-        /// Required element 'tt:RemoteDiscovery' of XML schema type 'xsd:boolean'
-        bool RemoteDiscovery;
-        /// Required element 'tt:SystemBackup' of XML schema type 'xsd:boolean'
-        bool SystemBackup;
-        /// Required element 'tt:SystemLogging' of XML schema type 'xsd:boolean'
-        bool SystemLogging;
-        /// Required element 'tt:FirmwareUpgrade' of XML schema type 'xsd:boolean'
-        bool FirmwareUpgrade;
-        /// Required element 'tt:SupportedVersions' of XML schema type 'tt:OnvifVersion'
-        std::vector<tt__OnvifVersion *> SupportedVersions;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:SystemCapabilitiesExtension'
-        tt__SystemCapabilitiesExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__SystemCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__SystemCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__SystemCapabilities, default initialized and not managed by a soap context
-        virtual tt__SystemCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SystemCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__SystemCapabilities() : DiscoveryResolve(), DiscoveryBye(), RemoteDiscovery(), SystemBackup(), SystemLogging(), FirmwareUpgrade(), SupportedVersions(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__SystemCapabilities() { }
-        /// Friend allocator used by soap_new_tt__SystemCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__SystemCapabilities * SOAP_FMAC2 soap_instantiate_tt__SystemCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:329 */
-#ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension (107)
-/* complex XML schema type 'tt:SystemCapabilitiesExtension': */
-class SOAP_CMAC tt__SystemCapabilitiesExtension {
-      public:
-        /// Optional element 'tt:HttpFirmwareUpgrade' of XML schema type 'xsd:boolean'
-        bool *HttpFirmwareUpgrade;
-        /// Optional element 'tt:HttpSystemBackup' of XML schema type 'xsd:boolean'
-        bool *HttpSystemBackup;
-        /// Optional element 'tt:HttpSystemLogging' of XML schema type 'xsd:boolean'
-        bool *HttpSystemLogging;
-        /// Optional element 'tt:HttpSupportInformation' of XML schema type 'xsd:boolean'
-        bool *HttpSupportInformation;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:SystemCapabilitiesExtension2'
-        tt__SystemCapabilitiesExtension2 *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__SystemCapabilitiesExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__SystemCapabilitiesExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__SystemCapabilitiesExtension, default initialized and not managed by a soap context
-        virtual tt__SystemCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SystemCapabilitiesExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__SystemCapabilitiesExtension() : HttpFirmwareUpgrade(), HttpSystemBackup(), HttpSystemLogging(), HttpSupportInformation(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__SystemCapabilitiesExtension() { }
-        /// Friend allocator used by soap_new_tt__SystemCapabilitiesExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__SystemCapabilitiesExtension * SOAP_FMAC2 soap_instantiate_tt__SystemCapabilitiesExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:331 */
-#ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension2
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (108)
-/* complex XML schema type 'tt:SystemCapabilitiesExtension2': */
-class SOAP_CMAC tt__SystemCapabilitiesExtension2 {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__SystemCapabilitiesExtension2
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__SystemCapabilitiesExtension2; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__SystemCapabilitiesExtension2, default initialized and not managed by a soap context
-        virtual tt__SystemCapabilitiesExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SystemCapabilitiesExtension2); }
-      public:
-        /// Constructor with default initializations
-        tt__SystemCapabilitiesExtension2() : soap() { }
-        /// Destructor
-        virtual ~tt__SystemCapabilitiesExtension2() { }
-        /// Friend allocator used by soap_new_tt__SystemCapabilitiesExtension2(struct soap*, int)
-        friend SOAP_FMAC1 tt__SystemCapabilitiesExtension2 * SOAP_FMAC2 soap_instantiate_tt__SystemCapabilitiesExtension2(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:333 */
-#ifndef SOAP_TYPE_tt__OnvifVersion
-#define SOAP_TYPE_tt__OnvifVersion (109)
-/* complex XML schema type 'tt:OnvifVersion': */
-class SOAP_CMAC tt__OnvifVersion {
-      public:
-        /// Required element 'tt:Major' of XML schema type 'xsd:int'
-        int Major;
-        /// Required element 'tt:Minor' of XML schema type 'xsd:int'
-        int Minor;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__OnvifVersion
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__OnvifVersion; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__OnvifVersion, default initialized and not managed by a soap context
-        virtual tt__OnvifVersion *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__OnvifVersion); }
-      public:
-        /// Constructor with default initializations
-        tt__OnvifVersion() : Major(), Minor(), soap() { }
-        /// Destructor
-        virtual ~tt__OnvifVersion() { }
-        /// Friend allocator used by soap_new_tt__OnvifVersion(struct soap*, int)
-        friend SOAP_FMAC1 tt__OnvifVersion * SOAP_FMAC2 soap_instantiate_tt__OnvifVersion(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:335 */
-#ifndef SOAP_TYPE_tt__ImagingCapabilities
-#define SOAP_TYPE_tt__ImagingCapabilities (110)
-/* complex XML schema type 'tt:ImagingCapabilities': */
-class SOAP_CMAC tt__ImagingCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__ImagingCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__ImagingCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__ImagingCapabilities, default initialized and not managed by a soap context
-        virtual tt__ImagingCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ImagingCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__ImagingCapabilities() : XAddr(), soap() { }
-        /// Destructor
-        virtual ~tt__ImagingCapabilities() { }
-        /// Friend allocator used by soap_new_tt__ImagingCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__ImagingCapabilities * SOAP_FMAC2 soap_instantiate_tt__ImagingCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:337 */
+/* vantel.h:404 */
 #ifndef SOAP_TYPE_tt__PTZCapabilities
-#define SOAP_TYPE_tt__PTZCapabilities (111)
+#define SOAP_TYPE_tt__PTZCapabilities (112)
 /* complex XML schema type 'tt:PTZCapabilities': */
 class SOAP_CMAC tt__PTZCapabilities {
       public:
@@ -3575,793 +4392,9 @@ class SOAP_CMAC tt__PTZCapabilities {
 };
 #endif
 
-/* vantel.h:339 */
-#ifndef SOAP_TYPE_tt__DeviceIOCapabilities
-#define SOAP_TYPE_tt__DeviceIOCapabilities (112)
-/* complex XML schema type 'tt:DeviceIOCapabilities': */
-class SOAP_CMAC tt__DeviceIOCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Required element 'tt:VideoSources' of XML schema type 'xsd:int'
-        int VideoSources;
-        /// Required element 'tt:VideoOutputs' of XML schema type 'xsd:int'
-        int VideoOutputs;
-        /// Required element 'tt:AudioSources' of XML schema type 'xsd:int'
-        int AudioSources;
-        /// Required element 'tt:AudioOutputs' of XML schema type 'xsd:int'
-        int AudioOutputs;
-        /// Required element 'tt:RelayOutputs' of XML schema type 'xsd:int'
-        int RelayOutputs;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__DeviceIOCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__DeviceIOCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__DeviceIOCapabilities, default initialized and not managed by a soap context
-        virtual tt__DeviceIOCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__DeviceIOCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__DeviceIOCapabilities() : XAddr(), VideoSources(), VideoOutputs(), AudioSources(), AudioOutputs(), RelayOutputs(), soap() { }
-        /// Destructor
-        virtual ~tt__DeviceIOCapabilities() { }
-        /// Friend allocator used by soap_new_tt__DeviceIOCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__DeviceIOCapabilities * SOAP_FMAC2 soap_instantiate_tt__DeviceIOCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:341 */
-#ifndef SOAP_TYPE_tt__DisplayCapabilities
-#define SOAP_TYPE_tt__DisplayCapabilities (113)
-/* complex XML schema type 'tt:DisplayCapabilities': */
-class SOAP_CMAC tt__DisplayCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Required element 'tt:FixedLayout' of XML schema type 'xsd:boolean'
-        bool FixedLayout;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__DisplayCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__DisplayCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__DisplayCapabilities, default initialized and not managed by a soap context
-        virtual tt__DisplayCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__DisplayCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__DisplayCapabilities() : XAddr(), FixedLayout(), soap() { }
-        /// Destructor
-        virtual ~tt__DisplayCapabilities() { }
-        /// Friend allocator used by soap_new_tt__DisplayCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__DisplayCapabilities * SOAP_FMAC2 soap_instantiate_tt__DisplayCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:343 */
-#ifndef SOAP_TYPE_tt__RecordingCapabilities
-#define SOAP_TYPE_tt__RecordingCapabilities (114)
-/* complex XML schema type 'tt:RecordingCapabilities': */
-class SOAP_CMAC tt__RecordingCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Required element 'tt:ReceiverSource' of XML schema type 'xsd:boolean'
-        bool ReceiverSource;
-        /// Required element 'tt:MediaProfileSource' of XML schema type 'xsd:boolean'
-        bool MediaProfileSource;
-        /// Required element 'tt:DynamicRecordings' of XML schema type 'xsd:boolean'
-        bool DynamicRecordings;
-        /// Required element 'tt:DynamicTracks' of XML schema type 'xsd:boolean'
-        bool DynamicTracks;
-        /// Required element 'tt:MaxStringLength' of XML schema type 'xsd:int'
-        int MaxStringLength;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__RecordingCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__RecordingCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__RecordingCapabilities, default initialized and not managed by a soap context
-        virtual tt__RecordingCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RecordingCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__RecordingCapabilities() : XAddr(), ReceiverSource(), MediaProfileSource(), DynamicRecordings(), DynamicTracks(), MaxStringLength(), soap() { }
-        /// Destructor
-        virtual ~tt__RecordingCapabilities() { }
-        /// Friend allocator used by soap_new_tt__RecordingCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__RecordingCapabilities * SOAP_FMAC2 soap_instantiate_tt__RecordingCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:345 */
-#ifndef SOAP_TYPE_tt__SearchCapabilities
-#define SOAP_TYPE_tt__SearchCapabilities (115)
-/* complex XML schema type 'tt:SearchCapabilities': */
-class SOAP_CMAC tt__SearchCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Required element 'tt:MetadataSearch' of XML schema type 'xsd:boolean'
-        bool MetadataSearch;
-        /// Optional element 'tt:NLSearch' of XML schema type 'xsd:boolean'
-        bool *NLSearch;
-        /// Optional element 'tt:ImageSearch' of XML schema type 'xsd:boolean'
-        bool *ImageSearch;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__SearchCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__SearchCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__SearchCapabilities, default initialized and not managed by a soap context
-        virtual tt__SearchCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SearchCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__SearchCapabilities() : XAddr(), MetadataSearch(), NLSearch(), ImageSearch(), soap() { }
-        /// Destructor
-        virtual ~tt__SearchCapabilities() { }
-        /// Friend allocator used by soap_new_tt__SearchCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__SearchCapabilities * SOAP_FMAC2 soap_instantiate_tt__SearchCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:347 */
-#ifndef SOAP_TYPE_tt__ReplayCapabilities
-#define SOAP_TYPE_tt__ReplayCapabilities (116)
-/* complex XML schema type 'tt:ReplayCapabilities': */
-class SOAP_CMAC tt__ReplayCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__ReplayCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__ReplayCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__ReplayCapabilities, default initialized and not managed by a soap context
-        virtual tt__ReplayCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ReplayCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__ReplayCapabilities() : XAddr(), soap() { }
-        /// Destructor
-        virtual ~tt__ReplayCapabilities() { }
-        /// Friend allocator used by soap_new_tt__ReplayCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__ReplayCapabilities * SOAP_FMAC2 soap_instantiate_tt__ReplayCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:349 */
-#ifndef SOAP_TYPE_tt__ReceiverCapabilities
-#define SOAP_TYPE_tt__ReceiverCapabilities (117)
-/* complex XML schema type 'tt:ReceiverCapabilities': */
-class SOAP_CMAC tt__ReceiverCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Required element 'tt:RTP_Multicast' of XML schema type 'xsd:boolean'
-        bool RTP_USCOREMulticast;
-        /// Required element 'tt:RTP_TCP' of XML schema type 'xsd:boolean'
-        bool RTP_USCORETCP;
-        /// Required element 'tt:RTP_RTSP_TCP' of XML schema type 'xsd:boolean'
-        bool RTP_USCORERTSP_USCORETCP;
-        /// Required element 'tt:SupportedReceivers' of XML schema type 'xsd:int'
-        int SupportedReceivers;
-        /// Required element 'tt:MaximumRTSPURILength' of XML schema type 'xsd:int'
-        int MaximumRTSPURILength;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__ReceiverCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__ReceiverCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__ReceiverCapabilities, default initialized and not managed by a soap context
-        virtual tt__ReceiverCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ReceiverCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__ReceiverCapabilities() : XAddr(), RTP_USCOREMulticast(), RTP_USCORETCP(), RTP_USCORERTSP_USCORETCP(), SupportedReceivers(), MaximumRTSPURILength(), soap() { }
-        /// Destructor
-        virtual ~tt__ReceiverCapabilities() { }
-        /// Friend allocator used by soap_new_tt__ReceiverCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__ReceiverCapabilities * SOAP_FMAC2 soap_instantiate_tt__ReceiverCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:351 */
-#ifndef SOAP_TYPE_tt__AnalyticsDeviceCapabilities
-#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (118)
-/* complex XML schema type 'tt:AnalyticsDeviceCapabilities': */
-class SOAP_CMAC tt__AnalyticsDeviceCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Optional element 'tt:RuleSupport' of XML schema type 'xsd:boolean'
-        bool *RuleSupport;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:AnalyticsDeviceExtension'
-        tt__AnalyticsDeviceExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__AnalyticsDeviceCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__AnalyticsDeviceCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__AnalyticsDeviceCapabilities, default initialized and not managed by a soap context
-        virtual tt__AnalyticsDeviceCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AnalyticsDeviceCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__AnalyticsDeviceCapabilities() : XAddr(), RuleSupport(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__AnalyticsDeviceCapabilities() { }
-        /// Friend allocator used by soap_new_tt__AnalyticsDeviceCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__AnalyticsDeviceCapabilities * SOAP_FMAC2 soap_instantiate_tt__AnalyticsDeviceCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:353 */
-#ifndef SOAP_TYPE_tt__AnalyticsDeviceExtension
-#define SOAP_TYPE_tt__AnalyticsDeviceExtension (119)
-/* complex XML schema type 'tt:AnalyticsDeviceExtension': */
-class SOAP_CMAC tt__AnalyticsDeviceExtension {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__AnalyticsDeviceExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__AnalyticsDeviceExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__AnalyticsDeviceExtension, default initialized and not managed by a soap context
-        virtual tt__AnalyticsDeviceExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AnalyticsDeviceExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__AnalyticsDeviceExtension() : soap() { }
-        /// Destructor
-        virtual ~tt__AnalyticsDeviceExtension() { }
-        /// Friend allocator used by soap_new_tt__AnalyticsDeviceExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__AnalyticsDeviceExtension * SOAP_FMAC2 soap_instantiate_tt__AnalyticsDeviceExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:357 */
-#ifndef SOAP_TYPE_tt__PTZNodeExtension
-#define SOAP_TYPE_tt__PTZNodeExtension (121)
-/* complex XML schema type 'tt:PTZNodeExtension': */
-class SOAP_CMAC tt__PTZNodeExtension {
-      public:
-        /// Optional element 'tt:SupportedPresetTour' of XML schema type 'tt:PTZPresetTourSupported'
-        tt__PTZPresetTourSupported *SupportedPresetTour;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:PTZNodeExtension2'
-        tt__PTZNodeExtension2 *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZNodeExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZNodeExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZNodeExtension, default initialized and not managed by a soap context
-        virtual tt__PTZNodeExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZNodeExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZNodeExtension() : SupportedPresetTour(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__PTZNodeExtension() { }
-        /// Friend allocator used by soap_new_tt__PTZNodeExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZNodeExtension * SOAP_FMAC2 soap_instantiate_tt__PTZNodeExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:359 */
-#ifndef SOAP_TYPE_tt__PTZNodeExtension2
-#define SOAP_TYPE_tt__PTZNodeExtension2 (122)
-/* complex XML schema type 'tt:PTZNodeExtension2': */
-class SOAP_CMAC tt__PTZNodeExtension2 {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZNodeExtension2
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZNodeExtension2; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZNodeExtension2, default initialized and not managed by a soap context
-        virtual tt__PTZNodeExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZNodeExtension2); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZNodeExtension2() : soap() { }
-        /// Destructor
-        virtual ~tt__PTZNodeExtension2() { }
-        /// Friend allocator used by soap_new_tt__PTZNodeExtension2(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZNodeExtension2 * SOAP_FMAC2 soap_instantiate_tt__PTZNodeExtension2(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:361 */
-#ifndef SOAP_TYPE_tt__PTZPresetTourSupported
-#define SOAP_TYPE_tt__PTZPresetTourSupported (123)
-/* complex XML schema type 'tt:PTZPresetTourSupported': */
-class SOAP_CMAC tt__PTZPresetTourSupported {
-      public:
-        /// Required element 'tt:MaximumNumberOfPresetTours' of XML schema type 'xsd:int'
-        int MaximumNumberOfPresetTours;
-        /// Optional element 'tt:PTZPresetTourOperation' of XML schema type 'tt:PTZPresetTourOperation'
-        std::vector<enum tt__PTZPresetTourOperation> PTZPresetTourOperation;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:PTZPresetTourSupportedExtension'
-        tt__PTZPresetTourSupportedExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZPresetTourSupported
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZPresetTourSupported; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZPresetTourSupported, default initialized and not managed by a soap context
-        virtual tt__PTZPresetTourSupported *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZPresetTourSupported); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZPresetTourSupported() : MaximumNumberOfPresetTours(), PTZPresetTourOperation(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__PTZPresetTourSupported() { }
-        /// Friend allocator used by soap_new_tt__PTZPresetTourSupported(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZPresetTourSupported * SOAP_FMAC2 soap_instantiate_tt__PTZPresetTourSupported(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:363 */
-#ifndef SOAP_TYPE_tt__PTZPresetTourSupportedExtension
-#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (124)
-/* complex XML schema type 'tt:PTZPresetTourSupportedExtension': */
-class SOAP_CMAC tt__PTZPresetTourSupportedExtension {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZPresetTourSupportedExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZPresetTourSupportedExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZPresetTourSupportedExtension, default initialized and not managed by a soap context
-        virtual tt__PTZPresetTourSupportedExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZPresetTourSupportedExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZPresetTourSupportedExtension() : soap() { }
-        /// Destructor
-        virtual ~tt__PTZPresetTourSupportedExtension() { }
-        /// Friend allocator used by soap_new_tt__PTZPresetTourSupportedExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZPresetTourSupportedExtension * SOAP_FMAC2 soap_instantiate_tt__PTZPresetTourSupportedExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:367 */
-#ifndef SOAP_TYPE_tt__PTZConfigurationExtension
-#define SOAP_TYPE_tt__PTZConfigurationExtension (126)
-/* complex XML schema type 'tt:PTZConfigurationExtension': */
-class SOAP_CMAC tt__PTZConfigurationExtension {
-      public:
-        /// Optional element 'tt:PTControlDirection' of XML schema type 'tt:PTControlDirection'
-        tt__PTControlDirection *PTControlDirection;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:PTZConfigurationExtension2'
-        tt__PTZConfigurationExtension2 *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZConfigurationExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZConfigurationExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZConfigurationExtension, default initialized and not managed by a soap context
-        virtual tt__PTZConfigurationExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZConfigurationExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZConfigurationExtension() : PTControlDirection(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__PTZConfigurationExtension() { }
-        /// Friend allocator used by soap_new_tt__PTZConfigurationExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__PTZConfigurationExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:369 */
-#ifndef SOAP_TYPE_tt__PTZConfigurationExtension2
-#define SOAP_TYPE_tt__PTZConfigurationExtension2 (127)
-/* complex XML schema type 'tt:PTZConfigurationExtension2': */
-class SOAP_CMAC tt__PTZConfigurationExtension2 {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZConfigurationExtension2
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZConfigurationExtension2; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZConfigurationExtension2, default initialized and not managed by a soap context
-        virtual tt__PTZConfigurationExtension2 *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZConfigurationExtension2); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZConfigurationExtension2() : soap() { }
-        /// Destructor
-        virtual ~tt__PTZConfigurationExtension2() { }
-        /// Friend allocator used by soap_new_tt__PTZConfigurationExtension2(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZConfigurationExtension2 * SOAP_FMAC2 soap_instantiate_tt__PTZConfigurationExtension2(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:371 */
-#ifndef SOAP_TYPE_tt__PTControlDirection
-#define SOAP_TYPE_tt__PTControlDirection (128)
-/* complex XML schema type 'tt:PTControlDirection': */
-class SOAP_CMAC tt__PTControlDirection {
-      public:
-        /// Optional element 'tt:EFlip' of XML schema type 'tt:EFlip'
-        tt__EFlip *EFlip;
-        /// Optional element 'tt:Reverse' of XML schema type 'tt:Reverse'
-        tt__Reverse *Reverse;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:PTControlDirectionExtension'
-        tt__PTControlDirectionExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTControlDirection
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTControlDirection; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTControlDirection, default initialized and not managed by a soap context
-        virtual tt__PTControlDirection *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTControlDirection); }
-      public:
-        /// Constructor with default initializations
-        tt__PTControlDirection() : EFlip(), Reverse(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__PTControlDirection() { }
-        /// Friend allocator used by soap_new_tt__PTControlDirection(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTControlDirection * SOAP_FMAC2 soap_instantiate_tt__PTControlDirection(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:373 */
-#ifndef SOAP_TYPE_tt__PTControlDirectionExtension
-#define SOAP_TYPE_tt__PTControlDirectionExtension (129)
-/* complex XML schema type 'tt:PTControlDirectionExtension': */
-class SOAP_CMAC tt__PTControlDirectionExtension {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTControlDirectionExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTControlDirectionExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTControlDirectionExtension, default initialized and not managed by a soap context
-        virtual tt__PTControlDirectionExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTControlDirectionExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__PTControlDirectionExtension() : soap() { }
-        /// Destructor
-        virtual ~tt__PTControlDirectionExtension() { }
-        /// Friend allocator used by soap_new_tt__PTControlDirectionExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTControlDirectionExtension * SOAP_FMAC2 soap_instantiate_tt__PTControlDirectionExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:375 */
-#ifndef SOAP_TYPE_tt__EFlip
-#define SOAP_TYPE_tt__EFlip (130)
-/* complex XML schema type 'tt:EFlip': */
-class SOAP_CMAC tt__EFlip {
-      public:
-        /// Required element 'tt:Mode' of XML schema type 'tt:EFlipMode'
-        enum tt__EFlipMode Mode;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__EFlip
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__EFlip; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__EFlip, default initialized and not managed by a soap context
-        virtual tt__EFlip *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__EFlip); }
-      public:
-        /// Constructor with default initializations
-        tt__EFlip() : Mode(), soap() { }
-        /// Destructor
-        virtual ~tt__EFlip() { }
-        /// Friend allocator used by soap_new_tt__EFlip(struct soap*, int)
-        friend SOAP_FMAC1 tt__EFlip * SOAP_FMAC2 soap_instantiate_tt__EFlip(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:377 */
-#ifndef SOAP_TYPE_tt__Reverse
-#define SOAP_TYPE_tt__Reverse (131)
-/* complex XML schema type 'tt:Reverse': */
-class SOAP_CMAC tt__Reverse {
-      public:
-        /// Required element 'tt:Mode' of XML schema type 'tt:ReverseMode'
-        enum tt__ReverseMode Mode;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__Reverse
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__Reverse; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__Reverse, default initialized and not managed by a soap context
-        virtual tt__Reverse *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Reverse); }
-      public:
-        /// Constructor with default initializations
-        tt__Reverse() : Mode(), soap() { }
-        /// Destructor
-        virtual ~tt__Reverse() { }
-        /// Friend allocator used by soap_new_tt__Reverse(struct soap*, int)
-        friend SOAP_FMAC1 tt__Reverse * SOAP_FMAC2 soap_instantiate_tt__Reverse(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:379 */
-#ifndef SOAP_TYPE_tt__PanTiltLimits
-#define SOAP_TYPE_tt__PanTiltLimits (132)
-/* complex XML schema type 'tt:PanTiltLimits': */
-class SOAP_CMAC tt__PanTiltLimits {
-      public:
-        /// Required element 'tt:Range' of XML schema type 'tt:Space2DDescription'
-        tt__Space2DDescription *Range;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PanTiltLimits
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PanTiltLimits; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PanTiltLimits, default initialized and not managed by a soap context
-        virtual tt__PanTiltLimits *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PanTiltLimits); }
-      public:
-        /// Constructor with default initializations
-        tt__PanTiltLimits() : Range(), soap() { }
-        /// Destructor
-        virtual ~tt__PanTiltLimits() { }
-        /// Friend allocator used by soap_new_tt__PanTiltLimits(struct soap*, int)
-        friend SOAP_FMAC1 tt__PanTiltLimits * SOAP_FMAC2 soap_instantiate_tt__PanTiltLimits(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:381 */
-#ifndef SOAP_TYPE_tt__ZoomLimits
-#define SOAP_TYPE_tt__ZoomLimits (133)
-/* complex XML schema type 'tt:ZoomLimits': */
-class SOAP_CMAC tt__ZoomLimits {
-      public:
-        /// Required element 'tt:Range' of XML schema type 'tt:Space1DDescription'
-        tt__Space1DDescription *Range;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__ZoomLimits
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__ZoomLimits; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__ZoomLimits, default initialized and not managed by a soap context
-        virtual tt__ZoomLimits *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ZoomLimits); }
-      public:
-        /// Constructor with default initializations
-        tt__ZoomLimits() : Range(), soap() { }
-        /// Destructor
-        virtual ~tt__ZoomLimits() { }
-        /// Friend allocator used by soap_new_tt__ZoomLimits(struct soap*, int)
-        friend SOAP_FMAC1 tt__ZoomLimits * SOAP_FMAC2 soap_instantiate_tt__ZoomLimits(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:383 */
+/* vantel.h:471 */
 #ifndef SOAP_TYPE_tt__PTZSpaces
-#define SOAP_TYPE_tt__PTZSpaces (134)
+#define SOAP_TYPE_tt__PTZSpaces (135)
 /* complex XML schema type 'tt:PTZSpaces': */
 class SOAP_CMAC tt__PTZSpaces {
       public:
@@ -4412,9 +4445,9 @@ class SOAP_CMAC tt__PTZSpaces {
 };
 #endif
 
-/* vantel.h:385 */
+/* vantel.h:473 */
 #ifndef SOAP_TYPE_tt__PTZSpacesExtension
-#define SOAP_TYPE_tt__PTZSpacesExtension (135)
+#define SOAP_TYPE_tt__PTZSpacesExtension (136)
 /* complex XML schema type 'tt:PTZSpacesExtension': */
 class SOAP_CMAC tt__PTZSpacesExtension {
       public:
@@ -4447,9 +4480,9 @@ class SOAP_CMAC tt__PTZSpacesExtension {
 };
 #endif
 
-/* vantel.h:387 */
+/* vantel.h:475 */
 #ifndef SOAP_TYPE_tt__Space2DDescription
-#define SOAP_TYPE_tt__Space2DDescription (136)
+#define SOAP_TYPE_tt__Space2DDescription (137)
 /* complex XML schema type 'tt:Space2DDescription': */
 class SOAP_CMAC tt__Space2DDescription {
       public:
@@ -4488,9 +4521,9 @@ class SOAP_CMAC tt__Space2DDescription {
 };
 #endif
 
-/* vantel.h:389 */
+/* vantel.h:477 */
 #ifndef SOAP_TYPE_tt__Space1DDescription
-#define SOAP_TYPE_tt__Space1DDescription (137)
+#define SOAP_TYPE_tt__Space1DDescription (138)
 /* complex XML schema type 'tt:Space1DDescription': */
 class SOAP_CMAC tt__Space1DDescription {
       public:
@@ -4527,9 +4560,9 @@ class SOAP_CMAC tt__Space1DDescription {
 };
 #endif
 
-/* vantel.h:391 */
+/* vantel.h:479 */
 #ifndef SOAP_TYPE_tt__PTZSpeed
-#define SOAP_TYPE_tt__PTZSpeed (138)
+#define SOAP_TYPE_tt__PTZSpeed (139)
 /* complex XML schema type 'tt:PTZSpeed': */
 class SOAP_CMAC tt__PTZSpeed {
       public:
@@ -4566,9 +4599,9 @@ class SOAP_CMAC tt__PTZSpeed {
 };
 #endif
 
-/* vantel.h:393 */
+/* vantel.h:481 */
 #ifndef SOAP_TYPE_tt__PTZPreset
-#define SOAP_TYPE_tt__PTZPreset (139)
+#define SOAP_TYPE_tt__PTZPreset (140)
 /* complex XML schema type 'tt:PTZPreset': */
 class SOAP_CMAC tt__PTZPreset {
       public:
@@ -4607,346 +4640,9 @@ class SOAP_CMAC tt__PTZPreset {
 };
 #endif
 
-/* vantel.h:3494 */
-#ifndef SOAP_TYPE__tt__ItemList_SimpleItem
-#define SOAP_TYPE__tt__ItemList_SimpleItem (306)
-/* complex XML schema type 'tt:ItemList-SimpleItem': */
-class SOAP_CMAC _tt__ItemList_SimpleItem {
-      public:
-        /// Required attribute 'Name' of XML schema type 'xsd:string'
-        std::string Name;
-        /// Required attribute 'Value' of XML schema type 'xsd:anySimpleType'
-        std::string Value;
-      public:
-        /// Return unique type id SOAP_TYPE__tt__ItemList_SimpleItem
-        virtual long soap_type(void) const { return SOAP_TYPE__tt__ItemList_SimpleItem; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type _tt__ItemList_SimpleItem, default initialized and not managed by a soap context
-        virtual _tt__ItemList_SimpleItem *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(_tt__ItemList_SimpleItem); }
-      public:
-        /// Constructor with default initializations
-        _tt__ItemList_SimpleItem() : Name(), Value() { }
-        /// Destructor
-        virtual ~_tt__ItemList_SimpleItem() { }
-        /// Friend allocator used by soap_new__tt__ItemList_SimpleItem(struct soap*, int)
-        friend SOAP_FMAC1 _tt__ItemList_SimpleItem * SOAP_FMAC2 soap_instantiate__tt__ItemList_SimpleItem(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:3515 */
-#ifndef SOAP_TYPE__tt__ItemList_ElementItem
-#define SOAP_TYPE__tt__ItemList_ElementItem (308)
-/* complex XML schema type 'tt:ItemList-ElementItem': */
-class SOAP_CMAC _tt__ItemList_ElementItem {
-      public:
-        /// Required attribute 'Name' of XML schema type 'xsd:string'
-        std::string Name;
-      public:
-        /// Return unique type id SOAP_TYPE__tt__ItemList_ElementItem
-        virtual long soap_type(void) const { return SOAP_TYPE__tt__ItemList_ElementItem; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type _tt__ItemList_ElementItem, default initialized and not managed by a soap context
-        virtual _tt__ItemList_ElementItem *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(_tt__ItemList_ElementItem); }
-      public:
-        /// Constructor with default initializations
-        _tt__ItemList_ElementItem() : Name() { }
-        /// Destructor
-        virtual ~_tt__ItemList_ElementItem() { }
-        /// Friend allocator used by soap_new__tt__ItemList_ElementItem(struct soap*, int)
-        friend SOAP_FMAC1 _tt__ItemList_ElementItem * SOAP_FMAC2 soap_instantiate__tt__ItemList_ElementItem(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:395 */
-#ifndef SOAP_TYPE_tt__ItemList
-#define SOAP_TYPE_tt__ItemList (140)
-/* complex XML schema type 'tt:ItemList': */
-class SOAP_CMAC tt__ItemList {
-      public:
-        /// Optional element 'tt:SimpleItem' of XML schema type 'tt:ItemList-SimpleItem'
-        std::vector<_tt__ItemList_SimpleItem> SimpleItem;
-        /// Optional element 'tt:ElementItem' of XML schema type 'tt:ItemList-ElementItem'
-        std::vector<_tt__ItemList_ElementItem> ElementItem;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:ItemListExtension'
-        tt__ItemListExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__ItemList
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__ItemList; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__ItemList, default initialized and not managed by a soap context
-        virtual tt__ItemList *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ItemList); }
-      public:
-        /// Constructor with default initializations
-        tt__ItemList() : SimpleItem(), ElementItem(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__ItemList() { }
-        /// Friend allocator used by soap_new_tt__ItemList(struct soap*, int)
-        friend SOAP_FMAC1 tt__ItemList * SOAP_FMAC2 soap_instantiate_tt__ItemList(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:397 */
-#ifndef SOAP_TYPE_tt__ItemListExtension
-#define SOAP_TYPE_tt__ItemListExtension (141)
-/* complex XML schema type 'tt:ItemListExtension': */
-class SOAP_CMAC tt__ItemListExtension {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__ItemListExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__ItemListExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__ItemListExtension, default initialized and not managed by a soap context
-        virtual tt__ItemListExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ItemListExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__ItemListExtension() : soap() { }
-        /// Destructor
-        virtual ~tt__ItemListExtension() { }
-        /// Friend allocator used by soap_new_tt__ItemListExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__ItemListExtension * SOAP_FMAC2 soap_instantiate_tt__ItemListExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:399 */
-#ifndef SOAP_TYPE_tt__AnalyticsEngineConfiguration
-#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (142)
-/* complex XML schema type 'tt:AnalyticsEngineConfiguration': */
-class SOAP_CMAC tt__AnalyticsEngineConfiguration {
-      public:
-        /// Optional element 'tt:AnalyticsModule' of XML schema type 'tt:Config'
-        std::vector<tt__Config *> AnalyticsModule;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:AnalyticsEngineConfigurationExtension'
-        tt__AnalyticsEngineConfigurationExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__AnalyticsEngineConfiguration
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__AnalyticsEngineConfiguration; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__AnalyticsEngineConfiguration, default initialized and not managed by a soap context
-        virtual tt__AnalyticsEngineConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AnalyticsEngineConfiguration); }
-      public:
-        /// Constructor with default initializations
-        tt__AnalyticsEngineConfiguration() : AnalyticsModule(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__AnalyticsEngineConfiguration() { }
-        /// Friend allocator used by soap_new_tt__AnalyticsEngineConfiguration(struct soap*, int)
-        friend SOAP_FMAC1 tt__AnalyticsEngineConfiguration * SOAP_FMAC2 soap_instantiate_tt__AnalyticsEngineConfiguration(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:401 */
-#ifndef SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension
-#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (143)
-/* complex XML schema type 'tt:AnalyticsEngineConfigurationExtension': */
-class SOAP_CMAC tt__AnalyticsEngineConfigurationExtension {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__AnalyticsEngineConfigurationExtension, default initialized and not managed by a soap context
-        virtual tt__AnalyticsEngineConfigurationExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AnalyticsEngineConfigurationExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__AnalyticsEngineConfigurationExtension() : soap() { }
-        /// Destructor
-        virtual ~tt__AnalyticsEngineConfigurationExtension() { }
-        /// Friend allocator used by soap_new_tt__AnalyticsEngineConfigurationExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__AnalyticsEngineConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__AnalyticsEngineConfigurationExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:403 */
-#ifndef SOAP_TYPE_tt__RuleEngineConfiguration
-#define SOAP_TYPE_tt__RuleEngineConfiguration (144)
-/* complex XML schema type 'tt:RuleEngineConfiguration': */
-class SOAP_CMAC tt__RuleEngineConfiguration {
-      public:
-        /// Optional element 'tt:Rule' of XML schema type 'tt:Config'
-        std::vector<tt__Config *> Rule;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:RuleEngineConfigurationExtension'
-        tt__RuleEngineConfigurationExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__RuleEngineConfiguration
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__RuleEngineConfiguration; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__RuleEngineConfiguration, default initialized and not managed by a soap context
-        virtual tt__RuleEngineConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RuleEngineConfiguration); }
-      public:
-        /// Constructor with default initializations
-        tt__RuleEngineConfiguration() : Rule(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__RuleEngineConfiguration() { }
-        /// Friend allocator used by soap_new_tt__RuleEngineConfiguration(struct soap*, int)
-        friend SOAP_FMAC1 tt__RuleEngineConfiguration * SOAP_FMAC2 soap_instantiate_tt__RuleEngineConfiguration(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:405 */
-#ifndef SOAP_TYPE_tt__RuleEngineConfigurationExtension
-#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (145)
-/* complex XML schema type 'tt:RuleEngineConfigurationExtension': */
-class SOAP_CMAC tt__RuleEngineConfigurationExtension {
-      public:
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__RuleEngineConfigurationExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__RuleEngineConfigurationExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__RuleEngineConfigurationExtension, default initialized and not managed by a soap context
-        virtual tt__RuleEngineConfigurationExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RuleEngineConfigurationExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__RuleEngineConfigurationExtension() : soap() { }
-        /// Destructor
-        virtual ~tt__RuleEngineConfigurationExtension() { }
-        /// Friend allocator used by soap_new_tt__RuleEngineConfigurationExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__RuleEngineConfigurationExtension * SOAP_FMAC2 soap_instantiate_tt__RuleEngineConfigurationExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:407 */
-#ifndef SOAP_TYPE_tt__Config
-#define SOAP_TYPE_tt__Config (146)
-/* complex XML schema type 'tt:Config': */
-class SOAP_CMAC tt__Config {
-      public:
-        /// Required element 'tt:Parameters' of XML schema type 'tt:ItemList'
-        tt__ItemList *Parameters;
-        /// Required attribute 'Name' of XML schema type 'xsd:string'
-        std::string Name;
-        /// Required attribute 'Type' of XML schema type 'xsd:QName'
-        std::string Type;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__Config
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__Config; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__Config, default initialized and not managed by a soap context
-        virtual tt__Config *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Config); }
-      public:
-        /// Constructor with default initializations
-        tt__Config() : Parameters(), Name(), Type(), soap() { }
-        /// Destructor
-        virtual ~tt__Config() { }
-        /// Friend allocator used by soap_new_tt__Config(struct soap*, int)
-        friend SOAP_FMAC1 tt__Config * SOAP_FMAC2 soap_instantiate_tt__Config(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:409 */
+/* vantel.h:504 */
 #ifndef SOAP_TYPE_tt__IntRange
-#define SOAP_TYPE_tt__IntRange (147)
+#define SOAP_TYPE_tt__IntRange (148)
 /* complex XML schema type 'tt:IntRange': */
 class SOAP_CMAC tt__IntRange {
       public:
@@ -4983,9 +4679,9 @@ class SOAP_CMAC tt__IntRange {
 };
 #endif
 
-/* vantel.h:411 */
+/* vantel.h:506 */
 #ifndef SOAP_TYPE_tt__Vector2D
-#define SOAP_TYPE_tt__Vector2D (148)
+#define SOAP_TYPE_tt__Vector2D (149)
 /* complex XML schema type 'tt:Vector2D': */
 class SOAP_CMAC tt__Vector2D {
       public:
@@ -5024,9 +4720,9 @@ class SOAP_CMAC tt__Vector2D {
 };
 #endif
 
-/* vantel.h:413 */
+/* vantel.h:508 */
 #ifndef SOAP_TYPE_tt__Vector1D
-#define SOAP_TYPE_tt__Vector1D (149)
+#define SOAP_TYPE_tt__Vector1D (150)
 /* complex XML schema type 'tt:Vector1D': */
 class SOAP_CMAC tt__Vector1D {
       public:
@@ -5063,9 +4759,9 @@ class SOAP_CMAC tt__Vector1D {
 };
 #endif
 
-/* vantel.h:415 */
+/* vantel.h:510 */
 #ifndef SOAP_TYPE_tt__PTZVector
-#define SOAP_TYPE_tt__PTZVector (150)
+#define SOAP_TYPE_tt__PTZVector (151)
 /* complex XML schema type 'tt:PTZVector': */
 class SOAP_CMAC tt__PTZVector {
       public:
@@ -5102,9 +4798,9 @@ class SOAP_CMAC tt__PTZVector {
 };
 #endif
 
-/* vantel.h:417 */
+/* vantel.h:512 */
 #ifndef SOAP_TYPE__trt__GetProfile
-#define SOAP_TYPE__trt__GetProfile (151)
+#define SOAP_TYPE__trt__GetProfile (152)
 /* complex XML schema type 'trt:GetProfile': */
 class SOAP_CMAC _trt__GetProfile {
       public:
@@ -5139,9 +4835,9 @@ class SOAP_CMAC _trt__GetProfile {
 };
 #endif
 
-/* vantel.h:419 */
+/* vantel.h:514 */
 #ifndef SOAP_TYPE__trt__GetProfileResponse
-#define SOAP_TYPE__trt__GetProfileResponse (152)
+#define SOAP_TYPE__trt__GetProfileResponse (153)
 /* complex XML schema type 'trt:GetProfileResponse': */
 class SOAP_CMAC _trt__GetProfileResponse {
       public:
@@ -5176,9 +4872,9 @@ class SOAP_CMAC _trt__GetProfileResponse {
 };
 #endif
 
-/* vantel.h:421 */
+/* vantel.h:516 */
 #ifndef SOAP_TYPE__trt__GetProfiles
-#define SOAP_TYPE__trt__GetProfiles (153)
+#define SOAP_TYPE__trt__GetProfiles (154)
 /* complex XML schema type 'trt:GetProfiles': */
 class SOAP_CMAC _trt__GetProfiles {
       public:
@@ -5211,9 +4907,9 @@ class SOAP_CMAC _trt__GetProfiles {
 };
 #endif
 
-/* vantel.h:423 */
+/* vantel.h:518 */
 #ifndef SOAP_TYPE__trt__GetProfilesResponse
-#define SOAP_TYPE__trt__GetProfilesResponse (154)
+#define SOAP_TYPE__trt__GetProfilesResponse (155)
 /* complex XML schema type 'trt:GetProfilesResponse': */
 class SOAP_CMAC _trt__GetProfilesResponse {
       public:
@@ -5248,9 +4944,9 @@ class SOAP_CMAC _trt__GetProfilesResponse {
 };
 #endif
 
-/* vantel.h:425 */
+/* vantel.h:520 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (155)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (156)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurations': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurations {
       public:
@@ -5283,9 +4979,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurations {
 };
 #endif
 
-/* vantel.h:427 */
+/* vantel.h:522 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (156)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (157)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationsResponse': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationsResponse {
       public:
@@ -5320,9 +5016,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationsResponse {
 };
 #endif
 
-/* vantel.h:429 */
+/* vantel.h:524 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (157)
+#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (158)
 /* complex XML schema type 'trt:GetVideoEncoderConfiguration': */
 class SOAP_CMAC _trt__GetVideoEncoderConfiguration {
       public:
@@ -5357,9 +5053,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:431 */
+/* vantel.h:526 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (158)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (159)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationResponse': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationResponse {
       public:
@@ -5394,9 +5090,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationResponse {
 };
 #endif
 
-/* vantel.h:433 */
+/* vantel.h:528 */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (159)
+#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (160)
 /* complex XML schema type 'trt:SetVideoEncoderConfiguration': */
 class SOAP_CMAC _trt__SetVideoEncoderConfiguration {
       public:
@@ -5433,9 +5129,9 @@ class SOAP_CMAC _trt__SetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:435 */
+/* vantel.h:530 */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (160)
+#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (161)
 /* complex XML schema type 'trt:SetVideoEncoderConfigurationResponse': */
 class SOAP_CMAC _trt__SetVideoEncoderConfigurationResponse {
       public:
@@ -5468,9 +5164,9 @@ class SOAP_CMAC _trt__SetVideoEncoderConfigurationResponse {
 };
 #endif
 
-/* vantel.h:437 */
+/* vantel.h:532 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (161)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (162)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationOptions': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptions {
       public:
@@ -5507,9 +5203,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptions {
 };
 #endif
 
-/* vantel.h:439 */
+/* vantel.h:534 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (162)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (163)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationOptionsResponse': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptionsResponse {
       public:
@@ -5544,9 +5240,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptionsResponse {
 };
 #endif
 
-/* vantel.h:441 */
+/* vantel.h:536 */
 #ifndef SOAP_TYPE__trt__GetStreamUri
-#define SOAP_TYPE__trt__GetStreamUri (163)
+#define SOAP_TYPE__trt__GetStreamUri (164)
 /* complex XML schema type 'trt:GetStreamUri': */
 class SOAP_CMAC _trt__GetStreamUri {
       public:
@@ -5583,9 +5279,9 @@ class SOAP_CMAC _trt__GetStreamUri {
 };
 #endif
 
-/* vantel.h:443 */
+/* vantel.h:538 */
 #ifndef SOAP_TYPE__trt__GetStreamUriResponse
-#define SOAP_TYPE__trt__GetStreamUriResponse (164)
+#define SOAP_TYPE__trt__GetStreamUriResponse (165)
 /* complex XML schema type 'trt:GetStreamUriResponse': */
 class SOAP_CMAC _trt__GetStreamUriResponse {
       public:
@@ -5620,9 +5316,9 @@ class SOAP_CMAC _trt__GetStreamUriResponse {
 };
 #endif
 
-/* vantel.h:445 */
+/* vantel.h:540 */
 #ifndef SOAP_TYPE__tptz__GetNodes
-#define SOAP_TYPE__tptz__GetNodes (165)
+#define SOAP_TYPE__tptz__GetNodes (166)
 /* complex XML schema type 'tptz:GetNodes': */
 class SOAP_CMAC _tptz__GetNodes {
       public:
@@ -5655,9 +5351,9 @@ class SOAP_CMAC _tptz__GetNodes {
 };
 #endif
 
-/* vantel.h:447 */
+/* vantel.h:542 */
 #ifndef SOAP_TYPE__tptz__GetNodesResponse
-#define SOAP_TYPE__tptz__GetNodesResponse (166)
+#define SOAP_TYPE__tptz__GetNodesResponse (167)
 /* complex XML schema type 'tptz:GetNodesResponse': */
 class SOAP_CMAC _tptz__GetNodesResponse {
       public:
@@ -5692,9 +5388,9 @@ class SOAP_CMAC _tptz__GetNodesResponse {
 };
 #endif
 
-/* vantel.h:449 */
+/* vantel.h:544 */
 #ifndef SOAP_TYPE__tptz__GetNode
-#define SOAP_TYPE__tptz__GetNode (167)
+#define SOAP_TYPE__tptz__GetNode (168)
 /* complex XML schema type 'tptz:GetNode': */
 class SOAP_CMAC _tptz__GetNode {
       public:
@@ -5729,9 +5425,9 @@ class SOAP_CMAC _tptz__GetNode {
 };
 #endif
 
-/* vantel.h:451 */
+/* vantel.h:546 */
 #ifndef SOAP_TYPE__tptz__GetNodeResponse
-#define SOAP_TYPE__tptz__GetNodeResponse (168)
+#define SOAP_TYPE__tptz__GetNodeResponse (169)
 /* complex XML schema type 'tptz:GetNodeResponse': */
 class SOAP_CMAC _tptz__GetNodeResponse {
       public:
@@ -5766,9 +5462,9 @@ class SOAP_CMAC _tptz__GetNodeResponse {
 };
 #endif
 
-/* vantel.h:453 */
+/* vantel.h:548 */
 #ifndef SOAP_TYPE__tptz__GetPresets
-#define SOAP_TYPE__tptz__GetPresets (169)
+#define SOAP_TYPE__tptz__GetPresets (170)
 /* complex XML schema type 'tptz:GetPresets': */
 class SOAP_CMAC _tptz__GetPresets {
       public:
@@ -5803,9 +5499,9 @@ class SOAP_CMAC _tptz__GetPresets {
 };
 #endif
 
-/* vantel.h:455 */
+/* vantel.h:550 */
 #ifndef SOAP_TYPE__tptz__GetPresetsResponse
-#define SOAP_TYPE__tptz__GetPresetsResponse (170)
+#define SOAP_TYPE__tptz__GetPresetsResponse (171)
 /* complex XML schema type 'tptz:GetPresetsResponse': */
 class SOAP_CMAC _tptz__GetPresetsResponse {
       public:
@@ -5840,9 +5536,9 @@ class SOAP_CMAC _tptz__GetPresetsResponse {
 };
 #endif
 
-/* vantel.h:457 */
+/* vantel.h:552 */
 #ifndef SOAP_TYPE__tptz__SetPreset
-#define SOAP_TYPE__tptz__SetPreset (171)
+#define SOAP_TYPE__tptz__SetPreset (172)
 /* complex XML schema type 'tptz:SetPreset': */
 class SOAP_CMAC _tptz__SetPreset {
       public:
@@ -5881,9 +5577,9 @@ class SOAP_CMAC _tptz__SetPreset {
 };
 #endif
 
-/* vantel.h:459 */
+/* vantel.h:554 */
 #ifndef SOAP_TYPE__tptz__SetPresetResponse
-#define SOAP_TYPE__tptz__SetPresetResponse (172)
+#define SOAP_TYPE__tptz__SetPresetResponse (173)
 /* complex XML schema type 'tptz:SetPresetResponse': */
 class SOAP_CMAC _tptz__SetPresetResponse {
       public:
@@ -5918,9 +5614,9 @@ class SOAP_CMAC _tptz__SetPresetResponse {
 };
 #endif
 
-/* vantel.h:461 */
+/* vantel.h:556 */
 #ifndef SOAP_TYPE__tptz__GotoPreset
-#define SOAP_TYPE__tptz__GotoPreset (173)
+#define SOAP_TYPE__tptz__GotoPreset (174)
 /* complex XML schema type 'tptz:GotoPreset': */
 class SOAP_CMAC _tptz__GotoPreset {
       public:
@@ -5959,9 +5655,9 @@ class SOAP_CMAC _tptz__GotoPreset {
 };
 #endif
 
-/* vantel.h:463 */
+/* vantel.h:558 */
 #ifndef SOAP_TYPE__tptz__GotoPresetResponse
-#define SOAP_TYPE__tptz__GotoPresetResponse (174)
+#define SOAP_TYPE__tptz__GotoPresetResponse (175)
 /* complex XML schema type 'tptz:GotoPresetResponse': */
 class SOAP_CMAC _tptz__GotoPresetResponse {
       public:
@@ -5994,9 +5690,9 @@ class SOAP_CMAC _tptz__GotoPresetResponse {
 };
 #endif
 
-/* vantel.h:465 */
+/* vantel.h:560 */
 #ifndef SOAP_TYPE__tptz__ContinuousMove
-#define SOAP_TYPE__tptz__ContinuousMove (175)
+#define SOAP_TYPE__tptz__ContinuousMove (176)
 /* complex XML schema type 'tptz:ContinuousMove': */
 class SOAP_CMAC _tptz__ContinuousMove {
       public:
@@ -6035,9 +5731,9 @@ class SOAP_CMAC _tptz__ContinuousMove {
 };
 #endif
 
-/* vantel.h:467 */
+/* vantel.h:562 */
 #ifndef SOAP_TYPE__tptz__ContinuousMoveResponse
-#define SOAP_TYPE__tptz__ContinuousMoveResponse (176)
+#define SOAP_TYPE__tptz__ContinuousMoveResponse (177)
 /* complex XML schema type 'tptz:ContinuousMoveResponse': */
 class SOAP_CMAC _tptz__ContinuousMoveResponse {
       public:
@@ -6070,9 +5766,9 @@ class SOAP_CMAC _tptz__ContinuousMoveResponse {
 };
 #endif
 
-/* vantel.h:469 */
+/* vantel.h:564 */
 #ifndef SOAP_TYPE__tptz__Stop
-#define SOAP_TYPE__tptz__Stop (177)
+#define SOAP_TYPE__tptz__Stop (178)
 /* complex XML schema type 'tptz:Stop': */
 class SOAP_CMAC _tptz__Stop {
       public:
@@ -6111,9 +5807,9 @@ class SOAP_CMAC _tptz__Stop {
 };
 #endif
 
-/* vantel.h:471 */
+/* vantel.h:566 */
 #ifndef SOAP_TYPE__tptz__StopResponse
-#define SOAP_TYPE__tptz__StopResponse (178)
+#define SOAP_TYPE__tptz__StopResponse (179)
 /* complex XML schema type 'tptz:StopResponse': */
 class SOAP_CMAC _tptz__StopResponse {
       public:
@@ -6146,50 +5842,9 @@ class SOAP_CMAC _tptz__StopResponse {
 };
 #endif
 
-/* vantel.h:209 */
-#ifndef SOAP_TYPE_tt__VideoSourceConfiguration
-#define SOAP_TYPE_tt__VideoSourceConfiguration (47)
-/* complex XML schema type 'tt:VideoSourceConfiguration': */
-class SOAP_CMAC tt__VideoSourceConfiguration : public tt__ConfigurationEntity {
-      public:
-        /// Required element 'tt:SourceToken' of XML schema type 'tt:ReferenceToken'
-        std::string SourceToken;
-        /// Required element 'tt:Bounds' of XML schema type 'tt:IntRectangle'
-        tt__IntRectangle *Bounds;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:VideoSourceConfigurationExtension'
-        tt__VideoSourceConfigurationExtension *Extension;
-        /// Optional attribute 'ViewMode' of XML schema type 'xsd:string'
-        std::string *ViewMode;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__VideoSourceConfiguration
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__VideoSourceConfiguration; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__VideoSourceConfiguration, default initialized and not managed by a soap context
-        virtual tt__VideoSourceConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__VideoSourceConfiguration); }
-      public:
-        /// Constructor with default initializations
-        tt__VideoSourceConfiguration() : SourceToken(), Bounds(), Extension(), ViewMode() { }
-        /// Destructor
-        virtual ~tt__VideoSourceConfiguration() { }
-        /// Friend allocator used by soap_new_tt__VideoSourceConfiguration(struct soap*, int)
-        friend SOAP_FMAC1 tt__VideoSourceConfiguration * SOAP_FMAC2 soap_instantiate_tt__VideoSourceConfiguration(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:227 */
+/* vantel.h:243 */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfiguration
-#define SOAP_TYPE_tt__VideoEncoderConfiguration (56)
+#define SOAP_TYPE_tt__VideoEncoderConfiguration (57)
 /* complex XML schema type 'tt:VideoEncoderConfiguration': */
 class SOAP_CMAC tt__VideoEncoderConfiguration : public tt__ConfigurationEntity {
       public:
@@ -6238,9 +5893,9 @@ class SOAP_CMAC tt__VideoEncoderConfiguration : public tt__ConfigurationEntity {
 };
 #endif
 
-/* vantel.h:245 */
+/* vantel.h:261 */
 #ifndef SOAP_TYPE_tt__JpegOptions2
-#define SOAP_TYPE_tt__JpegOptions2 (65)
+#define SOAP_TYPE_tt__JpegOptions2 (66)
 /* complex XML schema type 'tt:JpegOptions2': */
 class SOAP_CMAC tt__JpegOptions2 : public tt__JpegOptions {
       public:
@@ -6273,9 +5928,9 @@ class SOAP_CMAC tt__JpegOptions2 : public tt__JpegOptions {
 };
 #endif
 
-/* vantel.h:249 */
+/* vantel.h:265 */
 #ifndef SOAP_TYPE_tt__Mpeg4Options2
-#define SOAP_TYPE_tt__Mpeg4Options2 (67)
+#define SOAP_TYPE_tt__Mpeg4Options2 (68)
 /* complex XML schema type 'tt:Mpeg4Options2': */
 class SOAP_CMAC tt__Mpeg4Options2 : public tt__Mpeg4Options {
       public:
@@ -6308,9 +5963,9 @@ class SOAP_CMAC tt__Mpeg4Options2 : public tt__Mpeg4Options {
 };
 #endif
 
-/* vantel.h:253 */
+/* vantel.h:269 */
 #ifndef SOAP_TYPE_tt__H264Options2
-#define SOAP_TYPE_tt__H264Options2 (69)
+#define SOAP_TYPE_tt__H264Options2 (70)
 /* complex XML schema type 'tt:H264Options2': */
 class SOAP_CMAC tt__H264Options2 : public tt__H264Options {
       public:
@@ -6343,252 +5998,9 @@ class SOAP_CMAC tt__H264Options2 : public tt__H264Options {
 };
 #endif
 
-/* vantel.h:255 */
-#ifndef SOAP_TYPE_tt__AudioSourceConfiguration
-#define SOAP_TYPE_tt__AudioSourceConfiguration (70)
-/* complex XML schema type 'tt:AudioSourceConfiguration': */
-class SOAP_CMAC tt__AudioSourceConfiguration : public tt__ConfigurationEntity {
-      public:
-        /// Required element 'tt:SourceToken' of XML schema type 'tt:ReferenceToken'
-        std::string SourceToken;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__AudioSourceConfiguration
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__AudioSourceConfiguration; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__AudioSourceConfiguration, default initialized and not managed by a soap context
-        virtual tt__AudioSourceConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AudioSourceConfiguration); }
-      public:
-        /// Constructor with default initializations
-        tt__AudioSourceConfiguration() : SourceToken() { }
-        /// Destructor
-        virtual ~tt__AudioSourceConfiguration() { }
-        /// Friend allocator used by soap_new_tt__AudioSourceConfiguration(struct soap*, int)
-        friend SOAP_FMAC1 tt__AudioSourceConfiguration * SOAP_FMAC2 soap_instantiate_tt__AudioSourceConfiguration(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:257 */
-#ifndef SOAP_TYPE_tt__AudioEncoderConfiguration
-#define SOAP_TYPE_tt__AudioEncoderConfiguration (71)
-/* complex XML schema type 'tt:AudioEncoderConfiguration': */
-class SOAP_CMAC tt__AudioEncoderConfiguration : public tt__ConfigurationEntity {
-      public:
-        /// Required element 'tt:Encoding' of XML schema type 'tt:AudioEncoding'
-        enum tt__AudioEncoding Encoding;
-        /// Required element 'tt:Bitrate' of XML schema type 'xsd:int'
-        int Bitrate;
-        /// Required element 'tt:SampleRate' of XML schema type 'xsd:int'
-        int SampleRate;
-        /// Required element 'tt:Multicast' of XML schema type 'tt:MulticastConfiguration'
-        tt__MulticastConfiguration *Multicast;
-        /// Required element 'tt:SessionTimeout' of XML schema type 'xsd:duration'
-        std::string SessionTimeout;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__AudioEncoderConfiguration
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__AudioEncoderConfiguration; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__AudioEncoderConfiguration, default initialized and not managed by a soap context
-        virtual tt__AudioEncoderConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AudioEncoderConfiguration); }
-      public:
-        /// Constructor with default initializations
-        tt__AudioEncoderConfiguration() : Encoding(), Bitrate(), SampleRate(), Multicast(), SessionTimeout() { }
-        /// Destructor
-        virtual ~tt__AudioEncoderConfiguration() { }
-        /// Friend allocator used by soap_new_tt__AudioEncoderConfiguration(struct soap*, int)
-        friend SOAP_FMAC1 tt__AudioEncoderConfiguration * SOAP_FMAC2 soap_instantiate_tt__AudioEncoderConfiguration(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:259 */
-#ifndef SOAP_TYPE_tt__VideoAnalyticsConfiguration
-#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (72)
-/* complex XML schema type 'tt:VideoAnalyticsConfiguration': */
-class SOAP_CMAC tt__VideoAnalyticsConfiguration : public tt__ConfigurationEntity {
-      public:
-        /// Required element 'tt:AnalyticsEngineConfiguration' of XML schema type 'tt:AnalyticsEngineConfiguration'
-        tt__AnalyticsEngineConfiguration *AnalyticsEngineConfiguration;
-        /// Required element 'tt:RuleEngineConfiguration' of XML schema type 'tt:RuleEngineConfiguration'
-        tt__RuleEngineConfiguration *RuleEngineConfiguration;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__VideoAnalyticsConfiguration
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__VideoAnalyticsConfiguration; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__VideoAnalyticsConfiguration, default initialized and not managed by a soap context
-        virtual tt__VideoAnalyticsConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__VideoAnalyticsConfiguration); }
-      public:
-        /// Constructor with default initializations
-        tt__VideoAnalyticsConfiguration() : AnalyticsEngineConfiguration(), RuleEngineConfiguration() { }
-        /// Destructor
-        virtual ~tt__VideoAnalyticsConfiguration() { }
-        /// Friend allocator used by soap_new_tt__VideoAnalyticsConfiguration(struct soap*, int)
-        friend SOAP_FMAC1 tt__VideoAnalyticsConfiguration * SOAP_FMAC2 soap_instantiate_tt__VideoAnalyticsConfiguration(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:261 */
-#ifndef SOAP_TYPE_tt__MetadataConfiguration
-#define SOAP_TYPE_tt__MetadataConfiguration (73)
-/* complex XML schema type 'tt:MetadataConfiguration': */
-class SOAP_CMAC tt__MetadataConfiguration : public tt__ConfigurationEntity {
-      public:
-        /// Optional element 'tt:PTZStatus' of XML schema type 'tt:PTZFilter'
-        tt__PTZFilter *PTZStatus;
-        /// Optional element 'tt:Events' of XML schema type 'tt:EventSubscription'
-        tt__EventSubscription *Events;
-        /// Optional element 'tt:Analytics' of XML schema type 'xsd:boolean'
-        bool *Analytics;
-        /// Required element 'tt:Multicast' of XML schema type 'tt:MulticastConfiguration'
-        tt__MulticastConfiguration *Multicast;
-        /// Required element 'tt:SessionTimeout' of XML schema type 'xsd:duration'
-        std::string SessionTimeout;
-        /// Optional element 'tt:AnalyticsEngineConfiguration' of XML schema type 'tt:AnalyticsEngineConfiguration'
-        tt__AnalyticsEngineConfiguration *AnalyticsEngineConfiguration;
-        /// Optional element 'tt:SensorData' of XML schema type 'tt:SensorDataFilter'
-        tt__SensorDataFilter *SensorData;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:MetadataConfigurationExtension'
-        tt__MetadataConfigurationExtension *Extension;
-        /// Optional attribute 'CompressionType' of XML schema type 'xsd:string'
-        std::string *CompressionType;
-        /// Optional attribute 'GeoLocation' of XML schema type 'xsd:boolean'
-        bool *GeoLocation;
-        /// Optional attribute 'ShapePolygon' of XML schema type 'xsd:boolean'
-        bool *ShapePolygon;
-        /// Optional attribute 'SecureStreamingProtocolAlgorithm' of XML schema type 'xsd:string'
-        std::string *SecureStreamingProtocolAlgorithm;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__MetadataConfiguration
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__MetadataConfiguration; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__MetadataConfiguration, default initialized and not managed by a soap context
-        virtual tt__MetadataConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MetadataConfiguration); }
-      public:
-        /// Constructor with default initializations
-        tt__MetadataConfiguration() : PTZStatus(), Events(), Analytics(), Multicast(), SessionTimeout(), AnalyticsEngineConfiguration(), SensorData(), Extension(), CompressionType(), GeoLocation(), ShapePolygon(), SecureStreamingProtocolAlgorithm() { }
-        /// Destructor
-        virtual ~tt__MetadataConfiguration() { }
-        /// Friend allocator used by soap_new_tt__MetadataConfiguration(struct soap*, int)
-        friend SOAP_FMAC1 tt__MetadataConfiguration * SOAP_FMAC2 soap_instantiate_tt__MetadataConfiguration(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:271 */
-#ifndef SOAP_TYPE_tt__AudioOutputConfiguration
-#define SOAP_TYPE_tt__AudioOutputConfiguration (78)
-/* complex XML schema type 'tt:AudioOutputConfiguration': */
-class SOAP_CMAC tt__AudioOutputConfiguration : public tt__ConfigurationEntity {
-      public:
-        /// Required element 'tt:OutputToken' of XML schema type 'tt:ReferenceToken'
-        std::string OutputToken;
-        /// Optional element 'tt:SendPrimacy' of XML schema type 'xsd:anyURI'
-        std::string *SendPrimacy;
-        /// Required element 'tt:OutputLevel' of XML schema type 'xsd:int'
-        int OutputLevel;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__AudioOutputConfiguration
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__AudioOutputConfiguration; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__AudioOutputConfiguration, default initialized and not managed by a soap context
-        virtual tt__AudioOutputConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AudioOutputConfiguration); }
-      public:
-        /// Constructor with default initializations
-        tt__AudioOutputConfiguration() : OutputToken(), SendPrimacy(), OutputLevel() { }
-        /// Destructor
-        virtual ~tt__AudioOutputConfiguration() { }
-        /// Friend allocator used by soap_new_tt__AudioOutputConfiguration(struct soap*, int)
-        friend SOAP_FMAC1 tt__AudioOutputConfiguration * SOAP_FMAC2 soap_instantiate_tt__AudioOutputConfiguration(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:273 */
-#ifndef SOAP_TYPE_tt__AudioDecoderConfiguration
-#define SOAP_TYPE_tt__AudioDecoderConfiguration (79)
-/* complex XML schema type 'tt:AudioDecoderConfiguration': */
-class SOAP_CMAC tt__AudioDecoderConfiguration : public tt__ConfigurationEntity {
-      public:
-        /// Return unique type id SOAP_TYPE_tt__AudioDecoderConfiguration
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__AudioDecoderConfiguration; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__AudioDecoderConfiguration, default initialized and not managed by a soap context
-        virtual tt__AudioDecoderConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AudioDecoderConfiguration); }
-      public:
-        /// Constructor with default initializations
-        tt__AudioDecoderConfiguration() { }
-        /// Destructor
-        virtual ~tt__AudioDecoderConfiguration() { }
-        /// Friend allocator used by soap_new_tt__AudioDecoderConfiguration(struct soap*, int)
-        friend SOAP_FMAC1 tt__AudioDecoderConfiguration * SOAP_FMAC2 soap_instantiate_tt__AudioDecoderConfiguration(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:355 */
+/* vantel.h:430 */
 #ifndef SOAP_TYPE_tt__PTZNode
-#define SOAP_TYPE_tt__PTZNode (120)
+#define SOAP_TYPE_tt__PTZNode (121)
 /* complex XML schema type 'tt:PTZNode': */
 class SOAP_CMAC tt__PTZNode : public tt__DeviceEntity {
       public:
@@ -6635,72 +6047,9 @@ class SOAP_CMAC tt__PTZNode : public tt__DeviceEntity {
 };
 #endif
 
-/* vantel.h:365 */
-#ifndef SOAP_TYPE_tt__PTZConfiguration
-#define SOAP_TYPE_tt__PTZConfiguration (125)
-/* complex XML schema type 'tt:PTZConfiguration': */
-class SOAP_CMAC tt__PTZConfiguration : public tt__ConfigurationEntity {
-      public:
-        /// Required element 'tt:NodeToken' of XML schema type 'tt:ReferenceToken'
-        std::string NodeToken;
-        /// Optional element 'tt:DefaultAbsolutePantTiltPositionSpace' of XML schema type 'xsd:anyURI'
-        std::string *DefaultAbsolutePantTiltPositionSpace;
-        /// Optional element 'tt:DefaultAbsoluteZoomPositionSpace' of XML schema type 'xsd:anyURI'
-        std::string *DefaultAbsoluteZoomPositionSpace;
-        /// Optional element 'tt:DefaultRelativePanTiltTranslationSpace' of XML schema type 'xsd:anyURI'
-        std::string *DefaultRelativePanTiltTranslationSpace;
-        /// Optional element 'tt:DefaultRelativeZoomTranslationSpace' of XML schema type 'xsd:anyURI'
-        std::string *DefaultRelativeZoomTranslationSpace;
-        /// Optional element 'tt:DefaultContinuousPanTiltVelocitySpace' of XML schema type 'xsd:anyURI'
-        std::string *DefaultContinuousPanTiltVelocitySpace;
-        /// Optional element 'tt:DefaultContinuousZoomVelocitySpace' of XML schema type 'xsd:anyURI'
-        std::string *DefaultContinuousZoomVelocitySpace;
-        /// Optional element 'tt:DefaultPTZSpeed' of XML schema type 'tt:PTZSpeed'
-        tt__PTZSpeed *DefaultPTZSpeed;
-        /// Optional element 'tt:DefaultPTZTimeout' of XML schema type 'xsd:duration'
-        std::string *DefaultPTZTimeout;
-        /// Optional element 'tt:PanTiltLimits' of XML schema type 'tt:PanTiltLimits'
-        tt__PanTiltLimits *PanTiltLimits;
-        /// Optional element 'tt:ZoomLimits' of XML schema type 'tt:ZoomLimits'
-        tt__ZoomLimits *ZoomLimits;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:PTZConfigurationExtension'
-        tt__PTZConfigurationExtension *Extension;
-        /// Optional attribute 'MoveRamp' of XML schema type 'xsd:int'
-        int *MoveRamp;
-        /// Optional attribute 'PresetRamp' of XML schema type 'xsd:int'
-        int *PresetRamp;
-        /// Optional attribute 'PresetTourRamp' of XML schema type 'xsd:int'
-        int *PresetTourRamp;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZConfiguration
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZConfiguration; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZConfiguration, default initialized and not managed by a soap context
-        virtual tt__PTZConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZConfiguration); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZConfiguration() : NodeToken(), DefaultAbsolutePantTiltPositionSpace(), DefaultAbsoluteZoomPositionSpace(), DefaultRelativePanTiltTranslationSpace(), DefaultRelativeZoomTranslationSpace(), DefaultContinuousPanTiltVelocitySpace(), DefaultContinuousZoomVelocitySpace(), DefaultPTZSpeed(), DefaultPTZTimeout(), PanTiltLimits(), ZoomLimits(), Extension(), MoveRamp(), PresetRamp(), PresetTourRamp() { }
-        /// Destructor
-        virtual ~tt__PTZConfiguration() { }
-        /// Friend allocator used by soap_new_tt__PTZConfiguration(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZConfiguration * SOAP_FMAC2 soap_instantiate_tt__PTZConfiguration(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:5497 */
+/* vantel.h:3809 */
 #ifndef SOAP_TYPE___tds__GetDeviceInformation
-#define SOAP_TYPE___tds__GetDeviceInformation (349)
+#define SOAP_TYPE___tds__GetDeviceInformation (279)
 /* Wrapper: */
 struct SOAP_CMAC __tds__GetDeviceInformation {
       public:
@@ -6716,9 +6065,9 @@ struct SOAP_CMAC __tds__GetDeviceInformation {
 };
 #endif
 
-/* vantel.h:5528 */
+/* vantel.h:3840 */
 #ifndef SOAP_TYPE___tds__SystemReboot
-#define SOAP_TYPE___tds__SystemReboot (353)
+#define SOAP_TYPE___tds__SystemReboot (283)
 /* Wrapper: */
 struct SOAP_CMAC __tds__SystemReboot {
       public:
@@ -6734,9 +6083,9 @@ struct SOAP_CMAC __tds__SystemReboot {
 };
 #endif
 
-/* vantel.h:5561 */
+/* vantel.h:3873 */
 #ifndef SOAP_TYPE___tds__GetCapabilities
-#define SOAP_TYPE___tds__GetCapabilities (357)
+#define SOAP_TYPE___tds__GetCapabilities (287)
 /* Wrapper: */
 struct SOAP_CMAC __tds__GetCapabilities {
       public:
@@ -6752,9 +6101,9 @@ struct SOAP_CMAC __tds__GetCapabilities {
 };
 #endif
 
-/* vantel.h:5610 */
+/* vantel.h:3922 */
 #ifndef SOAP_TYPE___tptz__GetPresets
-#define SOAP_TYPE___tptz__GetPresets (361)
+#define SOAP_TYPE___tptz__GetPresets (291)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GetPresets {
       public:
@@ -6770,9 +6119,9 @@ struct SOAP_CMAC __tptz__GetPresets {
 };
 #endif
 
-/* vantel.h:5658 */
+/* vantel.h:3970 */
 #ifndef SOAP_TYPE___tptz__SetPreset
-#define SOAP_TYPE___tptz__SetPreset (365)
+#define SOAP_TYPE___tptz__SetPreset (295)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__SetPreset {
       public:
@@ -6788,9 +6137,9 @@ struct SOAP_CMAC __tptz__SetPreset {
 };
 #endif
 
-/* vantel.h:5691 */
+/* vantel.h:4003 */
 #ifndef SOAP_TYPE___tptz__GotoPreset
-#define SOAP_TYPE___tptz__GotoPreset (369)
+#define SOAP_TYPE___tptz__GotoPreset (299)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GotoPreset {
       public:
@@ -6806,9 +6155,9 @@ struct SOAP_CMAC __tptz__GotoPreset {
 };
 #endif
 
-/* vantel.h:5732 */
+/* vantel.h:4044 */
 #ifndef SOAP_TYPE___tptz__GetNodes
-#define SOAP_TYPE___tptz__GetNodes (373)
+#define SOAP_TYPE___tptz__GetNodes (303)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GetNodes {
       public:
@@ -6824,9 +6173,9 @@ struct SOAP_CMAC __tptz__GetNodes {
 };
 #endif
 
-/* vantel.h:5765 */
+/* vantel.h:4077 */
 #ifndef SOAP_TYPE___tptz__GetNode
-#define SOAP_TYPE___tptz__GetNode (377)
+#define SOAP_TYPE___tptz__GetNode (307)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GetNode {
       public:
@@ -6842,9 +6191,9 @@ struct SOAP_CMAC __tptz__GetNode {
 };
 #endif
 
-/* vantel.h:5799 */
+/* vantel.h:4111 */
 #ifndef SOAP_TYPE___tptz__ContinuousMove
-#define SOAP_TYPE___tptz__ContinuousMove (381)
+#define SOAP_TYPE___tptz__ContinuousMove (311)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__ContinuousMove {
       public:
@@ -6860,9 +6209,9 @@ struct SOAP_CMAC __tptz__ContinuousMove {
 };
 #endif
 
-/* vantel.h:5833 */
+/* vantel.h:4145 */
 #ifndef SOAP_TYPE___tptz__Stop
-#define SOAP_TYPE___tptz__Stop (385)
+#define SOAP_TYPE___tptz__Stop (315)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__Stop {
       public:
@@ -6878,9 +6227,9 @@ struct SOAP_CMAC __tptz__Stop {
 };
 #endif
 
-/* vantel.h:5881 */
+/* vantel.h:4193 */
 #ifndef SOAP_TYPE___trt__GetProfile
-#define SOAP_TYPE___trt__GetProfile (389)
+#define SOAP_TYPE___trt__GetProfile (319)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetProfile {
       public:
@@ -6896,9 +6245,9 @@ struct SOAP_CMAC __trt__GetProfile {
 };
 #endif
 
-/* vantel.h:5917 */
+/* vantel.h:4229 */
 #ifndef SOAP_TYPE___trt__GetProfiles
-#define SOAP_TYPE___trt__GetProfiles (393)
+#define SOAP_TYPE___trt__GetProfiles (323)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetProfiles {
       public:
@@ -6914,9 +6263,9 @@ struct SOAP_CMAC __trt__GetProfiles {
 };
 #endif
 
-/* vantel.h:5951 */
+/* vantel.h:4263 */
 #ifndef SOAP_TYPE___trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE___trt__GetVideoEncoderConfigurations (397)
+#define SOAP_TYPE___trt__GetVideoEncoderConfigurations (327)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetVideoEncoderConfigurations {
       public:
@@ -6932,9 +6281,9 @@ struct SOAP_CMAC __trt__GetVideoEncoderConfigurations {
 };
 #endif
 
-/* vantel.h:5983 */
+/* vantel.h:4295 */
 #ifndef SOAP_TYPE___trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE___trt__GetVideoEncoderConfiguration (401)
+#define SOAP_TYPE___trt__GetVideoEncoderConfiguration (331)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetVideoEncoderConfiguration {
       public:
@@ -6950,9 +6299,9 @@ struct SOAP_CMAC __trt__GetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:6023 */
+/* vantel.h:4335 */
 #ifndef SOAP_TYPE___trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE___trt__SetVideoEncoderConfiguration (405)
+#define SOAP_TYPE___trt__SetVideoEncoderConfiguration (335)
 /* Wrapper: */
 struct SOAP_CMAC __trt__SetVideoEncoderConfiguration {
       public:
@@ -6968,9 +6317,9 @@ struct SOAP_CMAC __trt__SetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:6068 */
+/* vantel.h:4380 */
 #ifndef SOAP_TYPE___trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE___trt__GetVideoEncoderConfigurationOptions (409)
+#define SOAP_TYPE___trt__GetVideoEncoderConfigurationOptions (339)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetVideoEncoderConfigurationOptions {
       public:
@@ -6986,9 +6335,9 @@ struct SOAP_CMAC __trt__GetVideoEncoderConfigurationOptions {
 };
 #endif
 
-/* vantel.h:6122 */
+/* vantel.h:4434 */
 #ifndef SOAP_TYPE___trt__GetStreamUri
-#define SOAP_TYPE___trt__GetStreamUri (413)
+#define SOAP_TYPE___trt__GetStreamUri (343)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetStreamUri {
       public:
@@ -7006,7 +6355,7 @@ struct SOAP_CMAC __trt__GetStreamUri {
 
 /* wsa5.h:65 */
 #ifndef SOAP_TYPE_wsa5__EndpointReferenceType
-#define SOAP_TYPE_wsa5__EndpointReferenceType (414)
+#define SOAP_TYPE_wsa5__EndpointReferenceType (344)
 /* complex XML schema type 'wsa5:EndpointReferenceType': */
 struct SOAP_CMAC wsa5__EndpointReferenceType {
       public:
@@ -7033,7 +6382,7 @@ struct SOAP_CMAC wsa5__EndpointReferenceType {
 
 /* wsa5.h:68 */
 #ifndef SOAP_TYPE_wsa5__ReferenceParametersType
-#define SOAP_TYPE_wsa5__ReferenceParametersType (415)
+#define SOAP_TYPE_wsa5__ReferenceParametersType (345)
 /* complex XML schema type 'wsa5:ReferenceParametersType': */
 struct SOAP_CMAC wsa5__ReferenceParametersType {
       public:
@@ -7056,7 +6405,7 @@ struct SOAP_CMAC wsa5__ReferenceParametersType {
 
 /* wsa5.h:71 */
 #ifndef SOAP_TYPE_wsa5__MetadataType
-#define SOAP_TYPE_wsa5__MetadataType (416)
+#define SOAP_TYPE_wsa5__MetadataType (346)
 /* complex XML schema type 'wsa5:MetadataType': */
 struct SOAP_CMAC wsa5__MetadataType {
       public:
@@ -7077,7 +6426,7 @@ struct SOAP_CMAC wsa5__MetadataType {
 
 /* wsa5.h:86 */
 #ifndef SOAP_TYPE_wsa5__ProblemActionType
-#define SOAP_TYPE_wsa5__ProblemActionType (418)
+#define SOAP_TYPE_wsa5__ProblemActionType (348)
 /* complex XML schema type 'wsa5:ProblemActionType': */
 struct SOAP_CMAC wsa5__ProblemActionType {
       public:
@@ -7099,7 +6448,7 @@ struct SOAP_CMAC wsa5__ProblemActionType {
 
 /* wsa5.h:74 */
 #ifndef SOAP_TYPE_wsa5__RelatesToType
-#define SOAP_TYPE_wsa5__RelatesToType (417)
+#define SOAP_TYPE_wsa5__RelatesToType (347)
 /* simple XML schema type 'wsa5:RelatesToType': */
 struct SOAP_CMAC wsa5__RelatesToType {
       public:
@@ -7121,7 +6470,7 @@ struct SOAP_CMAC wsa5__RelatesToType {
 
 /* wsa5.h:260 */
 #ifndef SOAP_TYPE_chan__ChannelInstanceType
-#define SOAP_TYPE_chan__ChannelInstanceType (442)
+#define SOAP_TYPE_chan__ChannelInstanceType (373)
 /* simple XML schema type 'chan:ChannelInstanceType': */
 struct SOAP_CMAC chan__ChannelInstanceType {
       public:
@@ -7178,7 +6527,7 @@ struct SOAP_CMAC SOAP_ENV__Header {
 /* wsa5.h:283 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Detail
-#define SOAP_TYPE_SOAP_ENV__Detail (448)
+#define SOAP_TYPE_SOAP_ENV__Detail (379)
 /* SOAP_ENV__Detail: */
 struct SOAP_CMAC SOAP_ENV__Detail {
       public:
@@ -7201,7 +6550,7 @@ struct SOAP_CMAC SOAP_ENV__Detail {
 /* wsa5.h:284 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Code
-#define SOAP_TYPE_SOAP_ENV__Code (450)
+#define SOAP_TYPE_SOAP_ENV__Code (381)
 /* Type SOAP_ENV__Code is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* SOAP_ENV__Code: */
 struct SOAP_CMAC SOAP_ENV__Code {
@@ -7224,7 +6573,7 @@ struct SOAP_CMAC SOAP_ENV__Code {
 /* wsa5.h:285 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Reason
-#define SOAP_TYPE_SOAP_ENV__Reason (452)
+#define SOAP_TYPE_SOAP_ENV__Reason (383)
 /* SOAP_ENV__Reason: */
 struct SOAP_CMAC SOAP_ENV__Reason {
       public:
@@ -7244,7 +6593,7 @@ struct SOAP_CMAC SOAP_ENV__Reason {
 /* wsa5.h:290 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Fault
-#define SOAP_TYPE_SOAP_ENV__Fault (456)
+#define SOAP_TYPE_SOAP_ENV__Fault (387)
 /* SOAP_ENV__Fault: */
 struct SOAP_CMAC SOAP_ENV__Fault {
       public:
@@ -7279,7 +6628,7 @@ struct SOAP_CMAC SOAP_ENV__Fault {
 
 /* wsu.h:77 */
 #ifndef SOAP_TYPE__wsu__Timestamp
-#define SOAP_TYPE__wsu__Timestamp (458)
+#define SOAP_TYPE__wsu__Timestamp (389)
 /* complex XML schema type 'wsu:Timestamp': */
 struct SOAP_CMAC _wsu__Timestamp {
       public:
@@ -7301,7 +6650,7 @@ struct SOAP_CMAC _wsu__Timestamp {
 
 /* wsse.h:74 */
 #ifndef SOAP_TYPE_wsse__EncodedString
-#define SOAP_TYPE_wsse__EncodedString (459)
+#define SOAP_TYPE_wsse__EncodedString (390)
 /* simple XML schema type 'wsse:EncodedString': */
 struct SOAP_CMAC wsse__EncodedString {
       public:
@@ -7323,7 +6672,7 @@ struct SOAP_CMAC wsse__EncodedString {
 
 /* wsse.h:145 */
 #ifndef SOAP_TYPE__wsse__UsernameToken
-#define SOAP_TYPE__wsse__UsernameToken (461)
+#define SOAP_TYPE__wsse__UsernameToken (392)
 /* complex XML schema type 'wsse:UsernameToken': */
 struct SOAP_CMAC _wsse__UsernameToken {
       public:
@@ -7353,7 +6702,7 @@ struct SOAP_CMAC _wsse__UsernameToken {
 
 /* wsse.h:158 */
 #ifndef SOAP_TYPE__wsse__BinarySecurityToken
-#define SOAP_TYPE__wsse__BinarySecurityToken (466)
+#define SOAP_TYPE__wsse__BinarySecurityToken (397)
 /* simple XML schema type 'wsse:BinarySecurityToken': */
 struct SOAP_CMAC _wsse__BinarySecurityToken {
       public:
@@ -7377,7 +6726,7 @@ struct SOAP_CMAC _wsse__BinarySecurityToken {
 
 /* wsse.h:168 */
 #ifndef SOAP_TYPE__wsse__Reference
-#define SOAP_TYPE__wsse__Reference (467)
+#define SOAP_TYPE__wsse__Reference (398)
 /* complex XML schema type 'wsse:Reference': */
 struct SOAP_CMAC _wsse__Reference {
       public:
@@ -7397,7 +6746,7 @@ struct SOAP_CMAC _wsse__Reference {
 
 /* wsse.h:176 */
 #ifndef SOAP_TYPE__wsse__Embedded
-#define SOAP_TYPE__wsse__Embedded (468)
+#define SOAP_TYPE__wsse__Embedded (399)
 /* complex XML schema type 'wsse:Embedded': */
 struct SOAP_CMAC _wsse__Embedded {
       public:
@@ -7417,7 +6766,7 @@ struct SOAP_CMAC _wsse__Embedded {
 
 /* wsse.h:185 */
 #ifndef SOAP_TYPE__wsse__KeyIdentifier
-#define SOAP_TYPE__wsse__KeyIdentifier (469)
+#define SOAP_TYPE__wsse__KeyIdentifier (400)
 /* simple XML schema type 'wsse:KeyIdentifier': */
 struct SOAP_CMAC _wsse__KeyIdentifier {
       public:
@@ -7441,7 +6790,7 @@ struct SOAP_CMAC _wsse__KeyIdentifier {
 
 /* wsse.h:195 */
 #ifndef SOAP_TYPE__wsse__SecurityTokenReference
-#define SOAP_TYPE__wsse__SecurityTokenReference (470)
+#define SOAP_TYPE__wsse__SecurityTokenReference (401)
 /* complex XML schema type 'wsse:SecurityTokenReference': */
 struct SOAP_CMAC _wsse__SecurityTokenReference {
       public:
@@ -7471,7 +6820,7 @@ struct SOAP_CMAC _wsse__SecurityTokenReference {
 
 /* xenc.h:38 */
 #ifndef SOAP_TYPE_ds__KeyInfoType
-#define SOAP_TYPE_ds__KeyInfoType (476)
+#define SOAP_TYPE_ds__KeyInfoType (407)
 /* complex XML schema type 'ds:KeyInfoType': */
 struct SOAP_CMAC ds__KeyInfoType {
       public:
@@ -7501,7 +6850,7 @@ struct SOAP_CMAC ds__KeyInfoType {
 
 /* ds.h:50 */
 #ifndef SOAP_TYPE_ds__SignatureType
-#define SOAP_TYPE_ds__SignatureType (480)
+#define SOAP_TYPE_ds__SignatureType (411)
 /* complex XML schema type 'ds:SignatureType': */
 struct SOAP_CMAC ds__SignatureType {
       public:
@@ -7525,7 +6874,7 @@ struct SOAP_CMAC ds__SignatureType {
 
 /* c14n.h:24 */
 #ifndef SOAP_TYPE__c14n__InclusiveNamespaces
-#define SOAP_TYPE__c14n__InclusiveNamespaces (489)
+#define SOAP_TYPE__c14n__InclusiveNamespaces (420)
 /* complex XML schema type 'c14n:InclusiveNamespaces': */
 struct SOAP_CMAC _c14n__InclusiveNamespaces {
       public:
@@ -7543,7 +6892,7 @@ struct SOAP_CMAC _c14n__InclusiveNamespaces {
 
 /* ds.h:77 */
 #ifndef SOAP_TYPE_ds__TransformType
-#define SOAP_TYPE_ds__TransformType (490)
+#define SOAP_TYPE_ds__TransformType (421)
 /* complex XML schema type 'ds:TransformType': */
 struct SOAP_CMAC ds__TransformType {
       public:
@@ -7564,7 +6913,7 @@ struct SOAP_CMAC ds__TransformType {
 
 /* ds.h:50 */
 #ifndef SOAP_TYPE_ds__SignedInfoType
-#define SOAP_TYPE_ds__SignedInfoType (481)
+#define SOAP_TYPE_ds__SignedInfoType (412)
 /* complex XML schema type 'ds:SignedInfoType': */
 struct SOAP_CMAC ds__SignedInfoType {
       public:
@@ -7589,7 +6938,7 @@ struct SOAP_CMAC ds__SignedInfoType {
 
 /* ds.h:63 */
 #ifndef SOAP_TYPE_ds__CanonicalizationMethodType
-#define SOAP_TYPE_ds__CanonicalizationMethodType (485)
+#define SOAP_TYPE_ds__CanonicalizationMethodType (416)
 /* complex XML schema type 'ds:CanonicalizationMethodType': */
 struct SOAP_CMAC ds__CanonicalizationMethodType {
       public:
@@ -7609,7 +6958,7 @@ struct SOAP_CMAC ds__CanonicalizationMethodType {
 
 /* ds.h:66 */
 #ifndef SOAP_TYPE_ds__SignatureMethodType
-#define SOAP_TYPE_ds__SignatureMethodType (486)
+#define SOAP_TYPE_ds__SignatureMethodType (417)
 /* complex XML schema type 'ds:SignatureMethodType': */
 struct SOAP_CMAC ds__SignatureMethodType {
       public:
@@ -7629,7 +6978,7 @@ struct SOAP_CMAC ds__SignatureMethodType {
 
 /* ds.h:69 */
 #ifndef SOAP_TYPE_ds__ReferenceType
-#define SOAP_TYPE_ds__ReferenceType (487)
+#define SOAP_TYPE_ds__ReferenceType (418)
 /* complex XML schema type 'ds:ReferenceType': */
 struct SOAP_CMAC ds__ReferenceType {
       public:
@@ -7657,7 +7006,7 @@ struct SOAP_CMAC ds__ReferenceType {
 
 /* ds.h:72 */
 #ifndef SOAP_TYPE_ds__TransformsType
-#define SOAP_TYPE_ds__TransformsType (488)
+#define SOAP_TYPE_ds__TransformsType (419)
 /* complex XML schema type 'ds:TransformsType': */
 struct SOAP_CMAC ds__TransformsType {
       public:
@@ -7676,7 +7025,7 @@ struct SOAP_CMAC ds__TransformsType {
 
 /* ds.h:83 */
 #ifndef SOAP_TYPE_ds__DigestMethodType
-#define SOAP_TYPE_ds__DigestMethodType (493)
+#define SOAP_TYPE_ds__DigestMethodType (424)
 /* complex XML schema type 'ds:DigestMethodType': */
 struct SOAP_CMAC ds__DigestMethodType {
       public:
@@ -7694,7 +7043,7 @@ struct SOAP_CMAC ds__DigestMethodType {
 
 /* ds.h:88 */
 #ifndef SOAP_TYPE_ds__KeyValueType
-#define SOAP_TYPE_ds__KeyValueType (494)
+#define SOAP_TYPE_ds__KeyValueType (425)
 /* complex XML schema type 'ds:KeyValueType': */
 struct SOAP_CMAC ds__KeyValueType {
       public:
@@ -7714,7 +7063,7 @@ struct SOAP_CMAC ds__KeyValueType {
 
 /* ds.h:89 */
 #ifndef SOAP_TYPE_ds__RetrievalMethodType
-#define SOAP_TYPE_ds__RetrievalMethodType (496)
+#define SOAP_TYPE_ds__RetrievalMethodType (427)
 /* complex XML schema type 'ds:RetrievalMethodType': */
 struct SOAP_CMAC ds__RetrievalMethodType {
       public:
@@ -7736,7 +7085,7 @@ struct SOAP_CMAC ds__RetrievalMethodType {
 
 /* wsse.h:198 */
 #ifndef SOAP_TYPE_ds__X509DataType
-#define SOAP_TYPE_ds__X509DataType (474)
+#define SOAP_TYPE_ds__X509DataType (405)
 /* complex XML schema type 'ds:X509DataType': */
 struct SOAP_CMAC ds__X509DataType {
       public:
@@ -7762,7 +7111,7 @@ struct SOAP_CMAC ds__X509DataType {
 
 /* ds.h:106 */
 #ifndef SOAP_TYPE_ds__X509IssuerSerialType
-#define SOAP_TYPE_ds__X509IssuerSerialType (500)
+#define SOAP_TYPE_ds__X509IssuerSerialType (431)
 /* complex XML schema type 'ds:X509IssuerSerialType': */
 struct SOAP_CMAC ds__X509IssuerSerialType {
       public:
@@ -7782,7 +7131,7 @@ struct SOAP_CMAC ds__X509IssuerSerialType {
 
 /* ds.h:127 */
 #ifndef SOAP_TYPE_ds__DSAKeyValueType
-#define SOAP_TYPE_ds__DSAKeyValueType (501)
+#define SOAP_TYPE_ds__DSAKeyValueType (432)
 /* complex XML schema type 'ds:DSAKeyValueType': */
 struct SOAP_CMAC ds__DSAKeyValueType {
       public:
@@ -7812,7 +7161,7 @@ struct SOAP_CMAC ds__DSAKeyValueType {
 
 /* ds.h:130 */
 #ifndef SOAP_TYPE_ds__RSAKeyValueType
-#define SOAP_TYPE_ds__RSAKeyValueType (502)
+#define SOAP_TYPE_ds__RSAKeyValueType (433)
 /* complex XML schema type 'ds:RSAKeyValueType': */
 struct SOAP_CMAC ds__RSAKeyValueType {
       public:
@@ -7832,7 +7181,7 @@ struct SOAP_CMAC ds__RSAKeyValueType {
 
 /* xenc.h:101 */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertyType
-#define SOAP_TYPE_xenc__EncryptionPropertyType (522)
+#define SOAP_TYPE_xenc__EncryptionPropertyType (453)
 /* complex XML schema type 'xenc:EncryptionPropertyType': */
 struct SOAP_CMAC xenc__EncryptionPropertyType {
       public:
@@ -7852,7 +7201,7 @@ struct SOAP_CMAC xenc__EncryptionPropertyType {
 
 /* xenc.h:70 */
 #ifndef SOAP_TYPE_xenc__EncryptedType
-#define SOAP_TYPE_xenc__EncryptedType (513)
+#define SOAP_TYPE_xenc__EncryptedType (444)
 /* complex XML schema type 'xenc:EncryptedType': */
 struct SOAP_CMAC xenc__EncryptedType {
       public:
@@ -7884,7 +7233,7 @@ struct SOAP_CMAC xenc__EncryptedType {
 
 /* xenc.h:73 */
 #ifndef SOAP_TYPE_xenc__EncryptionMethodType
-#define SOAP_TYPE_xenc__EncryptionMethodType (514)
+#define SOAP_TYPE_xenc__EncryptionMethodType (445)
 /* complex XML schema type 'xenc:EncryptionMethodType': */
 struct SOAP_CMAC xenc__EncryptionMethodType {
       public:
@@ -7909,7 +7258,7 @@ struct SOAP_CMAC xenc__EncryptionMethodType {
 
 /* xenc.h:76 */
 #ifndef SOAP_TYPE_xenc__CipherDataType
-#define SOAP_TYPE_xenc__CipherDataType (515)
+#define SOAP_TYPE_xenc__CipherDataType (446)
 /* complex XML schema type 'xenc:CipherDataType': */
 struct SOAP_CMAC xenc__CipherDataType {
       public:
@@ -7929,7 +7278,7 @@ struct SOAP_CMAC xenc__CipherDataType {
 
 /* xenc.h:79 */
 #ifndef SOAP_TYPE_xenc__CipherReferenceType
-#define SOAP_TYPE_xenc__CipherReferenceType (516)
+#define SOAP_TYPE_xenc__CipherReferenceType (447)
 /* complex XML schema type 'xenc:CipherReferenceType': */
 struct SOAP_CMAC xenc__CipherReferenceType {
       public:
@@ -7949,7 +7298,7 @@ struct SOAP_CMAC xenc__CipherReferenceType {
 
 /* xenc.h:82 */
 #ifndef SOAP_TYPE_xenc__TransformsType
-#define SOAP_TYPE_xenc__TransformsType (517)
+#define SOAP_TYPE_xenc__TransformsType (448)
 /* complex XML schema type 'xenc:TransformsType': */
 struct SOAP_CMAC xenc__TransformsType {
       public:
@@ -7967,7 +7316,7 @@ struct SOAP_CMAC xenc__TransformsType {
 
 /* xenc.h:91 */
 #ifndef SOAP_TYPE_xenc__AgreementMethodType
-#define SOAP_TYPE_xenc__AgreementMethodType (519)
+#define SOAP_TYPE_xenc__AgreementMethodType (450)
 /* complex XML schema type 'xenc:AgreementMethodType': */
 struct SOAP_CMAC xenc__AgreementMethodType {
       public:
@@ -7992,7 +7341,7 @@ struct SOAP_CMAC xenc__AgreementMethodType {
 
 /* xenc.h:94 */
 #ifndef SOAP_TYPE_xenc__ReferenceType
-#define SOAP_TYPE_xenc__ReferenceType (520)
+#define SOAP_TYPE_xenc__ReferenceType (451)
 /* complex XML schema type 'xenc:ReferenceType': */
 struct SOAP_CMAC xenc__ReferenceType {
       public:
@@ -8010,7 +7359,7 @@ struct SOAP_CMAC xenc__ReferenceType {
 
 /* xenc.h:97 */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertiesType
-#define SOAP_TYPE_xenc__EncryptionPropertiesType (521)
+#define SOAP_TYPE_xenc__EncryptionPropertiesType (452)
 /* complex XML schema type 'xenc:EncryptionPropertiesType': */
 struct SOAP_CMAC xenc__EncryptionPropertiesType {
       public:
@@ -8031,7 +7380,7 @@ struct SOAP_CMAC xenc__EncryptionPropertiesType {
 
 /* xenc.h:253 */
 #ifndef SOAP_TYPE___xenc__union_ReferenceList
-#define SOAP_TYPE___xenc__union_ReferenceList (531)
+#define SOAP_TYPE___xenc__union_ReferenceList (462)
 /* Wrapper: */
 struct SOAP_CMAC __xenc__union_ReferenceList {
       public:
@@ -8051,7 +7400,7 @@ struct SOAP_CMAC __xenc__union_ReferenceList {
 
 /* xenc.h:106 */
 #ifndef SOAP_TYPE__xenc__ReferenceList
-#define SOAP_TYPE__xenc__ReferenceList (523)
+#define SOAP_TYPE__xenc__ReferenceList (454)
 /* complex XML schema type 'xenc:ReferenceList': */
 struct SOAP_CMAC _xenc__ReferenceList {
       public:
@@ -8070,7 +7419,7 @@ struct SOAP_CMAC _xenc__ReferenceList {
 
 /* xenc.h:85 */
 #ifndef SOAP_TYPE_xenc__EncryptedDataType
-#define SOAP_TYPE_xenc__EncryptedDataType (518)
+#define SOAP_TYPE_xenc__EncryptedDataType (449)
 /* complex XML schema type 'xenc:EncryptedDataType': */
 struct SOAP_CMAC xenc__EncryptedDataType {
       public:
@@ -8102,7 +7451,7 @@ struct SOAP_CMAC xenc__EncryptedDataType {
 
 /* xenc.h:39 */
 #ifndef SOAP_TYPE_xenc__EncryptedKeyType
-#define SOAP_TYPE_xenc__EncryptedKeyType (477)
+#define SOAP_TYPE_xenc__EncryptedKeyType (408)
 /* Type xenc__EncryptedKeyType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'xenc:EncryptedKeyType': */
 struct SOAP_CMAC xenc__EncryptedKeyType {
@@ -8141,7 +7490,7 @@ struct SOAP_CMAC xenc__EncryptedKeyType {
 
 /* wsc.h:88 */
 #ifndef SOAP_TYPE_wsc__SecurityContextTokenType
-#define SOAP_TYPE_wsc__SecurityContextTokenType (537)
+#define SOAP_TYPE_wsc__SecurityContextTokenType (468)
 /* complex XML schema type 'wsc:SecurityContextTokenType': */
 struct SOAP_CMAC wsc__SecurityContextTokenType {
       public:
@@ -8163,7 +7512,7 @@ struct SOAP_CMAC wsc__SecurityContextTokenType {
 
 /* wsc.h:121 */
 #ifndef SOAP_TYPE__wsc__union_DerivedKeyTokenType
-#define SOAP_TYPE__wsc__union_DerivedKeyTokenType (542)
+#define SOAP_TYPE__wsc__union_DerivedKeyTokenType (473)
 /* union serializable only when used as a member of a struct or class with a union variant selector */
 union _wsc__union_DerivedKeyTokenType
 {
@@ -8176,7 +7525,7 @@ union _wsc__union_DerivedKeyTokenType
 
 /* wsc.h:117 */
 #ifndef SOAP_TYPE___wsc__DerivedKeyTokenType_sequence
-#define SOAP_TYPE___wsc__DerivedKeyTokenType_sequence (541)
+#define SOAP_TYPE___wsc__DerivedKeyTokenType_sequence (472)
 /* Wrapper: */
 struct SOAP_CMAC __wsc__DerivedKeyTokenType_sequence {
       public:
@@ -8197,7 +7546,7 @@ struct SOAP_CMAC __wsc__DerivedKeyTokenType_sequence {
 
 /* wsc.h:110 */
 #ifndef SOAP_TYPE_wsc__DerivedKeyTokenType
-#define SOAP_TYPE_wsc__DerivedKeyTokenType (538)
+#define SOAP_TYPE_wsc__DerivedKeyTokenType (469)
 /* complex XML schema type 'wsc:DerivedKeyTokenType': */
 struct SOAP_CMAC wsc__DerivedKeyTokenType {
       public:
@@ -8226,7 +7575,7 @@ struct SOAP_CMAC wsc__DerivedKeyTokenType {
 
 /* wsc.h:114 */
 #ifndef SOAP_TYPE_wsc__PropertiesType
-#define SOAP_TYPE_wsc__PropertiesType (539)
+#define SOAP_TYPE_wsc__PropertiesType (470)
 /* complex XML schema type 'wsc:PropertiesType': */
 struct SOAP_CMAC wsc__PropertiesType {
       public:
@@ -8241,7 +7590,7 @@ struct SOAP_CMAC wsc__PropertiesType {
 
 /* saml1.h:181 */
 #ifndef SOAP_TYPE___saml1__union_AssertionType
-#define SOAP_TYPE___saml1__union_AssertionType (568)
+#define SOAP_TYPE___saml1__union_AssertionType (499)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_AssertionType {
       public:
@@ -8267,7 +7616,7 @@ struct SOAP_CMAC __saml1__union_AssertionType {
 
 /* saml1.h:75 */
 #ifndef SOAP_TYPE_saml1__AssertionType
-#define SOAP_TYPE_saml1__AssertionType (545)
+#define SOAP_TYPE_saml1__AssertionType (476)
 /* Type saml1__AssertionType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'saml1:AssertionType': */
 struct SOAP_CMAC saml1__AssertionType {
@@ -8305,7 +7654,7 @@ struct SOAP_CMAC saml1__AssertionType {
 
 /* saml1.h:224 */
 #ifndef SOAP_TYPE___saml1__union_ConditionsType
-#define SOAP_TYPE___saml1__union_ConditionsType (576)
+#define SOAP_TYPE___saml1__union_ConditionsType (507)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_ConditionsType {
       public:
@@ -8327,7 +7676,7 @@ struct SOAP_CMAC __saml1__union_ConditionsType {
 
 /* saml1.h:78 */
 #ifndef SOAP_TYPE_saml1__ConditionsType
-#define SOAP_TYPE_saml1__ConditionsType (546)
+#define SOAP_TYPE_saml1__ConditionsType (477)
 /* complex XML schema type 'saml1:ConditionsType': */
 struct SOAP_CMAC saml1__ConditionsType {
       public:
@@ -8350,7 +7699,7 @@ struct SOAP_CMAC saml1__ConditionsType {
 
 /* saml1.h:81 */
 #ifndef SOAP_TYPE_saml1__ConditionAbstractType
-#define SOAP_TYPE_saml1__ConditionAbstractType (547)
+#define SOAP_TYPE_saml1__ConditionAbstractType (478)
 /* complex XML schema type 'saml1:ConditionAbstractType': */
 struct SOAP_CMAC saml1__ConditionAbstractType {
       public:
@@ -8365,7 +7714,7 @@ struct SOAP_CMAC saml1__ConditionAbstractType {
 
 /* saml1.h:270 */
 #ifndef SOAP_TYPE___saml1__union_AdviceType
-#define SOAP_TYPE___saml1__union_AdviceType (582)
+#define SOAP_TYPE___saml1__union_AdviceType (513)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_AdviceType {
       public:
@@ -8385,7 +7734,7 @@ struct SOAP_CMAC __saml1__union_AdviceType {
 
 /* saml1.h:90 */
 #ifndef SOAP_TYPE_saml1__AdviceType
-#define SOAP_TYPE_saml1__AdviceType (550)
+#define SOAP_TYPE_saml1__AdviceType (481)
 /* complex XML schema type 'saml1:AdviceType': */
 struct SOAP_CMAC saml1__AdviceType {
       public:
@@ -8404,7 +7753,7 @@ struct SOAP_CMAC saml1__AdviceType {
 
 /* saml1.h:93 */
 #ifndef SOAP_TYPE_saml1__StatementAbstractType
-#define SOAP_TYPE_saml1__StatementAbstractType (551)
+#define SOAP_TYPE_saml1__StatementAbstractType (482)
 /* complex XML schema type 'saml1:StatementAbstractType': */
 struct SOAP_CMAC saml1__StatementAbstractType {
       public:
@@ -8419,7 +7768,7 @@ struct SOAP_CMAC saml1__StatementAbstractType {
 
 /* saml1.h:99 */
 #ifndef SOAP_TYPE_saml1__SubjectType
-#define SOAP_TYPE_saml1__SubjectType (553)
+#define SOAP_TYPE_saml1__SubjectType (484)
 /* complex XML schema type 'saml1:SubjectType': */
 struct SOAP_CMAC saml1__SubjectType {
       public:
@@ -8441,7 +7790,7 @@ struct SOAP_CMAC saml1__SubjectType {
 
 /* saml1.h:105 */
 #ifndef SOAP_TYPE_saml1__SubjectConfirmationType
-#define SOAP_TYPE_saml1__SubjectConfirmationType (555)
+#define SOAP_TYPE_saml1__SubjectConfirmationType (486)
 /* complex XML schema type 'saml1:SubjectConfirmationType': */
 struct SOAP_CMAC saml1__SubjectConfirmationType {
       public:
@@ -8464,7 +7813,7 @@ struct SOAP_CMAC saml1__SubjectConfirmationType {
 
 /* saml1.h:111 */
 #ifndef SOAP_TYPE_saml1__SubjectLocalityType
-#define SOAP_TYPE_saml1__SubjectLocalityType (557)
+#define SOAP_TYPE_saml1__SubjectLocalityType (488)
 /* complex XML schema type 'saml1:SubjectLocalityType': */
 struct SOAP_CMAC saml1__SubjectLocalityType {
       public:
@@ -8484,7 +7833,7 @@ struct SOAP_CMAC saml1__SubjectLocalityType {
 
 /* saml1.h:114 */
 #ifndef SOAP_TYPE_saml1__AuthorityBindingType
-#define SOAP_TYPE_saml1__AuthorityBindingType (558)
+#define SOAP_TYPE_saml1__AuthorityBindingType (489)
 /* complex XML schema type 'saml1:AuthorityBindingType': */
 struct SOAP_CMAC saml1__AuthorityBindingType {
       public:
@@ -8506,7 +7855,7 @@ struct SOAP_CMAC saml1__AuthorityBindingType {
 
 /* saml1.h:395 */
 #ifndef SOAP_TYPE___saml1__union_EvidenceType
-#define SOAP_TYPE___saml1__union_EvidenceType (588)
+#define SOAP_TYPE___saml1__union_EvidenceType (519)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_EvidenceType {
       public:
@@ -8526,7 +7875,7 @@ struct SOAP_CMAC __saml1__union_EvidenceType {
 
 /* saml1.h:123 */
 #ifndef SOAP_TYPE_saml1__EvidenceType
-#define SOAP_TYPE_saml1__EvidenceType (561)
+#define SOAP_TYPE_saml1__EvidenceType (492)
 /* complex XML schema type 'saml1:EvidenceType': */
 struct SOAP_CMAC saml1__EvidenceType {
       public:
@@ -8545,7 +7894,7 @@ struct SOAP_CMAC saml1__EvidenceType {
 
 /* saml1.h:129 */
 #ifndef SOAP_TYPE_saml1__AttributeDesignatorType
-#define SOAP_TYPE_saml1__AttributeDesignatorType (563)
+#define SOAP_TYPE_saml1__AttributeDesignatorType (494)
 /* complex XML schema type 'saml1:AttributeDesignatorType': */
 struct SOAP_CMAC saml1__AttributeDesignatorType {
       public:
@@ -8565,7 +7914,7 @@ struct SOAP_CMAC saml1__AttributeDesignatorType {
 
 /* saml1.h:84 */
 #ifndef SOAP_TYPE_saml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (548)
+#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (479)
 /* complex XML schema type 'saml1:AudienceRestrictionConditionType': */
 struct SOAP_CMAC saml1__AudienceRestrictionConditionType {
       public:
@@ -8584,7 +7933,7 @@ struct SOAP_CMAC saml1__AudienceRestrictionConditionType {
 
 /* saml1.h:87 */
 #ifndef SOAP_TYPE_saml1__DoNotCacheConditionType
-#define SOAP_TYPE_saml1__DoNotCacheConditionType (549)
+#define SOAP_TYPE_saml1__DoNotCacheConditionType (480)
 /* complex XML schema type 'saml1:DoNotCacheConditionType': */
 struct SOAP_CMAC saml1__DoNotCacheConditionType {
       public:
@@ -8599,7 +7948,7 @@ struct SOAP_CMAC saml1__DoNotCacheConditionType {
 
 /* saml1.h:96 */
 #ifndef SOAP_TYPE_saml1__SubjectStatementAbstractType
-#define SOAP_TYPE_saml1__SubjectStatementAbstractType (552)
+#define SOAP_TYPE_saml1__SubjectStatementAbstractType (483)
 /* complex XML schema type 'saml1:SubjectStatementAbstractType': */
 struct SOAP_CMAC saml1__SubjectStatementAbstractType {
       public:
@@ -8617,7 +7966,7 @@ struct SOAP_CMAC saml1__SubjectStatementAbstractType {
 
 /* saml1.h:102 */
 #ifndef SOAP_TYPE_saml1__NameIdentifierType
-#define SOAP_TYPE_saml1__NameIdentifierType (554)
+#define SOAP_TYPE_saml1__NameIdentifierType (485)
 /* simple XML schema type 'saml1:NameIdentifierType': */
 struct SOAP_CMAC saml1__NameIdentifierType {
       public:
@@ -8639,7 +7988,7 @@ struct SOAP_CMAC saml1__NameIdentifierType {
 
 /* saml1.h:120 */
 #ifndef SOAP_TYPE_saml1__ActionType
-#define SOAP_TYPE_saml1__ActionType (560)
+#define SOAP_TYPE_saml1__ActionType (491)
 /* simple XML schema type 'saml1:ActionType': */
 struct SOAP_CMAC saml1__ActionType {
       public:
@@ -8659,7 +8008,7 @@ struct SOAP_CMAC saml1__ActionType {
 
 /* saml1.h:132 */
 #ifndef SOAP_TYPE_saml1__AttributeType
-#define SOAP_TYPE_saml1__AttributeType (564)
+#define SOAP_TYPE_saml1__AttributeType (495)
 /* complex XML schema type 'saml1:AttributeType': */
 struct SOAP_CMAC saml1__AttributeType {
       public:
@@ -8682,7 +8031,7 @@ struct SOAP_CMAC saml1__AttributeType {
 
 /* saml1.h:108 */
 #ifndef SOAP_TYPE_saml1__AuthenticationStatementType
-#define SOAP_TYPE_saml1__AuthenticationStatementType (556)
+#define SOAP_TYPE_saml1__AuthenticationStatementType (487)
 /* complex XML schema type 'saml1:AuthenticationStatementType': */
 struct SOAP_CMAC saml1__AuthenticationStatementType {
       public:
@@ -8709,7 +8058,7 @@ struct SOAP_CMAC saml1__AuthenticationStatementType {
 
 /* saml1.h:117 */
 #ifndef SOAP_TYPE_saml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (559)
+#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (490)
 /* complex XML schema type 'saml1:AuthorizationDecisionStatementType': */
 struct SOAP_CMAC saml1__AuthorizationDecisionStatementType {
       public:
@@ -8736,7 +8085,7 @@ struct SOAP_CMAC saml1__AuthorizationDecisionStatementType {
 
 /* saml1.h:126 */
 #ifndef SOAP_TYPE_saml1__AttributeStatementType
-#define SOAP_TYPE_saml1__AttributeStatementType (562)
+#define SOAP_TYPE_saml1__AttributeStatementType (493)
 /* complex XML schema type 'saml1:AttributeStatementType': */
 struct SOAP_CMAC saml1__AttributeStatementType {
       public:
@@ -8757,7 +8106,7 @@ struct SOAP_CMAC saml1__AttributeStatementType {
 
 /* saml2.h:75 */
 #ifndef SOAP_TYPE_saml2__BaseIDAbstractType
-#define SOAP_TYPE_saml2__BaseIDAbstractType (621)
+#define SOAP_TYPE_saml2__BaseIDAbstractType (552)
 /* complex XML schema type 'saml2:BaseIDAbstractType': */
 struct SOAP_CMAC saml2__BaseIDAbstractType {
       public:
@@ -8777,7 +8126,7 @@ struct SOAP_CMAC saml2__BaseIDAbstractType {
 
 /* saml2.h:81 */
 #ifndef SOAP_TYPE_saml2__EncryptedElementType
-#define SOAP_TYPE_saml2__EncryptedElementType (623)
+#define SOAP_TYPE_saml2__EncryptedElementType (554)
 /* complex XML schema type 'saml2:EncryptedElementType': */
 struct SOAP_CMAC saml2__EncryptedElementType {
       public:
@@ -8798,7 +8147,7 @@ struct SOAP_CMAC saml2__EncryptedElementType {
 
 /* saml2.h:234 */
 #ifndef SOAP_TYPE___saml2__union_AssertionType
-#define SOAP_TYPE___saml2__union_AssertionType (650)
+#define SOAP_TYPE___saml2__union_AssertionType (581)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AssertionType {
       public:
@@ -8822,7 +8171,7 @@ struct SOAP_CMAC __saml2__union_AssertionType {
 
 /* saml2.h:84 */
 #ifndef SOAP_TYPE_saml2__AssertionType
-#define SOAP_TYPE_saml2__AssertionType (624)
+#define SOAP_TYPE_saml2__AssertionType (555)
 /* Type saml2__AssertionType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'saml2:AssertionType': */
 struct SOAP_CMAC saml2__AssertionType {
@@ -8860,7 +8209,7 @@ struct SOAP_CMAC saml2__AssertionType {
 
 /* saml2.h:87 */
 #ifndef SOAP_TYPE_saml2__SubjectType
-#define SOAP_TYPE_saml2__SubjectType (625)
+#define SOAP_TYPE_saml2__SubjectType (556)
 /* complex XML schema type 'saml2:SubjectType': */
 struct SOAP_CMAC saml2__SubjectType {
       public:
@@ -8888,7 +8237,7 @@ struct SOAP_CMAC saml2__SubjectType {
 
 /* saml2.h:90 */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationType
-#define SOAP_TYPE_saml2__SubjectConfirmationType (626)
+#define SOAP_TYPE_saml2__SubjectConfirmationType (557)
 /* complex XML schema type 'saml2:SubjectConfirmationType': */
 struct SOAP_CMAC saml2__SubjectConfirmationType {
       public:
@@ -8914,7 +8263,7 @@ struct SOAP_CMAC saml2__SubjectConfirmationType {
 
 /* saml2.h:327 */
 #ifndef SOAP_TYPE___saml2__union_ConditionsType
-#define SOAP_TYPE___saml2__union_ConditionsType (660)
+#define SOAP_TYPE___saml2__union_ConditionsType (591)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_ConditionsType {
       public:
@@ -8938,7 +8287,7 @@ struct SOAP_CMAC __saml2__union_ConditionsType {
 
 /* saml2.h:99 */
 #ifndef SOAP_TYPE_saml2__ConditionsType
-#define SOAP_TYPE_saml2__ConditionsType (629)
+#define SOAP_TYPE_saml2__ConditionsType (560)
 /* complex XML schema type 'saml2:ConditionsType': */
 struct SOAP_CMAC saml2__ConditionsType {
       public:
@@ -8961,7 +8310,7 @@ struct SOAP_CMAC saml2__ConditionsType {
 
 /* saml2.h:102 */
 #ifndef SOAP_TYPE_saml2__ConditionAbstractType
-#define SOAP_TYPE_saml2__ConditionAbstractType (630)
+#define SOAP_TYPE_saml2__ConditionAbstractType (561)
 /* complex XML schema type 'saml2:ConditionAbstractType': */
 struct SOAP_CMAC saml2__ConditionAbstractType {
       public:
@@ -8976,7 +8325,7 @@ struct SOAP_CMAC saml2__ConditionAbstractType {
 
 /* saml2.h:376 */
 #ifndef SOAP_TYPE___saml2__union_AdviceType
-#define SOAP_TYPE___saml2__union_AdviceType (666)
+#define SOAP_TYPE___saml2__union_AdviceType (597)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AdviceType {
       public:
@@ -9000,7 +8349,7 @@ struct SOAP_CMAC __saml2__union_AdviceType {
 
 /* saml2.h:114 */
 #ifndef SOAP_TYPE_saml2__AdviceType
-#define SOAP_TYPE_saml2__AdviceType (634)
+#define SOAP_TYPE_saml2__AdviceType (565)
 /* complex XML schema type 'saml2:AdviceType': */
 struct SOAP_CMAC saml2__AdviceType {
       public:
@@ -9019,7 +8368,7 @@ struct SOAP_CMAC saml2__AdviceType {
 
 /* saml2.h:117 */
 #ifndef SOAP_TYPE_saml2__StatementAbstractType
-#define SOAP_TYPE_saml2__StatementAbstractType (635)
+#define SOAP_TYPE_saml2__StatementAbstractType (566)
 /* complex XML schema type 'saml2:StatementAbstractType': */
 struct SOAP_CMAC saml2__StatementAbstractType {
       public:
@@ -9034,7 +8383,7 @@ struct SOAP_CMAC saml2__StatementAbstractType {
 
 /* saml2.h:123 */
 #ifndef SOAP_TYPE_saml2__SubjectLocalityType
-#define SOAP_TYPE_saml2__SubjectLocalityType (637)
+#define SOAP_TYPE_saml2__SubjectLocalityType (568)
 /* complex XML schema type 'saml2:SubjectLocalityType': */
 struct SOAP_CMAC saml2__SubjectLocalityType {
       public:
@@ -9054,7 +8403,7 @@ struct SOAP_CMAC saml2__SubjectLocalityType {
 
 /* saml2.h:126 */
 #ifndef SOAP_TYPE_saml2__AuthnContextType
-#define SOAP_TYPE_saml2__AuthnContextType (638)
+#define SOAP_TYPE_saml2__AuthnContextType (569)
 /* complex XML schema type 'saml2:AuthnContextType': */
 struct SOAP_CMAC saml2__AuthnContextType {
       public:
@@ -9083,7 +8432,7 @@ struct SOAP_CMAC saml2__AuthnContextType {
 
 /* saml2.h:479 */
 #ifndef SOAP_TYPE___saml2__union_EvidenceType
-#define SOAP_TYPE___saml2__union_EvidenceType (669)
+#define SOAP_TYPE___saml2__union_EvidenceType (600)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_EvidenceType {
       public:
@@ -9107,7 +8456,7 @@ struct SOAP_CMAC __saml2__union_EvidenceType {
 
 /* saml2.h:135 */
 #ifndef SOAP_TYPE_saml2__EvidenceType
-#define SOAP_TYPE_saml2__EvidenceType (641)
+#define SOAP_TYPE_saml2__EvidenceType (572)
 /* complex XML schema type 'saml2:EvidenceType': */
 struct SOAP_CMAC saml2__EvidenceType {
       public:
@@ -9126,7 +8475,7 @@ struct SOAP_CMAC saml2__EvidenceType {
 
 /* saml2.h:141 */
 #ifndef SOAP_TYPE_saml2__AttributeType
-#define SOAP_TYPE_saml2__AttributeType (643)
+#define SOAP_TYPE_saml2__AttributeType (574)
 /* complex XML schema type 'saml2:AttributeType': */
 struct SOAP_CMAC saml2__AttributeType {
       public:
@@ -9151,7 +8500,7 @@ struct SOAP_CMAC saml2__AttributeType {
 
 /* saml2.h:78 */
 #ifndef SOAP_TYPE_saml2__NameIDType
-#define SOAP_TYPE_saml2__NameIDType (622)
+#define SOAP_TYPE_saml2__NameIDType (553)
 /* simple XML schema type 'saml2:NameIDType': */
 struct SOAP_CMAC saml2__NameIDType {
       public:
@@ -9177,7 +8526,7 @@ struct SOAP_CMAC saml2__NameIDType {
 
 /* saml2.h:93 */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationDataType
-#define SOAP_TYPE_saml2__SubjectConfirmationDataType (627)
+#define SOAP_TYPE_saml2__SubjectConfirmationDataType (558)
 /* complex XML schema type 'saml2:SubjectConfirmationDataType': */
 struct SOAP_CMAC saml2__SubjectConfirmationDataType {
       public:
@@ -9204,7 +8553,7 @@ struct SOAP_CMAC saml2__SubjectConfirmationDataType {
 
 /* saml2.h:105 */
 #ifndef SOAP_TYPE_saml2__AudienceRestrictionType
-#define SOAP_TYPE_saml2__AudienceRestrictionType (631)
+#define SOAP_TYPE_saml2__AudienceRestrictionType (562)
 /* complex XML schema type 'saml2:AudienceRestrictionType': */
 struct SOAP_CMAC saml2__AudienceRestrictionType {
       public:
@@ -9223,7 +8572,7 @@ struct SOAP_CMAC saml2__AudienceRestrictionType {
 
 /* saml2.h:108 */
 #ifndef SOAP_TYPE_saml2__OneTimeUseType
-#define SOAP_TYPE_saml2__OneTimeUseType (632)
+#define SOAP_TYPE_saml2__OneTimeUseType (563)
 /* complex XML schema type 'saml2:OneTimeUseType': */
 struct SOAP_CMAC saml2__OneTimeUseType {
       public:
@@ -9238,7 +8587,7 @@ struct SOAP_CMAC saml2__OneTimeUseType {
 
 /* saml2.h:111 */
 #ifndef SOAP_TYPE_saml2__ProxyRestrictionType
-#define SOAP_TYPE_saml2__ProxyRestrictionType (633)
+#define SOAP_TYPE_saml2__ProxyRestrictionType (564)
 /* complex XML schema type 'saml2:ProxyRestrictionType': */
 struct SOAP_CMAC saml2__ProxyRestrictionType {
       public:
@@ -9259,7 +8608,7 @@ struct SOAP_CMAC saml2__ProxyRestrictionType {
 
 /* saml2.h:120 */
 #ifndef SOAP_TYPE_saml2__AuthnStatementType
-#define SOAP_TYPE_saml2__AuthnStatementType (636)
+#define SOAP_TYPE_saml2__AuthnStatementType (567)
 /* complex XML schema type 'saml2:AuthnStatementType': */
 struct SOAP_CMAC saml2__AuthnStatementType {
       public:
@@ -9285,7 +8634,7 @@ struct SOAP_CMAC saml2__AuthnStatementType {
 
 /* saml2.h:129 */
 #ifndef SOAP_TYPE_saml2__AuthzDecisionStatementType
-#define SOAP_TYPE_saml2__AuthzDecisionStatementType (639)
+#define SOAP_TYPE_saml2__AuthzDecisionStatementType (570)
 /* complex XML schema type 'saml2:AuthzDecisionStatementType': */
 struct SOAP_CMAC saml2__AuthzDecisionStatementType {
       public:
@@ -9310,7 +8659,7 @@ struct SOAP_CMAC saml2__AuthzDecisionStatementType {
 
 /* saml2.h:132 */
 #ifndef SOAP_TYPE_saml2__ActionType
-#define SOAP_TYPE_saml2__ActionType (640)
+#define SOAP_TYPE_saml2__ActionType (571)
 /* simple XML schema type 'saml2:ActionType': */
 struct SOAP_CMAC saml2__ActionType {
       public:
@@ -9330,7 +8679,7 @@ struct SOAP_CMAC saml2__ActionType {
 
 /* saml2.h:729 */
 #ifndef SOAP_TYPE___saml2__union_AttributeStatementType
-#define SOAP_TYPE___saml2__union_AttributeStatementType (675)
+#define SOAP_TYPE___saml2__union_AttributeStatementType (606)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AttributeStatementType {
       public:
@@ -9350,7 +8699,7 @@ struct SOAP_CMAC __saml2__union_AttributeStatementType {
 
 /* saml2.h:138 */
 #ifndef SOAP_TYPE_saml2__AttributeStatementType
-#define SOAP_TYPE_saml2__AttributeStatementType (642)
+#define SOAP_TYPE_saml2__AttributeStatementType (573)
 /* complex XML schema type 'saml2:AttributeStatementType': */
 struct SOAP_CMAC saml2__AttributeStatementType {
       public:
@@ -9369,7 +8718,7 @@ struct SOAP_CMAC saml2__AttributeStatementType {
 
 /* saml2.h:96 */
 #ifndef SOAP_TYPE_saml2__KeyInfoConfirmationDataType
-#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (628)
+#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (559)
 /* complex XML schema type 'saml2:KeyInfoConfirmationDataType': */
 struct SOAP_CMAC saml2__KeyInfoConfirmationDataType {
       public:
@@ -9388,7 +8737,7 @@ struct SOAP_CMAC saml2__KeyInfoConfirmationDataType {
 
 /* wsse.h:212 */
 #ifndef SOAP_TYPE__wsse__Security
-#define SOAP_TYPE__wsse__Security (712)
+#define SOAP_TYPE__wsse__Security (643)
 /* complex XML schema type 'wsse:Security': */
 struct SOAP_CMAC _wsse__Security {
       public:
@@ -9426,7 +8775,7 @@ struct SOAP_CMAC _wsse__Security {
 
 /* wsse.h:146 */
 #ifndef SOAP_TYPE__wsse__Password
-#define SOAP_TYPE__wsse__Password (462)
+#define SOAP_TYPE__wsse__Password (393)
 /* simple XML schema type 'wsse:Password': */
 struct SOAP_CMAC _wsse__Password {
       public:
@@ -9446,7 +8795,7 @@ struct SOAP_CMAC _wsse__Password {
 
 /* ptz10.h:20 */
 #ifndef SOAP_TYPE_tptz1__StopRequest
-#define SOAP_TYPE_tptz1__StopRequest (719)
+#define SOAP_TYPE_tptz1__StopRequest (650)
 /* complex XML schema type 'tptz1:StopRequest': */
 class SOAP_CMAC tptz1__StopRequest {
       public:
@@ -9487,7 +8836,7 @@ class SOAP_CMAC tptz1__StopRequest {
 
 /* ptz10.h:28 */
 #ifndef SOAP_TYPE_tptz1__StopResponse
-#define SOAP_TYPE_tptz1__StopResponse (720)
+#define SOAP_TYPE_tptz1__StopResponse (651)
 /* complex XML schema type 'tptz1:StopResponse': */
 class SOAP_CMAC tptz1__StopResponse {
       public:
@@ -9522,7 +8871,7 @@ class SOAP_CMAC tptz1__StopResponse {
 
 /* ptz10.h:34 */
 #ifndef SOAP_TYPE_tptz1__RemovePreset
-#define SOAP_TYPE_tptz1__RemovePreset (721)
+#define SOAP_TYPE_tptz1__RemovePreset (652)
 /* complex XML schema type 'tptz1:RemovePreset': */
 class SOAP_CMAC tptz1__RemovePreset {
       public:
@@ -9561,7 +8910,7 @@ class SOAP_CMAC tptz1__RemovePreset {
 
 /* ptz10.h:41 */
 #ifndef SOAP_TYPE_tptz1__RemovePresetResponse
-#define SOAP_TYPE_tptz1__RemovePresetResponse (722)
+#define SOAP_TYPE_tptz1__RemovePresetResponse (653)
 /* complex XML schema type 'tptz1:RemovePresetResponse': */
 class SOAP_CMAC tptz1__RemovePresetResponse {
       public:
@@ -9596,7 +8945,7 @@ class SOAP_CMAC tptz1__RemovePresetResponse {
 
 /* ptz10.h:54 */
 #ifndef SOAP_TYPE___tptz1__Stop
-#define SOAP_TYPE___tptz1__Stop (726)
+#define SOAP_TYPE___tptz1__Stop (657)
 /* Wrapper: */
 struct SOAP_CMAC __tptz1__Stop {
       public:
@@ -9614,7 +8963,7 @@ struct SOAP_CMAC __tptz1__Stop {
 
 /* ptz10.h:62 */
 #ifndef SOAP_TYPE___tptz1__RemovePreset
-#define SOAP_TYPE___tptz1__RemovePreset (730)
+#define SOAP_TYPE___tptz1__RemovePreset (661)
 /* Wrapper: */
 struct SOAP_CMAC __tptz1__RemovePreset {
       public:
@@ -9685,507 +9034,507 @@ typedef std::string xsd__token;
 typedef std::string _xmime__contentType;
 #endif
 
-/* vantel.h:524 */
+/* vantel.h:619 */
 #ifndef SOAP_TYPE_tt__Name
-#define SOAP_TYPE_tt__Name (179)
+#define SOAP_TYPE_tt__Name (180)
 typedef std::string tt__Name;
 #endif
 
-/* vantel.h:645 */
+/* vantel.h:740 */
 #ifndef SOAP_TYPE_tt__IPv4Address
-#define SOAP_TYPE_tt__IPv4Address (188)
+#define SOAP_TYPE_tt__IPv4Address (189)
 typedef xsd__token tt__IPv4Address;
 #endif
 
-/* vantel.h:649 */
+/* vantel.h:744 */
 #ifndef SOAP_TYPE_tt__IPv6Address
-#define SOAP_TYPE_tt__IPv6Address (189)
+#define SOAP_TYPE_tt__IPv6Address (190)
 typedef xsd__token tt__IPv6Address;
 #endif
 
-/* vantel.h:736 */
+/* vantel.h:831 */
 #ifndef SOAP_TYPE_tt__AuxiliaryData
-#define SOAP_TYPE_tt__AuxiliaryData (194)
+#define SOAP_TYPE_tt__AuxiliaryData (195)
 typedef std::string tt__AuxiliaryData;
 #endif
 
-/* vantel.h:828 */
+/* vantel.h:923 */
 #ifndef SOAP_TYPE_tt__ReferenceToken
-#define SOAP_TYPE_tt__ReferenceToken (196)
+#define SOAP_TYPE_tt__ReferenceToken (197)
 typedef std::string tt__ReferenceToken;
 #endif
 
 /* wsa5.h:89 */
 #ifndef SOAP_TYPE_wsa5__RelationshipTypeOpenEnum
-#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (419)
+#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (349)
 typedef char *wsa5__RelationshipTypeOpenEnum;
 #endif
 
 /* wsa5.h:92 */
 #ifndef SOAP_TYPE_wsa5__FaultCodesOpenEnumType
-#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (420)
+#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (350)
 typedef char *wsa5__FaultCodesOpenEnumType;
 #endif
 
 /* wsa5.h:211 */
 #ifndef SOAP_TYPE__wsa5__EndpointReference
-#define SOAP_TYPE__wsa5__EndpointReference (426)
+#define SOAP_TYPE__wsa5__EndpointReference (357)
 typedef struct wsa5__EndpointReferenceType _wsa5__EndpointReference;
 #endif
 
 /* wsa5.h:214 */
 #ifndef SOAP_TYPE__wsa5__ReferenceParameters
-#define SOAP_TYPE__wsa5__ReferenceParameters (427)
+#define SOAP_TYPE__wsa5__ReferenceParameters (358)
 typedef struct wsa5__ReferenceParametersType _wsa5__ReferenceParameters;
 #endif
 
 /* wsa5.h:217 */
 #ifndef SOAP_TYPE__wsa5__Metadata
-#define SOAP_TYPE__wsa5__Metadata (428)
+#define SOAP_TYPE__wsa5__Metadata (359)
 typedef struct wsa5__MetadataType _wsa5__Metadata;
 #endif
 
 /* wsa5.h:220 */
 #ifndef SOAP_TYPE__wsa5__MessageID
-#define SOAP_TYPE__wsa5__MessageID (429)
+#define SOAP_TYPE__wsa5__MessageID (360)
 typedef char *_wsa5__MessageID;
 #endif
 
 /* wsa5.h:223 */
 #ifndef SOAP_TYPE__wsa5__RelatesTo
-#define SOAP_TYPE__wsa5__RelatesTo (430)
+#define SOAP_TYPE__wsa5__RelatesTo (361)
 typedef struct wsa5__RelatesToType _wsa5__RelatesTo;
 #endif
 
 /* wsa5.h:226 */
 #ifndef SOAP_TYPE__wsa5__ReplyTo
-#define SOAP_TYPE__wsa5__ReplyTo (431)
+#define SOAP_TYPE__wsa5__ReplyTo (362)
 typedef struct wsa5__EndpointReferenceType _wsa5__ReplyTo;
 #endif
 
 /* wsa5.h:229 */
 #ifndef SOAP_TYPE__wsa5__From
-#define SOAP_TYPE__wsa5__From (432)
+#define SOAP_TYPE__wsa5__From (363)
 typedef struct wsa5__EndpointReferenceType _wsa5__From;
 #endif
 
 /* wsa5.h:232 */
 #ifndef SOAP_TYPE__wsa5__FaultTo
-#define SOAP_TYPE__wsa5__FaultTo (433)
+#define SOAP_TYPE__wsa5__FaultTo (364)
 typedef struct wsa5__EndpointReferenceType _wsa5__FaultTo;
 #endif
 
 /* wsa5.h:235 */
 #ifndef SOAP_TYPE__wsa5__To
-#define SOAP_TYPE__wsa5__To (434)
+#define SOAP_TYPE__wsa5__To (365)
 typedef char *_wsa5__To;
 #endif
 
 /* wsa5.h:238 */
 #ifndef SOAP_TYPE__wsa5__Action
-#define SOAP_TYPE__wsa5__Action (435)
+#define SOAP_TYPE__wsa5__Action (366)
 typedef char *_wsa5__Action;
 #endif
 
 /* wsa5.h:241 */
 #ifndef SOAP_TYPE__wsa5__RetryAfter
-#define SOAP_TYPE__wsa5__RetryAfter (437)
+#define SOAP_TYPE__wsa5__RetryAfter (368)
 typedef ULONG64 _wsa5__RetryAfter;
 #endif
 
 /* wsa5.h:244 */
 #ifndef SOAP_TYPE__wsa5__ProblemHeaderQName
-#define SOAP_TYPE__wsa5__ProblemHeaderQName (438)
+#define SOAP_TYPE__wsa5__ProblemHeaderQName (369)
 typedef _QName _wsa5__ProblemHeaderQName;
 #endif
 
 /* wsa5.h:247 */
 #ifndef SOAP_TYPE__wsa5__ProblemIRI
-#define SOAP_TYPE__wsa5__ProblemIRI (439)
+#define SOAP_TYPE__wsa5__ProblemIRI (370)
 typedef char *_wsa5__ProblemIRI;
 #endif
 
 /* wsa5.h:250 */
 #ifndef SOAP_TYPE__wsa5__ProblemAction
-#define SOAP_TYPE__wsa5__ProblemAction (440)
+#define SOAP_TYPE__wsa5__ProblemAction (371)
 typedef struct wsa5__ProblemActionType _wsa5__ProblemAction;
 #endif
 
 /* ds.h:48 */
 #ifndef SOAP_TYPE__ds__SignatureValue
-#define SOAP_TYPE__ds__SignatureValue (479)
+#define SOAP_TYPE__ds__SignatureValue (410)
 typedef char *_ds__SignatureValue;
 #endif
 
 /* ds.h:54 */
 #ifndef SOAP_TYPE__ds__Signature
-#define SOAP_TYPE__ds__Signature (484)
+#define SOAP_TYPE__ds__Signature (415)
 typedef struct ds__SignatureType _ds__Signature;
 #endif
 
 /* ds.h:80 */
 #ifndef SOAP_TYPE__ds__Transform
-#define SOAP_TYPE__ds__Transform (492)
+#define SOAP_TYPE__ds__Transform (423)
 typedef struct ds__TransformType _ds__Transform;
 #endif
 
 /* ds.h:94 */
 #ifndef SOAP_TYPE__ds__KeyInfo
-#define SOAP_TYPE__ds__KeyInfo (499)
+#define SOAP_TYPE__ds__KeyInfo (430)
 typedef struct ds__KeyInfoType _ds__KeyInfo;
 #endif
 
 /* wsc.h:58 */
 #ifndef SOAP_TYPE_wsc__FaultCodeOpenEnumType
-#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (535)
+#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (466)
 typedef char *wsc__FaultCodeOpenEnumType;
 #endif
 
 /* saml1.h:628 */
 #ifndef SOAP_TYPE__saml1__AssertionIDReference
-#define SOAP_TYPE__saml1__AssertionIDReference (596)
+#define SOAP_TYPE__saml1__AssertionIDReference (527)
 typedef char *_saml1__AssertionIDReference;
 #endif
 
 /* saml1.h:631 */
 #ifndef SOAP_TYPE__saml1__Assertion
-#define SOAP_TYPE__saml1__Assertion (597)
+#define SOAP_TYPE__saml1__Assertion (528)
 typedef struct saml1__AssertionType _saml1__Assertion;
 #endif
 
 /* saml1.h:634 */
 #ifndef SOAP_TYPE__saml1__Conditions
-#define SOAP_TYPE__saml1__Conditions (598)
+#define SOAP_TYPE__saml1__Conditions (529)
 typedef struct saml1__ConditionsType _saml1__Conditions;
 #endif
 
 /* saml1.h:637 */
 #ifndef SOAP_TYPE__saml1__Condition
-#define SOAP_TYPE__saml1__Condition (599)
+#define SOAP_TYPE__saml1__Condition (530)
 typedef struct saml1__ConditionAbstractType _saml1__Condition;
 #endif
 
 /* saml1.h:640 */
 #ifndef SOAP_TYPE__saml1__AudienceRestrictionCondition
-#define SOAP_TYPE__saml1__AudienceRestrictionCondition (600)
+#define SOAP_TYPE__saml1__AudienceRestrictionCondition (531)
 typedef struct saml1__AudienceRestrictionConditionType _saml1__AudienceRestrictionCondition;
 #endif
 
 /* saml1.h:643 */
 #ifndef SOAP_TYPE__saml1__Audience
-#define SOAP_TYPE__saml1__Audience (601)
+#define SOAP_TYPE__saml1__Audience (532)
 typedef char *_saml1__Audience;
 #endif
 
 /* saml1.h:646 */
 #ifndef SOAP_TYPE__saml1__DoNotCacheCondition
-#define SOAP_TYPE__saml1__DoNotCacheCondition (602)
+#define SOAP_TYPE__saml1__DoNotCacheCondition (533)
 typedef struct saml1__DoNotCacheConditionType _saml1__DoNotCacheCondition;
 #endif
 
 /* saml1.h:649 */
 #ifndef SOAP_TYPE__saml1__Advice
-#define SOAP_TYPE__saml1__Advice (603)
+#define SOAP_TYPE__saml1__Advice (534)
 typedef struct saml1__AdviceType _saml1__Advice;
 #endif
 
 /* saml1.h:652 */
 #ifndef SOAP_TYPE__saml1__Statement
-#define SOAP_TYPE__saml1__Statement (604)
+#define SOAP_TYPE__saml1__Statement (535)
 typedef struct saml1__StatementAbstractType _saml1__Statement;
 #endif
 
 /* saml1.h:655 */
 #ifndef SOAP_TYPE__saml1__SubjectStatement
-#define SOAP_TYPE__saml1__SubjectStatement (605)
+#define SOAP_TYPE__saml1__SubjectStatement (536)
 typedef struct saml1__SubjectStatementAbstractType _saml1__SubjectStatement;
 #endif
 
 /* saml1.h:658 */
 #ifndef SOAP_TYPE__saml1__Subject
-#define SOAP_TYPE__saml1__Subject (606)
+#define SOAP_TYPE__saml1__Subject (537)
 typedef struct saml1__SubjectType _saml1__Subject;
 #endif
 
 /* saml1.h:661 */
 #ifndef SOAP_TYPE__saml1__NameIdentifier
-#define SOAP_TYPE__saml1__NameIdentifier (607)
+#define SOAP_TYPE__saml1__NameIdentifier (538)
 typedef struct saml1__NameIdentifierType _saml1__NameIdentifier;
 #endif
 
 /* saml1.h:664 */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmation
-#define SOAP_TYPE__saml1__SubjectConfirmation (608)
+#define SOAP_TYPE__saml1__SubjectConfirmation (539)
 typedef struct saml1__SubjectConfirmationType _saml1__SubjectConfirmation;
 #endif
 
 /* saml1.h:667 */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmationData
-#define SOAP_TYPE__saml1__SubjectConfirmationData (609)
+#define SOAP_TYPE__saml1__SubjectConfirmationData (540)
 typedef _XML _saml1__SubjectConfirmationData;
 #endif
 
 /* saml1.h:670 */
 #ifndef SOAP_TYPE__saml1__ConfirmationMethod
-#define SOAP_TYPE__saml1__ConfirmationMethod (610)
+#define SOAP_TYPE__saml1__ConfirmationMethod (541)
 typedef char *_saml1__ConfirmationMethod;
 #endif
 
 /* saml1.h:673 */
 #ifndef SOAP_TYPE__saml1__AuthenticationStatement
-#define SOAP_TYPE__saml1__AuthenticationStatement (611)
+#define SOAP_TYPE__saml1__AuthenticationStatement (542)
 typedef struct saml1__AuthenticationStatementType _saml1__AuthenticationStatement;
 #endif
 
 /* saml1.h:676 */
 #ifndef SOAP_TYPE__saml1__SubjectLocality
-#define SOAP_TYPE__saml1__SubjectLocality (612)
+#define SOAP_TYPE__saml1__SubjectLocality (543)
 typedef struct saml1__SubjectLocalityType _saml1__SubjectLocality;
 #endif
 
 /* saml1.h:679 */
 #ifndef SOAP_TYPE__saml1__AuthorityBinding
-#define SOAP_TYPE__saml1__AuthorityBinding (613)
+#define SOAP_TYPE__saml1__AuthorityBinding (544)
 typedef struct saml1__AuthorityBindingType _saml1__AuthorityBinding;
 #endif
 
 /* saml1.h:682 */
 #ifndef SOAP_TYPE__saml1__AuthorizationDecisionStatement
-#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (614)
+#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (545)
 typedef struct saml1__AuthorizationDecisionStatementType _saml1__AuthorizationDecisionStatement;
 #endif
 
 /* saml1.h:685 */
 #ifndef SOAP_TYPE__saml1__Action
-#define SOAP_TYPE__saml1__Action (615)
+#define SOAP_TYPE__saml1__Action (546)
 typedef struct saml1__ActionType _saml1__Action;
 #endif
 
 /* saml1.h:688 */
 #ifndef SOAP_TYPE__saml1__Evidence
-#define SOAP_TYPE__saml1__Evidence (616)
+#define SOAP_TYPE__saml1__Evidence (547)
 typedef struct saml1__EvidenceType _saml1__Evidence;
 #endif
 
 /* saml1.h:691 */
 #ifndef SOAP_TYPE__saml1__AttributeStatement
-#define SOAP_TYPE__saml1__AttributeStatement (617)
+#define SOAP_TYPE__saml1__AttributeStatement (548)
 typedef struct saml1__AttributeStatementType _saml1__AttributeStatement;
 #endif
 
 /* saml1.h:694 */
 #ifndef SOAP_TYPE__saml1__AttributeDesignator
-#define SOAP_TYPE__saml1__AttributeDesignator (618)
+#define SOAP_TYPE__saml1__AttributeDesignator (549)
 typedef struct saml1__AttributeDesignatorType _saml1__AttributeDesignator;
 #endif
 
 /* saml1.h:697 */
 #ifndef SOAP_TYPE__saml1__Attribute
-#define SOAP_TYPE__saml1__Attribute (619)
+#define SOAP_TYPE__saml1__Attribute (550)
 typedef struct saml1__AttributeType _saml1__Attribute;
 #endif
 
 /* saml1.h:700 */
 #ifndef SOAP_TYPE__saml1__AttributeValue
-#define SOAP_TYPE__saml1__AttributeValue (620)
+#define SOAP_TYPE__saml1__AttributeValue (551)
 typedef _XML _saml1__AttributeValue;
 #endif
 
 /* saml2.h:781 */
 #ifndef SOAP_TYPE__saml2__BaseID
-#define SOAP_TYPE__saml2__BaseID (679)
+#define SOAP_TYPE__saml2__BaseID (610)
 typedef struct saml2__BaseIDAbstractType _saml2__BaseID;
 #endif
 
 /* saml2.h:784 */
 #ifndef SOAP_TYPE__saml2__NameID
-#define SOAP_TYPE__saml2__NameID (680)
+#define SOAP_TYPE__saml2__NameID (611)
 typedef struct saml2__NameIDType _saml2__NameID;
 #endif
 
 /* saml2.h:787 */
 #ifndef SOAP_TYPE__saml2__EncryptedID
-#define SOAP_TYPE__saml2__EncryptedID (681)
+#define SOAP_TYPE__saml2__EncryptedID (612)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedID;
 #endif
 
 /* saml2.h:790 */
 #ifndef SOAP_TYPE__saml2__Issuer
-#define SOAP_TYPE__saml2__Issuer (682)
+#define SOAP_TYPE__saml2__Issuer (613)
 typedef struct saml2__NameIDType _saml2__Issuer;
 #endif
 
 /* saml2.h:793 */
 #ifndef SOAP_TYPE__saml2__AssertionIDRef
-#define SOAP_TYPE__saml2__AssertionIDRef (683)
+#define SOAP_TYPE__saml2__AssertionIDRef (614)
 typedef char *_saml2__AssertionIDRef;
 #endif
 
 /* saml2.h:796 */
 #ifndef SOAP_TYPE__saml2__AssertionURIRef
-#define SOAP_TYPE__saml2__AssertionURIRef (684)
+#define SOAP_TYPE__saml2__AssertionURIRef (615)
 typedef char *_saml2__AssertionURIRef;
 #endif
 
 /* saml2.h:799 */
 #ifndef SOAP_TYPE__saml2__Assertion
-#define SOAP_TYPE__saml2__Assertion (685)
+#define SOAP_TYPE__saml2__Assertion (616)
 typedef struct saml2__AssertionType _saml2__Assertion;
 #endif
 
 /* saml2.h:802 */
 #ifndef SOAP_TYPE__saml2__Subject
-#define SOAP_TYPE__saml2__Subject (686)
+#define SOAP_TYPE__saml2__Subject (617)
 typedef struct saml2__SubjectType _saml2__Subject;
 #endif
 
 /* saml2.h:805 */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmation
-#define SOAP_TYPE__saml2__SubjectConfirmation (687)
+#define SOAP_TYPE__saml2__SubjectConfirmation (618)
 typedef struct saml2__SubjectConfirmationType _saml2__SubjectConfirmation;
 #endif
 
 /* saml2.h:808 */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmationData
-#define SOAP_TYPE__saml2__SubjectConfirmationData (688)
+#define SOAP_TYPE__saml2__SubjectConfirmationData (619)
 typedef struct saml2__SubjectConfirmationDataType _saml2__SubjectConfirmationData;
 #endif
 
 /* saml2.h:811 */
 #ifndef SOAP_TYPE__saml2__Conditions
-#define SOAP_TYPE__saml2__Conditions (689)
+#define SOAP_TYPE__saml2__Conditions (620)
 typedef struct saml2__ConditionsType _saml2__Conditions;
 #endif
 
 /* saml2.h:814 */
 #ifndef SOAP_TYPE__saml2__Condition
-#define SOAP_TYPE__saml2__Condition (690)
+#define SOAP_TYPE__saml2__Condition (621)
 typedef struct saml2__ConditionAbstractType _saml2__Condition;
 #endif
 
 /* saml2.h:817 */
 #ifndef SOAP_TYPE__saml2__AudienceRestriction
-#define SOAP_TYPE__saml2__AudienceRestriction (691)
+#define SOAP_TYPE__saml2__AudienceRestriction (622)
 typedef struct saml2__AudienceRestrictionType _saml2__AudienceRestriction;
 #endif
 
 /* saml2.h:820 */
 #ifndef SOAP_TYPE__saml2__Audience
-#define SOAP_TYPE__saml2__Audience (692)
+#define SOAP_TYPE__saml2__Audience (623)
 typedef char *_saml2__Audience;
 #endif
 
 /* saml2.h:823 */
 #ifndef SOAP_TYPE__saml2__OneTimeUse
-#define SOAP_TYPE__saml2__OneTimeUse (693)
+#define SOAP_TYPE__saml2__OneTimeUse (624)
 typedef struct saml2__OneTimeUseType _saml2__OneTimeUse;
 #endif
 
 /* saml2.h:826 */
 #ifndef SOAP_TYPE__saml2__ProxyRestriction
-#define SOAP_TYPE__saml2__ProxyRestriction (694)
+#define SOAP_TYPE__saml2__ProxyRestriction (625)
 typedef struct saml2__ProxyRestrictionType _saml2__ProxyRestriction;
 #endif
 
 /* saml2.h:829 */
 #ifndef SOAP_TYPE__saml2__Advice
-#define SOAP_TYPE__saml2__Advice (695)
+#define SOAP_TYPE__saml2__Advice (626)
 typedef struct saml2__AdviceType _saml2__Advice;
 #endif
 
 /* saml2.h:832 */
 #ifndef SOAP_TYPE__saml2__EncryptedAssertion
-#define SOAP_TYPE__saml2__EncryptedAssertion (696)
+#define SOAP_TYPE__saml2__EncryptedAssertion (627)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedAssertion;
 #endif
 
 /* saml2.h:835 */
 #ifndef SOAP_TYPE__saml2__Statement
-#define SOAP_TYPE__saml2__Statement (697)
+#define SOAP_TYPE__saml2__Statement (628)
 typedef struct saml2__StatementAbstractType _saml2__Statement;
 #endif
 
 /* saml2.h:838 */
 #ifndef SOAP_TYPE__saml2__AuthnStatement
-#define SOAP_TYPE__saml2__AuthnStatement (698)
+#define SOAP_TYPE__saml2__AuthnStatement (629)
 typedef struct saml2__AuthnStatementType _saml2__AuthnStatement;
 #endif
 
 /* saml2.h:841 */
 #ifndef SOAP_TYPE__saml2__SubjectLocality
-#define SOAP_TYPE__saml2__SubjectLocality (699)
+#define SOAP_TYPE__saml2__SubjectLocality (630)
 typedef struct saml2__SubjectLocalityType _saml2__SubjectLocality;
 #endif
 
 /* saml2.h:844 */
 #ifndef SOAP_TYPE__saml2__AuthnContext
-#define SOAP_TYPE__saml2__AuthnContext (700)
+#define SOAP_TYPE__saml2__AuthnContext (631)
 typedef struct saml2__AuthnContextType _saml2__AuthnContext;
 #endif
 
 /* saml2.h:847 */
 #ifndef SOAP_TYPE__saml2__AuthnContextClassRef
-#define SOAP_TYPE__saml2__AuthnContextClassRef (701)
+#define SOAP_TYPE__saml2__AuthnContextClassRef (632)
 typedef char *_saml2__AuthnContextClassRef;
 #endif
 
 /* saml2.h:850 */
 #ifndef SOAP_TYPE__saml2__AuthnContextDeclRef
-#define SOAP_TYPE__saml2__AuthnContextDeclRef (702)
+#define SOAP_TYPE__saml2__AuthnContextDeclRef (633)
 typedef char *_saml2__AuthnContextDeclRef;
 #endif
 
 /* saml2.h:853 */
 #ifndef SOAP_TYPE__saml2__AuthnContextDecl
-#define SOAP_TYPE__saml2__AuthnContextDecl (703)
+#define SOAP_TYPE__saml2__AuthnContextDecl (634)
 typedef _XML _saml2__AuthnContextDecl;
 #endif
 
 /* saml2.h:856 */
 #ifndef SOAP_TYPE__saml2__AuthenticatingAuthority
-#define SOAP_TYPE__saml2__AuthenticatingAuthority (704)
+#define SOAP_TYPE__saml2__AuthenticatingAuthority (635)
 typedef char *_saml2__AuthenticatingAuthority;
 #endif
 
 /* saml2.h:859 */
 #ifndef SOAP_TYPE__saml2__AuthzDecisionStatement
-#define SOAP_TYPE__saml2__AuthzDecisionStatement (705)
+#define SOAP_TYPE__saml2__AuthzDecisionStatement (636)
 typedef struct saml2__AuthzDecisionStatementType _saml2__AuthzDecisionStatement;
 #endif
 
 /* saml2.h:862 */
 #ifndef SOAP_TYPE__saml2__Action
-#define SOAP_TYPE__saml2__Action (706)
+#define SOAP_TYPE__saml2__Action (637)
 typedef struct saml2__ActionType _saml2__Action;
 #endif
 
 /* saml2.h:865 */
 #ifndef SOAP_TYPE__saml2__Evidence
-#define SOAP_TYPE__saml2__Evidence (707)
+#define SOAP_TYPE__saml2__Evidence (638)
 typedef struct saml2__EvidenceType _saml2__Evidence;
 #endif
 
 /* saml2.h:868 */
 #ifndef SOAP_TYPE__saml2__AttributeStatement
-#define SOAP_TYPE__saml2__AttributeStatement (708)
+#define SOAP_TYPE__saml2__AttributeStatement (639)
 typedef struct saml2__AttributeStatementType _saml2__AttributeStatement;
 #endif
 
 /* saml2.h:871 */
 #ifndef SOAP_TYPE__saml2__Attribute
-#define SOAP_TYPE__saml2__Attribute (709)
+#define SOAP_TYPE__saml2__Attribute (640)
 typedef struct saml2__AttributeType _saml2__Attribute;
 #endif
 
 /* saml2.h:874 */
 #ifndef SOAP_TYPE__saml2__AttributeValue
-#define SOAP_TYPE__saml2__AttributeValue (710)
+#define SOAP_TYPE__saml2__AttributeValue (641)
 typedef _XML _saml2__AttributeValue;
 #endif
 
 /* saml2.h:877 */
 #ifndef SOAP_TYPE__saml2__EncryptedAttribute
-#define SOAP_TYPE__saml2__EncryptedAttribute (711)
+#define SOAP_TYPE__saml2__EncryptedAttribute (642)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 #endif
 
@@ -10208,7 +9557,7 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* float has binding name 'float' for type 'xsd:float' */
 #ifndef SOAP_TYPE_float
-#define SOAP_TYPE_float (200)
+#define SOAP_TYPE_float (201)
 #endif
 
 /* unsigned char has binding name 'unsignedByte' for type 'xsd:unsignedByte' */
@@ -10223,857 +9572,842 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* _wsa5__RetryAfter has binding name '_wsa5__RetryAfter' for type '' */
 #ifndef SOAP_TYPE__wsa5__RetryAfter
-#define SOAP_TYPE__wsa5__RetryAfter (437)
+#define SOAP_TYPE__wsa5__RetryAfter (368)
 #endif
 
 /* ULONG64 has binding name 'ULONG64' for type 'xsd:unsignedLong' */
 #ifndef SOAP_TYPE_ULONG64
-#define SOAP_TYPE_ULONG64 (436)
+#define SOAP_TYPE_ULONG64 (367)
 #endif
 
 /* enum saml2__DecisionType has binding name 'saml2__DecisionType' for type 'saml2:DecisionType' */
 #ifndef SOAP_TYPE_saml2__DecisionType
-#define SOAP_TYPE_saml2__DecisionType (644)
+#define SOAP_TYPE_saml2__DecisionType (575)
 #endif
 
 /* enum saml1__DecisionType has binding name 'saml1__DecisionType' for type 'saml1:DecisionType' */
 #ifndef SOAP_TYPE_saml1__DecisionType
-#define SOAP_TYPE_saml1__DecisionType (565)
+#define SOAP_TYPE_saml1__DecisionType (496)
 #endif
 
 /* enum wsc__FaultCodeType has binding name 'wsc__FaultCodeType' for type 'wsc:FaultCodeType' */
 #ifndef SOAP_TYPE_wsc__FaultCodeType
-#define SOAP_TYPE_wsc__FaultCodeType (536)
+#define SOAP_TYPE_wsc__FaultCodeType (467)
 #endif
 
 /* enum wsse__FaultcodeEnum has binding name 'wsse__FaultcodeEnum' for type 'wsse:FaultcodeEnum' */
 #ifndef SOAP_TYPE_wsse__FaultcodeEnum
-#define SOAP_TYPE_wsse__FaultcodeEnum (460)
+#define SOAP_TYPE_wsse__FaultcodeEnum (391)
 #endif
 
 /* enum wsu__tTimestampFault has binding name 'wsu__tTimestampFault' for type 'wsu:tTimestampFault' */
 #ifndef SOAP_TYPE_wsu__tTimestampFault
-#define SOAP_TYPE_wsu__tTimestampFault (457)
+#define SOAP_TYPE_wsu__tTimestampFault (388)
 #endif
 
 /* enum _wsa5__IsReferenceParameter has binding name '_wsa5__IsReferenceParameter' for type 'wsa5:IsReferenceParameter' */
 #ifndef SOAP_TYPE__wsa5__IsReferenceParameter
-#define SOAP_TYPE__wsa5__IsReferenceParameter (441)
+#define SOAP_TYPE__wsa5__IsReferenceParameter (372)
 #endif
 
 /* enum wsa5__FaultCodesType has binding name 'wsa5__FaultCodesType' for type 'wsa5:FaultCodesType' */
 #ifndef SOAP_TYPE_wsa5__FaultCodesType
-#define SOAP_TYPE_wsa5__FaultCodesType (422)
+#define SOAP_TYPE_wsa5__FaultCodesType (352)
 #endif
 
 /* enum wsa5__RelationshipType has binding name 'wsa5__RelationshipType' for type 'wsa5:RelationshipType' */
 #ifndef SOAP_TYPE_wsa5__RelationshipType
-#define SOAP_TYPE_wsa5__RelationshipType (421)
+#define SOAP_TYPE_wsa5__RelationshipType (351)
 #endif
 
 /* bool has binding name 'bool' for type 'xsd:boolean' */
 #ifndef SOAP_TYPE_bool
-#define SOAP_TYPE_bool (209)
+#define SOAP_TYPE_bool (210)
 #endif
 
 /* enum tt__PTZPresetTourOperation has binding name 'tt__PTZPresetTourOperation' for type 'tt:PTZPresetTourOperation' */
 #ifndef SOAP_TYPE_tt__PTZPresetTourOperation
-#define SOAP_TYPE_tt__PTZPresetTourOperation (195)
+#define SOAP_TYPE_tt__PTZPresetTourOperation (196)
 #endif
 
 /* enum tt__ReverseMode has binding name 'tt__ReverseMode' for type 'tt:ReverseMode' */
 #ifndef SOAP_TYPE_tt__ReverseMode
-#define SOAP_TYPE_tt__ReverseMode (193)
+#define SOAP_TYPE_tt__ReverseMode (194)
 #endif
 
 /* enum tt__EFlipMode has binding name 'tt__EFlipMode' for type 'tt:EFlipMode' */
 #ifndef SOAP_TYPE_tt__EFlipMode
-#define SOAP_TYPE_tt__EFlipMode (192)
+#define SOAP_TYPE_tt__EFlipMode (193)
 #endif
 
 /* enum tt__CapabilityCategory has binding name 'tt__CapabilityCategory' for type 'tt:CapabilityCategory' */
 #ifndef SOAP_TYPE_tt__CapabilityCategory
-#define SOAP_TYPE_tt__CapabilityCategory (191)
+#define SOAP_TYPE_tt__CapabilityCategory (192)
 #endif
 
 /* enum tt__IPType has binding name 'tt__IPType' for type 'tt:IPType' */
 #ifndef SOAP_TYPE_tt__IPType
-#define SOAP_TYPE_tt__IPType (190)
+#define SOAP_TYPE_tt__IPType (191)
 #endif
 
 /* enum tt__TransportProtocol has binding name 'tt__TransportProtocol' for type 'tt:TransportProtocol' */
 #ifndef SOAP_TYPE_tt__TransportProtocol
-#define SOAP_TYPE_tt__TransportProtocol (187)
+#define SOAP_TYPE_tt__TransportProtocol (188)
 #endif
 
 /* enum tt__StreamType has binding name 'tt__StreamType' for type 'tt:StreamType' */
 #ifndef SOAP_TYPE_tt__StreamType
-#define SOAP_TYPE_tt__StreamType (186)
+#define SOAP_TYPE_tt__StreamType (187)
 #endif
 
 /* enum tt__AudioEncoding has binding name 'tt__AudioEncoding' for type 'tt:AudioEncoding' */
 #ifndef SOAP_TYPE_tt__AudioEncoding
-#define SOAP_TYPE_tt__AudioEncoding (185)
+#define SOAP_TYPE_tt__AudioEncoding (186)
 #endif
 
 /* enum tt__H264Profile has binding name 'tt__H264Profile' for type 'tt:H264Profile' */
 #ifndef SOAP_TYPE_tt__H264Profile
-#define SOAP_TYPE_tt__H264Profile (184)
+#define SOAP_TYPE_tt__H264Profile (185)
 #endif
 
 /* enum tt__Mpeg4Profile has binding name 'tt__Mpeg4Profile' for type 'tt:Mpeg4Profile' */
 #ifndef SOAP_TYPE_tt__Mpeg4Profile
-#define SOAP_TYPE_tt__Mpeg4Profile (183)
+#define SOAP_TYPE_tt__Mpeg4Profile (184)
 #endif
 
 /* enum tt__VideoEncoding has binding name 'tt__VideoEncoding' for type 'tt:VideoEncoding' */
 #ifndef SOAP_TYPE_tt__VideoEncoding
-#define SOAP_TYPE_tt__VideoEncoding (182)
+#define SOAP_TYPE_tt__VideoEncoding (183)
 #endif
 
 /* enum tt__SceneOrientationMode has binding name 'tt__SceneOrientationMode' for type 'tt:SceneOrientationMode' */
 #ifndef SOAP_TYPE_tt__SceneOrientationMode
-#define SOAP_TYPE_tt__SceneOrientationMode (181)
+#define SOAP_TYPE_tt__SceneOrientationMode (182)
 #endif
 
 /* enum tt__RotateMode has binding name 'tt__RotateMode' for type 'tt:RotateMode' */
 #ifndef SOAP_TYPE_tt__RotateMode
-#define SOAP_TYPE_tt__RotateMode (180)
+#define SOAP_TYPE_tt__RotateMode (181)
 #endif
 
 /* tptz1__RemovePresetResponse has binding name 'tptz1__RemovePresetResponse' for type 'tptz1:RemovePresetResponse' */
 #ifndef SOAP_TYPE_tptz1__RemovePresetResponse
-#define SOAP_TYPE_tptz1__RemovePresetResponse (722)
+#define SOAP_TYPE_tptz1__RemovePresetResponse (653)
 #endif
 
 /* tptz1__RemovePreset has binding name 'tptz1__RemovePreset' for type 'tptz1:RemovePreset' */
 #ifndef SOAP_TYPE_tptz1__RemovePreset
-#define SOAP_TYPE_tptz1__RemovePreset (721)
+#define SOAP_TYPE_tptz1__RemovePreset (652)
 #endif
 
 /* tptz1__StopResponse has binding name 'tptz1__StopResponse' for type 'tptz1:StopResponse' */
 #ifndef SOAP_TYPE_tptz1__StopResponse
-#define SOAP_TYPE_tptz1__StopResponse (720)
+#define SOAP_TYPE_tptz1__StopResponse (651)
 #endif
 
 /* tptz1__StopRequest has binding name 'tptz1__StopRequest' for type 'tptz1:StopRequest' */
 #ifndef SOAP_TYPE_tptz1__StopRequest
-#define SOAP_TYPE_tptz1__StopRequest (719)
-#endif
-
-/* _tt__ItemList_ElementItem has binding name '_tt__ItemList_ElementItem' for type '' */
-#ifndef SOAP_TYPE__tt__ItemList_ElementItem
-#define SOAP_TYPE__tt__ItemList_ElementItem (308)
-#endif
-
-/* _tt__ItemList_SimpleItem has binding name '_tt__ItemList_SimpleItem' for type '' */
-#ifndef SOAP_TYPE__tt__ItemList_SimpleItem
-#define SOAP_TYPE__tt__ItemList_SimpleItem (306)
+#define SOAP_TYPE_tptz1__StopRequest (650)
 #endif
 
 /* _tt__Transport_Tunnel has binding name '_tt__Transport_Tunnel' for type '' */
 #ifndef SOAP_TYPE__tt__Transport_Tunnel
-#define SOAP_TYPE__tt__Transport_Tunnel (245)
-#endif
-
-/* _tt__EventSubscription_SubscriptionPolicy has binding name '_tt__EventSubscription_SubscriptionPolicy' for type '' */
-#ifndef SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy
-#define SOAP_TYPE__tt__EventSubscription_SubscriptionPolicy (241)
+#define SOAP_TYPE__tt__Transport_Tunnel (227)
 #endif
 
 /* tt__ReferenceToken has binding name 'tt__ReferenceToken' for type 'tt:ReferenceToken' */
 #ifndef SOAP_TYPE_tt__ReferenceToken
-#define SOAP_TYPE_tt__ReferenceToken (196)
+#define SOAP_TYPE_tt__ReferenceToken (197)
 #endif
 
 /* tt__AuxiliaryData has binding name 'tt__AuxiliaryData' for type 'tt:AuxiliaryData' */
 #ifndef SOAP_TYPE_tt__AuxiliaryData
-#define SOAP_TYPE_tt__AuxiliaryData (194)
+#define SOAP_TYPE_tt__AuxiliaryData (195)
 #endif
 
 /* tt__IPv6Address has binding name 'tt__IPv6Address' for type 'tt:IPv6Address' */
 #ifndef SOAP_TYPE_tt__IPv6Address
-#define SOAP_TYPE_tt__IPv6Address (189)
+#define SOAP_TYPE_tt__IPv6Address (190)
 #endif
 
 /* tt__IPv4Address has binding name 'tt__IPv4Address' for type 'tt:IPv4Address' */
 #ifndef SOAP_TYPE_tt__IPv4Address
-#define SOAP_TYPE_tt__IPv4Address (188)
+#define SOAP_TYPE_tt__IPv4Address (189)
 #endif
 
 /* tt__Name has binding name 'tt__Name' for type 'tt:Name' */
 #ifndef SOAP_TYPE_tt__Name
-#define SOAP_TYPE_tt__Name (179)
+#define SOAP_TYPE_tt__Name (180)
 #endif
 
 /* _tptz__StopResponse has binding name '_tptz__StopResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__StopResponse
-#define SOAP_TYPE__tptz__StopResponse (178)
+#define SOAP_TYPE__tptz__StopResponse (179)
 #endif
 
 /* _tptz__Stop has binding name '_tptz__Stop' for type '' */
 #ifndef SOAP_TYPE__tptz__Stop
-#define SOAP_TYPE__tptz__Stop (177)
+#define SOAP_TYPE__tptz__Stop (178)
 #endif
 
 /* _tptz__ContinuousMoveResponse has binding name '_tptz__ContinuousMoveResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__ContinuousMoveResponse
-#define SOAP_TYPE__tptz__ContinuousMoveResponse (176)
+#define SOAP_TYPE__tptz__ContinuousMoveResponse (177)
 #endif
 
 /* _tptz__ContinuousMove has binding name '_tptz__ContinuousMove' for type '' */
 #ifndef SOAP_TYPE__tptz__ContinuousMove
-#define SOAP_TYPE__tptz__ContinuousMove (175)
+#define SOAP_TYPE__tptz__ContinuousMove (176)
 #endif
 
 /* _tptz__GotoPresetResponse has binding name '_tptz__GotoPresetResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GotoPresetResponse
-#define SOAP_TYPE__tptz__GotoPresetResponse (174)
+#define SOAP_TYPE__tptz__GotoPresetResponse (175)
 #endif
 
 /* _tptz__GotoPreset has binding name '_tptz__GotoPreset' for type '' */
 #ifndef SOAP_TYPE__tptz__GotoPreset
-#define SOAP_TYPE__tptz__GotoPreset (173)
+#define SOAP_TYPE__tptz__GotoPreset (174)
 #endif
 
 /* _tptz__SetPresetResponse has binding name '_tptz__SetPresetResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__SetPresetResponse
-#define SOAP_TYPE__tptz__SetPresetResponse (172)
+#define SOAP_TYPE__tptz__SetPresetResponse (173)
 #endif
 
 /* _tptz__SetPreset has binding name '_tptz__SetPreset' for type '' */
 #ifndef SOAP_TYPE__tptz__SetPreset
-#define SOAP_TYPE__tptz__SetPreset (171)
+#define SOAP_TYPE__tptz__SetPreset (172)
 #endif
 
 /* _tptz__GetPresetsResponse has binding name '_tptz__GetPresetsResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GetPresetsResponse
-#define SOAP_TYPE__tptz__GetPresetsResponse (170)
+#define SOAP_TYPE__tptz__GetPresetsResponse (171)
 #endif
 
 /* _tptz__GetPresets has binding name '_tptz__GetPresets' for type '' */
 #ifndef SOAP_TYPE__tptz__GetPresets
-#define SOAP_TYPE__tptz__GetPresets (169)
+#define SOAP_TYPE__tptz__GetPresets (170)
 #endif
 
 /* _tptz__GetNodeResponse has binding name '_tptz__GetNodeResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNodeResponse
-#define SOAP_TYPE__tptz__GetNodeResponse (168)
+#define SOAP_TYPE__tptz__GetNodeResponse (169)
 #endif
 
 /* _tptz__GetNode has binding name '_tptz__GetNode' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNode
-#define SOAP_TYPE__tptz__GetNode (167)
+#define SOAP_TYPE__tptz__GetNode (168)
 #endif
 
 /* _tptz__GetNodesResponse has binding name '_tptz__GetNodesResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNodesResponse
-#define SOAP_TYPE__tptz__GetNodesResponse (166)
+#define SOAP_TYPE__tptz__GetNodesResponse (167)
 #endif
 
 /* _tptz__GetNodes has binding name '_tptz__GetNodes' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNodes
-#define SOAP_TYPE__tptz__GetNodes (165)
+#define SOAP_TYPE__tptz__GetNodes (166)
 #endif
 
 /* _trt__GetStreamUriResponse has binding name '_trt__GetStreamUriResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetStreamUriResponse
-#define SOAP_TYPE__trt__GetStreamUriResponse (164)
+#define SOAP_TYPE__trt__GetStreamUriResponse (165)
 #endif
 
 /* _trt__GetStreamUri has binding name '_trt__GetStreamUri' for type '' */
 #ifndef SOAP_TYPE__trt__GetStreamUri
-#define SOAP_TYPE__trt__GetStreamUri (163)
+#define SOAP_TYPE__trt__GetStreamUri (164)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationOptionsResponse has binding name '_trt__GetVideoEncoderConfigurationOptionsResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (162)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (163)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationOptions has binding name '_trt__GetVideoEncoderConfigurationOptions' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (161)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (162)
 #endif
 
 /* _trt__SetVideoEncoderConfigurationResponse has binding name '_trt__SetVideoEncoderConfigurationResponse' for type '' */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (160)
+#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (161)
 #endif
 
 /* _trt__SetVideoEncoderConfiguration has binding name '_trt__SetVideoEncoderConfiguration' for type '' */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (159)
+#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (160)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationResponse has binding name '_trt__GetVideoEncoderConfigurationResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (158)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (159)
 #endif
 
 /* _trt__GetVideoEncoderConfiguration has binding name '_trt__GetVideoEncoderConfiguration' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (157)
+#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (158)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationsResponse has binding name '_trt__GetVideoEncoderConfigurationsResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (156)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (157)
 #endif
 
 /* _trt__GetVideoEncoderConfigurations has binding name '_trt__GetVideoEncoderConfigurations' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (155)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (156)
 #endif
 
 /* _trt__GetProfilesResponse has binding name '_trt__GetProfilesResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfilesResponse
-#define SOAP_TYPE__trt__GetProfilesResponse (154)
+#define SOAP_TYPE__trt__GetProfilesResponse (155)
 #endif
 
 /* _trt__GetProfiles has binding name '_trt__GetProfiles' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfiles
-#define SOAP_TYPE__trt__GetProfiles (153)
+#define SOAP_TYPE__trt__GetProfiles (154)
 #endif
 
 /* _trt__GetProfileResponse has binding name '_trt__GetProfileResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfileResponse
-#define SOAP_TYPE__trt__GetProfileResponse (152)
+#define SOAP_TYPE__trt__GetProfileResponse (153)
 #endif
 
 /* _trt__GetProfile has binding name '_trt__GetProfile' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfile
-#define SOAP_TYPE__trt__GetProfile (151)
+#define SOAP_TYPE__trt__GetProfile (152)
 #endif
 
 /* tt__PTZVector has binding name 'tt__PTZVector' for type 'tt:PTZVector' */
 #ifndef SOAP_TYPE_tt__PTZVector
-#define SOAP_TYPE_tt__PTZVector (150)
+#define SOAP_TYPE_tt__PTZVector (151)
 #endif
 
 /* tt__Vector1D has binding name 'tt__Vector1D' for type 'tt:Vector1D' */
 #ifndef SOAP_TYPE_tt__Vector1D
-#define SOAP_TYPE_tt__Vector1D (149)
+#define SOAP_TYPE_tt__Vector1D (150)
 #endif
 
 /* tt__Vector2D has binding name 'tt__Vector2D' for type 'tt:Vector2D' */
 #ifndef SOAP_TYPE_tt__Vector2D
-#define SOAP_TYPE_tt__Vector2D (148)
+#define SOAP_TYPE_tt__Vector2D (149)
 #endif
 
 /* tt__IntRange has binding name 'tt__IntRange' for type 'tt:IntRange' */
 #ifndef SOAP_TYPE_tt__IntRange
-#define SOAP_TYPE_tt__IntRange (147)
+#define SOAP_TYPE_tt__IntRange (148)
 #endif
 
 /* tt__Config has binding name 'tt__Config' for type 'tt:Config' */
 #ifndef SOAP_TYPE_tt__Config
-#define SOAP_TYPE_tt__Config (146)
+#define SOAP_TYPE_tt__Config (147)
 #endif
 
 /* tt__RuleEngineConfigurationExtension has binding name 'tt__RuleEngineConfigurationExtension' for type 'tt:RuleEngineConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__RuleEngineConfigurationExtension
-#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (145)
+#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (146)
 #endif
 
 /* tt__RuleEngineConfiguration has binding name 'tt__RuleEngineConfiguration' for type 'tt:RuleEngineConfiguration' */
 #ifndef SOAP_TYPE_tt__RuleEngineConfiguration
-#define SOAP_TYPE_tt__RuleEngineConfiguration (144)
+#define SOAP_TYPE_tt__RuleEngineConfiguration (145)
 #endif
 
 /* tt__AnalyticsEngineConfigurationExtension has binding name 'tt__AnalyticsEngineConfigurationExtension' for type 'tt:AnalyticsEngineConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension
-#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (143)
+#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (144)
 #endif
 
 /* tt__AnalyticsEngineConfiguration has binding name 'tt__AnalyticsEngineConfiguration' for type 'tt:AnalyticsEngineConfiguration' */
 #ifndef SOAP_TYPE_tt__AnalyticsEngineConfiguration
-#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (142)
+#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (143)
 #endif
 
 /* tt__ItemListExtension has binding name 'tt__ItemListExtension' for type 'tt:ItemListExtension' */
 #ifndef SOAP_TYPE_tt__ItemListExtension
-#define SOAP_TYPE_tt__ItemListExtension (141)
+#define SOAP_TYPE_tt__ItemListExtension (142)
 #endif
 
 /* tt__ItemList has binding name 'tt__ItemList' for type 'tt:ItemList' */
 #ifndef SOAP_TYPE_tt__ItemList
-#define SOAP_TYPE_tt__ItemList (140)
+#define SOAP_TYPE_tt__ItemList (141)
 #endif
 
 /* tt__PTZPreset has binding name 'tt__PTZPreset' for type 'tt:PTZPreset' */
 #ifndef SOAP_TYPE_tt__PTZPreset
-#define SOAP_TYPE_tt__PTZPreset (139)
+#define SOAP_TYPE_tt__PTZPreset (140)
 #endif
 
 /* tt__PTZSpeed has binding name 'tt__PTZSpeed' for type 'tt:PTZSpeed' */
 #ifndef SOAP_TYPE_tt__PTZSpeed
-#define SOAP_TYPE_tt__PTZSpeed (138)
+#define SOAP_TYPE_tt__PTZSpeed (139)
 #endif
 
 /* tt__Space1DDescription has binding name 'tt__Space1DDescription' for type 'tt:Space1DDescription' */
 #ifndef SOAP_TYPE_tt__Space1DDescription
-#define SOAP_TYPE_tt__Space1DDescription (137)
+#define SOAP_TYPE_tt__Space1DDescription (138)
 #endif
 
 /* tt__Space2DDescription has binding name 'tt__Space2DDescription' for type 'tt:Space2DDescription' */
 #ifndef SOAP_TYPE_tt__Space2DDescription
-#define SOAP_TYPE_tt__Space2DDescription (136)
+#define SOAP_TYPE_tt__Space2DDescription (137)
 #endif
 
 /* tt__PTZSpacesExtension has binding name 'tt__PTZSpacesExtension' for type 'tt:PTZSpacesExtension' */
 #ifndef SOAP_TYPE_tt__PTZSpacesExtension
-#define SOAP_TYPE_tt__PTZSpacesExtension (135)
+#define SOAP_TYPE_tt__PTZSpacesExtension (136)
 #endif
 
 /* tt__PTZSpaces has binding name 'tt__PTZSpaces' for type 'tt:PTZSpaces' */
 #ifndef SOAP_TYPE_tt__PTZSpaces
-#define SOAP_TYPE_tt__PTZSpaces (134)
+#define SOAP_TYPE_tt__PTZSpaces (135)
 #endif
 
 /* tt__ZoomLimits has binding name 'tt__ZoomLimits' for type 'tt:ZoomLimits' */
 #ifndef SOAP_TYPE_tt__ZoomLimits
-#define SOAP_TYPE_tt__ZoomLimits (133)
+#define SOAP_TYPE_tt__ZoomLimits (134)
 #endif
 
 /* tt__PanTiltLimits has binding name 'tt__PanTiltLimits' for type 'tt:PanTiltLimits' */
 #ifndef SOAP_TYPE_tt__PanTiltLimits
-#define SOAP_TYPE_tt__PanTiltLimits (132)
+#define SOAP_TYPE_tt__PanTiltLimits (133)
 #endif
 
 /* tt__Reverse has binding name 'tt__Reverse' for type 'tt:Reverse' */
 #ifndef SOAP_TYPE_tt__Reverse
-#define SOAP_TYPE_tt__Reverse (131)
+#define SOAP_TYPE_tt__Reverse (132)
 #endif
 
 /* tt__EFlip has binding name 'tt__EFlip' for type 'tt:EFlip' */
 #ifndef SOAP_TYPE_tt__EFlip
-#define SOAP_TYPE_tt__EFlip (130)
+#define SOAP_TYPE_tt__EFlip (131)
 #endif
 
 /* tt__PTControlDirectionExtension has binding name 'tt__PTControlDirectionExtension' for type 'tt:PTControlDirectionExtension' */
 #ifndef SOAP_TYPE_tt__PTControlDirectionExtension
-#define SOAP_TYPE_tt__PTControlDirectionExtension (129)
+#define SOAP_TYPE_tt__PTControlDirectionExtension (130)
 #endif
 
 /* tt__PTControlDirection has binding name 'tt__PTControlDirection' for type 'tt:PTControlDirection' */
 #ifndef SOAP_TYPE_tt__PTControlDirection
-#define SOAP_TYPE_tt__PTControlDirection (128)
+#define SOAP_TYPE_tt__PTControlDirection (129)
 #endif
 
 /* tt__PTZConfigurationExtension2 has binding name 'tt__PTZConfigurationExtension2' for type 'tt:PTZConfigurationExtension2' */
 #ifndef SOAP_TYPE_tt__PTZConfigurationExtension2
-#define SOAP_TYPE_tt__PTZConfigurationExtension2 (127)
+#define SOAP_TYPE_tt__PTZConfigurationExtension2 (128)
 #endif
 
 /* tt__PTZConfigurationExtension has binding name 'tt__PTZConfigurationExtension' for type 'tt:PTZConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__PTZConfigurationExtension
-#define SOAP_TYPE_tt__PTZConfigurationExtension (126)
+#define SOAP_TYPE_tt__PTZConfigurationExtension (127)
 #endif
 
 /* tt__PTZConfiguration has binding name 'tt__PTZConfiguration' for type 'tt:PTZConfiguration' */
 #ifndef SOAP_TYPE_tt__PTZConfiguration
-#define SOAP_TYPE_tt__PTZConfiguration (125)
+#define SOAP_TYPE_tt__PTZConfiguration (126)
 #endif
 
 /* tt__PTZPresetTourSupportedExtension has binding name 'tt__PTZPresetTourSupportedExtension' for type 'tt:PTZPresetTourSupportedExtension' */
 #ifndef SOAP_TYPE_tt__PTZPresetTourSupportedExtension
-#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (124)
+#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (125)
 #endif
 
 /* tt__PTZPresetTourSupported has binding name 'tt__PTZPresetTourSupported' for type 'tt:PTZPresetTourSupported' */
 #ifndef SOAP_TYPE_tt__PTZPresetTourSupported
-#define SOAP_TYPE_tt__PTZPresetTourSupported (123)
+#define SOAP_TYPE_tt__PTZPresetTourSupported (124)
 #endif
 
 /* tt__PTZNodeExtension2 has binding name 'tt__PTZNodeExtension2' for type 'tt:PTZNodeExtension2' */
 #ifndef SOAP_TYPE_tt__PTZNodeExtension2
-#define SOAP_TYPE_tt__PTZNodeExtension2 (122)
+#define SOAP_TYPE_tt__PTZNodeExtension2 (123)
 #endif
 
 /* tt__PTZNodeExtension has binding name 'tt__PTZNodeExtension' for type 'tt:PTZNodeExtension' */
 #ifndef SOAP_TYPE_tt__PTZNodeExtension
-#define SOAP_TYPE_tt__PTZNodeExtension (121)
+#define SOAP_TYPE_tt__PTZNodeExtension (122)
 #endif
 
 /* tt__PTZNode has binding name 'tt__PTZNode' for type 'tt:PTZNode' */
 #ifndef SOAP_TYPE_tt__PTZNode
-#define SOAP_TYPE_tt__PTZNode (120)
+#define SOAP_TYPE_tt__PTZNode (121)
 #endif
 
 /* tt__AnalyticsDeviceExtension has binding name 'tt__AnalyticsDeviceExtension' for type 'tt:AnalyticsDeviceExtension' */
 #ifndef SOAP_TYPE_tt__AnalyticsDeviceExtension
-#define SOAP_TYPE_tt__AnalyticsDeviceExtension (119)
+#define SOAP_TYPE_tt__AnalyticsDeviceExtension (120)
 #endif
 
 /* tt__AnalyticsDeviceCapabilities has binding name 'tt__AnalyticsDeviceCapabilities' for type 'tt:AnalyticsDeviceCapabilities' */
 #ifndef SOAP_TYPE_tt__AnalyticsDeviceCapabilities
-#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (118)
+#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (119)
 #endif
 
 /* tt__ReceiverCapabilities has binding name 'tt__ReceiverCapabilities' for type 'tt:ReceiverCapabilities' */
 #ifndef SOAP_TYPE_tt__ReceiverCapabilities
-#define SOAP_TYPE_tt__ReceiverCapabilities (117)
+#define SOAP_TYPE_tt__ReceiverCapabilities (118)
 #endif
 
 /* tt__ReplayCapabilities has binding name 'tt__ReplayCapabilities' for type 'tt:ReplayCapabilities' */
 #ifndef SOAP_TYPE_tt__ReplayCapabilities
-#define SOAP_TYPE_tt__ReplayCapabilities (116)
+#define SOAP_TYPE_tt__ReplayCapabilities (117)
 #endif
 
 /* tt__SearchCapabilities has binding name 'tt__SearchCapabilities' for type 'tt:SearchCapabilities' */
 #ifndef SOAP_TYPE_tt__SearchCapabilities
-#define SOAP_TYPE_tt__SearchCapabilities (115)
+#define SOAP_TYPE_tt__SearchCapabilities (116)
 #endif
 
 /* tt__RecordingCapabilities has binding name 'tt__RecordingCapabilities' for type 'tt:RecordingCapabilities' */
 #ifndef SOAP_TYPE_tt__RecordingCapabilities
-#define SOAP_TYPE_tt__RecordingCapabilities (114)
+#define SOAP_TYPE_tt__RecordingCapabilities (115)
 #endif
 
 /* tt__DisplayCapabilities has binding name 'tt__DisplayCapabilities' for type 'tt:DisplayCapabilities' */
 #ifndef SOAP_TYPE_tt__DisplayCapabilities
-#define SOAP_TYPE_tt__DisplayCapabilities (113)
+#define SOAP_TYPE_tt__DisplayCapabilities (114)
 #endif
 
 /* tt__DeviceIOCapabilities has binding name 'tt__DeviceIOCapabilities' for type 'tt:DeviceIOCapabilities' */
 #ifndef SOAP_TYPE_tt__DeviceIOCapabilities
-#define SOAP_TYPE_tt__DeviceIOCapabilities (112)
+#define SOAP_TYPE_tt__DeviceIOCapabilities (113)
 #endif
 
 /* tt__PTZCapabilities has binding name 'tt__PTZCapabilities' for type 'tt:PTZCapabilities' */
 #ifndef SOAP_TYPE_tt__PTZCapabilities
-#define SOAP_TYPE_tt__PTZCapabilities (111)
+#define SOAP_TYPE_tt__PTZCapabilities (112)
 #endif
 
 /* tt__ImagingCapabilities has binding name 'tt__ImagingCapabilities' for type 'tt:ImagingCapabilities' */
 #ifndef SOAP_TYPE_tt__ImagingCapabilities
-#define SOAP_TYPE_tt__ImagingCapabilities (110)
+#define SOAP_TYPE_tt__ImagingCapabilities (111)
 #endif
 
 /* tt__OnvifVersion has binding name 'tt__OnvifVersion' for type 'tt:OnvifVersion' */
 #ifndef SOAP_TYPE_tt__OnvifVersion
-#define SOAP_TYPE_tt__OnvifVersion (109)
+#define SOAP_TYPE_tt__OnvifVersion (110)
 #endif
 
 /* tt__SystemCapabilitiesExtension2 has binding name 'tt__SystemCapabilitiesExtension2' for type 'tt:SystemCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension2
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (108)
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (109)
 #endif
 
 /* tt__SystemCapabilitiesExtension has binding name 'tt__SystemCapabilitiesExtension' for type 'tt:SystemCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension (107)
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension (108)
 #endif
 
 /* tt__SystemCapabilities has binding name 'tt__SystemCapabilities' for type 'tt:SystemCapabilities' */
 #ifndef SOAP_TYPE_tt__SystemCapabilities
-#define SOAP_TYPE_tt__SystemCapabilities (106)
+#define SOAP_TYPE_tt__SystemCapabilities (107)
 #endif
 
 /* tt__SecurityCapabilitiesExtension2 has binding name 'tt__SecurityCapabilitiesExtension2' for type 'tt:SecurityCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension2
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (105)
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (106)
 #endif
 
 /* tt__SecurityCapabilitiesExtension has binding name 'tt__SecurityCapabilitiesExtension' for type 'tt:SecurityCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (104)
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (105)
 #endif
 
 /* tt__SecurityCapabilities has binding name 'tt__SecurityCapabilities' for type 'tt:SecurityCapabilities' */
 #ifndef SOAP_TYPE_tt__SecurityCapabilities
-#define SOAP_TYPE_tt__SecurityCapabilities (103)
+#define SOAP_TYPE_tt__SecurityCapabilities (104)
 #endif
 
 /* tt__NetworkCapabilitiesExtension2 has binding name 'tt__NetworkCapabilitiesExtension2' for type 'tt:NetworkCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension2
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (102)
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (103)
 #endif
 
 /* tt__NetworkCapabilitiesExtension has binding name 'tt__NetworkCapabilitiesExtension' for type 'tt:NetworkCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (101)
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (102)
 #endif
 
 /* tt__NetworkCapabilities has binding name 'tt__NetworkCapabilities' for type 'tt:NetworkCapabilities' */
 #ifndef SOAP_TYPE_tt__NetworkCapabilities
-#define SOAP_TYPE_tt__NetworkCapabilities (100)
+#define SOAP_TYPE_tt__NetworkCapabilities (101)
 #endif
 
 /* tt__ProfileCapabilities has binding name 'tt__ProfileCapabilities' for type 'tt:ProfileCapabilities' */
 #ifndef SOAP_TYPE_tt__ProfileCapabilities
-#define SOAP_TYPE_tt__ProfileCapabilities (99)
+#define SOAP_TYPE_tt__ProfileCapabilities (100)
 #endif
 
 /* tt__RealTimeStreamingCapabilitiesExtension has binding name 'tt__RealTimeStreamingCapabilitiesExtension' for type 'tt:RealTimeStreamingCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (98)
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (99)
 #endif
 
 /* tt__RealTimeStreamingCapabilities has binding name 'tt__RealTimeStreamingCapabilities' for type 'tt:RealTimeStreamingCapabilities' */
 #ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilities
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (97)
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (98)
 #endif
 
 /* tt__MediaCapabilitiesExtension has binding name 'tt__MediaCapabilitiesExtension' for type 'tt:MediaCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__MediaCapabilitiesExtension
-#define SOAP_TYPE_tt__MediaCapabilitiesExtension (96)
+#define SOAP_TYPE_tt__MediaCapabilitiesExtension (97)
 #endif
 
 /* tt__MediaCapabilities has binding name 'tt__MediaCapabilities' for type 'tt:MediaCapabilities' */
 #ifndef SOAP_TYPE_tt__MediaCapabilities
-#define SOAP_TYPE_tt__MediaCapabilities (95)
+#define SOAP_TYPE_tt__MediaCapabilities (96)
 #endif
 
 /* tt__IOCapabilitiesExtension2 has binding name 'tt__IOCapabilitiesExtension2' for type 'tt:IOCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__IOCapabilitiesExtension2
-#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (94)
+#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (95)
 #endif
 
 /* tt__IOCapabilitiesExtension has binding name 'tt__IOCapabilitiesExtension' for type 'tt:IOCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__IOCapabilitiesExtension
-#define SOAP_TYPE_tt__IOCapabilitiesExtension (93)
+#define SOAP_TYPE_tt__IOCapabilitiesExtension (94)
 #endif
 
 /* tt__IOCapabilities has binding name 'tt__IOCapabilities' for type 'tt:IOCapabilities' */
 #ifndef SOAP_TYPE_tt__IOCapabilities
-#define SOAP_TYPE_tt__IOCapabilities (92)
+#define SOAP_TYPE_tt__IOCapabilities (93)
 #endif
 
 /* tt__EventCapabilities has binding name 'tt__EventCapabilities' for type 'tt:EventCapabilities' */
 #ifndef SOAP_TYPE_tt__EventCapabilities
-#define SOAP_TYPE_tt__EventCapabilities (91)
+#define SOAP_TYPE_tt__EventCapabilities (92)
 #endif
 
 /* tt__DeviceCapabilitiesExtension has binding name 'tt__DeviceCapabilitiesExtension' for type 'tt:DeviceCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__DeviceCapabilitiesExtension
-#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (90)
+#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (91)
 #endif
 
 /* tt__DeviceCapabilities has binding name 'tt__DeviceCapabilities' for type 'tt:DeviceCapabilities' */
 #ifndef SOAP_TYPE_tt__DeviceCapabilities
-#define SOAP_TYPE_tt__DeviceCapabilities (89)
+#define SOAP_TYPE_tt__DeviceCapabilities (90)
 #endif
 
 /* tt__AnalyticsCapabilities has binding name 'tt__AnalyticsCapabilities' for type 'tt:AnalyticsCapabilities' */
 #ifndef SOAP_TYPE_tt__AnalyticsCapabilities
-#define SOAP_TYPE_tt__AnalyticsCapabilities (88)
+#define SOAP_TYPE_tt__AnalyticsCapabilities (89)
 #endif
 
 /* tt__CapabilitiesExtension2 has binding name 'tt__CapabilitiesExtension2' for type 'tt:CapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__CapabilitiesExtension2
-#define SOAP_TYPE_tt__CapabilitiesExtension2 (87)
+#define SOAP_TYPE_tt__CapabilitiesExtension2 (88)
 #endif
 
 /* tt__CapabilitiesExtension has binding name 'tt__CapabilitiesExtension' for type 'tt:CapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__CapabilitiesExtension
-#define SOAP_TYPE_tt__CapabilitiesExtension (86)
+#define SOAP_TYPE_tt__CapabilitiesExtension (87)
 #endif
 
 /* tt__Capabilities has binding name 'tt__Capabilities' for type 'tt:Capabilities' */
 #ifndef SOAP_TYPE_tt__Capabilities
-#define SOAP_TYPE_tt__Capabilities (85)
+#define SOAP_TYPE_tt__Capabilities (86)
 #endif
 
 /* tt__IPAddress has binding name 'tt__IPAddress' for type 'tt:IPAddress' */
 #ifndef SOAP_TYPE_tt__IPAddress
-#define SOAP_TYPE_tt__IPAddress (84)
+#define SOAP_TYPE_tt__IPAddress (85)
 #endif
 
 /* tt__MediaUri has binding name 'tt__MediaUri' for type 'tt:MediaUri' */
 #ifndef SOAP_TYPE_tt__MediaUri
-#define SOAP_TYPE_tt__MediaUri (83)
+#define SOAP_TYPE_tt__MediaUri (84)
 #endif
 
 /* tt__Transport has binding name 'tt__Transport' for type 'tt:Transport' */
 #ifndef SOAP_TYPE_tt__Transport
-#define SOAP_TYPE_tt__Transport (82)
+#define SOAP_TYPE_tt__Transport (83)
 #endif
 
 /* tt__StreamSetup has binding name 'tt__StreamSetup' for type 'tt:StreamSetup' */
 #ifndef SOAP_TYPE_tt__StreamSetup
-#define SOAP_TYPE_tt__StreamSetup (81)
+#define SOAP_TYPE_tt__StreamSetup (82)
 #endif
 
 /* tt__MulticastConfiguration has binding name 'tt__MulticastConfiguration' for type 'tt:MulticastConfiguration' */
 #ifndef SOAP_TYPE_tt__MulticastConfiguration
-#define SOAP_TYPE_tt__MulticastConfiguration (80)
+#define SOAP_TYPE_tt__MulticastConfiguration (81)
 #endif
 
 /* tt__AudioDecoderConfiguration has binding name 'tt__AudioDecoderConfiguration' for type 'tt:AudioDecoderConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioDecoderConfiguration
-#define SOAP_TYPE_tt__AudioDecoderConfiguration (79)
+#define SOAP_TYPE_tt__AudioDecoderConfiguration (80)
 #endif
 
 /* tt__AudioOutputConfiguration has binding name 'tt__AudioOutputConfiguration' for type 'tt:AudioOutputConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioOutputConfiguration
-#define SOAP_TYPE_tt__AudioOutputConfiguration (78)
+#define SOAP_TYPE_tt__AudioOutputConfiguration (79)
 #endif
 
 /* tt__EventSubscription has binding name 'tt__EventSubscription' for type 'tt:EventSubscription' */
 #ifndef SOAP_TYPE_tt__EventSubscription
-#define SOAP_TYPE_tt__EventSubscription (77)
+#define SOAP_TYPE_tt__EventSubscription (78)
 #endif
 
 /* tt__SensorDataFilter has binding name 'tt__SensorDataFilter' for type 'tt:SensorDataFilter' */
 #ifndef SOAP_TYPE_tt__SensorDataFilter
-#define SOAP_TYPE_tt__SensorDataFilter (76)
+#define SOAP_TYPE_tt__SensorDataFilter (77)
 #endif
 
 /* tt__PTZFilter has binding name 'tt__PTZFilter' for type 'tt:PTZFilter' */
 #ifndef SOAP_TYPE_tt__PTZFilter
-#define SOAP_TYPE_tt__PTZFilter (75)
+#define SOAP_TYPE_tt__PTZFilter (76)
 #endif
 
 /* tt__MetadataConfigurationExtension has binding name 'tt__MetadataConfigurationExtension' for type 'tt:MetadataConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__MetadataConfigurationExtension
-#define SOAP_TYPE_tt__MetadataConfigurationExtension (74)
+#define SOAP_TYPE_tt__MetadataConfigurationExtension (75)
 #endif
 
 /* tt__MetadataConfiguration has binding name 'tt__MetadataConfiguration' for type 'tt:MetadataConfiguration' */
 #ifndef SOAP_TYPE_tt__MetadataConfiguration
-#define SOAP_TYPE_tt__MetadataConfiguration (73)
+#define SOAP_TYPE_tt__MetadataConfiguration (74)
 #endif
 
 /* tt__VideoAnalyticsConfiguration has binding name 'tt__VideoAnalyticsConfiguration' for type 'tt:VideoAnalyticsConfiguration' */
 #ifndef SOAP_TYPE_tt__VideoAnalyticsConfiguration
-#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (72)
+#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (73)
 #endif
 
 /* tt__AudioEncoderConfiguration has binding name 'tt__AudioEncoderConfiguration' for type 'tt:AudioEncoderConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioEncoderConfiguration
-#define SOAP_TYPE_tt__AudioEncoderConfiguration (71)
+#define SOAP_TYPE_tt__AudioEncoderConfiguration (72)
 #endif
 
 /* tt__AudioSourceConfiguration has binding name 'tt__AudioSourceConfiguration' for type 'tt:AudioSourceConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioSourceConfiguration
-#define SOAP_TYPE_tt__AudioSourceConfiguration (70)
+#define SOAP_TYPE_tt__AudioSourceConfiguration (71)
 #endif
 
 /* tt__H264Options2 has binding name 'tt__H264Options2' for type 'tt:H264Options2' */
 #ifndef SOAP_TYPE_tt__H264Options2
-#define SOAP_TYPE_tt__H264Options2 (69)
+#define SOAP_TYPE_tt__H264Options2 (70)
 #endif
 
 /* tt__H264Options has binding name 'tt__H264Options' for type 'tt:H264Options' */
 #ifndef SOAP_TYPE_tt__H264Options
-#define SOAP_TYPE_tt__H264Options (68)
+#define SOAP_TYPE_tt__H264Options (69)
 #endif
 
 /* tt__Mpeg4Options2 has binding name 'tt__Mpeg4Options2' for type 'tt:Mpeg4Options2' */
 #ifndef SOAP_TYPE_tt__Mpeg4Options2
-#define SOAP_TYPE_tt__Mpeg4Options2 (67)
+#define SOAP_TYPE_tt__Mpeg4Options2 (68)
 #endif
 
 /* tt__Mpeg4Options has binding name 'tt__Mpeg4Options' for type 'tt:Mpeg4Options' */
 #ifndef SOAP_TYPE_tt__Mpeg4Options
-#define SOAP_TYPE_tt__Mpeg4Options (66)
+#define SOAP_TYPE_tt__Mpeg4Options (67)
 #endif
 
 /* tt__JpegOptions2 has binding name 'tt__JpegOptions2' for type 'tt:JpegOptions2' */
 #ifndef SOAP_TYPE_tt__JpegOptions2
-#define SOAP_TYPE_tt__JpegOptions2 (65)
+#define SOAP_TYPE_tt__JpegOptions2 (66)
 #endif
 
 /* tt__JpegOptions has binding name 'tt__JpegOptions' for type 'tt:JpegOptions' */
 #ifndef SOAP_TYPE_tt__JpegOptions
-#define SOAP_TYPE_tt__JpegOptions (64)
+#define SOAP_TYPE_tt__JpegOptions (65)
 #endif
 
 /* tt__VideoEncoderOptionsExtension2 has binding name 'tt__VideoEncoderOptionsExtension2' for type 'tt:VideoEncoderOptionsExtension2' */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension2
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (63)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (64)
 #endif
 
 /* tt__VideoEncoderOptionsExtension has binding name 'tt__VideoEncoderOptionsExtension' for type 'tt:VideoEncoderOptionsExtension' */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (62)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (63)
 #endif
 
 /* tt__VideoEncoderConfigurationOptions has binding name 'tt__VideoEncoderConfigurationOptions' for type 'tt:VideoEncoderConfigurationOptions' */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfigurationOptions
-#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (61)
+#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (62)
 #endif
 
 /* tt__H264Configuration has binding name 'tt__H264Configuration' for type 'tt:H264Configuration' */
 #ifndef SOAP_TYPE_tt__H264Configuration
-#define SOAP_TYPE_tt__H264Configuration (60)
+#define SOAP_TYPE_tt__H264Configuration (61)
 #endif
 
 /* tt__Mpeg4Configuration has binding name 'tt__Mpeg4Configuration' for type 'tt:Mpeg4Configuration' */
 #ifndef SOAP_TYPE_tt__Mpeg4Configuration
-#define SOAP_TYPE_tt__Mpeg4Configuration (59)
+#define SOAP_TYPE_tt__Mpeg4Configuration (60)
 #endif
 
 /* tt__VideoRateControl has binding name 'tt__VideoRateControl' for type 'tt:VideoRateControl' */
 #ifndef SOAP_TYPE_tt__VideoRateControl
-#define SOAP_TYPE_tt__VideoRateControl (58)
+#define SOAP_TYPE_tt__VideoRateControl (59)
 #endif
 
 /* tt__VideoResolution has binding name 'tt__VideoResolution' for type 'tt:VideoResolution' */
 #ifndef SOAP_TYPE_tt__VideoResolution
-#define SOAP_TYPE_tt__VideoResolution (57)
+#define SOAP_TYPE_tt__VideoResolution (58)
 #endif
 
 /* tt__VideoEncoderConfiguration has binding name 'tt__VideoEncoderConfiguration' for type 'tt:VideoEncoderConfiguration' */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfiguration
-#define SOAP_TYPE_tt__VideoEncoderConfiguration (56)
+#define SOAP_TYPE_tt__VideoEncoderConfiguration (57)
 #endif
 
 /* tt__SceneOrientation has binding name 'tt__SceneOrientation' for type 'tt:SceneOrientation' */
 #ifndef SOAP_TYPE_tt__SceneOrientation
-#define SOAP_TYPE_tt__SceneOrientation (55)
+#define SOAP_TYPE_tt__SceneOrientation (56)
 #endif
 
 /* tt__LensDescription has binding name 'tt__LensDescription' for type 'tt:LensDescription' */
 #ifndef SOAP_TYPE_tt__LensDescription
-#define SOAP_TYPE_tt__LensDescription (54)
+#define SOAP_TYPE_tt__LensDescription (55)
 #endif
 
 /* tt__LensOffset has binding name 'tt__LensOffset' for type 'tt:LensOffset' */
 #ifndef SOAP_TYPE_tt__LensOffset
-#define SOAP_TYPE_tt__LensOffset (53)
+#define SOAP_TYPE_tt__LensOffset (54)
 #endif
 
 /* tt__LensProjection has binding name 'tt__LensProjection' for type 'tt:LensProjection' */
 #ifndef SOAP_TYPE_tt__LensProjection
-#define SOAP_TYPE_tt__LensProjection (52)
+#define SOAP_TYPE_tt__LensProjection (53)
 #endif
 
 /* tt__RotateExtension has binding name 'tt__RotateExtension' for type 'tt:RotateExtension' */
 #ifndef SOAP_TYPE_tt__RotateExtension
-#define SOAP_TYPE_tt__RotateExtension (51)
+#define SOAP_TYPE_tt__RotateExtension (52)
 #endif
 
 /* tt__Rotate has binding name 'tt__Rotate' for type 'tt:Rotate' */
 #ifndef SOAP_TYPE_tt__Rotate
-#define SOAP_TYPE_tt__Rotate (50)
+#define SOAP_TYPE_tt__Rotate (51)
 #endif
 
 /* tt__VideoSourceConfigurationExtension2 has binding name 'tt__VideoSourceConfigurationExtension2' for type 'tt:VideoSourceConfigurationExtension2' */
 #ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension2
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (49)
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (50)
 #endif
 
 /* tt__VideoSourceConfigurationExtension has binding name 'tt__VideoSourceConfigurationExtension' for type 'tt:VideoSourceConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (48)
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (49)
 #endif
 
 /* tt__VideoSourceConfiguration has binding name 'tt__VideoSourceConfiguration' for type 'tt:VideoSourceConfiguration' */
 #ifndef SOAP_TYPE_tt__VideoSourceConfiguration
-#define SOAP_TYPE_tt__VideoSourceConfiguration (47)
+#define SOAP_TYPE_tt__VideoSourceConfiguration (48)
 #endif
 
 /* tt__ConfigurationEntity has binding name 'tt__ConfigurationEntity' for type 'tt:ConfigurationEntity' */
 #ifndef SOAP_TYPE_tt__ConfigurationEntity
-#define SOAP_TYPE_tt__ConfigurationEntity (46)
+#define SOAP_TYPE_tt__ConfigurationEntity (47)
 #endif
 
 /* tt__ProfileExtension2 has binding name 'tt__ProfileExtension2' for type 'tt:ProfileExtension2' */
 #ifndef SOAP_TYPE_tt__ProfileExtension2
-#define SOAP_TYPE_tt__ProfileExtension2 (45)
+#define SOAP_TYPE_tt__ProfileExtension2 (46)
 #endif
 
 /* tt__ProfileExtension has binding name 'tt__ProfileExtension' for type 'tt:ProfileExtension' */
@@ -11193,752 +10527,752 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* struct _wsse__Security has binding name '_wsse__Security' for type '' */
 #ifndef SOAP_TYPE__wsse__Security
-#define SOAP_TYPE__wsse__Security (712)
+#define SOAP_TYPE__wsse__Security (643)
 #endif
 
 /* _saml2__EncryptedAttribute has binding name '_saml2__EncryptedAttribute' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedAttribute
-#define SOAP_TYPE__saml2__EncryptedAttribute (711)
+#define SOAP_TYPE__saml2__EncryptedAttribute (642)
 #endif
 
 /* _saml2__Attribute has binding name '_saml2__Attribute' for type '' */
 #ifndef SOAP_TYPE__saml2__Attribute
-#define SOAP_TYPE__saml2__Attribute (709)
+#define SOAP_TYPE__saml2__Attribute (640)
 #endif
 
 /* _saml2__AttributeStatement has binding name '_saml2__AttributeStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AttributeStatement
-#define SOAP_TYPE__saml2__AttributeStatement (708)
+#define SOAP_TYPE__saml2__AttributeStatement (639)
 #endif
 
 /* _saml2__Evidence has binding name '_saml2__Evidence' for type '' */
 #ifndef SOAP_TYPE__saml2__Evidence
-#define SOAP_TYPE__saml2__Evidence (707)
+#define SOAP_TYPE__saml2__Evidence (638)
 #endif
 
 /* _saml2__Action has binding name '_saml2__Action' for type '' */
 #ifndef SOAP_TYPE__saml2__Action
-#define SOAP_TYPE__saml2__Action (706)
+#define SOAP_TYPE__saml2__Action (637)
 #endif
 
 /* _saml2__AuthzDecisionStatement has binding name '_saml2__AuthzDecisionStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthzDecisionStatement
-#define SOAP_TYPE__saml2__AuthzDecisionStatement (705)
+#define SOAP_TYPE__saml2__AuthzDecisionStatement (636)
 #endif
 
 /* _saml2__AuthnContext has binding name '_saml2__AuthnContext' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContext
-#define SOAP_TYPE__saml2__AuthnContext (700)
+#define SOAP_TYPE__saml2__AuthnContext (631)
 #endif
 
 /* _saml2__SubjectLocality has binding name '_saml2__SubjectLocality' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectLocality
-#define SOAP_TYPE__saml2__SubjectLocality (699)
+#define SOAP_TYPE__saml2__SubjectLocality (630)
 #endif
 
 /* _saml2__AuthnStatement has binding name '_saml2__AuthnStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnStatement
-#define SOAP_TYPE__saml2__AuthnStatement (698)
+#define SOAP_TYPE__saml2__AuthnStatement (629)
 #endif
 
 /* _saml2__Statement has binding name '_saml2__Statement' for type '' */
 #ifndef SOAP_TYPE__saml2__Statement
-#define SOAP_TYPE__saml2__Statement (697)
+#define SOAP_TYPE__saml2__Statement (628)
 #endif
 
 /* _saml2__EncryptedAssertion has binding name '_saml2__EncryptedAssertion' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedAssertion
-#define SOAP_TYPE__saml2__EncryptedAssertion (696)
+#define SOAP_TYPE__saml2__EncryptedAssertion (627)
 #endif
 
 /* _saml2__Advice has binding name '_saml2__Advice' for type '' */
 #ifndef SOAP_TYPE__saml2__Advice
-#define SOAP_TYPE__saml2__Advice (695)
+#define SOAP_TYPE__saml2__Advice (626)
 #endif
 
 /* _saml2__ProxyRestriction has binding name '_saml2__ProxyRestriction' for type '' */
 #ifndef SOAP_TYPE__saml2__ProxyRestriction
-#define SOAP_TYPE__saml2__ProxyRestriction (694)
+#define SOAP_TYPE__saml2__ProxyRestriction (625)
 #endif
 
 /* _saml2__OneTimeUse has binding name '_saml2__OneTimeUse' for type '' */
 #ifndef SOAP_TYPE__saml2__OneTimeUse
-#define SOAP_TYPE__saml2__OneTimeUse (693)
+#define SOAP_TYPE__saml2__OneTimeUse (624)
 #endif
 
 /* _saml2__AudienceRestriction has binding name '_saml2__AudienceRestriction' for type '' */
 #ifndef SOAP_TYPE__saml2__AudienceRestriction
-#define SOAP_TYPE__saml2__AudienceRestriction (691)
+#define SOAP_TYPE__saml2__AudienceRestriction (622)
 #endif
 
 /* _saml2__Condition has binding name '_saml2__Condition' for type '' */
 #ifndef SOAP_TYPE__saml2__Condition
-#define SOAP_TYPE__saml2__Condition (690)
+#define SOAP_TYPE__saml2__Condition (621)
 #endif
 
 /* _saml2__Conditions has binding name '_saml2__Conditions' for type '' */
 #ifndef SOAP_TYPE__saml2__Conditions
-#define SOAP_TYPE__saml2__Conditions (689)
+#define SOAP_TYPE__saml2__Conditions (620)
 #endif
 
 /* _saml2__SubjectConfirmationData has binding name '_saml2__SubjectConfirmationData' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmationData
-#define SOAP_TYPE__saml2__SubjectConfirmationData (688)
+#define SOAP_TYPE__saml2__SubjectConfirmationData (619)
 #endif
 
 /* _saml2__SubjectConfirmation has binding name '_saml2__SubjectConfirmation' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmation
-#define SOAP_TYPE__saml2__SubjectConfirmation (687)
+#define SOAP_TYPE__saml2__SubjectConfirmation (618)
 #endif
 
 /* _saml2__Subject has binding name '_saml2__Subject' for type '' */
 #ifndef SOAP_TYPE__saml2__Subject
-#define SOAP_TYPE__saml2__Subject (686)
+#define SOAP_TYPE__saml2__Subject (617)
 #endif
 
 /* _saml2__Assertion has binding name '_saml2__Assertion' for type '' */
 #ifndef SOAP_TYPE__saml2__Assertion
-#define SOAP_TYPE__saml2__Assertion (685)
+#define SOAP_TYPE__saml2__Assertion (616)
 #endif
 
 /* _saml2__Issuer has binding name '_saml2__Issuer' for type '' */
 #ifndef SOAP_TYPE__saml2__Issuer
-#define SOAP_TYPE__saml2__Issuer (682)
+#define SOAP_TYPE__saml2__Issuer (613)
 #endif
 
 /* _saml2__EncryptedID has binding name '_saml2__EncryptedID' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedID
-#define SOAP_TYPE__saml2__EncryptedID (681)
+#define SOAP_TYPE__saml2__EncryptedID (612)
 #endif
 
 /* _saml2__NameID has binding name '_saml2__NameID' for type '' */
 #ifndef SOAP_TYPE__saml2__NameID
-#define SOAP_TYPE__saml2__NameID (680)
+#define SOAP_TYPE__saml2__NameID (611)
 #endif
 
 /* _saml2__BaseID has binding name '_saml2__BaseID' for type '' */
 #ifndef SOAP_TYPE__saml2__BaseID
-#define SOAP_TYPE__saml2__BaseID (679)
+#define SOAP_TYPE__saml2__BaseID (610)
 #endif
 
 /* struct saml2__AttributeType has binding name 'saml2__AttributeType' for type 'saml2:AttributeType' */
 #ifndef SOAP_TYPE_saml2__AttributeType
-#define SOAP_TYPE_saml2__AttributeType (643)
+#define SOAP_TYPE_saml2__AttributeType (574)
 #endif
 
 /* struct saml2__AttributeStatementType has binding name 'saml2__AttributeStatementType' for type 'saml2:AttributeStatementType' */
 #ifndef SOAP_TYPE_saml2__AttributeStatementType
-#define SOAP_TYPE_saml2__AttributeStatementType (642)
+#define SOAP_TYPE_saml2__AttributeStatementType (573)
 #endif
 
 /* struct saml2__EvidenceType has binding name 'saml2__EvidenceType' for type 'saml2:EvidenceType' */
 #ifndef SOAP_TYPE_saml2__EvidenceType
-#define SOAP_TYPE_saml2__EvidenceType (641)
+#define SOAP_TYPE_saml2__EvidenceType (572)
 #endif
 
 /* struct saml2__ActionType has binding name 'saml2__ActionType' for type 'saml2:ActionType' */
 #ifndef SOAP_TYPE_saml2__ActionType
-#define SOAP_TYPE_saml2__ActionType (640)
+#define SOAP_TYPE_saml2__ActionType (571)
 #endif
 
 /* struct saml2__AuthzDecisionStatementType has binding name 'saml2__AuthzDecisionStatementType' for type 'saml2:AuthzDecisionStatementType' */
 #ifndef SOAP_TYPE_saml2__AuthzDecisionStatementType
-#define SOAP_TYPE_saml2__AuthzDecisionStatementType (639)
+#define SOAP_TYPE_saml2__AuthzDecisionStatementType (570)
 #endif
 
 /* struct saml2__AuthnContextType has binding name 'saml2__AuthnContextType' for type 'saml2:AuthnContextType' */
 #ifndef SOAP_TYPE_saml2__AuthnContextType
-#define SOAP_TYPE_saml2__AuthnContextType (638)
+#define SOAP_TYPE_saml2__AuthnContextType (569)
 #endif
 
 /* struct saml2__SubjectLocalityType has binding name 'saml2__SubjectLocalityType' for type 'saml2:SubjectLocalityType' */
 #ifndef SOAP_TYPE_saml2__SubjectLocalityType
-#define SOAP_TYPE_saml2__SubjectLocalityType (637)
+#define SOAP_TYPE_saml2__SubjectLocalityType (568)
 #endif
 
 /* struct saml2__AuthnStatementType has binding name 'saml2__AuthnStatementType' for type 'saml2:AuthnStatementType' */
 #ifndef SOAP_TYPE_saml2__AuthnStatementType
-#define SOAP_TYPE_saml2__AuthnStatementType (636)
+#define SOAP_TYPE_saml2__AuthnStatementType (567)
 #endif
 
 /* struct saml2__StatementAbstractType has binding name 'saml2__StatementAbstractType' for type 'saml2:StatementAbstractType' */
 #ifndef SOAP_TYPE_saml2__StatementAbstractType
-#define SOAP_TYPE_saml2__StatementAbstractType (635)
+#define SOAP_TYPE_saml2__StatementAbstractType (566)
 #endif
 
 /* struct saml2__AdviceType has binding name 'saml2__AdviceType' for type 'saml2:AdviceType' */
 #ifndef SOAP_TYPE_saml2__AdviceType
-#define SOAP_TYPE_saml2__AdviceType (634)
+#define SOAP_TYPE_saml2__AdviceType (565)
 #endif
 
 /* struct saml2__ProxyRestrictionType has binding name 'saml2__ProxyRestrictionType' for type 'saml2:ProxyRestrictionType' */
 #ifndef SOAP_TYPE_saml2__ProxyRestrictionType
-#define SOAP_TYPE_saml2__ProxyRestrictionType (633)
+#define SOAP_TYPE_saml2__ProxyRestrictionType (564)
 #endif
 
 /* struct saml2__OneTimeUseType has binding name 'saml2__OneTimeUseType' for type 'saml2:OneTimeUseType' */
 #ifndef SOAP_TYPE_saml2__OneTimeUseType
-#define SOAP_TYPE_saml2__OneTimeUseType (632)
+#define SOAP_TYPE_saml2__OneTimeUseType (563)
 #endif
 
 /* struct saml2__AudienceRestrictionType has binding name 'saml2__AudienceRestrictionType' for type 'saml2:AudienceRestrictionType' */
 #ifndef SOAP_TYPE_saml2__AudienceRestrictionType
-#define SOAP_TYPE_saml2__AudienceRestrictionType (631)
+#define SOAP_TYPE_saml2__AudienceRestrictionType (562)
 #endif
 
 /* struct saml2__ConditionAbstractType has binding name 'saml2__ConditionAbstractType' for type 'saml2:ConditionAbstractType' */
 #ifndef SOAP_TYPE_saml2__ConditionAbstractType
-#define SOAP_TYPE_saml2__ConditionAbstractType (630)
+#define SOAP_TYPE_saml2__ConditionAbstractType (561)
 #endif
 
 /* struct saml2__ConditionsType has binding name 'saml2__ConditionsType' for type 'saml2:ConditionsType' */
 #ifndef SOAP_TYPE_saml2__ConditionsType
-#define SOAP_TYPE_saml2__ConditionsType (629)
+#define SOAP_TYPE_saml2__ConditionsType (560)
 #endif
 
 /* struct saml2__KeyInfoConfirmationDataType has binding name 'saml2__KeyInfoConfirmationDataType' for type 'saml2:KeyInfoConfirmationDataType' */
 #ifndef SOAP_TYPE_saml2__KeyInfoConfirmationDataType
-#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (628)
+#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (559)
 #endif
 
 /* struct saml2__SubjectConfirmationDataType has binding name 'saml2__SubjectConfirmationDataType' for type 'saml2:SubjectConfirmationDataType' */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationDataType
-#define SOAP_TYPE_saml2__SubjectConfirmationDataType (627)
+#define SOAP_TYPE_saml2__SubjectConfirmationDataType (558)
 #endif
 
 /* struct saml2__SubjectConfirmationType has binding name 'saml2__SubjectConfirmationType' for type 'saml2:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationType
-#define SOAP_TYPE_saml2__SubjectConfirmationType (626)
+#define SOAP_TYPE_saml2__SubjectConfirmationType (557)
 #endif
 
 /* struct saml2__SubjectType has binding name 'saml2__SubjectType' for type 'saml2:SubjectType' */
 #ifndef SOAP_TYPE_saml2__SubjectType
-#define SOAP_TYPE_saml2__SubjectType (625)
+#define SOAP_TYPE_saml2__SubjectType (556)
 #endif
 
 /* struct saml2__AssertionType has binding name 'saml2__AssertionType' for type 'saml2:AssertionType' */
 #ifndef SOAP_TYPE_saml2__AssertionType
-#define SOAP_TYPE_saml2__AssertionType (624)
+#define SOAP_TYPE_saml2__AssertionType (555)
 #endif
 
 /* struct saml2__EncryptedElementType has binding name 'saml2__EncryptedElementType' for type 'saml2:EncryptedElementType' */
 #ifndef SOAP_TYPE_saml2__EncryptedElementType
-#define SOAP_TYPE_saml2__EncryptedElementType (623)
+#define SOAP_TYPE_saml2__EncryptedElementType (554)
 #endif
 
 /* struct saml2__NameIDType has binding name 'saml2__NameIDType' for type 'saml2:NameIDType' */
 #ifndef SOAP_TYPE_saml2__NameIDType
-#define SOAP_TYPE_saml2__NameIDType (622)
+#define SOAP_TYPE_saml2__NameIDType (553)
 #endif
 
 /* struct saml2__BaseIDAbstractType has binding name 'saml2__BaseIDAbstractType' for type 'saml2:BaseIDAbstractType' */
 #ifndef SOAP_TYPE_saml2__BaseIDAbstractType
-#define SOAP_TYPE_saml2__BaseIDAbstractType (621)
+#define SOAP_TYPE_saml2__BaseIDAbstractType (552)
 #endif
 
 /* _saml1__Attribute has binding name '_saml1__Attribute' for type '' */
 #ifndef SOAP_TYPE__saml1__Attribute
-#define SOAP_TYPE__saml1__Attribute (619)
+#define SOAP_TYPE__saml1__Attribute (550)
 #endif
 
 /* _saml1__AttributeDesignator has binding name '_saml1__AttributeDesignator' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeDesignator
-#define SOAP_TYPE__saml1__AttributeDesignator (618)
+#define SOAP_TYPE__saml1__AttributeDesignator (549)
 #endif
 
 /* _saml1__AttributeStatement has binding name '_saml1__AttributeStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeStatement
-#define SOAP_TYPE__saml1__AttributeStatement (617)
+#define SOAP_TYPE__saml1__AttributeStatement (548)
 #endif
 
 /* _saml1__Evidence has binding name '_saml1__Evidence' for type '' */
 #ifndef SOAP_TYPE__saml1__Evidence
-#define SOAP_TYPE__saml1__Evidence (616)
+#define SOAP_TYPE__saml1__Evidence (547)
 #endif
 
 /* _saml1__Action has binding name '_saml1__Action' for type '' */
 #ifndef SOAP_TYPE__saml1__Action
-#define SOAP_TYPE__saml1__Action (615)
+#define SOAP_TYPE__saml1__Action (546)
 #endif
 
 /* _saml1__AuthorizationDecisionStatement has binding name '_saml1__AuthorizationDecisionStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthorizationDecisionStatement
-#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (614)
+#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (545)
 #endif
 
 /* _saml1__AuthorityBinding has binding name '_saml1__AuthorityBinding' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthorityBinding
-#define SOAP_TYPE__saml1__AuthorityBinding (613)
+#define SOAP_TYPE__saml1__AuthorityBinding (544)
 #endif
 
 /* _saml1__SubjectLocality has binding name '_saml1__SubjectLocality' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectLocality
-#define SOAP_TYPE__saml1__SubjectLocality (612)
+#define SOAP_TYPE__saml1__SubjectLocality (543)
 #endif
 
 /* _saml1__AuthenticationStatement has binding name '_saml1__AuthenticationStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthenticationStatement
-#define SOAP_TYPE__saml1__AuthenticationStatement (611)
+#define SOAP_TYPE__saml1__AuthenticationStatement (542)
 #endif
 
 /* _saml1__SubjectConfirmation has binding name '_saml1__SubjectConfirmation' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmation
-#define SOAP_TYPE__saml1__SubjectConfirmation (608)
+#define SOAP_TYPE__saml1__SubjectConfirmation (539)
 #endif
 
 /* _saml1__NameIdentifier has binding name '_saml1__NameIdentifier' for type '' */
 #ifndef SOAP_TYPE__saml1__NameIdentifier
-#define SOAP_TYPE__saml1__NameIdentifier (607)
+#define SOAP_TYPE__saml1__NameIdentifier (538)
 #endif
 
 /* _saml1__Subject has binding name '_saml1__Subject' for type '' */
 #ifndef SOAP_TYPE__saml1__Subject
-#define SOAP_TYPE__saml1__Subject (606)
+#define SOAP_TYPE__saml1__Subject (537)
 #endif
 
 /* _saml1__SubjectStatement has binding name '_saml1__SubjectStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectStatement
-#define SOAP_TYPE__saml1__SubjectStatement (605)
+#define SOAP_TYPE__saml1__SubjectStatement (536)
 #endif
 
 /* _saml1__Statement has binding name '_saml1__Statement' for type '' */
 #ifndef SOAP_TYPE__saml1__Statement
-#define SOAP_TYPE__saml1__Statement (604)
+#define SOAP_TYPE__saml1__Statement (535)
 #endif
 
 /* _saml1__Advice has binding name '_saml1__Advice' for type '' */
 #ifndef SOAP_TYPE__saml1__Advice
-#define SOAP_TYPE__saml1__Advice (603)
+#define SOAP_TYPE__saml1__Advice (534)
 #endif
 
 /* _saml1__DoNotCacheCondition has binding name '_saml1__DoNotCacheCondition' for type '' */
 #ifndef SOAP_TYPE__saml1__DoNotCacheCondition
-#define SOAP_TYPE__saml1__DoNotCacheCondition (602)
+#define SOAP_TYPE__saml1__DoNotCacheCondition (533)
 #endif
 
 /* _saml1__AudienceRestrictionCondition has binding name '_saml1__AudienceRestrictionCondition' for type '' */
 #ifndef SOAP_TYPE__saml1__AudienceRestrictionCondition
-#define SOAP_TYPE__saml1__AudienceRestrictionCondition (600)
+#define SOAP_TYPE__saml1__AudienceRestrictionCondition (531)
 #endif
 
 /* _saml1__Condition has binding name '_saml1__Condition' for type '' */
 #ifndef SOAP_TYPE__saml1__Condition
-#define SOAP_TYPE__saml1__Condition (599)
+#define SOAP_TYPE__saml1__Condition (530)
 #endif
 
 /* _saml1__Conditions has binding name '_saml1__Conditions' for type '' */
 #ifndef SOAP_TYPE__saml1__Conditions
-#define SOAP_TYPE__saml1__Conditions (598)
+#define SOAP_TYPE__saml1__Conditions (529)
 #endif
 
 /* _saml1__Assertion has binding name '_saml1__Assertion' for type '' */
 #ifndef SOAP_TYPE__saml1__Assertion
-#define SOAP_TYPE__saml1__Assertion (597)
+#define SOAP_TYPE__saml1__Assertion (528)
 #endif
 
 /* struct saml1__AttributeType has binding name 'saml1__AttributeType' for type 'saml1:AttributeType' */
 #ifndef SOAP_TYPE_saml1__AttributeType
-#define SOAP_TYPE_saml1__AttributeType (564)
+#define SOAP_TYPE_saml1__AttributeType (495)
 #endif
 
 /* struct saml1__AttributeDesignatorType has binding name 'saml1__AttributeDesignatorType' for type 'saml1:AttributeDesignatorType' */
 #ifndef SOAP_TYPE_saml1__AttributeDesignatorType
-#define SOAP_TYPE_saml1__AttributeDesignatorType (563)
+#define SOAP_TYPE_saml1__AttributeDesignatorType (494)
 #endif
 
 /* struct saml1__AttributeStatementType has binding name 'saml1__AttributeStatementType' for type 'saml1:AttributeStatementType' */
 #ifndef SOAP_TYPE_saml1__AttributeStatementType
-#define SOAP_TYPE_saml1__AttributeStatementType (562)
+#define SOAP_TYPE_saml1__AttributeStatementType (493)
 #endif
 
 /* struct saml1__EvidenceType has binding name 'saml1__EvidenceType' for type 'saml1:EvidenceType' */
 #ifndef SOAP_TYPE_saml1__EvidenceType
-#define SOAP_TYPE_saml1__EvidenceType (561)
+#define SOAP_TYPE_saml1__EvidenceType (492)
 #endif
 
 /* struct saml1__ActionType has binding name 'saml1__ActionType' for type 'saml1:ActionType' */
 #ifndef SOAP_TYPE_saml1__ActionType
-#define SOAP_TYPE_saml1__ActionType (560)
+#define SOAP_TYPE_saml1__ActionType (491)
 #endif
 
 /* struct saml1__AuthorizationDecisionStatementType has binding name 'saml1__AuthorizationDecisionStatementType' for type 'saml1:AuthorizationDecisionStatementType' */
 #ifndef SOAP_TYPE_saml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (559)
+#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (490)
 #endif
 
 /* struct saml1__AuthorityBindingType has binding name 'saml1__AuthorityBindingType' for type 'saml1:AuthorityBindingType' */
 #ifndef SOAP_TYPE_saml1__AuthorityBindingType
-#define SOAP_TYPE_saml1__AuthorityBindingType (558)
+#define SOAP_TYPE_saml1__AuthorityBindingType (489)
 #endif
 
 /* struct saml1__SubjectLocalityType has binding name 'saml1__SubjectLocalityType' for type 'saml1:SubjectLocalityType' */
 #ifndef SOAP_TYPE_saml1__SubjectLocalityType
-#define SOAP_TYPE_saml1__SubjectLocalityType (557)
+#define SOAP_TYPE_saml1__SubjectLocalityType (488)
 #endif
 
 /* struct saml1__AuthenticationStatementType has binding name 'saml1__AuthenticationStatementType' for type 'saml1:AuthenticationStatementType' */
 #ifndef SOAP_TYPE_saml1__AuthenticationStatementType
-#define SOAP_TYPE_saml1__AuthenticationStatementType (556)
+#define SOAP_TYPE_saml1__AuthenticationStatementType (487)
 #endif
 
 /* struct saml1__SubjectConfirmationType has binding name 'saml1__SubjectConfirmationType' for type 'saml1:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_saml1__SubjectConfirmationType
-#define SOAP_TYPE_saml1__SubjectConfirmationType (555)
+#define SOAP_TYPE_saml1__SubjectConfirmationType (486)
 #endif
 
 /* struct saml1__NameIdentifierType has binding name 'saml1__NameIdentifierType' for type 'saml1:NameIdentifierType' */
 #ifndef SOAP_TYPE_saml1__NameIdentifierType
-#define SOAP_TYPE_saml1__NameIdentifierType (554)
+#define SOAP_TYPE_saml1__NameIdentifierType (485)
 #endif
 
 /* struct saml1__SubjectType has binding name 'saml1__SubjectType' for type 'saml1:SubjectType' */
 #ifndef SOAP_TYPE_saml1__SubjectType
-#define SOAP_TYPE_saml1__SubjectType (553)
+#define SOAP_TYPE_saml1__SubjectType (484)
 #endif
 
 /* struct saml1__SubjectStatementAbstractType has binding name 'saml1__SubjectStatementAbstractType' for type 'saml1:SubjectStatementAbstractType' */
 #ifndef SOAP_TYPE_saml1__SubjectStatementAbstractType
-#define SOAP_TYPE_saml1__SubjectStatementAbstractType (552)
+#define SOAP_TYPE_saml1__SubjectStatementAbstractType (483)
 #endif
 
 /* struct saml1__StatementAbstractType has binding name 'saml1__StatementAbstractType' for type 'saml1:StatementAbstractType' */
 #ifndef SOAP_TYPE_saml1__StatementAbstractType
-#define SOAP_TYPE_saml1__StatementAbstractType (551)
+#define SOAP_TYPE_saml1__StatementAbstractType (482)
 #endif
 
 /* struct saml1__AdviceType has binding name 'saml1__AdviceType' for type 'saml1:AdviceType' */
 #ifndef SOAP_TYPE_saml1__AdviceType
-#define SOAP_TYPE_saml1__AdviceType (550)
+#define SOAP_TYPE_saml1__AdviceType (481)
 #endif
 
 /* struct saml1__DoNotCacheConditionType has binding name 'saml1__DoNotCacheConditionType' for type 'saml1:DoNotCacheConditionType' */
 #ifndef SOAP_TYPE_saml1__DoNotCacheConditionType
-#define SOAP_TYPE_saml1__DoNotCacheConditionType (549)
+#define SOAP_TYPE_saml1__DoNotCacheConditionType (480)
 #endif
 
 /* struct saml1__AudienceRestrictionConditionType has binding name 'saml1__AudienceRestrictionConditionType' for type 'saml1:AudienceRestrictionConditionType' */
 #ifndef SOAP_TYPE_saml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (548)
+#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (479)
 #endif
 
 /* struct saml1__ConditionAbstractType has binding name 'saml1__ConditionAbstractType' for type 'saml1:ConditionAbstractType' */
 #ifndef SOAP_TYPE_saml1__ConditionAbstractType
-#define SOAP_TYPE_saml1__ConditionAbstractType (547)
+#define SOAP_TYPE_saml1__ConditionAbstractType (478)
 #endif
 
 /* struct saml1__ConditionsType has binding name 'saml1__ConditionsType' for type 'saml1:ConditionsType' */
 #ifndef SOAP_TYPE_saml1__ConditionsType
-#define SOAP_TYPE_saml1__ConditionsType (546)
+#define SOAP_TYPE_saml1__ConditionsType (477)
 #endif
 
 /* struct saml1__AssertionType has binding name 'saml1__AssertionType' for type 'saml1:AssertionType' */
 #ifndef SOAP_TYPE_saml1__AssertionType
-#define SOAP_TYPE_saml1__AssertionType (545)
+#define SOAP_TYPE_saml1__AssertionType (476)
 #endif
 
 /* struct wsc__PropertiesType has binding name 'wsc__PropertiesType' for type 'wsc:PropertiesType' */
 #ifndef SOAP_TYPE_wsc__PropertiesType
-#define SOAP_TYPE_wsc__PropertiesType (539)
+#define SOAP_TYPE_wsc__PropertiesType (470)
 #endif
 
 /* struct wsc__DerivedKeyTokenType has binding name 'wsc__DerivedKeyTokenType' for type 'wsc:DerivedKeyTokenType' */
 #ifndef SOAP_TYPE_wsc__DerivedKeyTokenType
-#define SOAP_TYPE_wsc__DerivedKeyTokenType (538)
+#define SOAP_TYPE_wsc__DerivedKeyTokenType (469)
 #endif
 
 /* struct wsc__SecurityContextTokenType has binding name 'wsc__SecurityContextTokenType' for type 'wsc:SecurityContextTokenType' */
 #ifndef SOAP_TYPE_wsc__SecurityContextTokenType
-#define SOAP_TYPE_wsc__SecurityContextTokenType (537)
+#define SOAP_TYPE_wsc__SecurityContextTokenType (468)
 #endif
 
 /* struct _xenc__ReferenceList has binding name '_xenc__ReferenceList' for type '' */
 #ifndef SOAP_TYPE__xenc__ReferenceList
-#define SOAP_TYPE__xenc__ReferenceList (523)
+#define SOAP_TYPE__xenc__ReferenceList (454)
 #endif
 
 /* struct xenc__EncryptionPropertyType has binding name 'xenc__EncryptionPropertyType' for type 'xenc:EncryptionPropertyType' */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertyType
-#define SOAP_TYPE_xenc__EncryptionPropertyType (522)
+#define SOAP_TYPE_xenc__EncryptionPropertyType (453)
 #endif
 
 /* struct xenc__EncryptionPropertiesType has binding name 'xenc__EncryptionPropertiesType' for type 'xenc:EncryptionPropertiesType' */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertiesType
-#define SOAP_TYPE_xenc__EncryptionPropertiesType (521)
+#define SOAP_TYPE_xenc__EncryptionPropertiesType (452)
 #endif
 
 /* struct xenc__ReferenceType has binding name 'xenc__ReferenceType' for type 'xenc:ReferenceType' */
 #ifndef SOAP_TYPE_xenc__ReferenceType
-#define SOAP_TYPE_xenc__ReferenceType (520)
+#define SOAP_TYPE_xenc__ReferenceType (451)
 #endif
 
 /* struct xenc__AgreementMethodType has binding name 'xenc__AgreementMethodType' for type 'xenc:AgreementMethodType' */
 #ifndef SOAP_TYPE_xenc__AgreementMethodType
-#define SOAP_TYPE_xenc__AgreementMethodType (519)
+#define SOAP_TYPE_xenc__AgreementMethodType (450)
 #endif
 
 /* struct xenc__EncryptedDataType has binding name 'xenc__EncryptedDataType' for type 'xenc:EncryptedDataType' */
 #ifndef SOAP_TYPE_xenc__EncryptedDataType
-#define SOAP_TYPE_xenc__EncryptedDataType (518)
+#define SOAP_TYPE_xenc__EncryptedDataType (449)
 #endif
 
 /* struct xenc__TransformsType has binding name 'xenc__TransformsType' for type 'xenc:TransformsType' */
 #ifndef SOAP_TYPE_xenc__TransformsType
-#define SOAP_TYPE_xenc__TransformsType (517)
+#define SOAP_TYPE_xenc__TransformsType (448)
 #endif
 
 /* struct xenc__CipherReferenceType has binding name 'xenc__CipherReferenceType' for type 'xenc:CipherReferenceType' */
 #ifndef SOAP_TYPE_xenc__CipherReferenceType
-#define SOAP_TYPE_xenc__CipherReferenceType (516)
+#define SOAP_TYPE_xenc__CipherReferenceType (447)
 #endif
 
 /* struct xenc__CipherDataType has binding name 'xenc__CipherDataType' for type 'xenc:CipherDataType' */
 #ifndef SOAP_TYPE_xenc__CipherDataType
-#define SOAP_TYPE_xenc__CipherDataType (515)
+#define SOAP_TYPE_xenc__CipherDataType (446)
 #endif
 
 /* struct xenc__EncryptionMethodType has binding name 'xenc__EncryptionMethodType' for type 'xenc:EncryptionMethodType' */
 #ifndef SOAP_TYPE_xenc__EncryptionMethodType
-#define SOAP_TYPE_xenc__EncryptionMethodType (514)
+#define SOAP_TYPE_xenc__EncryptionMethodType (445)
 #endif
 
 /* struct xenc__EncryptedType has binding name 'xenc__EncryptedType' for type 'xenc:EncryptedType' */
 #ifndef SOAP_TYPE_xenc__EncryptedType
-#define SOAP_TYPE_xenc__EncryptedType (513)
+#define SOAP_TYPE_xenc__EncryptedType (444)
 #endif
 
 /* struct ds__RSAKeyValueType has binding name 'ds__RSAKeyValueType' for type 'ds:RSAKeyValueType' */
 #ifndef SOAP_TYPE_ds__RSAKeyValueType
-#define SOAP_TYPE_ds__RSAKeyValueType (502)
+#define SOAP_TYPE_ds__RSAKeyValueType (433)
 #endif
 
 /* struct ds__DSAKeyValueType has binding name 'ds__DSAKeyValueType' for type 'ds:DSAKeyValueType' */
 #ifndef SOAP_TYPE_ds__DSAKeyValueType
-#define SOAP_TYPE_ds__DSAKeyValueType (501)
+#define SOAP_TYPE_ds__DSAKeyValueType (432)
 #endif
 
 /* struct ds__X509IssuerSerialType has binding name 'ds__X509IssuerSerialType' for type 'ds:X509IssuerSerialType' */
 #ifndef SOAP_TYPE_ds__X509IssuerSerialType
-#define SOAP_TYPE_ds__X509IssuerSerialType (500)
+#define SOAP_TYPE_ds__X509IssuerSerialType (431)
 #endif
 
 /* _ds__KeyInfo has binding name '_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE__ds__KeyInfo
-#define SOAP_TYPE__ds__KeyInfo (499)
+#define SOAP_TYPE__ds__KeyInfo (430)
 #endif
 
 /* struct ds__RetrievalMethodType has binding name 'ds__RetrievalMethodType' for type 'ds:RetrievalMethodType' */
 #ifndef SOAP_TYPE_ds__RetrievalMethodType
-#define SOAP_TYPE_ds__RetrievalMethodType (496)
+#define SOAP_TYPE_ds__RetrievalMethodType (427)
 #endif
 
 /* struct ds__KeyValueType has binding name 'ds__KeyValueType' for type 'ds:KeyValueType' */
 #ifndef SOAP_TYPE_ds__KeyValueType
-#define SOAP_TYPE_ds__KeyValueType (494)
+#define SOAP_TYPE_ds__KeyValueType (425)
 #endif
 
 /* struct ds__DigestMethodType has binding name 'ds__DigestMethodType' for type 'ds:DigestMethodType' */
 #ifndef SOAP_TYPE_ds__DigestMethodType
-#define SOAP_TYPE_ds__DigestMethodType (493)
+#define SOAP_TYPE_ds__DigestMethodType (424)
 #endif
 
 /* _ds__Transform has binding name '_ds__Transform' for type '' */
 #ifndef SOAP_TYPE__ds__Transform
-#define SOAP_TYPE__ds__Transform (492)
+#define SOAP_TYPE__ds__Transform (423)
 #endif
 
 /* struct ds__TransformType has binding name 'ds__TransformType' for type 'ds:TransformType' */
 #ifndef SOAP_TYPE_ds__TransformType
-#define SOAP_TYPE_ds__TransformType (490)
+#define SOAP_TYPE_ds__TransformType (421)
 #endif
 
 /* struct _c14n__InclusiveNamespaces has binding name '_c14n__InclusiveNamespaces' for type '' */
 #ifndef SOAP_TYPE__c14n__InclusiveNamespaces
-#define SOAP_TYPE__c14n__InclusiveNamespaces (489)
+#define SOAP_TYPE__c14n__InclusiveNamespaces (420)
 #endif
 
 /* struct ds__TransformsType has binding name 'ds__TransformsType' for type 'ds:TransformsType' */
 #ifndef SOAP_TYPE_ds__TransformsType
-#define SOAP_TYPE_ds__TransformsType (488)
+#define SOAP_TYPE_ds__TransformsType (419)
 #endif
 
 /* struct ds__ReferenceType has binding name 'ds__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_ds__ReferenceType
-#define SOAP_TYPE_ds__ReferenceType (487)
+#define SOAP_TYPE_ds__ReferenceType (418)
 #endif
 
 /* struct ds__SignatureMethodType has binding name 'ds__SignatureMethodType' for type 'ds:SignatureMethodType' */
 #ifndef SOAP_TYPE_ds__SignatureMethodType
-#define SOAP_TYPE_ds__SignatureMethodType (486)
+#define SOAP_TYPE_ds__SignatureMethodType (417)
 #endif
 
 /* struct ds__CanonicalizationMethodType has binding name 'ds__CanonicalizationMethodType' for type 'ds:CanonicalizationMethodType' */
 #ifndef SOAP_TYPE_ds__CanonicalizationMethodType
-#define SOAP_TYPE_ds__CanonicalizationMethodType (485)
+#define SOAP_TYPE_ds__CanonicalizationMethodType (416)
 #endif
 
 /* _ds__Signature has binding name '_ds__Signature' for type '' */
 #ifndef SOAP_TYPE__ds__Signature
-#define SOAP_TYPE__ds__Signature (484)
+#define SOAP_TYPE__ds__Signature (415)
 #endif
 
 /* struct ds__SignedInfoType has binding name 'ds__SignedInfoType' for type 'ds:SignedInfoType' */
 #ifndef SOAP_TYPE_ds__SignedInfoType
-#define SOAP_TYPE_ds__SignedInfoType (481)
+#define SOAP_TYPE_ds__SignedInfoType (412)
 #endif
 
 /* struct ds__SignatureType has binding name 'ds__SignatureType' for type 'ds:SignatureType' */
 #ifndef SOAP_TYPE_ds__SignatureType
-#define SOAP_TYPE_ds__SignatureType (480)
+#define SOAP_TYPE_ds__SignatureType (411)
 #endif
 
 /* struct xenc__EncryptedKeyType has binding name 'xenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_xenc__EncryptedKeyType
-#define SOAP_TYPE_xenc__EncryptedKeyType (477)
+#define SOAP_TYPE_xenc__EncryptedKeyType (408)
 #endif
 
 /* struct ds__KeyInfoType has binding name 'ds__KeyInfoType' for type 'ds:KeyInfoType' */
 #ifndef SOAP_TYPE_ds__KeyInfoType
-#define SOAP_TYPE_ds__KeyInfoType (476)
+#define SOAP_TYPE_ds__KeyInfoType (407)
 #endif
 
 /* struct ds__X509DataType has binding name 'ds__X509DataType' for type 'ds:X509DataType' */
 #ifndef SOAP_TYPE_ds__X509DataType
-#define SOAP_TYPE_ds__X509DataType (474)
+#define SOAP_TYPE_ds__X509DataType (405)
 #endif
 
 /* struct _wsse__SecurityTokenReference has binding name '_wsse__SecurityTokenReference' for type '' */
 #ifndef SOAP_TYPE__wsse__SecurityTokenReference
-#define SOAP_TYPE__wsse__SecurityTokenReference (470)
+#define SOAP_TYPE__wsse__SecurityTokenReference (401)
 #endif
 
 /* struct _wsse__KeyIdentifier has binding name '_wsse__KeyIdentifier' for type '' */
 #ifndef SOAP_TYPE__wsse__KeyIdentifier
-#define SOAP_TYPE__wsse__KeyIdentifier (469)
+#define SOAP_TYPE__wsse__KeyIdentifier (400)
 #endif
 
 /* struct _wsse__Embedded has binding name '_wsse__Embedded' for type '' */
 #ifndef SOAP_TYPE__wsse__Embedded
-#define SOAP_TYPE__wsse__Embedded (468)
+#define SOAP_TYPE__wsse__Embedded (399)
 #endif
 
 /* struct _wsse__Reference has binding name '_wsse__Reference' for type '' */
 #ifndef SOAP_TYPE__wsse__Reference
-#define SOAP_TYPE__wsse__Reference (467)
+#define SOAP_TYPE__wsse__Reference (398)
 #endif
 
 /* struct _wsse__BinarySecurityToken has binding name '_wsse__BinarySecurityToken' for type '' */
 #ifndef SOAP_TYPE__wsse__BinarySecurityToken
-#define SOAP_TYPE__wsse__BinarySecurityToken (466)
+#define SOAP_TYPE__wsse__BinarySecurityToken (397)
 #endif
 
 /* struct _wsse__Password has binding name '_wsse__Password' for type '' */
 #ifndef SOAP_TYPE__wsse__Password
-#define SOAP_TYPE__wsse__Password (462)
+#define SOAP_TYPE__wsse__Password (393)
 #endif
 
 /* struct _wsse__UsernameToken has binding name '_wsse__UsernameToken' for type '' */
 #ifndef SOAP_TYPE__wsse__UsernameToken
-#define SOAP_TYPE__wsse__UsernameToken (461)
+#define SOAP_TYPE__wsse__UsernameToken (392)
 #endif
 
 /* struct wsse__EncodedString has binding name 'wsse__EncodedString' for type 'wsse:EncodedString' */
 #ifndef SOAP_TYPE_wsse__EncodedString
-#define SOAP_TYPE_wsse__EncodedString (459)
+#define SOAP_TYPE_wsse__EncodedString (390)
 #endif
 
 /* struct _wsu__Timestamp has binding name '_wsu__Timestamp' for type '' */
 #ifndef SOAP_TYPE__wsu__Timestamp
-#define SOAP_TYPE__wsu__Timestamp (458)
+#define SOAP_TYPE__wsu__Timestamp (389)
 #endif
 
 /* struct SOAP_ENV__Fault has binding name 'SOAP_ENV__Fault' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Fault
-#define SOAP_TYPE_SOAP_ENV__Fault (456)
+#define SOAP_TYPE_SOAP_ENV__Fault (387)
 #endif
 
 /* struct SOAP_ENV__Reason has binding name 'SOAP_ENV__Reason' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Reason
-#define SOAP_TYPE_SOAP_ENV__Reason (452)
+#define SOAP_TYPE_SOAP_ENV__Reason (383)
 #endif
 
 /* struct SOAP_ENV__Code has binding name 'SOAP_ENV__Code' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Code
-#define SOAP_TYPE_SOAP_ENV__Code (450)
+#define SOAP_TYPE_SOAP_ENV__Code (381)
 #endif
 
 /* struct SOAP_ENV__Detail has binding name 'SOAP_ENV__Detail' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Detail
-#define SOAP_TYPE_SOAP_ENV__Detail (448)
+#define SOAP_TYPE_SOAP_ENV__Detail (379)
 #endif
 
 /* struct chan__ChannelInstanceType has binding name 'chan__ChannelInstanceType' for type 'chan:ChannelInstanceType' */
 #ifndef SOAP_TYPE_chan__ChannelInstanceType
-#define SOAP_TYPE_chan__ChannelInstanceType (442)
+#define SOAP_TYPE_chan__ChannelInstanceType (373)
 #endif
 
 /* _wsa5__ProblemAction has binding name '_wsa5__ProblemAction' for type '' */
 #ifndef SOAP_TYPE__wsa5__ProblemAction
-#define SOAP_TYPE__wsa5__ProblemAction (440)
+#define SOAP_TYPE__wsa5__ProblemAction (371)
 #endif
 
 /* _wsa5__FaultTo has binding name '_wsa5__FaultTo' for type '' */
 #ifndef SOAP_TYPE__wsa5__FaultTo
-#define SOAP_TYPE__wsa5__FaultTo (433)
+#define SOAP_TYPE__wsa5__FaultTo (364)
 #endif
 
 /* _wsa5__From has binding name '_wsa5__From' for type '' */
 #ifndef SOAP_TYPE__wsa5__From
-#define SOAP_TYPE__wsa5__From (432)
+#define SOAP_TYPE__wsa5__From (363)
 #endif
 
 /* _wsa5__ReplyTo has binding name '_wsa5__ReplyTo' for type '' */
 #ifndef SOAP_TYPE__wsa5__ReplyTo
-#define SOAP_TYPE__wsa5__ReplyTo (431)
+#define SOAP_TYPE__wsa5__ReplyTo (362)
 #endif
 
 /* _wsa5__RelatesTo has binding name '_wsa5__RelatesTo' for type '' */
 #ifndef SOAP_TYPE__wsa5__RelatesTo
-#define SOAP_TYPE__wsa5__RelatesTo (430)
+#define SOAP_TYPE__wsa5__RelatesTo (361)
 #endif
 
 /* _wsa5__Metadata has binding name '_wsa5__Metadata' for type '' */
 #ifndef SOAP_TYPE__wsa5__Metadata
-#define SOAP_TYPE__wsa5__Metadata (428)
+#define SOAP_TYPE__wsa5__Metadata (359)
 #endif
 
 /* _wsa5__ReferenceParameters has binding name '_wsa5__ReferenceParameters' for type '' */
 #ifndef SOAP_TYPE__wsa5__ReferenceParameters
-#define SOAP_TYPE__wsa5__ReferenceParameters (427)
+#define SOAP_TYPE__wsa5__ReferenceParameters (358)
 #endif
 
 /* _wsa5__EndpointReference has binding name '_wsa5__EndpointReference' for type '' */
 #ifndef SOAP_TYPE__wsa5__EndpointReference
-#define SOAP_TYPE__wsa5__EndpointReference (426)
+#define SOAP_TYPE__wsa5__EndpointReference (357)
 #endif
 
 /* struct wsa5__ProblemActionType has binding name 'wsa5__ProblemActionType' for type 'wsa5:ProblemActionType' */
 #ifndef SOAP_TYPE_wsa5__ProblemActionType
-#define SOAP_TYPE_wsa5__ProblemActionType (418)
+#define SOAP_TYPE_wsa5__ProblemActionType (348)
 #endif
 
 /* struct wsa5__RelatesToType has binding name 'wsa5__RelatesToType' for type 'wsa5:RelatesToType' */
 #ifndef SOAP_TYPE_wsa5__RelatesToType
-#define SOAP_TYPE_wsa5__RelatesToType (417)
+#define SOAP_TYPE_wsa5__RelatesToType (347)
 #endif
 
 /* struct wsa5__MetadataType has binding name 'wsa5__MetadataType' for type 'wsa5:MetadataType' */
 #ifndef SOAP_TYPE_wsa5__MetadataType
-#define SOAP_TYPE_wsa5__MetadataType (416)
+#define SOAP_TYPE_wsa5__MetadataType (346)
 #endif
 
 /* struct wsa5__ReferenceParametersType has binding name 'wsa5__ReferenceParametersType' for type 'wsa5:ReferenceParametersType' */
 #ifndef SOAP_TYPE_wsa5__ReferenceParametersType
-#define SOAP_TYPE_wsa5__ReferenceParametersType (415)
+#define SOAP_TYPE_wsa5__ReferenceParametersType (345)
 #endif
 
 /* struct wsa5__EndpointReferenceType has binding name 'wsa5__EndpointReferenceType' for type 'wsa5:EndpointReferenceType' */
 #ifndef SOAP_TYPE_wsa5__EndpointReferenceType
-#define SOAP_TYPE_wsa5__EndpointReferenceType (414)
+#define SOAP_TYPE_wsa5__EndpointReferenceType (344)
 #endif
 
 /* xsd__dateTime has binding name 'xsd__dateTime' for type 'xsd:dateTime' */
@@ -11973,1362 +11307,1072 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* tptz1__RemovePreset * has binding name 'PointerTotptz1__RemovePreset' for type 'tptz1:RemovePreset' */
 #ifndef SOAP_TYPE_PointerTotptz1__RemovePreset
-#define SOAP_TYPE_PointerTotptz1__RemovePreset (727)
+#define SOAP_TYPE_PointerTotptz1__RemovePreset (658)
 #endif
 
 /* tptz1__StopRequest * has binding name 'PointerTotptz1__StopRequest' for type 'tptz1:StopRequest' */
 #ifndef SOAP_TYPE_PointerTotptz1__StopRequest
-#define SOAP_TYPE_PointerTotptz1__StopRequest (723)
+#define SOAP_TYPE_PointerTotptz1__StopRequest (654)
 #endif
 
 /* struct _wsse__Security * has binding name 'PointerTo_wsse__Security' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Security
-#define SOAP_TYPE_PointerTo_wsse__Security (718)
+#define SOAP_TYPE_PointerTo_wsse__Security (649)
 #endif
 
 /* struct ds__SignatureType * has binding name 'PointerTods__SignatureType' for type 'ds:SignatureType' */
 #ifndef SOAP_TYPE_PointerTods__SignatureType
-#define SOAP_TYPE_PointerTods__SignatureType (717)
+#define SOAP_TYPE_PointerTods__SignatureType (648)
 #endif
 
 /* struct wsc__SecurityContextTokenType * has binding name 'PointerTowsc__SecurityContextTokenType' for type 'wsc:SecurityContextTokenType' */
 #ifndef SOAP_TYPE_PointerTowsc__SecurityContextTokenType
-#define SOAP_TYPE_PointerTowsc__SecurityContextTokenType (716)
+#define SOAP_TYPE_PointerTowsc__SecurityContextTokenType (647)
 #endif
 
 /* struct _wsse__BinarySecurityToken * has binding name 'PointerTo_wsse__BinarySecurityToken' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__BinarySecurityToken
-#define SOAP_TYPE_PointerTo_wsse__BinarySecurityToken (715)
+#define SOAP_TYPE_PointerTo_wsse__BinarySecurityToken (646)
 #endif
 
 /* struct _wsse__UsernameToken * has binding name 'PointerTo_wsse__UsernameToken' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__UsernameToken
-#define SOAP_TYPE_PointerTo_wsse__UsernameToken (714)
+#define SOAP_TYPE_PointerTo_wsse__UsernameToken (645)
 #endif
 
 /* struct _wsu__Timestamp * has binding name 'PointerTo_wsu__Timestamp' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsu__Timestamp
-#define SOAP_TYPE_PointerTo_wsu__Timestamp (713)
+#define SOAP_TYPE_PointerTo_wsu__Timestamp (644)
 #endif
 
 /* _saml2__AttributeValue has binding name '_saml2__AttributeValue' for type '' */
 #ifndef SOAP_TYPE__saml2__AttributeValue
-#define SOAP_TYPE__saml2__AttributeValue (710)
+#define SOAP_TYPE__saml2__AttributeValue (641)
 #endif
 
 /* _saml2__AuthenticatingAuthority has binding name '_saml2__AuthenticatingAuthority' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthenticatingAuthority
-#define SOAP_TYPE__saml2__AuthenticatingAuthority (704)
+#define SOAP_TYPE__saml2__AuthenticatingAuthority (635)
 #endif
 
 /* _saml2__AuthnContextDecl has binding name '_saml2__AuthnContextDecl' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextDecl
-#define SOAP_TYPE__saml2__AuthnContextDecl (703)
+#define SOAP_TYPE__saml2__AuthnContextDecl (634)
 #endif
 
 /* _saml2__AuthnContextDeclRef has binding name '_saml2__AuthnContextDeclRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextDeclRef
-#define SOAP_TYPE__saml2__AuthnContextDeclRef (702)
+#define SOAP_TYPE__saml2__AuthnContextDeclRef (633)
 #endif
 
 /* _saml2__AuthnContextClassRef has binding name '_saml2__AuthnContextClassRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextClassRef
-#define SOAP_TYPE__saml2__AuthnContextClassRef (701)
+#define SOAP_TYPE__saml2__AuthnContextClassRef (632)
 #endif
 
 /* _saml2__Audience has binding name '_saml2__Audience' for type '' */
 #ifndef SOAP_TYPE__saml2__Audience
-#define SOAP_TYPE__saml2__Audience (692)
+#define SOAP_TYPE__saml2__Audience (623)
 #endif
 
 /* _saml2__AssertionURIRef has binding name '_saml2__AssertionURIRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AssertionURIRef
-#define SOAP_TYPE__saml2__AssertionURIRef (684)
+#define SOAP_TYPE__saml2__AssertionURIRef (615)
 #endif
 
 /* _saml2__AssertionIDRef has binding name '_saml2__AssertionIDRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AssertionIDRef
-#define SOAP_TYPE__saml2__AssertionIDRef (683)
+#define SOAP_TYPE__saml2__AssertionIDRef (614)
 #endif
 
 /* struct ds__KeyInfoType ** has binding name 'PointerToPointerTo_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE_PointerToPointerTo_ds__KeyInfo
-#define SOAP_TYPE_PointerToPointerTo_ds__KeyInfo (678)
+#define SOAP_TYPE_PointerToPointerTo_ds__KeyInfo (609)
 #endif
 
 /* struct __saml2__union_AttributeStatementType * has binding name 'PointerTo__saml2__union_AttributeStatementType' for type '-saml2:union-AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType
-#define SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType (677)
+#define SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType (608)
 #endif
 
 /* struct saml2__AttributeType * has binding name 'PointerTosaml2__AttributeType' for type 'saml2:AttributeType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AttributeType
-#define SOAP_TYPE_PointerTosaml2__AttributeType (676)
+#define SOAP_TYPE_PointerTosaml2__AttributeType (607)
 #endif
 
 /* struct saml2__EvidenceType * has binding name 'PointerTosaml2__EvidenceType' for type 'saml2:EvidenceType' */
 #ifndef SOAP_TYPE_PointerTosaml2__EvidenceType
-#define SOAP_TYPE_PointerTosaml2__EvidenceType (674)
+#define SOAP_TYPE_PointerTosaml2__EvidenceType (605)
 #endif
 
 /* struct saml2__ActionType * has binding name 'PointerTosaml2__ActionType' for type 'saml2:ActionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ActionType
-#define SOAP_TYPE_PointerTosaml2__ActionType (673)
+#define SOAP_TYPE_PointerTosaml2__ActionType (604)
 #endif
 
 /* struct saml2__AuthnContextType * has binding name 'PointerTosaml2__AuthnContextType' for type 'saml2:AuthnContextType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthnContextType
-#define SOAP_TYPE_PointerTosaml2__AuthnContextType (672)
+#define SOAP_TYPE_PointerTosaml2__AuthnContextType (603)
 #endif
 
 /* struct saml2__SubjectLocalityType * has binding name 'PointerTosaml2__SubjectLocalityType' for type 'saml2:SubjectLocalityType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectLocalityType
-#define SOAP_TYPE_PointerTosaml2__SubjectLocalityType (671)
+#define SOAP_TYPE_PointerTosaml2__SubjectLocalityType (602)
 #endif
 
 /* struct __saml2__union_EvidenceType * has binding name 'PointerTo__saml2__union_EvidenceType' for type '-saml2:union-EvidenceType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_EvidenceType
-#define SOAP_TYPE_PointerTo__saml2__union_EvidenceType (670)
+#define SOAP_TYPE_PointerTo__saml2__union_EvidenceType (601)
 #endif
 
 /* struct __saml2__union_AdviceType * has binding name 'PointerTo__saml2__union_AdviceType' for type '-saml2:union-AdviceType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AdviceType
-#define SOAP_TYPE_PointerTo__saml2__union_AdviceType (668)
+#define SOAP_TYPE_PointerTo__saml2__union_AdviceType (599)
 #endif
 
 /* struct saml2__AssertionType * has binding name 'PointerTosaml2__AssertionType' for type 'saml2:AssertionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AssertionType
-#define SOAP_TYPE_PointerTosaml2__AssertionType (667)
+#define SOAP_TYPE_PointerTosaml2__AssertionType (598)
 #endif
 
 /* struct __saml2__union_ConditionsType * has binding name 'PointerTo__saml2__union_ConditionsType' for type '-saml2:union-ConditionsType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_ConditionsType
-#define SOAP_TYPE_PointerTo__saml2__union_ConditionsType (665)
+#define SOAP_TYPE_PointerTo__saml2__union_ConditionsType (596)
 #endif
 
 /* struct saml2__ProxyRestrictionType * has binding name 'PointerTosaml2__ProxyRestrictionType' for type 'saml2:ProxyRestrictionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ProxyRestrictionType
-#define SOAP_TYPE_PointerTosaml2__ProxyRestrictionType (664)
+#define SOAP_TYPE_PointerTosaml2__ProxyRestrictionType (595)
 #endif
 
 /* struct saml2__OneTimeUseType * has binding name 'PointerTosaml2__OneTimeUseType' for type 'saml2:OneTimeUseType' */
 #ifndef SOAP_TYPE_PointerTosaml2__OneTimeUseType
-#define SOAP_TYPE_PointerTosaml2__OneTimeUseType (663)
+#define SOAP_TYPE_PointerTosaml2__OneTimeUseType (594)
 #endif
 
 /* struct saml2__AudienceRestrictionType * has binding name 'PointerTosaml2__AudienceRestrictionType' for type 'saml2:AudienceRestrictionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AudienceRestrictionType
-#define SOAP_TYPE_PointerTosaml2__AudienceRestrictionType (662)
+#define SOAP_TYPE_PointerTosaml2__AudienceRestrictionType (593)
 #endif
 
 /* struct saml2__ConditionAbstractType * has binding name 'PointerTosaml2__ConditionAbstractType' for type 'saml2:ConditionAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ConditionAbstractType
-#define SOAP_TYPE_PointerTosaml2__ConditionAbstractType (661)
+#define SOAP_TYPE_PointerTosaml2__ConditionAbstractType (592)
 #endif
 
 /* struct saml2__SubjectConfirmationDataType * has binding name 'PointerTosaml2__SubjectConfirmationDataType' for type 'saml2:SubjectConfirmationDataType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType
-#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType (659)
+#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType (590)
 #endif
 
 /* struct saml2__SubjectConfirmationType * has binding name 'PointerTosaml2__SubjectConfirmationType' for type 'saml2:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectConfirmationType
-#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationType (658)
+#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationType (589)
 #endif
 
 /* struct saml2__EncryptedElementType * has binding name 'PointerTosaml2__EncryptedElementType' for type 'saml2:EncryptedElementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__EncryptedElementType
-#define SOAP_TYPE_PointerTosaml2__EncryptedElementType (657)
+#define SOAP_TYPE_PointerTosaml2__EncryptedElementType (588)
 #endif
 
 /* struct saml2__BaseIDAbstractType * has binding name 'PointerTosaml2__BaseIDAbstractType' for type 'saml2:BaseIDAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__BaseIDAbstractType
-#define SOAP_TYPE_PointerTosaml2__BaseIDAbstractType (656)
+#define SOAP_TYPE_PointerTosaml2__BaseIDAbstractType (587)
 #endif
 
 /* struct __saml2__union_AssertionType * has binding name 'PointerTo__saml2__union_AssertionType' for type '-saml2:union-AssertionType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AssertionType
-#define SOAP_TYPE_PointerTo__saml2__union_AssertionType (655)
+#define SOAP_TYPE_PointerTo__saml2__union_AssertionType (586)
 #endif
 
 /* struct saml2__AttributeStatementType * has binding name 'PointerTosaml2__AttributeStatementType' for type 'saml2:AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AttributeStatementType
-#define SOAP_TYPE_PointerTosaml2__AttributeStatementType (654)
+#define SOAP_TYPE_PointerTosaml2__AttributeStatementType (585)
 #endif
 
 /* struct saml2__AuthzDecisionStatementType * has binding name 'PointerTosaml2__AuthzDecisionStatementType' for type 'saml2:AuthzDecisionStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType
-#define SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType (653)
+#define SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType (584)
 #endif
 
 /* struct saml2__AuthnStatementType * has binding name 'PointerTosaml2__AuthnStatementType' for type 'saml2:AuthnStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthnStatementType
-#define SOAP_TYPE_PointerTosaml2__AuthnStatementType (652)
+#define SOAP_TYPE_PointerTosaml2__AuthnStatementType (583)
 #endif
 
 /* struct saml2__StatementAbstractType * has binding name 'PointerTosaml2__StatementAbstractType' for type 'saml2:StatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__StatementAbstractType
-#define SOAP_TYPE_PointerTosaml2__StatementAbstractType (651)
+#define SOAP_TYPE_PointerTosaml2__StatementAbstractType (582)
 #endif
 
 /* struct saml2__AdviceType * has binding name 'PointerTosaml2__AdviceType' for type 'saml2:AdviceType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AdviceType
-#define SOAP_TYPE_PointerTosaml2__AdviceType (649)
+#define SOAP_TYPE_PointerTosaml2__AdviceType (580)
 #endif
 
 /* struct saml2__ConditionsType * has binding name 'PointerTosaml2__ConditionsType' for type 'saml2:ConditionsType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ConditionsType
-#define SOAP_TYPE_PointerTosaml2__ConditionsType (648)
+#define SOAP_TYPE_PointerTosaml2__ConditionsType (579)
 #endif
 
 /* struct saml2__SubjectType * has binding name 'PointerTosaml2__SubjectType' for type 'saml2:SubjectType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectType
-#define SOAP_TYPE_PointerTosaml2__SubjectType (647)
+#define SOAP_TYPE_PointerTosaml2__SubjectType (578)
 #endif
 
 /* struct saml2__NameIDType * has binding name 'PointerTosaml2__NameIDType' for type 'saml2:NameIDType' */
 #ifndef SOAP_TYPE_PointerTosaml2__NameIDType
-#define SOAP_TYPE_PointerTosaml2__NameIDType (646)
+#define SOAP_TYPE_PointerTosaml2__NameIDType (577)
 #endif
 
 /* struct xenc__EncryptedKeyType ** has binding name 'PointerToPointerToxenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType
-#define SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType (645)
+#define SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType (576)
 #endif
 
 /* _saml1__AttributeValue has binding name '_saml1__AttributeValue' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeValue
-#define SOAP_TYPE__saml1__AttributeValue (620)
+#define SOAP_TYPE__saml1__AttributeValue (551)
 #endif
 
 /* _saml1__ConfirmationMethod has binding name '_saml1__ConfirmationMethod' for type '' */
 #ifndef SOAP_TYPE__saml1__ConfirmationMethod
-#define SOAP_TYPE__saml1__ConfirmationMethod (610)
+#define SOAP_TYPE__saml1__ConfirmationMethod (541)
 #endif
 
 /* _saml1__SubjectConfirmationData has binding name '_saml1__SubjectConfirmationData' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmationData
-#define SOAP_TYPE__saml1__SubjectConfirmationData (609)
+#define SOAP_TYPE__saml1__SubjectConfirmationData (540)
 #endif
 
 /* _saml1__Audience has binding name '_saml1__Audience' for type '' */
 #ifndef SOAP_TYPE__saml1__Audience
-#define SOAP_TYPE__saml1__Audience (601)
+#define SOAP_TYPE__saml1__Audience (532)
 #endif
 
 /* _saml1__AssertionIDReference has binding name '_saml1__AssertionIDReference' for type '' */
 #ifndef SOAP_TYPE__saml1__AssertionIDReference
-#define SOAP_TYPE__saml1__AssertionIDReference (596)
+#define SOAP_TYPE__saml1__AssertionIDReference (527)
 #endif
 
 /* struct saml1__AttributeType * has binding name 'PointerTosaml1__AttributeType' for type 'saml1:AttributeType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AttributeType
-#define SOAP_TYPE_PointerTosaml1__AttributeType (595)
+#define SOAP_TYPE_PointerTosaml1__AttributeType (526)
 #endif
 
 /* struct saml1__EvidenceType * has binding name 'PointerTosaml1__EvidenceType' for type 'saml1:EvidenceType' */
 #ifndef SOAP_TYPE_PointerTosaml1__EvidenceType
-#define SOAP_TYPE_PointerTosaml1__EvidenceType (594)
+#define SOAP_TYPE_PointerTosaml1__EvidenceType (525)
 #endif
 
 /* struct saml1__ActionType * has binding name 'PointerTosaml1__ActionType' for type 'saml1:ActionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ActionType
-#define SOAP_TYPE_PointerTosaml1__ActionType (593)
+#define SOAP_TYPE_PointerTosaml1__ActionType (524)
 #endif
 
 /* struct saml1__AuthorityBindingType * has binding name 'PointerTosaml1__AuthorityBindingType' for type 'saml1:AuthorityBindingType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthorityBindingType
-#define SOAP_TYPE_PointerTosaml1__AuthorityBindingType (592)
+#define SOAP_TYPE_PointerTosaml1__AuthorityBindingType (523)
 #endif
 
 /* struct saml1__SubjectLocalityType * has binding name 'PointerTosaml1__SubjectLocalityType' for type 'saml1:SubjectLocalityType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectLocalityType
-#define SOAP_TYPE_PointerTosaml1__SubjectLocalityType (591)
+#define SOAP_TYPE_PointerTosaml1__SubjectLocalityType (522)
 #endif
 
 /* struct saml1__SubjectType * has binding name 'PointerTosaml1__SubjectType' for type 'saml1:SubjectType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectType
-#define SOAP_TYPE_PointerTosaml1__SubjectType (590)
+#define SOAP_TYPE_PointerTosaml1__SubjectType (521)
 #endif
 
 /* struct __saml1__union_EvidenceType * has binding name 'PointerTo__saml1__union_EvidenceType' for type '-saml1:union-EvidenceType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_EvidenceType
-#define SOAP_TYPE_PointerTo__saml1__union_EvidenceType (589)
+#define SOAP_TYPE_PointerTo__saml1__union_EvidenceType (520)
 #endif
 
 /* char ** has binding name 'PointerTostring' for type 'xsd:string' */
 #ifndef SOAP_TYPE_PointerTostring
-#define SOAP_TYPE_PointerTostring (587)
+#define SOAP_TYPE_PointerTostring (518)
 #endif
 
 /* struct saml1__SubjectConfirmationType * has binding name 'PointerTosaml1__SubjectConfirmationType' for type 'saml1:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectConfirmationType
-#define SOAP_TYPE_PointerTosaml1__SubjectConfirmationType (586)
+#define SOAP_TYPE_PointerTosaml1__SubjectConfirmationType (517)
 #endif
 
 /* struct saml1__NameIdentifierType * has binding name 'PointerTosaml1__NameIdentifierType' for type 'saml1:NameIdentifierType' */
 #ifndef SOAP_TYPE_PointerTosaml1__NameIdentifierType
-#define SOAP_TYPE_PointerTosaml1__NameIdentifierType (585)
+#define SOAP_TYPE_PointerTosaml1__NameIdentifierType (516)
 #endif
 
 /* struct __saml1__union_AdviceType * has binding name 'PointerTo__saml1__union_AdviceType' for type '-saml1:union-AdviceType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_AdviceType
-#define SOAP_TYPE_PointerTo__saml1__union_AdviceType (584)
+#define SOAP_TYPE_PointerTo__saml1__union_AdviceType (515)
 #endif
 
 /* struct saml1__AssertionType * has binding name 'PointerTosaml1__AssertionType' for type 'saml1:AssertionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AssertionType
-#define SOAP_TYPE_PointerTosaml1__AssertionType (583)
+#define SOAP_TYPE_PointerTosaml1__AssertionType (514)
 #endif
 
 /* struct timeval * has binding name 'PointerToxsd__dateTime' for type 'xsd:dateTime' */
 #ifndef SOAP_TYPE_PointerToxsd__dateTime
-#define SOAP_TYPE_PointerToxsd__dateTime (581)
+#define SOAP_TYPE_PointerToxsd__dateTime (512)
 #endif
 
 /* struct __saml1__union_ConditionsType * has binding name 'PointerTo__saml1__union_ConditionsType' for type '-saml1:union-ConditionsType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_ConditionsType
-#define SOAP_TYPE_PointerTo__saml1__union_ConditionsType (580)
+#define SOAP_TYPE_PointerTo__saml1__union_ConditionsType (511)
 #endif
 
 /* struct saml1__ConditionAbstractType * has binding name 'PointerTosaml1__ConditionAbstractType' for type 'saml1:ConditionAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ConditionAbstractType
-#define SOAP_TYPE_PointerTosaml1__ConditionAbstractType (579)
+#define SOAP_TYPE_PointerTosaml1__ConditionAbstractType (510)
 #endif
 
 /* struct saml1__DoNotCacheConditionType * has binding name 'PointerTosaml1__DoNotCacheConditionType' for type 'saml1:DoNotCacheConditionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType
-#define SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType (578)
+#define SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType (509)
 #endif
 
 /* struct saml1__AudienceRestrictionConditionType * has binding name 'PointerTosaml1__AudienceRestrictionConditionType' for type 'saml1:AudienceRestrictionConditionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType (577)
+#define SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType (508)
 #endif
 
 /* struct ds__SignatureType * has binding name 'PointerTo_ds__Signature' for type '' */
 #ifndef SOAP_TYPE_PointerTo_ds__Signature
-#define SOAP_TYPE_PointerTo_ds__Signature (575)
+#define SOAP_TYPE_PointerTo_ds__Signature (506)
 #endif
 
 /* struct __saml1__union_AssertionType * has binding name 'PointerTo__saml1__union_AssertionType' for type '-saml1:union-AssertionType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_AssertionType
-#define SOAP_TYPE_PointerTo__saml1__union_AssertionType (574)
+#define SOAP_TYPE_PointerTo__saml1__union_AssertionType (505)
 #endif
 
 /* struct saml1__AttributeStatementType * has binding name 'PointerTosaml1__AttributeStatementType' for type 'saml1:AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AttributeStatementType
-#define SOAP_TYPE_PointerTosaml1__AttributeStatementType (573)
+#define SOAP_TYPE_PointerTosaml1__AttributeStatementType (504)
 #endif
 
 /* struct saml1__AuthorizationDecisionStatementType * has binding name 'PointerTosaml1__AuthorizationDecisionStatementType' for type 'saml1:AuthorizationDecisionStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType (572)
+#define SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType (503)
 #endif
 
 /* struct saml1__AuthenticationStatementType * has binding name 'PointerTosaml1__AuthenticationStatementType' for type 'saml1:AuthenticationStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthenticationStatementType
-#define SOAP_TYPE_PointerTosaml1__AuthenticationStatementType (571)
+#define SOAP_TYPE_PointerTosaml1__AuthenticationStatementType (502)
 #endif
 
 /* struct saml1__SubjectStatementAbstractType * has binding name 'PointerTosaml1__SubjectStatementAbstractType' for type 'saml1:SubjectStatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType
-#define SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType (570)
+#define SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType (501)
 #endif
 
 /* struct saml1__StatementAbstractType * has binding name 'PointerTosaml1__StatementAbstractType' for type 'saml1:StatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__StatementAbstractType
-#define SOAP_TYPE_PointerTosaml1__StatementAbstractType (569)
+#define SOAP_TYPE_PointerTosaml1__StatementAbstractType (500)
 #endif
 
 /* struct saml1__AdviceType * has binding name 'PointerTosaml1__AdviceType' for type 'saml1:AdviceType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AdviceType
-#define SOAP_TYPE_PointerTosaml1__AdviceType (567)
+#define SOAP_TYPE_PointerTosaml1__AdviceType (498)
 #endif
 
 /* struct saml1__ConditionsType * has binding name 'PointerTosaml1__ConditionsType' for type 'saml1:ConditionsType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ConditionsType
-#define SOAP_TYPE_PointerTosaml1__ConditionsType (566)
+#define SOAP_TYPE_PointerTosaml1__ConditionsType (497)
 #endif
 
 /* struct __wsc__DerivedKeyTokenType_sequence * has binding name 'PointerTo__wsc__DerivedKeyTokenType_sequence' for type '-wsc:DerivedKeyTokenType-sequence' */
 #ifndef SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence
-#define SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence (544)
+#define SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence (475)
 #endif
 
 /* ULONG64 * has binding name 'PointerToULONG64' for type 'xsd:unsignedLong' */
 #ifndef SOAP_TYPE_PointerToULONG64
-#define SOAP_TYPE_PointerToULONG64 (543)
+#define SOAP_TYPE_PointerToULONG64 (474)
 #endif
 
 /* struct wsc__PropertiesType * has binding name 'PointerTowsc__PropertiesType' for type 'wsc:PropertiesType' */
 #ifndef SOAP_TYPE_PointerTowsc__PropertiesType
-#define SOAP_TYPE_PointerTowsc__PropertiesType (540)
+#define SOAP_TYPE_PointerTowsc__PropertiesType (471)
 #endif
 
 /* wsc__FaultCodeOpenEnumType has binding name 'wsc__FaultCodeOpenEnumType' for type 'wsc:FaultCodeOpenEnumType' */
 #ifndef SOAP_TYPE_wsc__FaultCodeOpenEnumType
-#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (535)
+#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (466)
 #endif
 
 /* struct _xenc__ReferenceList * has binding name 'PointerTo_xenc__ReferenceList' for type '' */
 #ifndef SOAP_TYPE_PointerTo_xenc__ReferenceList
-#define SOAP_TYPE_PointerTo_xenc__ReferenceList (534)
+#define SOAP_TYPE_PointerTo_xenc__ReferenceList (465)
 #endif
 
 /* struct __xenc__union_ReferenceList * has binding name 'PointerTo__xenc__union_ReferenceList' for type '-xenc:union-ReferenceList' */
 #ifndef SOAP_TYPE_PointerTo__xenc__union_ReferenceList
-#define SOAP_TYPE_PointerTo__xenc__union_ReferenceList (533)
+#define SOAP_TYPE_PointerTo__xenc__union_ReferenceList (464)
 #endif
 
 /* struct xenc__ReferenceType * has binding name 'PointerToxenc__ReferenceType' for type 'xenc:ReferenceType' */
 #ifndef SOAP_TYPE_PointerToxenc__ReferenceType
-#define SOAP_TYPE_PointerToxenc__ReferenceType (532)
+#define SOAP_TYPE_PointerToxenc__ReferenceType (463)
 #endif
 
 /* struct xenc__EncryptionPropertyType * has binding name 'PointerToxenc__EncryptionPropertyType' for type 'xenc:EncryptionPropertyType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionPropertyType
-#define SOAP_TYPE_PointerToxenc__EncryptionPropertyType (530)
+#define SOAP_TYPE_PointerToxenc__EncryptionPropertyType (461)
 #endif
 
 /* struct xenc__TransformsType * has binding name 'PointerToxenc__TransformsType' for type 'xenc:TransformsType' */
 #ifndef SOAP_TYPE_PointerToxenc__TransformsType
-#define SOAP_TYPE_PointerToxenc__TransformsType (529)
+#define SOAP_TYPE_PointerToxenc__TransformsType (460)
 #endif
 
 /* struct xenc__CipherReferenceType * has binding name 'PointerToxenc__CipherReferenceType' for type 'xenc:CipherReferenceType' */
 #ifndef SOAP_TYPE_PointerToxenc__CipherReferenceType
-#define SOAP_TYPE_PointerToxenc__CipherReferenceType (528)
+#define SOAP_TYPE_PointerToxenc__CipherReferenceType (459)
 #endif
 
 /* struct xenc__EncryptionPropertiesType * has binding name 'PointerToxenc__EncryptionPropertiesType' for type 'xenc:EncryptionPropertiesType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionPropertiesType
-#define SOAP_TYPE_PointerToxenc__EncryptionPropertiesType (527)
+#define SOAP_TYPE_PointerToxenc__EncryptionPropertiesType (458)
 #endif
 
 /* struct xenc__CipherDataType * has binding name 'PointerToxenc__CipherDataType' for type 'xenc:CipherDataType' */
 #ifndef SOAP_TYPE_PointerToxenc__CipherDataType
-#define SOAP_TYPE_PointerToxenc__CipherDataType (526)
+#define SOAP_TYPE_PointerToxenc__CipherDataType (457)
 #endif
 
 /* struct ds__KeyInfoType * has binding name 'PointerTo_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_ds__KeyInfo
-#define SOAP_TYPE_PointerTo_ds__KeyInfo (525)
+#define SOAP_TYPE_PointerTo_ds__KeyInfo (456)
 #endif
 
 /* struct xenc__EncryptionMethodType * has binding name 'PointerToxenc__EncryptionMethodType' for type 'xenc:EncryptionMethodType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionMethodType
-#define SOAP_TYPE_PointerToxenc__EncryptionMethodType (524)
+#define SOAP_TYPE_PointerToxenc__EncryptionMethodType (455)
 #endif
 
 /* struct ds__X509IssuerSerialType * has binding name 'PointerTods__X509IssuerSerialType' for type 'ds:X509IssuerSerialType' */
 #ifndef SOAP_TYPE_PointerTods__X509IssuerSerialType
-#define SOAP_TYPE_PointerTods__X509IssuerSerialType (512)
+#define SOAP_TYPE_PointerTods__X509IssuerSerialType (443)
 #endif
 
 /* struct ds__RSAKeyValueType * has binding name 'PointerTods__RSAKeyValueType' for type 'ds:RSAKeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__RSAKeyValueType
-#define SOAP_TYPE_PointerTods__RSAKeyValueType (511)
+#define SOAP_TYPE_PointerTods__RSAKeyValueType (442)
 #endif
 
 /* struct ds__DSAKeyValueType * has binding name 'PointerTods__DSAKeyValueType' for type 'ds:DSAKeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__DSAKeyValueType
-#define SOAP_TYPE_PointerTods__DSAKeyValueType (510)
+#define SOAP_TYPE_PointerTods__DSAKeyValueType (441)
 #endif
 
 /* struct ds__TransformType * has binding name 'PointerTods__TransformType' for type 'ds:TransformType' */
 #ifndef SOAP_TYPE_PointerTods__TransformType
-#define SOAP_TYPE_PointerTods__TransformType (509)
+#define SOAP_TYPE_PointerTods__TransformType (440)
 #endif
 
 /* struct ds__DigestMethodType * has binding name 'PointerTods__DigestMethodType' for type 'ds:DigestMethodType' */
 #ifndef SOAP_TYPE_PointerTods__DigestMethodType
-#define SOAP_TYPE_PointerTods__DigestMethodType (508)
+#define SOAP_TYPE_PointerTods__DigestMethodType (439)
 #endif
 
 /* struct ds__TransformsType * has binding name 'PointerTods__TransformsType' for type 'ds:TransformsType' */
 #ifndef SOAP_TYPE_PointerTods__TransformsType
-#define SOAP_TYPE_PointerTods__TransformsType (507)
+#define SOAP_TYPE_PointerTods__TransformsType (438)
 #endif
 
 /* struct ds__ReferenceType ** has binding name 'PointerToPointerTods__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_PointerToPointerTods__ReferenceType
-#define SOAP_TYPE_PointerToPointerTods__ReferenceType (506)
+#define SOAP_TYPE_PointerToPointerTods__ReferenceType (437)
 #endif
 
 /* struct ds__ReferenceType * has binding name 'PointerTods__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_PointerTods__ReferenceType
-#define SOAP_TYPE_PointerTods__ReferenceType (505)
+#define SOAP_TYPE_PointerTods__ReferenceType (436)
 #endif
 
 /* struct ds__SignatureMethodType * has binding name 'PointerTods__SignatureMethodType' for type 'ds:SignatureMethodType' */
 #ifndef SOAP_TYPE_PointerTods__SignatureMethodType
-#define SOAP_TYPE_PointerTods__SignatureMethodType (504)
+#define SOAP_TYPE_PointerTods__SignatureMethodType (435)
 #endif
 
 /* struct ds__CanonicalizationMethodType * has binding name 'PointerTods__CanonicalizationMethodType' for type 'ds:CanonicalizationMethodType' */
 #ifndef SOAP_TYPE_PointerTods__CanonicalizationMethodType
-#define SOAP_TYPE_PointerTods__CanonicalizationMethodType (503)
+#define SOAP_TYPE_PointerTods__CanonicalizationMethodType (434)
 #endif
 
 /* struct _wsse__SecurityTokenReference * has binding name 'PointerTo_wsse__SecurityTokenReference' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__SecurityTokenReference
-#define SOAP_TYPE_PointerTo_wsse__SecurityTokenReference (498)
+#define SOAP_TYPE_PointerTo_wsse__SecurityTokenReference (429)
 #endif
 
 /* struct ds__RetrievalMethodType * has binding name 'PointerTods__RetrievalMethodType' for type 'ds:RetrievalMethodType' */
 #ifndef SOAP_TYPE_PointerTods__RetrievalMethodType
-#define SOAP_TYPE_PointerTods__RetrievalMethodType (497)
+#define SOAP_TYPE_PointerTods__RetrievalMethodType (428)
 #endif
 
 /* struct ds__KeyValueType * has binding name 'PointerTods__KeyValueType' for type 'ds:KeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__KeyValueType
-#define SOAP_TYPE_PointerTods__KeyValueType (495)
+#define SOAP_TYPE_PointerTods__KeyValueType (426)
 #endif
 
 /* struct _c14n__InclusiveNamespaces * has binding name 'PointerTo_c14n__InclusiveNamespaces' for type '' */
 #ifndef SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces
-#define SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces (491)
+#define SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces (422)
 #endif
 
 /* struct ds__KeyInfoType * has binding name 'PointerTods__KeyInfoType' for type 'ds:KeyInfoType' */
 #ifndef SOAP_TYPE_PointerTods__KeyInfoType
-#define SOAP_TYPE_PointerTods__KeyInfoType (483)
+#define SOAP_TYPE_PointerTods__KeyInfoType (414)
 #endif
 
 /* struct ds__SignedInfoType * has binding name 'PointerTods__SignedInfoType' for type 'ds:SignedInfoType' */
 #ifndef SOAP_TYPE_PointerTods__SignedInfoType
-#define SOAP_TYPE_PointerTods__SignedInfoType (482)
+#define SOAP_TYPE_PointerTods__SignedInfoType (413)
 #endif
 
 /* _ds__SignatureValue has binding name '_ds__SignatureValue' for type '' */
 #ifndef SOAP_TYPE__ds__SignatureValue
-#define SOAP_TYPE__ds__SignatureValue (479)
+#define SOAP_TYPE__ds__SignatureValue (410)
 #endif
 
 /* struct xenc__EncryptedKeyType * has binding name 'PointerToxenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptedKeyType
-#define SOAP_TYPE_PointerToxenc__EncryptedKeyType (478)
+#define SOAP_TYPE_PointerToxenc__EncryptedKeyType (409)
 #endif
 
 /* struct ds__X509DataType * has binding name 'PointerTods__X509DataType' for type 'ds:X509DataType' */
 #ifndef SOAP_TYPE_PointerTods__X509DataType
-#define SOAP_TYPE_PointerTods__X509DataType (475)
+#define SOAP_TYPE_PointerTods__X509DataType (406)
 #endif
 
 /* struct _wsse__Embedded * has binding name 'PointerTo_wsse__Embedded' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Embedded
-#define SOAP_TYPE_PointerTo_wsse__Embedded (473)
+#define SOAP_TYPE_PointerTo_wsse__Embedded (404)
 #endif
 
 /* struct _wsse__KeyIdentifier * has binding name 'PointerTo_wsse__KeyIdentifier' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__KeyIdentifier
-#define SOAP_TYPE_PointerTo_wsse__KeyIdentifier (472)
+#define SOAP_TYPE_PointerTo_wsse__KeyIdentifier (403)
 #endif
 
 /* struct _wsse__Reference * has binding name 'PointerTo_wsse__Reference' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Reference
-#define SOAP_TYPE_PointerTo_wsse__Reference (471)
+#define SOAP_TYPE_PointerTo_wsse__Reference (402)
 #endif
 
 /* unsigned int * has binding name 'PointerTounsignedInt' for type 'xsd:unsignedInt' */
 #ifndef SOAP_TYPE_PointerTounsignedInt
-#define SOAP_TYPE_PointerTounsignedInt (465)
+#define SOAP_TYPE_PointerTounsignedInt (396)
 #endif
 
 /* struct wsse__EncodedString * has binding name 'PointerTowsse__EncodedString' for type 'wsse:EncodedString' */
 #ifndef SOAP_TYPE_PointerTowsse__EncodedString
-#define SOAP_TYPE_PointerTowsse__EncodedString (464)
+#define SOAP_TYPE_PointerTowsse__EncodedString (395)
 #endif
 
 /* struct _wsse__Password * has binding name 'PointerTo_wsse__Password' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Password
-#define SOAP_TYPE_PointerTo_wsse__Password (463)
+#define SOAP_TYPE_PointerTo_wsse__Password (394)
 #endif
 
 /* struct SOAP_ENV__Reason * has binding name 'PointerToSOAP_ENV__Reason' for type '' */
 #ifndef SOAP_TYPE_PointerToSOAP_ENV__Reason
-#define SOAP_TYPE_PointerToSOAP_ENV__Reason (453)
+#define SOAP_TYPE_PointerToSOAP_ENV__Reason (384)
 #endif
 
 /* struct SOAP_ENV__Code * has binding name 'PointerToSOAP_ENV__Code' for type '' */
 #ifndef SOAP_TYPE_PointerToSOAP_ENV__Code
-#define SOAP_TYPE_PointerToSOAP_ENV__Code (451)
+#define SOAP_TYPE_PointerToSOAP_ENV__Code (382)
 #endif
 
 /* struct SOAP_ENV__Detail * has binding name 'PointerToSOAP_ENV__Detail' for type '' */
 #ifndef SOAP_TYPE_PointerToSOAP_ENV__Detail
-#define SOAP_TYPE_PointerToSOAP_ENV__Detail (449)
+#define SOAP_TYPE_PointerToSOAP_ENV__Detail (380)
 #endif
 
 /* struct chan__ChannelInstanceType * has binding name 'PointerTochan__ChannelInstanceType' for type 'chan:ChannelInstanceType' */
 #ifndef SOAP_TYPE_PointerTochan__ChannelInstanceType
-#define SOAP_TYPE_PointerTochan__ChannelInstanceType (447)
+#define SOAP_TYPE_PointerTochan__ChannelInstanceType (378)
 #endif
 
 /* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__FaultTo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__FaultTo
-#define SOAP_TYPE_PointerTo_wsa5__FaultTo (446)
+#define SOAP_TYPE_PointerTo_wsa5__FaultTo (377)
 #endif
 
 /* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__ReplyTo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__ReplyTo
-#define SOAP_TYPE_PointerTo_wsa5__ReplyTo (445)
+#define SOAP_TYPE_PointerTo_wsa5__ReplyTo (376)
 #endif
 
 /* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__From' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__From
-#define SOAP_TYPE_PointerTo_wsa5__From (444)
+#define SOAP_TYPE_PointerTo_wsa5__From (375)
 #endif
 
 /* struct wsa5__RelatesToType * has binding name 'PointerTo_wsa5__RelatesTo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__RelatesTo
-#define SOAP_TYPE_PointerTo_wsa5__RelatesTo (443)
+#define SOAP_TYPE_PointerTo_wsa5__RelatesTo (374)
 #endif
 
 /* _wsa5__ProblemIRI has binding name '_wsa5__ProblemIRI' for type '' */
 #ifndef SOAP_TYPE__wsa5__ProblemIRI
-#define SOAP_TYPE__wsa5__ProblemIRI (439)
+#define SOAP_TYPE__wsa5__ProblemIRI (370)
 #endif
 
 /* _wsa5__ProblemHeaderQName has binding name '_wsa5__ProblemHeaderQName' for type 'xsd:QName' */
 #ifndef SOAP_TYPE__wsa5__ProblemHeaderQName
-#define SOAP_TYPE__wsa5__ProblemHeaderQName (438)
+#define SOAP_TYPE__wsa5__ProblemHeaderQName (369)
 #endif
 
 /* _wsa5__Action has binding name '_wsa5__Action' for type '' */
 #ifndef SOAP_TYPE__wsa5__Action
-#define SOAP_TYPE__wsa5__Action (435)
+#define SOAP_TYPE__wsa5__Action (366)
 #endif
 
 /* _wsa5__To has binding name '_wsa5__To' for type '' */
 #ifndef SOAP_TYPE__wsa5__To
-#define SOAP_TYPE__wsa5__To (434)
+#define SOAP_TYPE__wsa5__To (365)
 #endif
 
 /* _wsa5__MessageID has binding name '_wsa5__MessageID' for type '' */
 #ifndef SOAP_TYPE__wsa5__MessageID
-#define SOAP_TYPE__wsa5__MessageID (429)
-#endif
-
-/* char ** has binding name 'PointerTo_XML' for type '' */
-#ifndef SOAP_TYPE_PointerTo_XML
-#define SOAP_TYPE_PointerTo_XML (425)
-#endif
-
-/* struct wsa5__MetadataType * has binding name 'PointerTowsa5__MetadataType' for type 'wsa5:MetadataType' */
-#ifndef SOAP_TYPE_PointerTowsa5__MetadataType
-#define SOAP_TYPE_PointerTowsa5__MetadataType (424)
-#endif
-
-/* struct wsa5__ReferenceParametersType * has binding name 'PointerTowsa5__ReferenceParametersType' for type 'wsa5:ReferenceParametersType' */
-#ifndef SOAP_TYPE_PointerTowsa5__ReferenceParametersType
-#define SOAP_TYPE_PointerTowsa5__ReferenceParametersType (423)
-#endif
-
-/* wsa5__FaultCodesOpenEnumType has binding name 'wsa5__FaultCodesOpenEnumType' for type 'wsa5:FaultCodesOpenEnumType' */
-#ifndef SOAP_TYPE_wsa5__FaultCodesOpenEnumType
-#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (420)
-#endif
-
-/* wsa5__RelationshipTypeOpenEnum has binding name 'wsa5__RelationshipTypeOpenEnum' for type 'wsa5:RelationshipTypeOpenEnum' */
-#ifndef SOAP_TYPE_wsa5__RelationshipTypeOpenEnum
-#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (419)
-#endif
-
-/* _trt__GetStreamUri * has binding name 'PointerTo_trt__GetStreamUri' for type '' */
-#ifndef SOAP_TYPE_PointerTo_trt__GetStreamUri
-#define SOAP_TYPE_PointerTo_trt__GetStreamUri (410)
-#endif
-
-/* _trt__GetVideoEncoderConfigurationOptions * has binding name 'PointerTo_trt__GetVideoEncoderConfigurationOptions' for type '' */
-#ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurationOptions (406)
-#endif
-
-/* _trt__SetVideoEncoderConfiguration * has binding name 'PointerTo_trt__SetVideoEncoderConfiguration' for type '' */
-#ifndef SOAP_TYPE_PointerTo_trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE_PointerTo_trt__SetVideoEncoderConfiguration (402)
-#endif
-
-/* _trt__GetVideoEncoderConfiguration * has binding name 'PointerTo_trt__GetVideoEncoderConfiguration' for type '' */
-#ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfiguration (398)
-#endif
-
-/* _trt__GetVideoEncoderConfigurations * has binding name 'PointerTo_trt__GetVideoEncoderConfigurations' for type '' */
-#ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurations (394)
-#endif
-
-/* _trt__GetProfiles * has binding name 'PointerTo_trt__GetProfiles' for type '' */
-#ifndef SOAP_TYPE_PointerTo_trt__GetProfiles
-#define SOAP_TYPE_PointerTo_trt__GetProfiles (390)
-#endif
-
-/* _trt__GetProfile * has binding name 'PointerTo_trt__GetProfile' for type '' */
-#ifndef SOAP_TYPE_PointerTo_trt__GetProfile
-#define SOAP_TYPE_PointerTo_trt__GetProfile (386)
-#endif
-
-/* _tptz__Stop * has binding name 'PointerTo_tptz__Stop' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tptz__Stop
-#define SOAP_TYPE_PointerTo_tptz__Stop (382)
-#endif
-
-/* _tptz__ContinuousMove * has binding name 'PointerTo_tptz__ContinuousMove' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tptz__ContinuousMove
-#define SOAP_TYPE_PointerTo_tptz__ContinuousMove (378)
-#endif
-
-/* _tptz__GetNode * has binding name 'PointerTo_tptz__GetNode' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tptz__GetNode
-#define SOAP_TYPE_PointerTo_tptz__GetNode (374)
-#endif
-
-/* _tptz__GetNodes * has binding name 'PointerTo_tptz__GetNodes' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tptz__GetNodes
-#define SOAP_TYPE_PointerTo_tptz__GetNodes (370)
-#endif
-
-/* _tptz__GotoPreset * has binding name 'PointerTo_tptz__GotoPreset' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tptz__GotoPreset
-#define SOAP_TYPE_PointerTo_tptz__GotoPreset (366)
-#endif
-
-/* _tptz__SetPreset * has binding name 'PointerTo_tptz__SetPreset' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tptz__SetPreset
-#define SOAP_TYPE_PointerTo_tptz__SetPreset (362)
-#endif
-
-/* _tptz__GetPresets * has binding name 'PointerTo_tptz__GetPresets' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tptz__GetPresets
-#define SOAP_TYPE_PointerTo_tptz__GetPresets (358)
-#endif
-
-/* _tds__GetCapabilities * has binding name 'PointerTo_tds__GetCapabilities' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tds__GetCapabilities
-#define SOAP_TYPE_PointerTo_tds__GetCapabilities (354)
-#endif
-
-/* _tds__SystemReboot * has binding name 'PointerTo_tds__SystemReboot' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tds__SystemReboot
-#define SOAP_TYPE_PointerTo_tds__SystemReboot (350)
-#endif
-
-/* _tds__GetDeviceInformation * has binding name 'PointerTo_tds__GetDeviceInformation' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tds__GetDeviceInformation
-#define SOAP_TYPE_PointerTo_tds__GetDeviceInformation (346)
-#endif
-
-/* tt__PTZConfigurationExtension * has binding name 'PointerTott__PTZConfigurationExtension' for type 'tt:PTZConfigurationExtension' */
-#ifndef SOAP_TYPE_PointerTott__PTZConfigurationExtension
-#define SOAP_TYPE_PointerTott__PTZConfigurationExtension (345)
-#endif
-
-/* tt__ZoomLimits * has binding name 'PointerTott__ZoomLimits' for type 'tt:ZoomLimits' */
-#ifndef SOAP_TYPE_PointerTott__ZoomLimits
-#define SOAP_TYPE_PointerTott__ZoomLimits (344)
-#endif
-
-/* tt__PanTiltLimits * has binding name 'PointerTott__PanTiltLimits' for type 'tt:PanTiltLimits' */
-#ifndef SOAP_TYPE_PointerTott__PanTiltLimits
-#define SOAP_TYPE_PointerTott__PanTiltLimits (343)
-#endif
-
-/* tt__PTZNodeExtension * has binding name 'PointerTott__PTZNodeExtension' for type 'tt:PTZNodeExtension' */
-#ifndef SOAP_TYPE_PointerTott__PTZNodeExtension
-#define SOAP_TYPE_PointerTott__PTZNodeExtension (342)
-#endif
-
-/* tt__PTZSpaces * has binding name 'PointerTott__PTZSpaces' for type 'tt:PTZSpaces' */
-#ifndef SOAP_TYPE_PointerTott__PTZSpaces
-#define SOAP_TYPE_PointerTott__PTZSpaces (341)
-#endif
-
-/* tt__MetadataConfigurationExtension * has binding name 'PointerTott__MetadataConfigurationExtension' for type 'tt:MetadataConfigurationExtension' */
-#ifndef SOAP_TYPE_PointerTott__MetadataConfigurationExtension
-#define SOAP_TYPE_PointerTott__MetadataConfigurationExtension (340)
-#endif
-
-/* tt__SensorDataFilter * has binding name 'PointerTott__SensorDataFilter' for type 'tt:SensorDataFilter' */
-#ifndef SOAP_TYPE_PointerTott__SensorDataFilter
-#define SOAP_TYPE_PointerTott__SensorDataFilter (339)
-#endif
-
-/* tt__EventSubscription * has binding name 'PointerTott__EventSubscription' for type 'tt:EventSubscription' */
-#ifndef SOAP_TYPE_PointerTott__EventSubscription
-#define SOAP_TYPE_PointerTott__EventSubscription (338)
-#endif
-
-/* tt__PTZFilter * has binding name 'PointerTott__PTZFilter' for type 'tt:PTZFilter' */
-#ifndef SOAP_TYPE_PointerTott__PTZFilter
-#define SOAP_TYPE_PointerTott__PTZFilter (337)
-#endif
-
-/* tt__RuleEngineConfiguration * has binding name 'PointerTott__RuleEngineConfiguration' for type 'tt:RuleEngineConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__RuleEngineConfiguration
-#define SOAP_TYPE_PointerTott__RuleEngineConfiguration (336)
-#endif
-
-/* tt__AnalyticsEngineConfiguration * has binding name 'PointerTott__AnalyticsEngineConfiguration' for type 'tt:AnalyticsEngineConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__AnalyticsEngineConfiguration
-#define SOAP_TYPE_PointerTott__AnalyticsEngineConfiguration (335)
-#endif
-
-/* tt__MulticastConfiguration * has binding name 'PointerTott__MulticastConfiguration' for type 'tt:MulticastConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__MulticastConfiguration
-#define SOAP_TYPE_PointerTott__MulticastConfiguration (334)
-#endif
-
-/* tt__H264Configuration * has binding name 'PointerTott__H264Configuration' for type 'tt:H264Configuration' */
-#ifndef SOAP_TYPE_PointerTott__H264Configuration
-#define SOAP_TYPE_PointerTott__H264Configuration (333)
-#endif
-
-/* tt__Mpeg4Configuration * has binding name 'PointerTott__Mpeg4Configuration' for type 'tt:Mpeg4Configuration' */
-#ifndef SOAP_TYPE_PointerTott__Mpeg4Configuration
-#define SOAP_TYPE_PointerTott__Mpeg4Configuration (332)
-#endif
-
-/* tt__VideoRateControl * has binding name 'PointerTott__VideoRateControl' for type 'tt:VideoRateControl' */
-#ifndef SOAP_TYPE_PointerTott__VideoRateControl
-#define SOAP_TYPE_PointerTott__VideoRateControl (331)
-#endif
-
-/* tt__VideoSourceConfigurationExtension * has binding name 'PointerTott__VideoSourceConfigurationExtension' for type 'tt:VideoSourceConfigurationExtension' */
-#ifndef SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension
-#define SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension (330)
-#endif
-
-/* tt__IntRectangle * has binding name 'PointerTott__IntRectangle' for type 'tt:IntRectangle' */
-#ifndef SOAP_TYPE_PointerTott__IntRectangle
-#define SOAP_TYPE_PointerTott__IntRectangle (329)
-#endif
-
-/* std::string * has binding name 'PointerToxsd__duration' for type 'xsd:duration' */
-#ifndef SOAP_TYPE_PointerToxsd__duration
-#define SOAP_TYPE_PointerToxsd__duration (328)
-#endif
-
-/* tt__PTZSpeed * has binding name 'PointerTott__PTZSpeed' for type 'tt:PTZSpeed' */
-#ifndef SOAP_TYPE_PointerTott__PTZSpeed
-#define SOAP_TYPE_PointerTott__PTZSpeed (327)
-#endif
-
-/* tt__PTZPreset * has binding name 'PointerTott__PTZPreset' for type 'tt:PTZPreset' */
-#ifndef SOAP_TYPE_PointerTott__PTZPreset
-#define SOAP_TYPE_PointerTott__PTZPreset (325)
-#endif
-
-/* tt__PTZNode * has binding name 'PointerTott__PTZNode' for type 'tt:PTZNode' */
-#ifndef SOAP_TYPE_PointerTott__PTZNode
-#define SOAP_TYPE_PointerTott__PTZNode (323)
-#endif
-
-/* tt__MediaUri * has binding name 'PointerTott__MediaUri' for type 'tt:MediaUri' */
-#ifndef SOAP_TYPE_PointerTott__MediaUri
-#define SOAP_TYPE_PointerTott__MediaUri (322)
-#endif
-
-/* tt__StreamSetup * has binding name 'PointerTott__StreamSetup' for type 'tt:StreamSetup' */
-#ifndef SOAP_TYPE_PointerTott__StreamSetup
-#define SOAP_TYPE_PointerTott__StreamSetup (321)
-#endif
-
-/* tt__VideoEncoderConfigurationOptions * has binding name 'PointerTott__VideoEncoderConfigurationOptions' for type 'tt:VideoEncoderConfigurationOptions' */
-#ifndef SOAP_TYPE_PointerTott__VideoEncoderConfigurationOptions
-#define SOAP_TYPE_PointerTott__VideoEncoderConfigurationOptions (320)
-#endif
-
-/* tt__Profile * has binding name 'PointerTott__Profile' for type 'tt:Profile' */
-#ifndef SOAP_TYPE_PointerTott__Profile
-#define SOAP_TYPE_PointerTott__Profile (317)
-#endif
-
-/* std::string * has binding name 'PointerToxsd__anyURI' for type 'xsd:anyURI' */
-#ifndef SOAP_TYPE_PointerToxsd__anyURI
-#define SOAP_TYPE_PointerToxsd__anyURI (316)
-#endif
-
-/* tt__ItemList * has binding name 'PointerTott__ItemList' for type 'tt:ItemList' */
-#ifndef SOAP_TYPE_PointerTott__ItemList
-#define SOAP_TYPE_PointerTott__ItemList (315)
-#endif
-
-/* tt__RuleEngineConfigurationExtension * has binding name 'PointerTott__RuleEngineConfigurationExtension' for type 'tt:RuleEngineConfigurationExtension' */
-#ifndef SOAP_TYPE_PointerTott__RuleEngineConfigurationExtension
-#define SOAP_TYPE_PointerTott__RuleEngineConfigurationExtension (314)
-#endif
-
-/* tt__AnalyticsEngineConfigurationExtension * has binding name 'PointerTott__AnalyticsEngineConfigurationExtension' for type 'tt:AnalyticsEngineConfigurationExtension' */
-#ifndef SOAP_TYPE_PointerTott__AnalyticsEngineConfigurationExtension
-#define SOAP_TYPE_PointerTott__AnalyticsEngineConfigurationExtension (313)
-#endif
-
-/* tt__Config * has binding name 'PointerTott__Config' for type 'tt:Config' */
-#ifndef SOAP_TYPE_PointerTott__Config
-#define SOAP_TYPE_PointerTott__Config (311)
-#endif
-
-/* tt__ItemListExtension * has binding name 'PointerTott__ItemListExtension' for type 'tt:ItemListExtension' */
-#ifndef SOAP_TYPE_PointerTott__ItemListExtension
-#define SOAP_TYPE_PointerTott__ItemListExtension (310)
-#endif
-
-/* std::string * has binding name 'PointerTott__ReferenceToken' for type 'tt:ReferenceToken' */
-#ifndef SOAP_TYPE_PointerTott__ReferenceToken
-#define SOAP_TYPE_PointerTott__ReferenceToken (305)
-#endif
-
-/* tt__PTZVector * has binding name 'PointerTott__PTZVector' for type 'tt:PTZVector' */
-#ifndef SOAP_TYPE_PointerTott__PTZVector
-#define SOAP_TYPE_PointerTott__PTZVector (304)
-#endif
-
-/* std::string * has binding name 'PointerTott__Name' for type 'tt:Name' */
-#ifndef SOAP_TYPE_PointerTott__Name
-#define SOAP_TYPE_PointerTott__Name (303)
-#endif
-
-/* tt__Vector1D * has binding name 'PointerTott__Vector1D' for type 'tt:Vector1D' */
-#ifndef SOAP_TYPE_PointerTott__Vector1D
-#define SOAP_TYPE_PointerTott__Vector1D (302)
-#endif
-
-/* tt__Vector2D * has binding name 'PointerTott__Vector2D' for type 'tt:Vector2D' */
-#ifndef SOAP_TYPE_PointerTott__Vector2D
-#define SOAP_TYPE_PointerTott__Vector2D (301)
-#endif
-
-/* tt__FloatRange * has binding name 'PointerTott__FloatRange' for type 'tt:FloatRange' */
-#ifndef SOAP_TYPE_PointerTott__FloatRange
-#define SOAP_TYPE_PointerTott__FloatRange (300)
-#endif
-
-/* tt__PTZSpacesExtension * has binding name 'PointerTott__PTZSpacesExtension' for type 'tt:PTZSpacesExtension' */
-#ifndef SOAP_TYPE_PointerTott__PTZSpacesExtension
-#define SOAP_TYPE_PointerTott__PTZSpacesExtension (299)
-#endif
-
-/* tt__Space1DDescription * has binding name 'PointerTott__Space1DDescription' for type 'tt:Space1DDescription' */
-#ifndef SOAP_TYPE_PointerTott__Space1DDescription
-#define SOAP_TYPE_PointerTott__Space1DDescription (296)
-#endif
-
-/* tt__Space2DDescription * has binding name 'PointerTott__Space2DDescription' for type 'tt:Space2DDescription' */
-#ifndef SOAP_TYPE_PointerTott__Space2DDescription
-#define SOAP_TYPE_PointerTott__Space2DDescription (295)
-#endif
-
-/* tt__PTControlDirectionExtension * has binding name 'PointerTott__PTControlDirectionExtension' for type 'tt:PTControlDirectionExtension' */
-#ifndef SOAP_TYPE_PointerTott__PTControlDirectionExtension
-#define SOAP_TYPE_PointerTott__PTControlDirectionExtension (294)
-#endif
-
-/* tt__Reverse * has binding name 'PointerTott__Reverse' for type 'tt:Reverse' */
-#ifndef SOAP_TYPE_PointerTott__Reverse
-#define SOAP_TYPE_PointerTott__Reverse (293)
-#endif
-
-/* tt__EFlip * has binding name 'PointerTott__EFlip' for type 'tt:EFlip' */
-#ifndef SOAP_TYPE_PointerTott__EFlip
-#define SOAP_TYPE_PointerTott__EFlip (292)
-#endif
-
-/* tt__PTZConfigurationExtension2 * has binding name 'PointerTott__PTZConfigurationExtension2' for type 'tt:PTZConfigurationExtension2' */
-#ifndef SOAP_TYPE_PointerTott__PTZConfigurationExtension2
-#define SOAP_TYPE_PointerTott__PTZConfigurationExtension2 (291)
-#endif
-
-/* tt__PTControlDirection * has binding name 'PointerTott__PTControlDirection' for type 'tt:PTControlDirection' */
-#ifndef SOAP_TYPE_PointerTott__PTControlDirection
-#define SOAP_TYPE_PointerTott__PTControlDirection (290)
-#endif
-
-/* tt__PTZPresetTourSupportedExtension * has binding name 'PointerTott__PTZPresetTourSupportedExtension' for type 'tt:PTZPresetTourSupportedExtension' */
-#ifndef SOAP_TYPE_PointerTott__PTZPresetTourSupportedExtension
-#define SOAP_TYPE_PointerTott__PTZPresetTourSupportedExtension (289)
-#endif
-
-/* tt__PTZNodeExtension2 * has binding name 'PointerTott__PTZNodeExtension2' for type 'tt:PTZNodeExtension2' */
-#ifndef SOAP_TYPE_PointerTott__PTZNodeExtension2
-#define SOAP_TYPE_PointerTott__PTZNodeExtension2 (287)
-#endif
-
-/* tt__PTZPresetTourSupported * has binding name 'PointerTott__PTZPresetTourSupported' for type 'tt:PTZPresetTourSupported' */
-#ifndef SOAP_TYPE_PointerTott__PTZPresetTourSupported
-#define SOAP_TYPE_PointerTott__PTZPresetTourSupported (286)
-#endif
-
-/* tt__AnalyticsDeviceExtension * has binding name 'PointerTott__AnalyticsDeviceExtension' for type 'tt:AnalyticsDeviceExtension' */
-#ifndef SOAP_TYPE_PointerTott__AnalyticsDeviceExtension
-#define SOAP_TYPE_PointerTott__AnalyticsDeviceExtension (285)
-#endif
-
-/* tt__SystemCapabilitiesExtension2 * has binding name 'PointerTott__SystemCapabilitiesExtension2' for type 'tt:SystemCapabilitiesExtension2' */
-#ifndef SOAP_TYPE_PointerTott__SystemCapabilitiesExtension2
-#define SOAP_TYPE_PointerTott__SystemCapabilitiesExtension2 (284)
-#endif
-
-/* tt__SystemCapabilitiesExtension * has binding name 'PointerTott__SystemCapabilitiesExtension' for type 'tt:SystemCapabilitiesExtension' */
-#ifndef SOAP_TYPE_PointerTott__SystemCapabilitiesExtension
-#define SOAP_TYPE_PointerTott__SystemCapabilitiesExtension (283)
-#endif
-
-/* tt__OnvifVersion * has binding name 'PointerTott__OnvifVersion' for type 'tt:OnvifVersion' */
-#ifndef SOAP_TYPE_PointerTott__OnvifVersion
-#define SOAP_TYPE_PointerTott__OnvifVersion (281)
-#endif
-
-/* tt__SecurityCapabilitiesExtension2 * has binding name 'PointerTott__SecurityCapabilitiesExtension2' for type 'tt:SecurityCapabilitiesExtension2' */
-#ifndef SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension2
-#define SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension2 (279)
-#endif
-
-/* tt__SecurityCapabilitiesExtension * has binding name 'PointerTott__SecurityCapabilitiesExtension' for type 'tt:SecurityCapabilitiesExtension' */
-#ifndef SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension
-#define SOAP_TYPE_PointerTott__SecurityCapabilitiesExtension (278)
-#endif
-
-/* tt__NetworkCapabilitiesExtension2 * has binding name 'PointerTott__NetworkCapabilitiesExtension2' for type 'tt:NetworkCapabilitiesExtension2' */
-#ifndef SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension2
-#define SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension2 (277)
-#endif
-
-/* tt__NetworkCapabilitiesExtension * has binding name 'PointerTott__NetworkCapabilitiesExtension' for type 'tt:NetworkCapabilitiesExtension' */
-#ifndef SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension
-#define SOAP_TYPE_PointerTott__NetworkCapabilitiesExtension (276)
-#endif
-
-/* tt__RealTimeStreamingCapabilitiesExtension * has binding name 'PointerTott__RealTimeStreamingCapabilitiesExtension' for type 'tt:RealTimeStreamingCapabilitiesExtension' */
-#ifndef SOAP_TYPE_PointerTott__RealTimeStreamingCapabilitiesExtension
-#define SOAP_TYPE_PointerTott__RealTimeStreamingCapabilitiesExtension (275)
-#endif
-
-/* tt__ProfileCapabilities * has binding name 'PointerTott__ProfileCapabilities' for type 'tt:ProfileCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__ProfileCapabilities
-#define SOAP_TYPE_PointerTott__ProfileCapabilities (274)
-#endif
-
-/* tt__MediaCapabilitiesExtension * has binding name 'PointerTott__MediaCapabilitiesExtension' for type 'tt:MediaCapabilitiesExtension' */
-#ifndef SOAP_TYPE_PointerTott__MediaCapabilitiesExtension
-#define SOAP_TYPE_PointerTott__MediaCapabilitiesExtension (273)
-#endif
-
-/* tt__RealTimeStreamingCapabilities * has binding name 'PointerTott__RealTimeStreamingCapabilities' for type 'tt:RealTimeStreamingCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__RealTimeStreamingCapabilities
-#define SOAP_TYPE_PointerTott__RealTimeStreamingCapabilities (272)
-#endif
-
-/* tt__IOCapabilitiesExtension2 * has binding name 'PointerTott__IOCapabilitiesExtension2' for type 'tt:IOCapabilitiesExtension2' */
-#ifndef SOAP_TYPE_PointerTott__IOCapabilitiesExtension2
-#define SOAP_TYPE_PointerTott__IOCapabilitiesExtension2 (271)
-#endif
-
-/* tt__IOCapabilitiesExtension * has binding name 'PointerTott__IOCapabilitiesExtension' for type 'tt:IOCapabilitiesExtension' */
-#ifndef SOAP_TYPE_PointerTott__IOCapabilitiesExtension
-#define SOAP_TYPE_PointerTott__IOCapabilitiesExtension (269)
-#endif
-
-/* tt__DeviceCapabilitiesExtension * has binding name 'PointerTott__DeviceCapabilitiesExtension' for type 'tt:DeviceCapabilitiesExtension' */
-#ifndef SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension
-#define SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension (268)
-#endif
-
-/* tt__SecurityCapabilities * has binding name 'PointerTott__SecurityCapabilities' for type 'tt:SecurityCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__SecurityCapabilities
-#define SOAP_TYPE_PointerTott__SecurityCapabilities (267)
-#endif
-
-/* tt__IOCapabilities * has binding name 'PointerTott__IOCapabilities' for type 'tt:IOCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__IOCapabilities
-#define SOAP_TYPE_PointerTott__IOCapabilities (266)
-#endif
-
-/* tt__SystemCapabilities * has binding name 'PointerTott__SystemCapabilities' for type 'tt:SystemCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__SystemCapabilities
-#define SOAP_TYPE_PointerTott__SystemCapabilities (265)
-#endif
-
-/* tt__NetworkCapabilities * has binding name 'PointerTott__NetworkCapabilities' for type 'tt:NetworkCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__NetworkCapabilities
-#define SOAP_TYPE_PointerTott__NetworkCapabilities (264)
-#endif
-
-/* tt__CapabilitiesExtension2 * has binding name 'PointerTott__CapabilitiesExtension2' for type 'tt:CapabilitiesExtension2' */
-#ifndef SOAP_TYPE_PointerTott__CapabilitiesExtension2
-#define SOAP_TYPE_PointerTott__CapabilitiesExtension2 (263)
-#endif
-
-/* tt__AnalyticsDeviceCapabilities * has binding name 'PointerTott__AnalyticsDeviceCapabilities' for type 'tt:AnalyticsDeviceCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__AnalyticsDeviceCapabilities
-#define SOAP_TYPE_PointerTott__AnalyticsDeviceCapabilities (262)
-#endif
-
-/* tt__ReceiverCapabilities * has binding name 'PointerTott__ReceiverCapabilities' for type 'tt:ReceiverCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__ReceiverCapabilities
-#define SOAP_TYPE_PointerTott__ReceiverCapabilities (261)
-#endif
-
-/* tt__ReplayCapabilities * has binding name 'PointerTott__ReplayCapabilities' for type 'tt:ReplayCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__ReplayCapabilities
-#define SOAP_TYPE_PointerTott__ReplayCapabilities (260)
-#endif
-
-/* tt__SearchCapabilities * has binding name 'PointerTott__SearchCapabilities' for type 'tt:SearchCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__SearchCapabilities
-#define SOAP_TYPE_PointerTott__SearchCapabilities (259)
-#endif
-
-/* tt__RecordingCapabilities * has binding name 'PointerTott__RecordingCapabilities' for type 'tt:RecordingCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__RecordingCapabilities
-#define SOAP_TYPE_PointerTott__RecordingCapabilities (258)
-#endif
-
-/* tt__DisplayCapabilities * has binding name 'PointerTott__DisplayCapabilities' for type 'tt:DisplayCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__DisplayCapabilities
-#define SOAP_TYPE_PointerTott__DisplayCapabilities (257)
-#endif
-
-/* tt__DeviceIOCapabilities * has binding name 'PointerTott__DeviceIOCapabilities' for type 'tt:DeviceIOCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__DeviceIOCapabilities
-#define SOAP_TYPE_PointerTott__DeviceIOCapabilities (256)
-#endif
-
-/* tt__CapabilitiesExtension * has binding name 'PointerTott__CapabilitiesExtension' for type 'tt:CapabilitiesExtension' */
-#ifndef SOAP_TYPE_PointerTott__CapabilitiesExtension
-#define SOAP_TYPE_PointerTott__CapabilitiesExtension (255)
-#endif
-
-/* tt__PTZCapabilities * has binding name 'PointerTott__PTZCapabilities' for type 'tt:PTZCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__PTZCapabilities
-#define SOAP_TYPE_PointerTott__PTZCapabilities (254)
-#endif
-
-/* tt__MediaCapabilities * has binding name 'PointerTott__MediaCapabilities' for type 'tt:MediaCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__MediaCapabilities
-#define SOAP_TYPE_PointerTott__MediaCapabilities (253)
-#endif
-
-/* tt__ImagingCapabilities * has binding name 'PointerTott__ImagingCapabilities' for type 'tt:ImagingCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__ImagingCapabilities
-#define SOAP_TYPE_PointerTott__ImagingCapabilities (252)
-#endif
-
-/* tt__EventCapabilities * has binding name 'PointerTott__EventCapabilities' for type 'tt:EventCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__EventCapabilities
-#define SOAP_TYPE_PointerTott__EventCapabilities (251)
-#endif
-
-/* tt__DeviceCapabilities * has binding name 'PointerTott__DeviceCapabilities' for type 'tt:DeviceCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__DeviceCapabilities
-#define SOAP_TYPE_PointerTott__DeviceCapabilities (250)
-#endif
-
-/* tt__AnalyticsCapabilities * has binding name 'PointerTott__AnalyticsCapabilities' for type 'tt:AnalyticsCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__AnalyticsCapabilities
-#define SOAP_TYPE_PointerTott__AnalyticsCapabilities (249)
-#endif
-
-/* std::string * has binding name 'PointerTott__IPv6Address' for type 'tt:IPv6Address' */
-#ifndef SOAP_TYPE_PointerTott__IPv6Address
-#define SOAP_TYPE_PointerTott__IPv6Address (248)
-#endif
-
-/* std::string * has binding name 'PointerTott__IPv4Address' for type 'tt:IPv4Address' */
-#ifndef SOAP_TYPE_PointerTott__IPv4Address
-#define SOAP_TYPE_PointerTott__IPv4Address (247)
-#endif
-
-/* _tt__Transport_Tunnel * has binding name 'PointerTo_tt__Transport_Tunnel' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tt__Transport_Tunnel
-#define SOAP_TYPE_PointerTo_tt__Transport_Tunnel (246)
-#endif
-
-/* tt__Transport * has binding name 'PointerTott__Transport' for type 'tt:Transport' */
-#ifndef SOAP_TYPE_PointerTott__Transport
-#define SOAP_TYPE_PointerTott__Transport (244)
-#endif
-
-/* tt__IPAddress * has binding name 'PointerTott__IPAddress' for type 'tt:IPAddress' */
-#ifndef SOAP_TYPE_PointerTott__IPAddress
-#define SOAP_TYPE_PointerTott__IPAddress (243)
-#endif
-
-/* _tt__EventSubscription_SubscriptionPolicy * has binding name 'PointerTo_tt__EventSubscription_SubscriptionPolicy' for type '' */
-#ifndef SOAP_TYPE_PointerTo_tt__EventSubscription_SubscriptionPolicy
-#define SOAP_TYPE_PointerTo_tt__EventSubscription_SubscriptionPolicy (242)
-#endif
-
-/* wsnt__FilterType * has binding name 'PointerTowsnt__FilterType' for type 'wsnt:FilterType' */
-#ifndef SOAP_TYPE_PointerTowsnt__FilterType
-#define SOAP_TYPE_PointerTowsnt__FilterType (240)
-#endif
-
-/* tt__VideoResolution * has binding name 'PointerTott__VideoResolution' for type 'tt:VideoResolution' */
-#ifndef SOAP_TYPE_PointerTott__VideoResolution
-#define SOAP_TYPE_PointerTott__VideoResolution (235)
-#endif
-
-/* tt__VideoEncoderOptionsExtension2 * has binding name 'PointerTott__VideoEncoderOptionsExtension2' for type 'tt:VideoEncoderOptionsExtension2' */
-#ifndef SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2
-#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2 (234)
-#endif
-
-/* tt__H264Options2 * has binding name 'PointerTott__H264Options2' for type 'tt:H264Options2' */
-#ifndef SOAP_TYPE_PointerTott__H264Options2
-#define SOAP_TYPE_PointerTott__H264Options2 (233)
-#endif
-
-/* tt__Mpeg4Options2 * has binding name 'PointerTott__Mpeg4Options2' for type 'tt:Mpeg4Options2' */
-#ifndef SOAP_TYPE_PointerTott__Mpeg4Options2
-#define SOAP_TYPE_PointerTott__Mpeg4Options2 (232)
-#endif
-
-/* tt__JpegOptions2 * has binding name 'PointerTott__JpegOptions2' for type 'tt:JpegOptions2' */
-#ifndef SOAP_TYPE_PointerTott__JpegOptions2
-#define SOAP_TYPE_PointerTott__JpegOptions2 (231)
-#endif
-
-/* tt__VideoEncoderOptionsExtension * has binding name 'PointerTott__VideoEncoderOptionsExtension' for type 'tt:VideoEncoderOptionsExtension' */
-#ifndef SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension
-#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension (230)
-#endif
-
-/* tt__H264Options * has binding name 'PointerTott__H264Options' for type 'tt:H264Options' */
-#ifndef SOAP_TYPE_PointerTott__H264Options
-#define SOAP_TYPE_PointerTott__H264Options (229)
-#endif
-
-/* tt__Mpeg4Options * has binding name 'PointerTott__Mpeg4Options' for type 'tt:Mpeg4Options' */
-#ifndef SOAP_TYPE_PointerTott__Mpeg4Options
-#define SOAP_TYPE_PointerTott__Mpeg4Options (228)
-#endif
-
-/* tt__JpegOptions * has binding name 'PointerTott__JpegOptions' for type 'tt:JpegOptions' */
-#ifndef SOAP_TYPE_PointerTott__JpegOptions
-#define SOAP_TYPE_PointerTott__JpegOptions (227)
-#endif
-
-/* tt__IntRange * has binding name 'PointerTott__IntRange' for type 'tt:IntRange' */
-#ifndef SOAP_TYPE_PointerTott__IntRange
-#define SOAP_TYPE_PointerTott__IntRange (226)
-#endif
-
-/* std::string * has binding name 'PointerTostd__string' for type 'xsd:string' */
-#ifndef SOAP_TYPE_PointerTostd__string
-#define SOAP_TYPE_PointerTostd__string (225)
-#endif
-
-/* tt__LensProjection * has binding name 'PointerTott__LensProjection' for type 'tt:LensProjection' */
-#ifndef SOAP_TYPE_PointerTott__LensProjection
-#define SOAP_TYPE_PointerTott__LensProjection (223)
-#endif
-
-/* tt__LensOffset * has binding name 'PointerTott__LensOffset' for type 'tt:LensOffset' */
-#ifndef SOAP_TYPE_PointerTott__LensOffset
-#define SOAP_TYPE_PointerTott__LensOffset (222)
-#endif
-
-/* float * has binding name 'PointerTofloat' for type 'xsd:float' */
-#ifndef SOAP_TYPE_PointerTofloat
-#define SOAP_TYPE_PointerTofloat (221)
-#endif
-
-/* tt__RotateExtension * has binding name 'PointerTott__RotateExtension' for type 'tt:RotateExtension' */
-#ifndef SOAP_TYPE_PointerTott__RotateExtension
-#define SOAP_TYPE_PointerTott__RotateExtension (220)
+#define SOAP_TYPE__wsa5__MessageID (360)
 #endif
 
 /* int * has binding name 'PointerToint' for type 'xsd:int' */
 #ifndef SOAP_TYPE_PointerToint
-#define SOAP_TYPE_PointerToint (219)
+#define SOAP_TYPE_PointerToint (356)
 #endif
 
-/* tt__SceneOrientation * has binding name 'PointerTott__SceneOrientation' for type 'tt:SceneOrientation' */
-#ifndef SOAP_TYPE_PointerTott__SceneOrientation
-#define SOAP_TYPE_PointerTott__SceneOrientation (218)
+/* char ** has binding name 'PointerTo_XML' for type '' */
+#ifndef SOAP_TYPE_PointerTo_XML
+#define SOAP_TYPE_PointerTo_XML (355)
 #endif
 
-/* tt__LensDescription * has binding name 'PointerTott__LensDescription' for type 'tt:LensDescription' */
-#ifndef SOAP_TYPE_PointerTott__LensDescription
-#define SOAP_TYPE_PointerTott__LensDescription (216)
+/* struct wsa5__MetadataType * has binding name 'PointerTowsa5__MetadataType' for type 'wsa5:MetadataType' */
+#ifndef SOAP_TYPE_PointerTowsa5__MetadataType
+#define SOAP_TYPE_PointerTowsa5__MetadataType (354)
 #endif
 
-/* tt__VideoSourceConfigurationExtension2 * has binding name 'PointerTott__VideoSourceConfigurationExtension2' for type 'tt:VideoSourceConfigurationExtension2' */
-#ifndef SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension2
-#define SOAP_TYPE_PointerTott__VideoSourceConfigurationExtension2 (215)
+/* struct wsa5__ReferenceParametersType * has binding name 'PointerTowsa5__ReferenceParametersType' for type 'wsa5:ReferenceParametersType' */
+#ifndef SOAP_TYPE_PointerTowsa5__ReferenceParametersType
+#define SOAP_TYPE_PointerTowsa5__ReferenceParametersType (353)
 #endif
 
-/* tt__Rotate * has binding name 'PointerTott__Rotate' for type 'tt:Rotate' */
-#ifndef SOAP_TYPE_PointerTott__Rotate
-#define SOAP_TYPE_PointerTott__Rotate (214)
+/* wsa5__FaultCodesOpenEnumType has binding name 'wsa5__FaultCodesOpenEnumType' for type 'wsa5:FaultCodesOpenEnumType' */
+#ifndef SOAP_TYPE_wsa5__FaultCodesOpenEnumType
+#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (350)
 #endif
 
-/* tt__ProfileExtension2 * has binding name 'PointerTott__ProfileExtension2' for type 'tt:ProfileExtension2' */
-#ifndef SOAP_TYPE_PointerTott__ProfileExtension2
-#define SOAP_TYPE_PointerTott__ProfileExtension2 (213)
+/* wsa5__RelationshipTypeOpenEnum has binding name 'wsa5__RelationshipTypeOpenEnum' for type 'wsa5:RelationshipTypeOpenEnum' */
+#ifndef SOAP_TYPE_wsa5__RelationshipTypeOpenEnum
+#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (349)
 #endif
 
-/* tt__AudioDecoderConfiguration * has binding name 'PointerTott__AudioDecoderConfiguration' for type 'tt:AudioDecoderConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__AudioDecoderConfiguration
-#define SOAP_TYPE_PointerTott__AudioDecoderConfiguration (212)
+/* _trt__GetStreamUri * has binding name 'PointerTo_trt__GetStreamUri' for type '' */
+#ifndef SOAP_TYPE_PointerTo_trt__GetStreamUri
+#define SOAP_TYPE_PointerTo_trt__GetStreamUri (340)
 #endif
 
-/* tt__AudioOutputConfiguration * has binding name 'PointerTott__AudioOutputConfiguration' for type 'tt:AudioOutputConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__AudioOutputConfiguration
-#define SOAP_TYPE_PointerTott__AudioOutputConfiguration (211)
+/* _trt__GetVideoEncoderConfigurationOptions * has binding name 'PointerTo_trt__GetVideoEncoderConfigurationOptions' for type '' */
+#ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurationOptions
+#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurationOptions (336)
+#endif
+
+/* _trt__SetVideoEncoderConfiguration * has binding name 'PointerTo_trt__SetVideoEncoderConfiguration' for type '' */
+#ifndef SOAP_TYPE_PointerTo_trt__SetVideoEncoderConfiguration
+#define SOAP_TYPE_PointerTo_trt__SetVideoEncoderConfiguration (332)
+#endif
+
+/* _trt__GetVideoEncoderConfiguration * has binding name 'PointerTo_trt__GetVideoEncoderConfiguration' for type '' */
+#ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfiguration
+#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfiguration (328)
+#endif
+
+/* _trt__GetVideoEncoderConfigurations * has binding name 'PointerTo_trt__GetVideoEncoderConfigurations' for type '' */
+#ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurations
+#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurations (324)
+#endif
+
+/* _trt__GetProfiles * has binding name 'PointerTo_trt__GetProfiles' for type '' */
+#ifndef SOAP_TYPE_PointerTo_trt__GetProfiles
+#define SOAP_TYPE_PointerTo_trt__GetProfiles (320)
+#endif
+
+/* _trt__GetProfile * has binding name 'PointerTo_trt__GetProfile' for type '' */
+#ifndef SOAP_TYPE_PointerTo_trt__GetProfile
+#define SOAP_TYPE_PointerTo_trt__GetProfile (316)
+#endif
+
+/* _tptz__Stop * has binding name 'PointerTo_tptz__Stop' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tptz__Stop
+#define SOAP_TYPE_PointerTo_tptz__Stop (312)
+#endif
+
+/* _tptz__ContinuousMove * has binding name 'PointerTo_tptz__ContinuousMove' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tptz__ContinuousMove
+#define SOAP_TYPE_PointerTo_tptz__ContinuousMove (308)
+#endif
+
+/* _tptz__GetNode * has binding name 'PointerTo_tptz__GetNode' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tptz__GetNode
+#define SOAP_TYPE_PointerTo_tptz__GetNode (304)
+#endif
+
+/* _tptz__GetNodes * has binding name 'PointerTo_tptz__GetNodes' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tptz__GetNodes
+#define SOAP_TYPE_PointerTo_tptz__GetNodes (300)
+#endif
+
+/* _tptz__GotoPreset * has binding name 'PointerTo_tptz__GotoPreset' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tptz__GotoPreset
+#define SOAP_TYPE_PointerTo_tptz__GotoPreset (296)
+#endif
+
+/* _tptz__SetPreset * has binding name 'PointerTo_tptz__SetPreset' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tptz__SetPreset
+#define SOAP_TYPE_PointerTo_tptz__SetPreset (292)
+#endif
+
+/* _tptz__GetPresets * has binding name 'PointerTo_tptz__GetPresets' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tptz__GetPresets
+#define SOAP_TYPE_PointerTo_tptz__GetPresets (288)
+#endif
+
+/* _tds__GetCapabilities * has binding name 'PointerTo_tds__GetCapabilities' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tds__GetCapabilities
+#define SOAP_TYPE_PointerTo_tds__GetCapabilities (284)
+#endif
+
+/* _tds__SystemReboot * has binding name 'PointerTo_tds__SystemReboot' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tds__SystemReboot
+#define SOAP_TYPE_PointerTo_tds__SystemReboot (280)
+#endif
+
+/* _tds__GetDeviceInformation * has binding name 'PointerTo_tds__GetDeviceInformation' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tds__GetDeviceInformation
+#define SOAP_TYPE_PointerTo_tds__GetDeviceInformation (276)
+#endif
+
+/* tt__PTZNodeExtension * has binding name 'PointerTott__PTZNodeExtension' for type 'tt:PTZNodeExtension' */
+#ifndef SOAP_TYPE_PointerTott__PTZNodeExtension
+#define SOAP_TYPE_PointerTott__PTZNodeExtension (275)
+#endif
+
+/* tt__PTZSpaces * has binding name 'PointerTott__PTZSpaces' for type 'tt:PTZSpaces' */
+#ifndef SOAP_TYPE_PointerTott__PTZSpaces
+#define SOAP_TYPE_PointerTott__PTZSpaces (273)
+#endif
+
+/* tt__MulticastConfiguration * has binding name 'PointerTott__MulticastConfiguration' for type 'tt:MulticastConfiguration' */
+#ifndef SOAP_TYPE_PointerTott__MulticastConfiguration
+#define SOAP_TYPE_PointerTott__MulticastConfiguration (272)
+#endif
+
+/* tt__H264Configuration * has binding name 'PointerTott__H264Configuration' for type 'tt:H264Configuration' */
+#ifndef SOAP_TYPE_PointerTott__H264Configuration
+#define SOAP_TYPE_PointerTott__H264Configuration (271)
+#endif
+
+/* tt__Mpeg4Configuration * has binding name 'PointerTott__Mpeg4Configuration' for type 'tt:Mpeg4Configuration' */
+#ifndef SOAP_TYPE_PointerTott__Mpeg4Configuration
+#define SOAP_TYPE_PointerTott__Mpeg4Configuration (270)
+#endif
+
+/* tt__VideoRateControl * has binding name 'PointerTott__VideoRateControl' for type 'tt:VideoRateControl' */
+#ifndef SOAP_TYPE_PointerTott__VideoRateControl
+#define SOAP_TYPE_PointerTott__VideoRateControl (269)
+#endif
+
+/* std::string * has binding name 'PointerToxsd__duration' for type 'xsd:duration' */
+#ifndef SOAP_TYPE_PointerToxsd__duration
+#define SOAP_TYPE_PointerToxsd__duration (268)
+#endif
+
+/* tt__PTZSpeed * has binding name 'PointerTott__PTZSpeed' for type 'tt:PTZSpeed' */
+#ifndef SOAP_TYPE_PointerTott__PTZSpeed
+#define SOAP_TYPE_PointerTott__PTZSpeed (267)
+#endif
+
+/* std::string * has binding name 'PointerTostd__string' for type 'xsd:string' */
+#ifndef SOAP_TYPE_PointerTostd__string
+#define SOAP_TYPE_PointerTostd__string (266)
+#endif
+
+/* tt__PTZPreset * has binding name 'PointerTott__PTZPreset' for type 'tt:PTZPreset' */
+#ifndef SOAP_TYPE_PointerTott__PTZPreset
+#define SOAP_TYPE_PointerTott__PTZPreset (264)
+#endif
+
+/* tt__PTZNode * has binding name 'PointerTott__PTZNode' for type 'tt:PTZNode' */
+#ifndef SOAP_TYPE_PointerTott__PTZNode
+#define SOAP_TYPE_PointerTott__PTZNode (262)
+#endif
+
+/* tt__MediaUri * has binding name 'PointerTott__MediaUri' for type 'tt:MediaUri' */
+#ifndef SOAP_TYPE_PointerTott__MediaUri
+#define SOAP_TYPE_PointerTott__MediaUri (261)
+#endif
+
+/* tt__StreamSetup * has binding name 'PointerTott__StreamSetup' for type 'tt:StreamSetup' */
+#ifndef SOAP_TYPE_PointerTott__StreamSetup
+#define SOAP_TYPE_PointerTott__StreamSetup (260)
+#endif
+
+/* tt__VideoEncoderConfigurationOptions * has binding name 'PointerTott__VideoEncoderConfigurationOptions' for type 'tt:VideoEncoderConfigurationOptions' */
+#ifndef SOAP_TYPE_PointerTott__VideoEncoderConfigurationOptions
+#define SOAP_TYPE_PointerTott__VideoEncoderConfigurationOptions (259)
+#endif
+
+/* tt__Profile * has binding name 'PointerTott__Profile' for type 'tt:Profile' */
+#ifndef SOAP_TYPE_PointerTott__Profile
+#define SOAP_TYPE_PointerTott__Profile (256)
+#endif
+
+/* std::string * has binding name 'PointerToxsd__anyURI' for type 'xsd:anyURI' */
+#ifndef SOAP_TYPE_PointerToxsd__anyURI
+#define SOAP_TYPE_PointerToxsd__anyURI (255)
+#endif
+
+/* std::string * has binding name 'PointerTott__ReferenceToken' for type 'tt:ReferenceToken' */
+#ifndef SOAP_TYPE_PointerTott__ReferenceToken
+#define SOAP_TYPE_PointerTott__ReferenceToken (254)
+#endif
+
+/* tt__PTZVector * has binding name 'PointerTott__PTZVector' for type 'tt:PTZVector' */
+#ifndef SOAP_TYPE_PointerTott__PTZVector
+#define SOAP_TYPE_PointerTott__PTZVector (253)
+#endif
+
+/* std::string * has binding name 'PointerTott__Name' for type 'tt:Name' */
+#ifndef SOAP_TYPE_PointerTott__Name
+#define SOAP_TYPE_PointerTott__Name (252)
+#endif
+
+/* tt__Vector1D * has binding name 'PointerTott__Vector1D' for type 'tt:Vector1D' */
+#ifndef SOAP_TYPE_PointerTott__Vector1D
+#define SOAP_TYPE_PointerTott__Vector1D (251)
+#endif
+
+/* tt__Vector2D * has binding name 'PointerTott__Vector2D' for type 'tt:Vector2D' */
+#ifndef SOAP_TYPE_PointerTott__Vector2D
+#define SOAP_TYPE_PointerTott__Vector2D (250)
+#endif
+
+/* tt__FloatRange * has binding name 'PointerTott__FloatRange' for type 'tt:FloatRange' */
+#ifndef SOAP_TYPE_PointerTott__FloatRange
+#define SOAP_TYPE_PointerTott__FloatRange (249)
+#endif
+
+/* tt__PTZSpacesExtension * has binding name 'PointerTott__PTZSpacesExtension' for type 'tt:PTZSpacesExtension' */
+#ifndef SOAP_TYPE_PointerTott__PTZSpacesExtension
+#define SOAP_TYPE_PointerTott__PTZSpacesExtension (248)
+#endif
+
+/* tt__Space1DDescription * has binding name 'PointerTott__Space1DDescription' for type 'tt:Space1DDescription' */
+#ifndef SOAP_TYPE_PointerTott__Space1DDescription
+#define SOAP_TYPE_PointerTott__Space1DDescription (246)
+#endif
+
+/* tt__Space2DDescription * has binding name 'PointerTott__Space2DDescription' for type 'tt:Space2DDescription' */
+#ifndef SOAP_TYPE_PointerTott__Space2DDescription
+#define SOAP_TYPE_PointerTott__Space2DDescription (244)
+#endif
+
+/* tt__MediaCapabilitiesExtension * has binding name 'PointerTott__MediaCapabilitiesExtension' for type 'tt:MediaCapabilitiesExtension' */
+#ifndef SOAP_TYPE_PointerTott__MediaCapabilitiesExtension
+#define SOAP_TYPE_PointerTott__MediaCapabilitiesExtension (243)
+#endif
+
+/* tt__DeviceCapabilitiesExtension * has binding name 'PointerTott__DeviceCapabilitiesExtension' for type 'tt:DeviceCapabilitiesExtension' */
+#ifndef SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension
+#define SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension (242)
+#endif
+
+/* tt__SecurityCapabilities * has binding name 'PointerTott__SecurityCapabilities' for type 'tt:SecurityCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__SecurityCapabilities
+#define SOAP_TYPE_PointerTott__SecurityCapabilities (241)
+#endif
+
+/* tt__IOCapabilities * has binding name 'PointerTott__IOCapabilities' for type 'tt:IOCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__IOCapabilities
+#define SOAP_TYPE_PointerTott__IOCapabilities (240)
+#endif
+
+/* tt__SystemCapabilities * has binding name 'PointerTott__SystemCapabilities' for type 'tt:SystemCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__SystemCapabilities
+#define SOAP_TYPE_PointerTott__SystemCapabilities (239)
+#endif
+
+/* tt__NetworkCapabilities * has binding name 'PointerTott__NetworkCapabilities' for type 'tt:NetworkCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__NetworkCapabilities
+#define SOAP_TYPE_PointerTott__NetworkCapabilities (238)
+#endif
+
+/* tt__CapabilitiesExtension * has binding name 'PointerTott__CapabilitiesExtension' for type 'tt:CapabilitiesExtension' */
+#ifndef SOAP_TYPE_PointerTott__CapabilitiesExtension
+#define SOAP_TYPE_PointerTott__CapabilitiesExtension (237)
+#endif
+
+/* tt__PTZCapabilities * has binding name 'PointerTott__PTZCapabilities' for type 'tt:PTZCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__PTZCapabilities
+#define SOAP_TYPE_PointerTott__PTZCapabilities (236)
+#endif
+
+/* tt__MediaCapabilities * has binding name 'PointerTott__MediaCapabilities' for type 'tt:MediaCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__MediaCapabilities
+#define SOAP_TYPE_PointerTott__MediaCapabilities (235)
+#endif
+
+/* tt__ImagingCapabilities * has binding name 'PointerTott__ImagingCapabilities' for type 'tt:ImagingCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__ImagingCapabilities
+#define SOAP_TYPE_PointerTott__ImagingCapabilities (234)
+#endif
+
+/* tt__EventCapabilities * has binding name 'PointerTott__EventCapabilities' for type 'tt:EventCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__EventCapabilities
+#define SOAP_TYPE_PointerTott__EventCapabilities (233)
+#endif
+
+/* tt__DeviceCapabilities * has binding name 'PointerTott__DeviceCapabilities' for type 'tt:DeviceCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__DeviceCapabilities
+#define SOAP_TYPE_PointerTott__DeviceCapabilities (232)
+#endif
+
+/* tt__AnalyticsCapabilities * has binding name 'PointerTott__AnalyticsCapabilities' for type 'tt:AnalyticsCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__AnalyticsCapabilities
+#define SOAP_TYPE_PointerTott__AnalyticsCapabilities (231)
+#endif
+
+/* std::string * has binding name 'PointerTott__IPv6Address' for type 'tt:IPv6Address' */
+#ifndef SOAP_TYPE_PointerTott__IPv6Address
+#define SOAP_TYPE_PointerTott__IPv6Address (230)
+#endif
+
+/* std::string * has binding name 'PointerTott__IPv4Address' for type 'tt:IPv4Address' */
+#ifndef SOAP_TYPE_PointerTott__IPv4Address
+#define SOAP_TYPE_PointerTott__IPv4Address (229)
+#endif
+
+/* _tt__Transport_Tunnel * has binding name 'PointerTo_tt__Transport_Tunnel' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tt__Transport_Tunnel
+#define SOAP_TYPE_PointerTo_tt__Transport_Tunnel (228)
+#endif
+
+/* tt__Transport * has binding name 'PointerTott__Transport' for type 'tt:Transport' */
+#ifndef SOAP_TYPE_PointerTott__Transport
+#define SOAP_TYPE_PointerTott__Transport (226)
+#endif
+
+/* tt__IPAddress * has binding name 'PointerTott__IPAddress' for type 'tt:IPAddress' */
+#ifndef SOAP_TYPE_PointerTott__IPAddress
+#define SOAP_TYPE_PointerTott__IPAddress (225)
+#endif
+
+/* tt__VideoResolution * has binding name 'PointerTott__VideoResolution' for type 'tt:VideoResolution' */
+#ifndef SOAP_TYPE_PointerTott__VideoResolution
+#define SOAP_TYPE_PointerTott__VideoResolution (221)
+#endif
+
+/* tt__VideoEncoderOptionsExtension2 * has binding name 'PointerTott__VideoEncoderOptionsExtension2' for type 'tt:VideoEncoderOptionsExtension2' */
+#ifndef SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2
+#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2 (220)
+#endif
+
+/* tt__H264Options2 * has binding name 'PointerTott__H264Options2' for type 'tt:H264Options2' */
+#ifndef SOAP_TYPE_PointerTott__H264Options2
+#define SOAP_TYPE_PointerTott__H264Options2 (219)
+#endif
+
+/* tt__Mpeg4Options2 * has binding name 'PointerTott__Mpeg4Options2' for type 'tt:Mpeg4Options2' */
+#ifndef SOAP_TYPE_PointerTott__Mpeg4Options2
+#define SOAP_TYPE_PointerTott__Mpeg4Options2 (218)
+#endif
+
+/* tt__JpegOptions2 * has binding name 'PointerTott__JpegOptions2' for type 'tt:JpegOptions2' */
+#ifndef SOAP_TYPE_PointerTott__JpegOptions2
+#define SOAP_TYPE_PointerTott__JpegOptions2 (217)
+#endif
+
+/* tt__VideoEncoderOptionsExtension * has binding name 'PointerTott__VideoEncoderOptionsExtension' for type 'tt:VideoEncoderOptionsExtension' */
+#ifndef SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension
+#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension (216)
+#endif
+
+/* tt__H264Options * has binding name 'PointerTott__H264Options' for type 'tt:H264Options' */
+#ifndef SOAP_TYPE_PointerTott__H264Options
+#define SOAP_TYPE_PointerTott__H264Options (215)
+#endif
+
+/* tt__Mpeg4Options * has binding name 'PointerTott__Mpeg4Options' for type 'tt:Mpeg4Options' */
+#ifndef SOAP_TYPE_PointerTott__Mpeg4Options
+#define SOAP_TYPE_PointerTott__Mpeg4Options (214)
+#endif
+
+/* tt__JpegOptions * has binding name 'PointerTott__JpegOptions' for type 'tt:JpegOptions' */
+#ifndef SOAP_TYPE_PointerTott__JpegOptions
+#define SOAP_TYPE_PointerTott__JpegOptions (213)
+#endif
+
+/* tt__IntRange * has binding name 'PointerTott__IntRange' for type 'tt:IntRange' */
+#ifndef SOAP_TYPE_PointerTott__IntRange
+#define SOAP_TYPE_PointerTott__IntRange (212)
 #endif
 
 /* bool * has binding name 'PointerTobool' for type 'xsd:boolean' */
 #ifndef SOAP_TYPE_PointerTobool
-#define SOAP_TYPE_PointerTobool (210)
+#define SOAP_TYPE_PointerTobool (211)
 #endif
 
 /* tt__ProfileExtension * has binding name 'PointerTott__ProfileExtension' for type 'tt:ProfileExtension' */
 #ifndef SOAP_TYPE_PointerTott__ProfileExtension
-#define SOAP_TYPE_PointerTott__ProfileExtension (208)
+#define SOAP_TYPE_PointerTott__ProfileExtension (209)
 #endif
 
 /* tt__MetadataConfiguration * has binding name 'PointerTott__MetadataConfiguration' for type 'tt:MetadataConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__MetadataConfiguration
-#define SOAP_TYPE_PointerTott__MetadataConfiguration (207)
+#define SOAP_TYPE_PointerTott__MetadataConfiguration (208)
 #endif
 
 /* tt__PTZConfiguration * has binding name 'PointerTott__PTZConfiguration' for type 'tt:PTZConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__PTZConfiguration
-#define SOAP_TYPE_PointerTott__PTZConfiguration (206)
+#define SOAP_TYPE_PointerTott__PTZConfiguration (207)
 #endif
 
 /* tt__VideoAnalyticsConfiguration * has binding name 'PointerTott__VideoAnalyticsConfiguration' for type 'tt:VideoAnalyticsConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration
-#define SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration (205)
+#define SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration (206)
 #endif
 
 /* tt__AudioEncoderConfiguration * has binding name 'PointerTott__AudioEncoderConfiguration' for type 'tt:AudioEncoderConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__AudioEncoderConfiguration
-#define SOAP_TYPE_PointerTott__AudioEncoderConfiguration (204)
+#define SOAP_TYPE_PointerTott__AudioEncoderConfiguration (205)
 #endif
 
 /* tt__VideoEncoderConfiguration * has binding name 'PointerTott__VideoEncoderConfiguration' for type 'tt:VideoEncoderConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__VideoEncoderConfiguration
-#define SOAP_TYPE_PointerTott__VideoEncoderConfiguration (203)
+#define SOAP_TYPE_PointerTott__VideoEncoderConfiguration (204)
 #endif
 
 /* tt__AudioSourceConfiguration * has binding name 'PointerTott__AudioSourceConfiguration' for type 'tt:AudioSourceConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__AudioSourceConfiguration
-#define SOAP_TYPE_PointerTott__AudioSourceConfiguration (202)
+#define SOAP_TYPE_PointerTott__AudioSourceConfiguration (203)
 #endif
 
 /* tt__VideoSourceConfiguration * has binding name 'PointerTott__VideoSourceConfiguration' for type 'tt:VideoSourceConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__VideoSourceConfiguration
-#define SOAP_TYPE_PointerTott__VideoSourceConfiguration (201)
+#define SOAP_TYPE_PointerTott__VideoSourceConfiguration (202)
 #endif
 
 /* tt__Capabilities * has binding name 'PointerTott__Capabilities' for type 'tt:Capabilities' */
 #ifndef SOAP_TYPE_PointerTott__Capabilities
-#define SOAP_TYPE_PointerTott__Capabilities (199)
+#define SOAP_TYPE_PointerTott__Capabilities (200)
 #endif
 
 /* struct SOAP_ENV__Header * has binding name 'PointerToSOAP_ENV__Header' for type '' */
@@ -13356,104 +12400,64 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 #define SOAP_TYPE_string (4)
 #endif
 
+/* std::vector<std::string>  has binding name 'std__vectorTemplateOftt__AuxiliaryData' for type 'tt:AuxiliaryData' */
+#ifndef SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData
+#define SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData (274)
+#endif
+
 /* std::vector<tt__PTZPreset *>  has binding name 'std__vectorTemplateOfPointerTott__PTZPreset' for type 'tt:PTZPreset' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset (326)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset (265)
 #endif
 
 /* std::vector<tt__PTZNode *>  has binding name 'std__vectorTemplateOfPointerTott__PTZNode' for type 'tt:PTZNode' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZNode
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZNode (324)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZNode (263)
 #endif
 
 /* std::vector<tt__VideoEncoderConfiguration *>  has binding name 'std__vectorTemplateOfPointerTott__VideoEncoderConfiguration' for type 'tt:VideoEncoderConfiguration' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration (319)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration (258)
 #endif
 
 /* std::vector<tt__Profile *>  has binding name 'std__vectorTemplateOfPointerTott__Profile' for type 'tt:Profile' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile (318)
-#endif
-
-/* std::vector<tt__Config *>  has binding name 'std__vectorTemplateOfPointerTott__Config' for type 'tt:Config' */
-#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Config
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Config (312)
-#endif
-
-/* std::vector<_tt__ItemList_ElementItem>  has binding name 'std__vectorTemplateOf_tt__ItemList_ElementItem' for type '' */
-#ifndef SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_ElementItem
-#define SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_ElementItem (309)
-#endif
-
-/* std::vector<_tt__ItemList_SimpleItem>  has binding name 'std__vectorTemplateOf_tt__ItemList_SimpleItem' for type '' */
-#ifndef SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_SimpleItem
-#define SOAP_TYPE_std__vectorTemplateOf_tt__ItemList_SimpleItem (307)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile (257)
 #endif
 
 /* std::vector<tt__Space1DDescription *>  has binding name 'std__vectorTemplateOfPointerTott__Space1DDescription' for type 'tt:Space1DDescription' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription (298)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription (247)
 #endif
 
 /* std::vector<tt__Space2DDescription *>  has binding name 'std__vectorTemplateOfPointerTott__Space2DDescription' for type 'tt:Space2DDescription' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Space2DDescription
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space2DDescription (297)
-#endif
-
-/* std::vector<enum tt__PTZPresetTourOperation>  has binding name 'std__vectorTemplateOftt__PTZPresetTourOperation' for type 'tt:PTZPresetTourOperation' */
-#ifndef SOAP_TYPE_std__vectorTemplateOftt__PTZPresetTourOperation
-#define SOAP_TYPE_std__vectorTemplateOftt__PTZPresetTourOperation (288)
-#endif
-
-/* std::vector<tt__OnvifVersion *>  has binding name 'std__vectorTemplateOfPointerTott__OnvifVersion' for type 'tt:OnvifVersion' */
-#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__OnvifVersion
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__OnvifVersion (282)
-#endif
-
-/* std::vector<int>  has binding name 'std__vectorTemplateOfint' for type 'xsd:int' */
-#ifndef SOAP_TYPE_std__vectorTemplateOfint
-#define SOAP_TYPE_std__vectorTemplateOfint (280)
-#endif
-
-/* std::vector<std::string>  has binding name 'std__vectorTemplateOftt__AuxiliaryData' for type 'tt:AuxiliaryData' */
-#ifndef SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData
-#define SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData (270)
-#endif
-
-/* std::vector<std::string>  has binding name 'std__vectorTemplateOfstd__string' for type 'xsd:string' */
-#ifndef SOAP_TYPE_std__vectorTemplateOfstd__string
-#define SOAP_TYPE_std__vectorTemplateOfstd__string (239)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space2DDescription (245)
 #endif
 
 /* std::vector<enum tt__H264Profile>  has binding name 'std__vectorTemplateOftt__H264Profile' for type 'tt:H264Profile' */
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__H264Profile
-#define SOAP_TYPE_std__vectorTemplateOftt__H264Profile (238)
+#define SOAP_TYPE_std__vectorTemplateOftt__H264Profile (224)
 #endif
 
 /* std::vector<enum tt__Mpeg4Profile>  has binding name 'std__vectorTemplateOftt__Mpeg4Profile' for type 'tt:Mpeg4Profile' */
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile
-#define SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile (237)
+#define SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile (223)
 #endif
 
 /* std::vector<tt__VideoResolution *>  has binding name 'std__vectorTemplateOfPointerTott__VideoResolution' for type 'tt:VideoResolution' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution (236)
-#endif
-
-/* std::vector<tt__LensProjection *>  has binding name 'std__vectorTemplateOfPointerTott__LensProjection' for type 'tt:LensProjection' */
-#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__LensProjection
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__LensProjection (224)
-#endif
-
-/* std::vector<tt__LensDescription *>  has binding name 'std__vectorTemplateOfPointerTott__LensDescription' for type 'tt:LensDescription' */
-#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__LensDescription
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__LensDescription (217)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution (222)
 #endif
 
 /* std::vector<enum tt__CapabilityCategory>  has binding name 'std__vectorTemplateOftt__CapabilityCategory' for type 'tt:CapabilityCategory' */
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory
-#define SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory (198)
+#define SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory (199)
+#endif
+
+/* std::vector<char *>  has binding name 'std__vectorTemplateOf_XML' for type '' */
+#ifndef SOAP_TYPE_std__vectorTemplateOf_XML
+#define SOAP_TYPE_std__vectorTemplateOf_XML (45)
 #endif
 
 /* std::vector<struct soap_dom_element>  has binding name 'std__vectorTemplateOfxsd__anyType' for type 'xsd:anyType' */

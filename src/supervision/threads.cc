@@ -2,10 +2,10 @@
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 
-#include "command/server.h"
+#include "log/log.h"
+#include "server/server.h"
 #include "supervision/watchdog.h"
 
 namespace vantel {
@@ -38,11 +38,11 @@ int spawn_detached(void* (*routine)(void*), void* argument, pthread_t* id) {
 int daemon_start() {
   sleep(1);
   if (spawn_detached(net_cmd_daemon, nullptr, &command_server_thread) < 0) {
-    puts("[] net_cmd_daemon error ");
+    log_puts("[] net_cmd_daemon error ");
     exit(1);
   }
   if (spawn_detached(command_watchdog_daemon, nullptr, &watchdog_thread) < 0) {
-    puts("[]command_watchdog_daemon  error ");
+    log_puts("[]command_watchdog_daemon  error ");
     exit(1);
   }
   return 0;

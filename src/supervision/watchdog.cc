@@ -2,10 +2,10 @@
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 
-#include "command/command_state.h"
+#include "log/log.h"
+#include "server/command_state.h"
 
 // A test build shortens the poll and points the start command at a stand-in;
 // the recorder's build uses the values below.
@@ -34,7 +34,7 @@ void pause_us(useconds_t us) {
 // The kill names the daemon's own process name, so it reaches the process
 // that runs it as well; whatever survives starts a fresh instance.
 void restart_sequence() {
-  puts("[vantel] self watchdog start ");
+  log_puts("[vantel] self watchdog start ");
   system(kKillCommand);
   system(kKillCommand);
   pause_us(kRestartPauseUs);

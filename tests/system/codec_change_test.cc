@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "stream_test_helpers.h"
+#include "harness.h"
 
 namespace vantel_test {
 namespace {
@@ -29,12 +29,8 @@ void set_options(ResultBlockView block, size_t table, const std::vector<std::pai
   for (size_t i = 0; i < sizes.size(); ++i) block.set_option(table, i, sizes[i].first, sizes[i].second);
 }
 
-// The fields of `want` as `got` holds them.
-void expect_fields(const json& got, const json& want) {
-  for (const auto& [key, value] : want.items()) EXPECT_EQ(value, got[key]) << key;
-}
-
 bool printed(const std::string& log, const std::string& text) { return log.find(text) != std::string::npos; }
+void expect_fields(const json& got, const json& want) { expect_values(got, want); }
 
 Lines opening_and(const Lines& rest) {
   Lines all = {"GetCapabilities", "GetProfiles", "GetDeviceInformation"};
@@ -63,8 +59,8 @@ TEST(CodecChangeList, ForcesTheFirstStreamToH264AndFitsTheSecondToTheLists) {
                          "GetVideoEncoderConfiguration SubEncoder", "SetVideoEncoderConfiguration SubEncoder",
                          "GetProfile SubProfile", "GetVideoEncoderConfiguration SubEncoder",
                          "GetStreamUri SubProfile"}),
-            call_trace(camera));
-  std::vector<json> sets = calls_of(camera, "SetVideoEncoderConfiguration");
+            trace(camera));
+  std::vector<json> sets = values_of(camera, "SetVideoEncoderConfiguration");
   ASSERT_EQ(2u, sets.size());
   // Listed size kept; above 20 fps the bitrate is 4000 whatever was asked.
   expect_fields(sets[0], {{"encoding", "H264"}, {"width", 1920}, {"fps", 25}, {"bitrate", 4000}, {"gov", 30},
@@ -93,7 +89,7 @@ TEST(CodecChangeList, ForcesTheFirstStreamToH264AndFitsTheSecondToTheLists) {
   from = daemon.log().size();
   reply = change(kList, zero);
   EXPECT_EQ(RIFA_RPL_RESULT, reply.minor);
-  sets = calls_of(jpeg, "SetVideoEncoderConfiguration");
+  sets = values_of(jpeg, "SetVideoEncoderConfiguration");
   ASSERT_EQ(3u, sets.size());
   expect_fields(sets[0], {{"encoding", "H264"}, {"width", 640}});
   expect_fields(sets[1], {{"width", 0}, {"height", 0}, {"fps", 6}, {"bitrate", 4000}});
@@ -131,8 +127,8 @@ TEST(CodecChangeExplicit, SendsTheRequestedSettingsToTheFirstTwoProfiles) {
                          "SetVideoEncoderConfiguration MainEncoder", "GetProfile Other",
                          "GetVideoEncoderConfiguration SubEncoder", "SetVideoEncoderConfiguration SubEncoder",
                          "GetProfile Other", "GetVideoEncoderConfiguration SubEncoder", "GetStreamUri Other"}),
-            call_trace(camera));
-  std::vector<json> sets = calls_of(camera, "SetVideoEncoderConfiguration");
+            trace(camera));
+  std::vector<json> sets = values_of(camera, "SetVideoEncoderConfiguration");
   ASSERT_EQ(2u, sets.size());
   expect_fields(sets[0], {{"encoding", "H264"}, {"width", 1280}, {"fps", 25}, {"bitrate", 4000}});
   // Quality 0 is below the lower bound but not above the upper one: sent.
@@ -159,10 +155,10 @@ TEST(CodecChangeExplicit, SendsTheRequestedSettingsToTheFirstTwoProfiles) {
     in.set_range(kSecondStream.quality_range, a.lower, a.upper);
     in.set_u8(block::kSecondFps, a.fps);
     in.set_u8(block::kSecondCodec, a.codec);
-    const size_t sets_before = calls_of(camera, "SetVideoEncoderConfiguration").size();
+    const size_t sets_before = values_of(camera, "SetVideoEncoderConfiguration").size();
     reply = change(kExplicit, request);
     EXPECT_EQ(RIFA_RPL_RESULT, reply.minor);
-    sets = calls_of(camera, "SetVideoEncoderConfiguration");
+    sets = values_of(camera, "SetVideoEncoderConfiguration");
     EXPECT_EQ(sets_before + (a.codec == kCodecH264 ? 3 : 2), sets.size()) << a.quality;
     expect_fields(sets.back(), a.sent);
     EXPECT_EQ(a.sent["fps"], Block(reply.block).view().u8(block::kSecondFps));
@@ -235,7 +231,7 @@ TEST(CodecChange, RetriesAndFailuresEndInTheirReplyCodes) {
     in.set_u8(block::kFirstFlag, 'X');
     const size_t from = daemon.log().size();
     EXPECT_EQ(c.minor, change(c.variant, request).minor);
-    EXPECT_EQ(opening_and(c.trace), call_trace(camera));
+    EXPECT_EQ(opening_and(c.trace), trace(camera));
     const std::string log = daemon.log().substr(from);
     for (const std::string& line : c.printed) EXPECT_TRUE(printed(log, line)) << log;
     EXPECT_FALSE(printed(log, c.not_printed)) << log;
@@ -269,7 +265,7 @@ TEST(CodecChange, ModelsThatKeepTheirEncodersAreOnlyRead) {
   EXPECT_EQ(RIFA_RPL_CODEC_FAIL, reply.minor);
   EXPECT_EQ(opening_and({"GetProfile MainProfile", "GetStreamUri MainProfile", "GetProfile SubProfile",
                          "GetStreamUri SubProfile"}),
-            call_trace(xr410));
+            trace(xr410));
   for (const json& entry : xr410.record()) EXPECT_EQ("fresh", entry["token"]) << entry["op"];
   ResultBlockView got(reply.block.data());
   EXPECT_EQ((Ints{640, 480, kCodecH264, 10, 3, 1024}), stream_fields(got, 0));
@@ -295,7 +291,7 @@ TEST(CodecChange, ModelsThatKeepTheirEncodersAreOnlyRead) {
   EXPECT_EQ(RIFA_RPL_CODEC_FAIL, reply.minor);
   EXPECT_EQ(opening_and({"GetProfile MainProfile", "GetStreamUri MainProfile", "GetProfile Stream3",
                          "GetStreamUri Stream3"}),
-            call_trace(xr520));
+            trace(xr520));
   EXPECT_EQ("rtsp://127.0.0.1:8554/live/stream3", Block(reply.block).view().text(block::kFirstUri, 50));
 
   // Without a profile 2 the first stream is left as it came.
@@ -303,7 +299,7 @@ TEST(CodecChange, ModelsThatKeepTheirEncodersAreOnlyRead) {
   Block request = request_for(short_xr520.port());
   reply = change(kList, request);
   EXPECT_EQ(RIFA_RPL_CODEC_FAIL, reply.minor);
-  EXPECT_EQ(opening_and({"GetProfile MainProfile", "GetStreamUri MainProfile"}), call_trace(short_xr520));
+  EXPECT_EQ(opening_and({"GetProfile MainProfile", "GetStreamUri MainProfile"}), trace(short_xr520));
   EXPECT_TRUE(std::equal(request.bytes.begin() + block::kFirstUri, request.bytes.begin() + block::kSecondUri,
                          reply.block.begin() + block::kFirstUri));
   EXPECT_EQ(5, reply.block[block::kFirstFlag]);

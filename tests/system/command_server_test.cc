@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "command/rifa.h"
+#include "wire/rifa.h"
 #include "harness.h"
 
 namespace vantel_test {

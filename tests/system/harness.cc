@@ -21,9 +21,10 @@
 #include <sstream>
 #include <thread>
 
-#include "command/byte_order.h"
-#include "command/rifa.h"
-#include "stream/result_block.h"
+#include "wire/byte_order.h"
+#include "wire/request.h"
+#include "wire/rifa.h"
+#include "wire/result_block.h"
 
 namespace vantel_test {
 namespace {
@@ -87,6 +88,9 @@ std::string temp_path(const std::string& name) {
   const char* dir = getenv("TMPDIR");
   std::ostringstream path;
   path << (dir ? dir : "/tmp") << "/vantel-test-" << getpid() << "-" << serial++ << "-" << name;
+  // A killed earlier run with the same process id may have left this name
+  // behind; logs are appended to, so it must start empty.
+  unlink(path.str().c_str());
   return path.str();
 }
 
@@ -280,8 +284,8 @@ void put_camera(uint8_t* bytes, size_t ip, size_t port_at, size_t user_at, size_
 std::vector<uint8_t> camera_request(int port, const std::string& user, const std::string& password,
                                     size_t length) {
   std::vector<uint8_t> payload(length, 0);
-  put_camera(payload.data(), vantel::kReqCameraIp, vantel::kReqCameraPort, vantel::kReqUserName,
-             vantel::kReqPassword, port, user, password);
+  put_camera(payload.data(), vantel::req::kCameraIp, vantel::req::kCameraPort, vantel::req::kUserName,
+             vantel::req::kPassword, port, user, password);
   return payload;
 }
 
@@ -319,11 +323,7 @@ Camsim::Camsim(const nlohmann::json& config, const std::string& profile)
   const auto end = Clock::now() + std::chrono::seconds(10);
   while (Clock::now() < end) {
     const std::string text = read_text(port_path);
-    if (!text.empty() && text.back() == '\n') {
-      port_ = std::stoi(text);
-      return;
-    }
-    if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos) {
+    if (!text.empty() && (text.back() == '\n' || text.find_first_not_of("0123456789") == std::string::npos)) {
       port_ = std::stoi(text);
       return;
     }
@@ -351,6 +351,70 @@ std::vector<std::string> Camsim::ops() const {
   std::vector<std::string> names;
   for (const nlohmann::json& entry : record()) names.push_back(entry.value("op", ""));
   return names;
+}
+
+Reply send_block(uint32_t major, uint32_t minor, const Block& block) {
+  return parse_reply(exchange(rifa_request(major, minor, block.bytes)));
+}
+
+Ints stream_fields(vantel::ResultBlockView b, size_t i) {
+  using namespace vantel::block;
+  return {b.s16(kFirstWidth + 4 * i), b.s16(kFirstHeight + 4 * i), b.u8(kFirstCodec + i),
+          b.u8(kFirstFps + i),        b.s16(kFirstQuality + 2 * i), b.s16(kFirstBitrate + 2 * i)};
+}
+
+Lines trace(const Camsim& camera) {
+  Lines lines;
+  for (const nlohmann::json& entry : camera.record()) {
+    std::string line = entry.value("op", "");
+    const nlohmann::json& values = entry["values"];
+    for (const char* key : {"ProfileToken", "ConfigurationToken", "NodeToken", "token"}) {
+      if (values.contains(key) && values[key].is_string()) line += " " + values[key].get<std::string>();
+    }
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+std::vector<nlohmann::json> requests_of(const Camsim& camera, const std::string& op) {
+  std::vector<nlohmann::json> found;
+  for (const nlohmann::json& entry : camera.record()) {
+    if (entry.value("op", "") == op) found.push_back(entry);
+  }
+  return found;
+}
+
+std::vector<nlohmann::json> values_of(const Camsim& camera, const std::string& op) {
+  std::vector<nlohmann::json> values;
+  for (const nlohmann::json& entry : requests_of(camera, op)) values.push_back(entry["values"]);
+  return values;
+}
+
+void expect_values(const nlohmann::json& got, const nlohmann::json& expected, const std::string& what) {
+  for (const auto& [key, value] : expected.items()) {
+    EXPECT_EQ(value, got.value(key, nlohmann::json())) << what << " " << key;
+  }
+}
+
+void expect_pushes(const Camsim& camera, const std::vector<nlohmann::json>& expected) {
+  const std::vector<nlohmann::json> sets = requests_of(camera, "SetVideoEncoderConfiguration");
+  ASSERT_EQ(expected.size(), sets.size());
+  for (size_t i = 0; i < sets.size(); ++i) {
+    nlohmann::json values = sets[i]["values"];
+    values["answer"] = sets[i]["answer"];
+    expect_values(values, expected[i], "push " + std::to_string(i));
+  }
+}
+
+std::string last_command_output(const Daemon& daemon) {
+  const std::string log = daemon.log();
+  const size_t received = log.rfind("[Vantel] received data");
+  return received == std::string::npos ? "" : log.substr(log.find('\n', received) + 1);
+}
+
+std::string wait_for_last_command(const Daemon& daemon, const std::string& text) {
+  for (int i = 0; i < 500 && last_command_output(daemon).find(text) == std::string::npos; ++i) sleep_ms(10);
+  return last_command_output(daemon);
 }
 
 }  // namespace vantel_test

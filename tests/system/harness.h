@@ -1,6 +1,7 @@
 // System test harness: starts the real daemon (and the simulated camera) as
 // child processes in their own process groups, talks to port 1997 like the
-// recorder does, and kills every process it started. Test thread only.
+// recorder does, reads back what the camera received and the daemon
+// printed, and kills every process it started. Test thread only.
 #pragma once
 
 #include <sys/types.h>
@@ -9,6 +10,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
+
+#include "wire/result_block.h"
 
 namespace vantel_test {
 
@@ -110,5 +113,43 @@ class Camsim {
   ProcessGroup group_;
   int port_ = 0;
 };
+
+using Ints = std::vector<int>;
+using Lines = std::vector<std::string>;
+
+// A 480-byte block naming a camsim camera (admin/admin), with a view to edit it.
+struct Block {
+  explicit Block(int port) : bytes(block_request(port, "admin", "admin")) {}
+  explicit Block(std::vector<uint8_t> received) : bytes(std::move(received)) {}
+  vantel::ResultBlockView view() { return vantel::ResultBlockView(bytes.data()); }
+  // The raw bytes of a URI field.
+  std::string uri_bytes(size_t offset) const {
+    return std::string(bytes.begin() + offset, bytes.begin() + offset + vantel::block::kUriFieldSize);
+  }
+  std::vector<uint8_t> bytes;
+};
+Reply send_block(uint32_t major, uint32_t minor, const Block& block);
+
+// Stream `i`'s (0 first, 1 second) {width, height, codec, fps, quality, bitrate}.
+Ints stream_fields(vantel::ResultBlockView block, size_t i);
+
+// Each request camsim received as "Op" plus the profile, configuration,
+// node or set token it names.
+Lines trace(const Camsim& camera);
+// Camsim's whole record entry of every request of `op`, in order.
+std::vector<nlohmann::json> requests_of(const Camsim& camera, const std::string& op);
+// Only their "values".
+std::vector<nlohmann::json> values_of(const Camsim& camera, const std::string& op);
+// Each key of `expected` has that value in `got` (other keys are not looked at).
+void expect_values(const nlohmann::json& got, const nlohmann::json& expected, const std::string& what = "");
+// The values of the SetVideoEncoderConfiguration requests, push by push
+// ("answer": what camsim answered).
+void expect_pushes(const Camsim& camera, const std::vector<nlohmann::json>& expected);
+
+// What the daemon printed after the last command's "received data" line.
+std::string last_command_output(const Daemon& daemon);
+// Waits until the last command has printed `text` (commands that reply
+// before they finish), then returns all it printed.
+std::string wait_for_last_command(const Daemon& daemon, const std::string& text);
 
 }  // namespace vantel_test

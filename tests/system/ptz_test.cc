@@ -10,8 +10,9 @@
 #include <thread>
 #include <vector>
 
-#include "command/byte_order.h"
-#include "command/rifa.h"
+#include "wire/byte_order.h"
+#include "wire/request.h"
+#include "wire/rifa.h"
 #include "harness.h"
 #include "stdsoap2.h"
 
@@ -24,8 +25,8 @@ using Lines = std::vector<std::string>;
 
 std::vector<uint8_t> ptz_payload(int port, int32_t at72, int32_t at80 = 0, const std::string& password = "admin") {
   std::vector<uint8_t> payload = camera_request(port, "admin", password);
-  put_be32s(payload.data() + kReqPtzDirection, at72);
-  put_be32s(payload.data() + kReqPtzZoom, at80);
+  put_be32s(payload.data() + req::move::kDirection, at72);
+  put_be32s(payload.data() + req::move::kZoom, at80);
   return payload;
 }
 

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "command/byte_order.h"
-#include "command/rifa.h"
+#include "wire/byte_order.h"
+#include "wire/request.h"
+#include "wire/rifa.h"
 #include "harness.h"
-#include "setup_test_helpers.h"
 
 namespace vantel_test {
 namespace {
@@ -30,7 +30,7 @@ void expect_echo(uint32_t major, const std::vector<uint8_t>& payload) {
 
 std::vector<uint8_t> user_mode_request(int port, int32_t mode) {
   std::vector<uint8_t> payload = camera_request(port, "admin", "admin", 76);
-  put_be32s(payload.data() + kReqUserMode, mode);
+  put_be32s(payload.data() + req::user_mode::kMode, mode);
   return payload;
 }
 
@@ -83,6 +83,11 @@ TEST(UserMode, OnlyAnH264NetworkStreamsGopLengthChanges) {
                      "subcode": "ter:InvalidArgVal/ter:ConfigModify"}]})",
        "default", {{1, missing + unchanged, 3}, {1, single + unchanged, 5}}, {10}},
       {"one profile: no network stream", "{}", "jpegonly", {{2, missing + unchanged, 2}}, {}},
+      {"encoder configuration unreadable: nothing pushed", R"({
+         "profiles": [{}, {"encoder": {"encoding": "H264"}}],
+         "faults": [{"op": "GetVideoEncoderConfiguration", "times": null, "match": "SubEncoder",
+                     "subcode": "ter:InvalidArgVal/ter:NoConfig"}]})",
+       "default", {{1, unchanged, 4}}, {}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);

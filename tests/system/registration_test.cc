@@ -8,10 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "command/rifa.h"
+#include "wire/rifa.h"
 #include "harness.h"
-#include "setup_test_helpers.h"
-#include "stream/result_block.h"
+#include "wire/result_block.h"
 
 namespace vantel_test {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "stream_test_helpers.h"
+#include "harness.h"
 
 namespace vantel_test {
 namespace {
@@ -51,9 +51,9 @@ TEST(StreamQuery, FillsBothStreamsAndLeavesEveryOtherByteOfTheRequest) {
   EXPECT_EQ((Lines{"GetCapabilities", "GetProfiles", "GetDeviceInformation", "GetProfile MainProfile",
                    "GetVideoEncoderConfiguration MainEncoder", "GetStreamUri MainProfile", "GetProfile SubProfile",
                    "GetVideoEncoderConfiguration SubEncoder", "GetStreamUri SubProfile"}),
-            call_trace(camera));
+            trace(camera));
   for (const json& entry : camera.record()) EXPECT_EQ("fresh", entry["token"]) << entry["op"];
-  for (const json& uri : calls_of(camera, "GetStreamUri")) {
+  for (const json& uri : values_of(camera, "GetStreamUri")) {
     EXPECT_EQ("RTP-Unicast/UDP", uri["Stream"].get<std::string>() + "/" + uri["Protocol"].get<std::string>());
   }
   EXPECT_TRUE(daemon.wait_for_log("ip (127.0.0.1) port (" + std::to_string(camera.port()) +
@@ -119,7 +119,7 @@ TEST(StreamQuery, ChoosesTheProfilePairByTheFirstProfilesToken) {
     in.set_uri(block::kSecondUri, "rtsp://kept");
     Block reply(query(request).block);
     Lines asked;
-    for (const json& call : calls_of(camera, "GetProfile")) asked.push_back(call["ProfileToken"]);
+    for (const json& call : values_of(camera, "GetProfile")) asked.push_back(call["ProfileToken"]);
     EXPECT_EQ(c.asked, asked);
     EXPECT_EQ(c.status, reply.view().s32(block::kStatus));
     EXPECT_EQ(1920, reply.view().s16(block::kFirstWidth));

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "command/rifa.h"
+#include "wire/rifa.h"
 #include "harness.h"
 
 namespace vantel_test {

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <sstream>
 
-#include "stream/result_block.h"
+#include "wire/result_block.h"
 
 namespace vantelctl {
 

@@ -16,9 +16,10 @@
 #include <vector>
 
 #include "block_fields.h"
-#include "command/byte_order.h"
-#include "command/rifa.h"
-#include "stream/result_block.h"
+#include "wire/byte_order.h"
+#include "wire/request.h"
+#include "wire/rifa.h"
+#include "wire/result_block.h"
 
 namespace {
 
@@ -124,27 +125,27 @@ std::vector<uint8_t> read_file(const std::string& path) {
 }
 
 void put_text(uint8_t* dst, const std::string& text, const char* what) {
-  if (text.size() >= kCredentialSize) fail(std::string(what) + " longer than 31 characters");
+  if (text.size() >= req::kCredentialSize) fail(std::string(what) + " longer than 31 characters");
   std::memcpy(dst, text.data(), text.size());
 }
 
 // The camera prefix sits at the front of a CameraRequest and at 84..159 of
 // a result block.
 void put_camera(const Options& o, uint8_t* payload, bool block_layout) {
-  const size_t ip = block_layout ? block::kCameraIp : kReqCameraIp;
-  const size_t port = block_layout ? block::kCameraPort : kReqCameraPort;
-  const size_t user = block_layout ? block::kUserName : kReqUserName;
-  const size_t password = block_layout ? block::kPassword : kReqPassword;
+  const size_t ip = block_layout ? block::kCameraIp : req::kCameraIp;
+  const size_t port = block_layout ? block::kCameraPort : req::kCameraPort;
+  const size_t user = block_layout ? block::kUserName : req::kUserName;
+  const size_t password = block_layout ? block::kPassword : req::kPassword;
   if (!o.camera_ip.empty() && inet_pton(AF_INET, o.camera_ip.c_str(), payload + ip) != 1) {
     fail("bad camera address '" + o.camera_ip + "'");
   }
   if (!block_layout || !o.camera_ip.empty()) put_be32s(payload + port, static_cast<int32_t>(o.camera_port));
   if (!block_layout || !o.user.empty()) {
-    std::memset(payload + user, 0, kCredentialSize);
+    std::memset(payload + user, 0, req::kCredentialSize);
     put_text(payload + user, o.user, "user name");
   }
   if (!block_layout || !o.password.empty()) {
-    std::memset(payload + password, 0, kCredentialSize);
+    std::memset(payload + password, 0, req::kCredentialSize);
     put_text(payload + password, o.password, "password");
   }
 }
@@ -196,15 +197,15 @@ Request build_request(const Options& o) {
       if (!write_field(r.payload.data(), *field, assignment.substr(eq + 1), &error)) fail(error);
     }
   } else {
-    r.payload.assign(kReqPresetNumber + 12, 0);
+    r.payload.assign(req::kRequestSize, 0);
     put_camera(o, r.payload.data(), false);
     if (info->major == RIFA_CMD_PTZ_MOVE) {
-      put_be32s(r.payload.data() + kReqPtzDirection, static_cast<int32_t>(o.direction));
-      put_be32s(r.payload.data() + kReqPtzZoom, static_cast<int32_t>(o.zoom));
+      put_be32s(r.payload.data() + req::move::kDirection, static_cast<int32_t>(o.direction));
+      put_be32s(r.payload.data() + req::move::kZoom, static_cast<int32_t>(o.zoom));
     } else if (info->major == RIFA_CMD_MULTIUSER) {
-      put_be32s(r.payload.data() + kReqUserMode, static_cast<int32_t>(o.mode));
+      put_be32s(r.payload.data() + req::user_mode::kMode, static_cast<int32_t>(o.mode));
     } else {
-      put_be32s(r.payload.data() + kReqPresetNumber, static_cast<int32_t>(o.preset));
+      put_be32s(r.payload.data() + req::preset::kNumber, static_cast<int32_t>(o.preset));
     }
   }
   r.size = static_cast<int32_t>(r.payload.size());

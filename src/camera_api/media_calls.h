@@ -1,0 +1,68 @@
+// The media-service calls (profiles, encoder configurations and options,
+// stream addresses), each through the session with a fresh UsernameToken.
+// Used by the stream and setup commands on the command server's thread.
+#pragma once
+
+#include <string>
+
+#include "camera_api/onvif_session.h"
+
+namespace vantel {
+
+// One camera's media service, reached over `context`: the session's own
+// context or a working copy of it (the session supplies the credentials).
+// A camera whose capabilities named no media service gets no call at all:
+// every operation then fails with SOAP_ERR.
+class MediaService {
+ public:
+  MediaService(OnvifSession& session, struct soap* context, const char* address)
+      : session_(session), context_(context), address_(address) {}
+  // The session's own context at the media address its capabilities named.
+  explicit MediaService(OnvifSession& session)
+      : MediaService(session, session.soap(), session.media_address()) {}
+
+  struct soap* context() const { return context_; }
+
+  int get_profiles(_trt__GetProfilesResponse& answer);
+  int get_profile(const std::string& token, _trt__GetProfileResponse& answer);
+  int get_encoder(const std::string& configuration_token,
+                  _trt__GetVideoEncoderConfigurationResponse& answer);
+  // Always with ForcePersistence true: the camera keeps the change over a
+  // restart.
+  int set_encoder(tt__VideoEncoderConfiguration* configuration);
+  // SetVideoEncoderConfiguration of a configuration read from the camera. A
+  // configuration the camera never gave (its read failed) is not sent: the
+  // push counts as refused.
+  int push_encoder(tt__VideoEncoderConfiguration* configuration);
+  // Stream type "RTP-Unicast", transport "UDP", no tunnel.
+  int get_stream_uri(const std::string& profile_token, _trt__GetStreamUriResponse& answer);
+  // GetVideoEncoderConfigurations, empty request.
+  int get_encoder_configurations(_trt__GetVideoEncoderConfigurationsResponse& answer);
+  // GetVideoEncoderConfigurationOptions for one configuration (nullptr: no
+  // token, the camera's choice), or for one profile.
+  int get_options_for_configuration(const std::string* configuration_token,
+                                    _trt__GetVideoEncoderConfigurationOptionsResponse& answer);
+  int get_options_for_profile(const std::string& profile_token,
+                              _trt__GetVideoEncoderConfigurationOptionsResponse& answer);
+
+ private:
+  template <typename Request, typename Answer>
+  int call(SoapCall<Request, Answer> operation, Request& request, Answer& answer) {
+    if (address_ == nullptr) return SOAP_ERR;
+    return session_.call(context_, operation, address_, request, answer);
+  }
+
+  OnvifSession& session_;
+  struct soap* context_;
+  const char* address_;
+};
+
+// The pieces of an answer the commands use; nullptr when the camera left
+// them out (or the call failed).
+const tt__Profile* answered_profile(const _trt__GetProfileResponse& answer);
+tt__VideoEncoderConfiguration* profile_encoder(const _trt__GetProfileResponse& answer);
+const std::string* answered_uri(const _trt__GetStreamUriResponse& answer);
+// The token of the first configuration listed, nullptr when there is none.
+const std::string* first_configuration_token(const _trt__GetVideoEncoderConfigurationsResponse& answer);
+
+}  // namespace vantel

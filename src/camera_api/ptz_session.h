@@ -1,0 +1,41 @@
+// The opening shared by the five PTZ commands: capabilities, the test that
+// the camera has a PTZ service, and the media profiles whose first token
+// every PTZ request names. PTZ handlers only, on the command server's thread.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "camera_api/onvif_session.h"
+#include "camera_api/status.h"
+#include "soapH.h"
+
+namespace vantel {
+
+class PtzSession {
+ public:
+  // The camera named by the CameraRequest prefix of `payload`.
+  explicit PtzSession(const uint8_t* payload);
+
+  // GetCapabilities, the PTZ-available test, a fresh token and GetProfiles.
+  // Ok when the command may go on; otherwise it ends with 0 when
+  // GetCapabilities failed (its line is printed), with -1 after
+  // "[ipcam] ptz disable " or when there is no usable profile list.
+  Status open();
+
+  // Valid after open() succeeded, until the session ends.
+  OnvifSession& session() { return session_; }
+  struct soap* soap() { return session_.soap(); }
+  const char* ptz_address() const { return ptz_address_; }
+  // Never empty; the first entry is never null, later ones may be.
+  const std::vector<tt__Profile*>& profiles() const { return profiles_.Profiles; }
+  const std::string& profile_token() const { return profiles_.Profiles.front()->token; }
+
+ private:
+  OnvifSession session_;
+  _trt__GetProfilesResponse profiles_;
+  const char* ptz_address_ = nullptr;
+};
+
+}  // namespace vantel

@@ -1,0 +1,28 @@
+// Whether a camera being registered has a PTZ head the recorder can drive.
+#include "camera_api/ptz_calls.h"
+#include "commands/setup/registration_streams.h"
+#include "log/log.h"
+
+namespace vantel {
+
+uint8_t detect_ptz(OnvifSession& session, const tt__Profile& recording_profile, const std::string& model) {
+  // The node list is asked at the device address, the node itself at the
+  // PTZ address.
+  const int listed = get_ptz_nodes(session);
+  // A QF2093 is registered without PTZ whatever it reports.
+  if (listed != SOAP_OK || model.find("QF2093") != std::string::npos) {
+    log_puts("[ipcam] ptz disable ");
+    return 0;
+  }
+  const tt__PTZConfiguration* ptz = recording_profile.PTZConfiguration;
+  _tptz__GetNodeResponse node;
+  if (get_ptz_node(session, session.soap(), session.ptz_address(), ptz ? &ptz->NodeToken : nullptr, node) ==
+      SOAP_OK) {
+    log_puts("[ipcam]. ptz enable ");
+    return 1;
+  }
+  log_puts("[ipcam]. ptz disable ");
+  return 0;
+}
+
+}  // namespace vantel

@@ -1,0 +1,127 @@
+// Network codec change, explicit variant: the recorder names the sizes,
+// rates, quality and second-stream codec itself, and the camera's first two
+// profiles carry them.
+#include "commands/common/encoder_config.h"
+#include "commands/common/encoder_push.h"
+#include "commands/common/profile_tokens.h"
+#include "commands/handlers.h"
+#include "commands/common/stream_rules.h"
+#include "commands/stream/codec_change.h"
+#include "log/log.h"
+
+namespace vantel {
+namespace {
+
+void change_first_stream(MediaService& media, const std::optional<std::string>& token,
+                         ResultBlockView& block) {
+  if (!token) return;
+  _trt__GetProfileResponse profile;
+  _trt__GetVideoEncoderConfigurationResponse encoder;
+  tt__VideoEncoderConfiguration* configuration = current_encoder(media, *token, profile, encoder);
+  if (configuration == nullptr) return;
+  struct soap* context = media.context();
+
+  tt__VideoResolution& resolution = resolution_of(context, *configuration);
+  resolution.Width = block.s16(block::kFirstWidth);
+  resolution.Height = block.s16(block::kFirstHeight);
+  tt__VideoRateControl& rate = rate_control_of(context, *configuration);
+  rate.FrameRateLimit = block.u8(block::kFirstFps);
+  if (rate.FrameRateLimit > kFirstFpsForDefaultBitrate) {
+    rate.BitrateLimit = kDefaultBitrate;
+    block.set_s16(block::kFirstBitrate, kDefaultBitrate);
+  } else {
+    rate.BitrateLimit = requested_bitrate(block, block::kFirstBitrate);
+  }
+  media.set_encoder(configuration);
+}
+
+// Sets the encoding the recorder asked for in second_codec; true when that
+// changed the camera's encoding.
+bool apply_requested_codec(const ResultBlockView& block, tt__VideoEncoderConfiguration& configuration) {
+  tt__VideoEncoding wanted;
+  switch (block.u8(block::kSecondCodec)) {
+    case kCodecH264: wanted = tt__VideoEncoding__H264; break;
+    case kCodecJpeg: wanted = tt__VideoEncoding__JPEG; break;
+    default: return false;
+  }
+  if (configuration.Encoding == wanted) return false;
+  configuration.Encoding = wanted;
+  return true;
+}
+
+// The recorder's quality, unless it lies outside its own bounds on both
+// sides at once; the two tests are joined by "or" on purpose, so a value
+// passing either bound is taken as it is.
+float requested_quality(const ResultBlockView& block) {
+  const int16_t quality = block.s16(block::kSecondQuality);
+  const int16_t lower = block.s16(kSecondStream.quality_range);
+  const int16_t upper = block.s16(kSecondStream.quality_range + 2);
+  if (lower <= quality || quality <= upper) return quality;
+  return kFallbackQuality;
+}
+
+void change_second_stream(MediaService& media, const std::optional<std::string>& token,
+                          ResultBlockView& block) {
+  if (!token) return;
+  _trt__GetProfileResponse profile;
+  _trt__GetVideoEncoderConfigurationResponse encoder;
+  tt__VideoEncoderConfiguration* configuration = current_encoder(media, *token, profile, encoder);
+  if (configuration == nullptr) return;
+  const std::string configuration_token = configuration->token;
+  struct soap* context = media.context();
+
+  const bool codec_changed = apply_requested_codec(block, *configuration);
+  tt__VideoResolution& resolution = resolution_of(context, *configuration);
+  resolution.Width = block.s16(block::kSecondWidth);
+  resolution.Height = block.s16(block::kSecondHeight);
+  configuration->Quality = requested_quality(block);
+  tt__VideoRateControl& rate = rate_control_of(context, *configuration);
+  if (block.u8(block::kSecondFps) > kSecondFpsAboveCap) {
+    rate.BitrateLimit = kDefaultBitrate;
+    block.set_s16(block::kSecondBitrate, kDefaultBitrate);
+    block.set_u8(block::kSecondFps, kSecondFpsCap);
+  } else {
+    rate.BitrateLimit = requested_bitrate(block, block::kSecondBitrate);
+  }
+  rate.FrameRateLimit = block.u8(block::kSecondFps);
+
+  // Sent once more also when it went through but left the codec as it was.
+  const PushResult pushed = push_with_retry(media, configuration, kSetRetryPause, codec_changed);
+  SecondStreamReading reading;
+  reread_second_stream(media, *token, configuration_token, reading);
+  store_second_stream(block, reading);
+  if (pushed == PushResult::kFirstTry) {
+    store_second_uri(media, *token, block);
+    log_second_stream("1)", block);
+    return;
+  }
+  const bool retried = pushed == PushResult::kRetried;
+  if (retried) store_second_uri(media, *token, block);
+  log_second_stream("", block);
+  if (!retried) log_puts("network codec changed failed ");
+}
+
+}  // namespace
+
+int32_t handle_net_codec_explicit(uint8_t* payload) {
+  ResultBlockView block(payload);
+  OnvifSession session(camera_from_block(payload));
+  _trt__GetProfilesResponse profiles;
+  std::string model;
+  const Status opened = open_codec_change(session, block, profiles, model);
+  if (!opened.ok()) return opened.result();
+  const ProfileTokens tokens = first_two_profile_tokens(profiles);
+  if (keeps_own_encoders(model)) {
+    read_streams_unchanged(session, profiles, model, payload);
+    session.end();
+    return 0;
+  }
+
+  MediaService media(session);
+  change_first_stream(media, tokens.first, block);
+  change_second_stream(media, tokens.second, block);
+  session.end();
+  return 1;
+}
+
+}  // namespace vantel

@@ -1,0 +1,15 @@
+// The daemon's log: plain text on standard output, no levels, no stamps.
+// Each call reaches stdout in one write(2), so no other thread's or
+// process's line can land inside it. Any layer, any thread.
+#pragma once
+
+namespace vantel {
+
+// The text exactly as printf would format it; no line end is added (the
+// daemon's texts carry their own, or none where the recorder expects none).
+void log_printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// `text` and a line end, as puts prints it, in the same single write.
+void log_puts(const char* text);
+
+}  // namespace vantel
