@@ -44,11 +44,11 @@ gsoap_src=$root/build/ppc-gsoap-runtime
 # OpenSSL and zlib are C: no C++ exception ever unwinds through them, so
 # they need no unwind tables (a quarter of OpenSSL's bytes otherwise).
 c_flags="$flags -fno-asynchronous-unwind-tables -fno-unwind-tables"
-# What vantel uses of OpenSSL is SHA-1 and random bytes; the gSOAP runtime
-# and the WS-Security plugins also link TLS contexts (TLS_method), DH
-# parameters, X.509 stores, PEM, RSA keys, AES/3DES, MD5 and the SHA-2
-# family, though no TLS connection is ever made: no protocol version is
-# built. Everything else is left out.
+# What vantel uses of OpenSSL is SHA-1 and random bytes. The runtime is
+# built here without its TLS layer (cmake/onvif.cmake), so libssl is not
+# linked and no TLS protocol version is built; the WS-Security plugins
+# still name X.509 stores, PEM, RSA keys, AES/3DES, MD5, HMAC and the SHA-2
+# family, so those stay. Everything else is left out, DH and sockets too.
 openssl_options="linux-ppc no-shared no-pic no-dso no-module no-engine no-legacy no-tests no-ui-console
   no-afalgeng no-async no-autoload-config no-capieng no-cms no-comp no-ct no-dgram no-ocsp no-srp
   no-srtp no-ssl no-tls no-dtls no-psk no-ts no-rfc3779 no-nextprotoneg no-sctp no-ec no-ec2m
