@@ -58,12 +58,14 @@ foreach(src IN LISTS VANTEL_GSOAP_PLUGIN_SOURCES)
 endforeach()
 set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES} PROPERTIES LANGUAGE CXX)
 if(VANTEL_GSOAP_RUNTIME_SOURCE)
-  # soap_random is random() in a runtime without its TLS layer; the runtime
-  # and the plugins (the WS-Security nonce) draw from OpenSSL instead, as
-  # the full runtime's soap_rand() does. Only their own sources see this.
+  # soap_random is the C library's rand() in a runtime without its TLS
+  # layer; the runtime and the plugins (the WS-Security nonce) draw from
+  # OpenSSL instead, as the full runtime's soap_rand() does. HAVE_RANDOM
+  # makes soap_random call random() (rand() cannot be renamed: <cstdlib>
+  # undefines it), which is vantel_soap_random in their sources only.
   set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES}
     ${VANTEL_GSOAP_RUNTIME_SOURCE}/stdsoap2.cpp ${VANTEL_GSOAP_RUNTIME_SOURCE}/dom.cpp
-    PROPERTIES COMPILE_DEFINITIONS random=vantel_soap_random)
+    PROPERTIES COMPILE_DEFINITIONS "HAVE_RANDOM;random=vantel_soap_random")
   # stdsoap2.h includes OpenSSL's headers only with its TLS layer; the
   # plugins call RAND_bytes (mecevp.c) without including rand.h themselves.
   set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES} PROPERTIES COMPILE_OPTIONS "-include;openssl/rand.h")

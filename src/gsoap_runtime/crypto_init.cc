@@ -6,10 +6,13 @@
 // OpenSSL random generator, seeded as the runtime seeds it, and SHA-1.
 //
 // soap_ssl_init() is the runtime's function of the same name for OpenSSL
-// 1.1 and later, and vantel_soap_random() its soap_rand(): the runtime
-// and plugins are compiled with `random` defined as vantel_soap_random,
-// so their soap_random (random() in a build without the TLS layer) draws
-// from RAND_bytes exactly as it does in the full runtime.
+// 1.1 and later (the /dev/urandom seeding, with the rand() fallback it uses
+// on Linux), and vantel_soap_random() its soap_rand(). Without the TLS
+// layer, stdsoap2.h makes soap_random (the WS-Security nonce, the
+// runtime's UUIDs and MIME boundaries) the C library's rand(); the runtime
+// and the plugins are compiled with HAVE_RANDOM, which makes it random(),
+// and with `random` defined as vantel_soap_random, so soap_random draws
+// from RAND_bytes exactly as in the full runtime.
 #include <openssl/rand.h>
 
 #include <cstdlib>
@@ -26,12 +29,12 @@ void soap_ssl_init() {
   g_init_done = 1;
   if (!RAND_load_file("/dev/urandom", 1024)) {
     // No /dev/urandom: perturb the generator until it reports itself
-    // seeded (the real random() here, not the replacement).
+    // seeded (the C library's rand() here, not the replacement).
     char buf[1024] = {};
     RAND_seed(buf, sizeof buf);
-    srandom(static_cast<unsigned>(time(nullptr)));
+    srand(static_cast<unsigned>(time(nullptr)));
     do {
-      long r = ::random();
+      int r = ::rand();
       RAND_seed(&r, sizeof r);
     } while (!RAND_status());
   }
