@@ -37,22 +37,24 @@ if [ ! -f "$src/.complete" ]; then
 fi
 zlib_src=$(ls -d "$src"/zlib-*/ | head -1)
 openssl_src=$(ls -d "$src"/openssl-*/ | head -1)
-gsoap_src=$(ls -d "$src"/gsoap-*/ | head -1)gsoap
+# The gSOAP runtime without its C++ stream I/O (see the script).
+gsoap_src=$root/build/ppc-gsoap-runtime
+/usr/bin/python3 scripts/ppc-gsoap-runtime.py "$(ls -d "$src"/gsoap-*/ | head -1)gsoap" "$gsoap_src"
 
 # OpenSSL and zlib are C: no C++ exception ever unwinds through them, so
 # they need no unwind tables (a quarter of OpenSSL's bytes otherwise).
 c_flags="$flags -fno-asynchronous-unwind-tables -fno-unwind-tables"
-# What vantel uses of OpenSSL is SHA-1 and random bytes; the gSOAP runtime
-# and the WS-Security plugins also link TLS contexts (TLS_method), DH
-# parameters, X.509 stores, PEM, RSA keys, AES/3DES, MD5 and the SHA-2
-# family, though no TLS connection is ever made: no protocol version is
-# built. Everything else is left out.
+# What vantel uses of OpenSSL is SHA-1 and random bytes. The runtime is
+# built here without its TLS layer (cmake/onvif.cmake), so libssl is not
+# linked and no TLS protocol version is built; the WS-Security plugins
+# still name X.509 stores, PEM, RSA keys, AES/3DES, MD5, HMAC and the SHA-2
+# family, so those stay. Everything else is left out, DH and sockets too.
 openssl_options="linux-ppc no-shared no-pic no-dso no-module no-engine no-legacy no-tests no-ui-console
   no-afalgeng no-async no-autoload-config no-capieng no-cms no-comp no-ct no-dgram no-ocsp no-srp
   no-srtp no-ssl no-tls no-dtls no-psk no-ts no-rfc3779 no-nextprotoneg no-sctp no-ec no-ec2m
   no-sm2 no-gost no-dsa no-idea no-mdc2 no-rc2 no-rc4 no-rc5 no-md4 no-bf no-cast no-camellia
   no-aria no-seed no-sm3 no-sm4 no-whirlpool no-rmd160 no-blake2 no-siphash no-poly1305 no-chacha
-  no-scrypt no-ocb no-siv no-err no-filenames"
+  no-scrypt no-ocb no-siv no-err no-filenames no-dh no-sock no-cmac no-secure-memory"
 stamp="$c_flags $time_flags $openssl_options"
 
 # Rebuilt when the flags or options change.
