@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs every libFuzzer target of a fuzz build for SECONDS each, one after
-# the other, and prints one line per target: executions and findings.
+# Runs every libFuzzer target of a fuzz build for SECONDS each and prints one
+# line per target: executions and findings.
 #
 #   scripts/fuzz.sh BUILD_DIR SECONDS [TARGET...]
 #
@@ -46,29 +46,49 @@ if [[ ${#targets[@]} -eq 0 ]]; then
   done
 fi
 
-total=0
-failed=0
-for target in "${targets[@]}"; do
+# Targets run side by side, FUZZ_JOBS at a time (default: one per core);
+# each prints its line when it ends.
+run_target() {
+  local target=$1 binary max_len status=0
   mkdir -p "$corpus/$target" "$findings/$target"
   if [[ $target == command_port ]]; then
     binary=$build/fuzz/fuzz_command_port max_len=2048
   else
     binary=$build/fuzz/fuzz_answers max_len=65536
   fi
-  log=$findings/$target/fuzz.log
-  status=0
+  local log=$findings/$target/fuzz.log
   # allocator_may_return_null: a request for an impossible size fails as it
   # does with the daemon's malloc, instead of counting as a finding.
   VANTEL_FUZZ_OP=$target ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1 "$binary" -max_total_time="$seconds" \
     -max_len=$max_len -timeout=10 -rss_limit_mb=2048 -artifact_prefix="$findings/$target/" -print_final_stats=1 \
     "$corpus/$target" "$work/seeds/$target" >"$log" 2>&1 || status=$?
+  local runs crashes
   runs=$(awk '/stat::number_of_executed_units/ { print $2 }' "$log" | tail -1)
-  runs=${runs:-0}
-  total=$((total + runs))
   crashes=$(find "$findings/$target" -name 'crash-*' -o -name 'leak-*' -o -name 'timeout-*' -o -name 'oom-*' | wc -l)
-  printf '%-48s %12d executions  %d findings%s\n' "$target" "$runs" "$crashes" \
+  printf '%-48s %12d executions  %d findings%s\n' "$target" "${runs:-0}" "$crashes" \
     "$([[ $status -ne 0 ]] && echo "  (exit $status, see $log)")"
-  [[ $status -ne 0 || $crashes -ne 0 ]] && failed=1
+  [[ $status -eq 0 && $crashes -eq 0 ]]
+}
+
+jobs=${FUZZ_JOBS:-$(nproc)}
+failed=0
+running=0
+for target in "${targets[@]}"; do
+  if ((running >= jobs)); then
+    wait -n || failed=1
+    running=$((running - 1))
+  fi
+  run_target "$target" &
+  running=$((running + 1))
+done
+while ((running > 0)); do
+  wait -n || failed=1
+  running=$((running - 1))
+done
+total=0
+for target in "${targets[@]}"; do
+  runs=$(awk '/stat::number_of_executed_units/ { print $2 }' "$findings/$target/fuzz.log" | tail -1)
+  total=$((total + ${runs:-0}))
 done
 printf '%-48s %12d executions\n' total "$total"
 exit $failed
