@@ -41,7 +41,7 @@ test-hostile: build build-hardened
 	build/tests/system_tests --gtest_filter='HostileCamera.*'
 	build-hardened/tests/system_tests --gtest_filter='HostileCamera.*'
 
-# libFuzzer (clang): every target runs FUZZ_SECONDS, one after the other.
+# libFuzzer (clang): every target runs FUZZ_SECONDS, one per core at a time.
 FUZZ_SECONDS ?= 30
 build-fuzz:
 	@scripts/bootstrap.sh clang libclang-rt-14-dev
