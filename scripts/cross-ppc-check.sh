@@ -19,7 +19,7 @@ cleanup() {
   [ -n "$camsim_pg" ] && kill -9 "-$camsim_pg" 2>/dev/null || true
   rm -rf "$work"
 }
-trap cleanup EXIT INT TERM
+trap cleanup EXIT HUP INT TERM PIPE
 
 if build/vantelctl raw --major 0 --hex 00 --timeout 2 >/dev/null 2>&1; then
   echo "cross-ppc-check: something already answers on port 1997" >&2
