@@ -196,9 +196,16 @@ PortLock::~PortLock() {
   port_lock_fd = -1;
 }
 
+std::string fake_bin() { return std::string(VANTEL_SOURCE_DIR) + "/tests/system/fake-bin"; }
+
 Daemon::Daemon(const std::string& binary, const std::vector<std::string>& env)
     : log_path_(temp_path("daemon.log")) {
-  group_.start(daemon_command(binary), log_path_, env);
+  std::vector<std::string> full_env = {
+      "PATH=" + fake_bin() + ":" + getenv("PATH"), "VANTEL_TEST_CALLS=" + temp_path("calls"),
+      "LSAN_OPTIONS=print_suppressions=0:suppressions=" + std::string(VANTEL_SOURCE_DIR) +
+          "/tests/system/data/lsan-suppressions.txt"};
+  full_env.insert(full_env.end(), env.begin(), env.end());  // later ones win
+  group_.start(daemon_command(binary), log_path_, full_env);
   parent_status_ = group_.wait_leader(5000);
   // The daemon opens its port a second after start-up.
   const auto end = Clock::now() + std::chrono::seconds(10);
@@ -214,6 +221,13 @@ Daemon::Daemon(const std::string& binary, const std::vector<std::string>& env)
 }
 
 Daemon::~Daemon() {
+#ifdef VANTEL_LEAK_CHECK_HOOK
+  if (check_leaks_ && !::testing::Test::HasFailure()) {
+    kill(-group_.leader(), SIGUSR2);
+    EXPECT_TRUE(wait_for_log("[leak check] ", 20000)) << "no answer to the leak check";
+    EXPECT_EQ(std::string::npos, log().find("[leak check] leaks found"));
+  }
+#endif
   group_.kill_all();
   if (::testing::Test::HasFailure()) fprintf(stderr, "---- daemon output ----\n%s\n----\n", log().c_str());
 }
@@ -314,16 +328,21 @@ Reply parse_reply(const Exchange& exchange) {
 Camsim::Camsim(const nlohmann::json& config, const std::string& profile)
     : log_path_(temp_path("camsim.log")), record_path_(temp_path("camsim.jsonl")) {
   const std::string config_path = temp_path("camsim.json");
-  const std::string port_path = temp_path("camsim.port");
   std::ofstream(config_path) << config.dump();
-  group_.start({"/usr/bin/python3", std::string(VANTEL_SOURCE_DIR) + "/tools/camsim/camsim", "--port", "0",
-                "--port-file", port_path, "--record", record_path_, "--profile", profile, "--config",
-                config_path},
-               log_path_);
+  start({"--record", record_path_, "--profile", profile, "--config", config_path});
+}
+
+Camsim::Camsim(const Command& command) : log_path_(temp_path("camsim.log")) { start(command.argv); }
+
+void Camsim::start(std::vector<std::string> command) {
+  const std::string port_path = temp_path("camsim.port");
+  command.insert(command.begin(), {"/usr/bin/python3", std::string(VANTEL_SOURCE_DIR) + "/tools/camsim/camsim"});
+  command.insert(command.end(), {"--port", "0", "--port-file", port_path});
+  group_.start(command, log_path_);
   const auto end = Clock::now() + std::chrono::seconds(10);
   while (Clock::now() < end) {
     const std::string text = read_text(port_path);
-    if (!text.empty() && (text.back() == '\n' || text.find_first_not_of("0123456789") == std::string::npos)) {
+    if (!text.empty() && text.back() == '\n') {
       port_ = std::stoi(text);
       return;
     }

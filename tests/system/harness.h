@@ -49,13 +49,18 @@ class PortLock {
   PortLock& operator=(const PortLock&) = delete;
 };
 
-// The daemon under test, serving port 1997.
+// The daemon under test, serving port 1997. Its restart commands find the
+// stand-ins in tests/system/fake-bin first on PATH, never the machine's.
 class Daemon {
  public:
   explicit Daemon(const std::string& binary = VANTEL_BIN, const std::vector<std::string>& env = {});
-  // Shows the daemon's output when the test failed: a sanitizer report or
-  // an unexpected line is usually the whole story.
+  // In the sanitizer build, first has the daemon run LeakSanitizer and
+  // expects it clean: every system test is a leak test. Then shows the
+  // daemon's output when the test failed: a sanitizer report or an
+  // unexpected line is usually the whole story.
   ~Daemon();
+  // For a daemon left stuck on purpose, which cannot be asked.
+  void skip_leak_check() { check_leaks_ = false; }
   std::string log() const { return read_text(log_path_); }
   // Waits until the log contains `text`; true when it did in time.
   bool wait_for_log(const std::string& text, int timeout_ms = 5000) const;
@@ -68,7 +73,10 @@ class Daemon {
   std::string log_path_;
   ProcessGroup group_;
   int parent_status_ = -1;
+  bool check_leaks_ = true;
 };
+
+std::string fake_bin();  // the stand-ins' folder
 
 // What came back on one connection.
 struct Exchange {
@@ -102,6 +110,11 @@ class Camsim {
   // `config` is merged over the built-in camera `profile`.
   explicit Camsim(const nlohmann::json& config = nlohmann::json::object(),
                   const std::string& profile = "default");
+  // `camsim COMMAND...` (record, hostile), on an ephemeral port as well.
+  struct Command {
+    std::vector<std::string> argv;
+  };
+  explicit Camsim(const Command& command);
   ~Camsim();
   int port() const { return port_; }
   // Every request received so far, in order.
@@ -109,8 +122,10 @@ class Camsim {
   // The op names of the record, in order.
   std::vector<std::string> ops() const;
   std::string log() const { return read_text(log_path_); }
+  void stop() { group_.kill_all(); }
 
  private:
+  void start(std::vector<std::string> command);
   std::string log_path_, record_path_;
   ProcessGroup group_;
   int port_ = 0;

@@ -1,5 +1,4 @@
-// Cameras that misbehave on purpose (tests/system/hostile_camera.py), one
-// row each: the reply the recorder gets, how long it took, the daemon's peak
+// Cameras that misbehave on purpose (camsim hostile), one row each: the reply the recorder gets, how long it took, the daemon's peak
 // resident memory, and that the daemon then serves a command to a good
 // camera. The default build has no limits, so a camera that never finishes
 // its answer is ended only by the self-watchdog: those rows run on the fast-
@@ -33,30 +32,6 @@ constexpr bool kHardened = true;
 #else
 constexpr bool kHardened = false;
 #endif
-
-class HostileCamera {
- public:
-  HostileCamera(const std::string& mode, int size_kb) {
-    const std::string port_path = temp_path("hostile.port");
-    group_.start({"/usr/bin/python3", std::string(VANTEL_SOURCE_DIR) + "/tests/system/hostile_camera.py", mode,
-                  port_path, std::to_string(size_kb)},
-                 log_path_);
-    for (int wait = 0; wait < 1000 && port_ == 0; ++wait) {
-      const std::string text = read_text(port_path);
-      if (!text.empty() && text.back() == '\n') port_ = std::stoi(text);
-      usleep(20000);
-    }
-    EXPECT_NE(0, port_) << "hostile camera did not start";
-  }
-  int port() const { return port_; }
-  std::string log() const { return read_text(log_path_); }
-  void let_go() { group_.kill_all(); }
-
- private:
-  std::string log_path_ = temp_path("hostile.log");
-  ProcessGroup group_;
-  int port_ = 0;
-};
 
 // The daemon is the process of its group named vantel that is not the
 // leader (which ended right after the fork); the others are the watchdog's
@@ -109,7 +84,6 @@ TEST(HostileCamera, EveryRowEndsInTheCommandsReplyAndTheDaemonServesOn) {
       {"HTML 500", "html", 0, false, kCapsFailed, kCapsFailed},
       {"truncated XML", "truncated", 0, false, kCapsFailed, kCapsFailed},
   };
-  const std::string fake_bin = std::string(VANTEL_SOURCE_DIR) + "/tests/system/fake-bin";
   Camsim good(nlohmann::json{{"auth_exempt", {"GetPresets"}}});
   printf("%-18s %-9s %-28s %9s %11s  %s\n", "row", "build", "reply", "seconds", "peak RSS", "line");
   for (const Row& row : rows) {
@@ -118,8 +92,8 @@ TEST(HostileCamera, EveryRowEndsInTheCommandsReplyAndTheDaemonServesOn) {
     const bool by_watchdog = row.endless && !kHardened;
     std::future<Exchange> pending;  // ends after the daemon: its kill ends a reply never sent
     Daemon daemon(by_watchdog ? VANTEL_FASTDOG_BIN : VANTEL_BIN,
-                  {"PATH=" + fake_bin + ":" + getenv("PATH"), "VANTEL_TEST_CALLS=" + calls});
-    HostileCamera camera(row.mode, row.size_kb);
+                  {"VANTEL_TEST_CALLS=" + calls});
+    Camsim camera(Camsim::Command{{"hostile", row.mode, "--size-kb", std::to_string(row.size_kb)}});
     const auto start = std::chrono::steady_clock::now();
     pending = std::async(std::launch::async, [&] { return exchange(goto_preset(camera.port()), 60000); });
     const char* line = kHardened ? row.hardened_line : row.default_line;
@@ -127,7 +101,7 @@ TEST(HostileCamera, EveryRowEndsInTheCommandsReplyAndTheDaemonServesOn) {
       EXPECT_TRUE(daemon.wait_for_log("[vantel] self watchdog start \n", 20000));
       for (int wait = 0; wait < 100 && read_text(calls).find("start ") == std::string::npos; ++wait) usleep(20000);
       EXPECT_NE(std::string::npos, read_text(calls).find("killall -9 vantel\nkillall -9 vantel\nstart "));
-      camera.let_go();
+      camera.stop();
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     const long peak_kb = peak_rss_kb(daemon.group());

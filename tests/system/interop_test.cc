@@ -3,8 +3,6 @@
 // and every firmware family must get its commands done.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -246,19 +244,9 @@ TEST(Interop, CaptureReplaysToTheSameReplies) {
   std::vector<std::string> live_ops;
   {
     Camsim camera(json{{"style", "gsoap"}, {"auth_exempt", {"GetPresets", "Stop"}}});
-    const std::string port_file = temp_path("recorder.port");
-    ProcessGroup recorder;
-    recorder.start({"/usr/bin/python3", std::string(VANTEL_SOURCE_DIR) + "/tools/camsim/camsim", "record",
-                    "--upstream", "http://127.0.0.1:" + std::to_string(camera.port()), "--out", capture, "--port",
-                    "0", "--port-file", port_file, "--quiet"},
-                   temp_path("recorder.log"));
-    int port = 0;
-    for (int wait = 0; wait < 500 && port == 0; ++wait) {
-      const std::string text = read_text(port_file);
-      if (!text.empty() && text.back() == '\n') port = std::stoi(text);
-      else usleep(20000);
-    }
-    ASSERT_NE(0, port) << read_text(temp_path("recorder.log"));
+    Camsim recorder(Camsim::Command{
+        {"record", "--upstream", "http://127.0.0.1:" + std::to_string(camera.port()), "--out", capture, "--quiet"}});
+    const int port = recorder.port();
     for (const auto& command : commands) live.push_back(vantelctl(command, port));
     live_ops = camera.ops();
   }

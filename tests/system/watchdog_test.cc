@@ -16,9 +16,7 @@ namespace {
 
 TEST(Watchdog, BusyPollsTriggerTheRestartSequenceInOrder) {
   const std::string calls = temp_path("calls");
-  const std::string fake_bin = std::string(VANTEL_SOURCE_DIR) + "/tests/system/fake-bin";
-  Daemon daemon(VANTEL_FASTDOG_BIN,
-                {"PATH=" + fake_bin + ":" + getenv("PATH"), "VANTEL_TEST_CALLS=" + calls});
+  Daemon daemon(VANTEL_FASTDOG_BIN, {"VANTEL_TEST_CALLS=" + calls});
 
   // Idle for well over 61 polls: nothing happens.
   std::this_thread::sleep_for(std::chrono::milliseconds(2000));
@@ -35,7 +33,7 @@ TEST(Watchdog, BusyPollsTriggerTheRestartSequenceInOrder) {
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   close(fd);
 
-  const std::string expected_start = "killall -9 vantel\nkillall -9 vantel\nstart " + fake_bin + "/vantel-start\n";
+  const std::string expected_start = "killall -9 vantel\nkillall -9 vantel\nstart " + fake_bin() + "/vantel-start\n";
   EXPECT_EQ(0u, read_text(calls).rfind(expected_start, 0)) << read_text(calls);
 }
 

@@ -1,7 +1,5 @@
-"""A hostile camera for the system tests: answers every request on one
-loopback port in one bad way, chosen on the command line.
-
-    hostile_camera.py MODE PORT_FILE [SIZE_KB]
+"""camsim hostile: a camera that answers every request in one bad way, for
+trying what a daemon does when firmware misbehaves (camsim hostile MODE).
 
 silent     accepts and reads, never answers
 byte       a good capabilities answer, one byte a second
@@ -17,10 +15,8 @@ Anything but GetCapabilities is answered with a SOAP fault. Each request's
 operation is printed: "request GetProfiles".
 """
 import gzip
-import os
 import random
 import socket
-import sys
 import threading
 import time
 
@@ -110,21 +106,13 @@ def serve(conn, mode, reply):
             conn.sendall(reply)
 
 
-def main():
-    mode, port_file = sys.argv[1], sys.argv[2]
-    size = int(sys.argv[3]) if len(sys.argv) > 3 else 0
-    listener = socket.socket()
-    listener.bind(("127.0.0.1", 0))
-    listener.listen(16)
-    own = "http://127.0.0.1:%d/onvif" % listener.getsockname()[1]
-    reply = answer(mode, size, own)
-    with open(port_file + ".tmp", "w") as f:
-        f.write("%d\n" % listener.getsockname()[1])
-    os.rename(port_file + ".tmp", port_file)
+MODES = ("silent", "byte", "gzip", "big", "padded", "self", "empty", "html", "truncated")
+
+
+def run(srv_socket, mode, size_kb, started):
+    own = "http://127.0.0.1:%d/onvif" % srv_socket.getsockname()[1]
+    reply = answer(mode, size_kb, own)
+    started()
     while True:
-        conn, _ = listener.accept()
+        conn, _ = srv_socket.accept()
         threading.Thread(target=serve, args=(conn, mode, reply), daemon=True).start()
-
-
-if __name__ == "__main__":
-    main()
