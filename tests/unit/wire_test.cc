@@ -16,18 +16,13 @@ namespace {
 bool bytes_are(const uint8_t* at, const char* want, size_t n) { return std::memcmp(at, want, n) == 0; }
 
 TEST(Wire, IntegersAndHeadersAreBigEndianWhateverTheHost) {
-  uint8_t b[4];
+  uint8_t b[10];
   put_be32(b, 0x0b060004);
-  EXPECT_TRUE(bytes_are(b, "\x0b\x06\x00\x04", 4));
-  EXPECT_EQ(0x0b060004u, get_be32(b));
-  put_be32s(b, -2);
-  EXPECT_TRUE(bytes_are(b, "\xff\xff\xff\xfe", 4));
-  EXPECT_EQ(-2, get_be32s(b));
-  put_be16s(b, -1280);
-  EXPECT_TRUE(bytes_are(b, "\xfb\x00", 2));
-  EXPECT_EQ(-1280, get_be16s(b));
-  put_be16(b, 0xfffe);
-  EXPECT_EQ(0xfffe, get_be16(b));
+  put_be32s(b + 4, -2);
+  put_be16s(b + 8, -1280);
+  EXPECT_TRUE(bytes_are(b, "\x0b\x06\x00\x04\xff\xff\xff\xfe\xfb\x00", 10));
+  EXPECT_EQ((std::vector<int64_t>{0x0b060004, -2, -1280, 0xfb00}),
+            (std::vector<int64_t>{get_be32(b), get_be32s(b + 4), get_be16s(b + 8), get_be16(b + 8)}));
 
   uint8_t wire[kRifaHeaderSize];
   encode_header(make_header(480, RIFA_CMD_CAMERA_SETTING, RIFA_RPL_SETTING_FAIL), wire);
@@ -114,26 +109,19 @@ TEST(Wire, BlockFieldsLandBigEndianAtTheirOffsets) {
   b.set_text(block::kManufacturer, block::kNameFieldSize, "Maker");
   EXPECT_EQ("Maker", b.text(block::kManufacturer, 40));
 
+  // URIs: 50 bytes, a NUL only when there is room, the rest of the field left.
+  std::memset(bytes + 160, 0xAA, 100);
+  b.set_uri(block::kFirstUri, std::string(49, 'a'));
+  EXPECT_EQ(std::string(49, 'a') + '\0' + '\xAA', std::string(bytes + 160, bytes + 211));
+  b.set_uri(block::kSecondUri, "rtsp://10.0.0.1/live");
+  EXPECT_EQ(std::string("rtsp://10.0.0.1/live") + '\0' + '\xAA', std::string(bytes + 210, bytes + 232));
+  b.set_uri(block::kFirstUri, std::string(80, 'z'));
+  EXPECT_EQ(std::string(50, 'z') + 'r', std::string(bytes + 160, bytes + 211));  // cut, nothing spilled over
+
   EXPECT_EQ((std::vector<int>{kCodecJpeg, kCodecH264, kCodecMpeg4, kCodecUnknown, kCodecUnknown}),
             (std::vector<int>{codec_from_encoding("JPEG"), codec_from_encoding("H264"),
                               codec_from_encoding("MPEG4"), codec_from_encoding("H265"),
                               codec_from_encoding("h264")}));
-}
-
-TEST(Wire, UriCopyIsFiftyBytesAndReadsOnlyWhatExists) {
-  uint8_t bytes[kPayloadSize];
-  std::memset(bytes, 0xAA, sizeof bytes);
-  ResultBlockView b(bytes);
-  const std::string u49(49, 'a');
-  b.set_uri(block::kFirstUri, u49);
-  EXPECT_TRUE(bytes_are(bytes + 160, u49.data(), 49));
-  EXPECT_EQ(0, bytes[209]);  // its NUL is the 50th byte
-  b.set_uri(block::kSecondUri, "rtsp://10.0.0.1/live");
-  EXPECT_EQ(0, bytes[210 + 20]);
-  EXPECT_EQ(0xAA, bytes[210 + 21]);  // the rest of the field is left as it was
-  b.set_uri(block::kFirstUri, std::string(80, 'z'));
-  EXPECT_EQ(std::string(50, 'z'), b.text(block::kFirstUri, 50));  // cut, no terminator
-  EXPECT_EQ('r', bytes[210]);                                     // nothing spilled over
 }
 
 TEST(Wire, NearestTo1280PrefersTheFirstOfEquals) {
