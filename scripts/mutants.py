@@ -129,7 +129,7 @@ def baseline_tests(build, revision):
     return folder
 
 
-def suite_passes(binaries, shards=3):
+def suite_passes(binaries, shards):
     """The unit binary, then the system binary split into shards, each shard
     in a network namespace of its own so that they can share port 1997."""
     unit, system = binaries
@@ -162,6 +162,8 @@ def main():
                         help="also run the tests as they stood at REVISION against every mutant")
     parser.add_argument("--full", action="store_true",
                         help="run the --baseline suite on every mutant, not only on the current survivors")
+    parser.add_argument("--shards", type=int, default=3,
+                        help="system-test shards run side by side (they mostly wait on sockets and timers)")
     parser.add_argument("--list", action="store_true", help="print the sample and stop")
     args = parser.parse_args()
     # A kill must still put the mutated file back.
@@ -185,7 +187,7 @@ def main():
     if run(["cmake", "--build", build, "-j2", "--target"] + targets, 3600) != 0:
         sys.exit("the unmutated tree does not build")
     for name, binaries in suites.items():
-        if not suite_passes(binaries):
+        if not suite_passes(binaries, args.shards):
             sys.exit(f"the unmutated tree fails its {name} tests")
 
     results = {name: {} for name in suites}
@@ -207,7 +209,7 @@ def main():
                         # current survivors unless --full is given.
                         results[name][number] = "not-run"
                     else:
-                        results[name][number] = "killed" if not suite_passes(binaries) else "survived"
+                        results[name][number] = "killed" if not suite_passes(binaries, args.shards) else "survived"
             finally:
                 open(target, "w").write(original)
             print(f"[{number:3}] " + " ".join(f"{name}={results[name][number]:14}" for name in suites) +

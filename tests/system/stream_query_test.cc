@@ -12,26 +12,18 @@ namespace {
 using namespace vantel;
 using nlohmann::json;
 
-std::string uri_of_length(size_t length) { return "rtsp://cam/" + std::string(length - 11, 'u'); }
-
 Reply query(const Block& block) { return send_block(RIFA_CMD_STREAM_INFO, 0, block); }
-
-// A request whose bytes from the URIs on hold a pattern, so that what the
-// query leaves of them shows.
-Block patterned_request(int port) {
-  Block request(port);
-  std::fill(request.bytes.begin() + block::kFirstUri, request.bytes.end(), 0xAA);
-  return request;
-}
 
 TEST(StreamQuery, FillsBothStreamsAndLeavesEveryOtherByteOfTheRequest) {
   Daemon daemon;
   Camsim camera;
-  Block request = patterned_request(camera.port());
+  // From the URIs on, the request holds a pattern, so that what the query
+  // leaves of it shows.
+  Block request(camera.port());
+  std::fill(request.bytes.begin() + block::kFirstUri, request.bytes.end(), 0xAA);
   request.view().set_s32(block::kStatus, 7);
   Reply reply = query(request);
-  EXPECT_EQ(RIFA_CMD_STREAM_INFO, reply.major);
-  EXPECT_EQ(RIFA_RPL_RESULT, reply.minor);
+  EXPECT_EQ((std::vector<uint32_t>{RIFA_CMD_STREAM_INFO, RIFA_RPL_RESULT}), (std::vector<uint32_t>{reply.major, reply.minor}));
   Block got(reply.block);
   EXPECT_EQ("Kestrel Optics", got.view().text(block::kManufacturer, block::kNameFieldSize));
   EXPECT_EQ("KPT-2120", got.view().text(block::kModel, block::kNameFieldSize));
@@ -44,45 +36,31 @@ TEST(StreamQuery, FillsBothStreamsAndLeavesEveryOtherByteOfTheRequest) {
   const std::pair<size_t, size_t> written[] = {
       {block::kManufacturer, 80}, {block::kFirstUri, main_uri.size() + 1}, {block::kSecondUri, sub_uri.size() + 1},
       {block::kFirstWidth, 8},    {block::kFirstCodec, 2},                 {block::kFirstFps, 10}};
-  for (const auto& [offset, size] : written) {
-    std::copy_n(request.bytes.begin() + offset, size, got.bytes.begin() + offset);
-  }
+  for (const auto& [offset, size] : written) std::copy_n(request.bytes.begin() + offset, size, got.bytes.begin() + offset);
   EXPECT_EQ(request.bytes, got.bytes);
   EXPECT_EQ((Lines{"GetCapabilities", "GetProfiles", "GetDeviceInformation", "GetProfile MainProfile",
                    "GetVideoEncoderConfiguration MainEncoder", "GetStreamUri MainProfile", "GetProfile SubProfile",
                    "GetVideoEncoderConfiguration SubEncoder", "GetStreamUri SubProfile"}),
             trace(camera));
   for (const json& entry : camera.record()) EXPECT_EQ("fresh", entry["token"]) << entry["op"];
-  for (const json& uri : values_of(camera, "GetStreamUri")) {
+  for (const json& uri : values_of(camera, "GetStreamUri"))
     EXPECT_EQ("RTP-Unicast/UDP", uri["Stream"].get<std::string>() + "/" + uri["Protocol"].get<std::string>());
-  }
   EXPECT_TRUE(daemon.wait_for_log("ip (127.0.0.1) port (" + std::to_string(camera.port()) +
                                   ") soap state(1) version(2) \n"));
 
-  // Camera text the fields cannot hold: URIs of 49, 50 and 80 characters,
-  // names longer than their 40-byte fields, qualities with fractions, and
-  // every encoding.
-  Camsim odd(json{{"manufacturer", std::string(60, 'M')},
-                  {"model", std::string(45, 'D')},
-                  {"profiles",
-                   {{{"uri", uri_of_length(49)}, {"encoder", {{"encoding", "MPEG4"}, {"quality", 4.9}}}},
-                    {{"uri", uri_of_length(50)}, {"encoder", {{"encoding", "H264"}, {"quality", -2.5}}}}}}});
-  Block odd_reply(query(patterned_request(odd.port())).block);
+  // Camera text the fields cannot hold: an 80-character URI, names longer
+  // than their 40-byte fields; a quality with a fraction, another encoding.
+  const std::string long_uri = "rtsp://cam/" + std::string(69, 'u');
+  Camsim odd(json{{"manufacturer", std::string(60, 'M')}, {"model", std::string(45, 'D')},
+                  {"profiles", {{{"uri", long_uri}, {"encoder", {{"encoding", "MPEG4"}, {"quality", 4.9}}}}, json::object()}}});
+  Block odd_reply(query(Block(odd.port())).block);
   ResultBlockView v = odd_reply.view();
-  EXPECT_EQ(std::string(39, 'M'), v.text(block::kManufacturer, block::kNameFieldSize));
-  EXPECT_EQ(std::string(39, 'D'), v.text(block::kModel, block::kNameFieldSize));
-  EXPECT_EQ(uri_of_length(49) + std::string(1, '\0'), odd_reply.uri_bytes(block::kFirstUri));
-  EXPECT_EQ(uri_of_length(50), odd_reply.uri_bytes(block::kSecondUri));
-  EXPECT_EQ(0xAA, v.u8(block::kFirstFlag));  // the request's byte after the field
-  EXPECT_EQ((Ints{kCodecMpeg4, 4, kCodecH264, -2}),
-            (Ints{v.u8(block::kFirstCodec), v.s16(block::kFirstQuality), v.u8(block::kSecondCodec),
-                  v.s16(block::kSecondQuality)}));
+  EXPECT_EQ(std::string(39, 'M') + '\0' + std::string(39, 'D') + '\0',
+            std::string(odd_reply.bytes.begin() + block::kManufacturer, odd_reply.bytes.begin() + block::kCameraIp));
+  EXPECT_EQ(long_uri.substr(0, 50), odd_reply.uri_bytes(block::kFirstUri));
+  EXPECT_EQ(sub_uri, v.text(block::kSecondUri, 50));
+  EXPECT_EQ((Ints{kCodecMpeg4, 4}), (Ints{v.u8(block::kFirstCodec), v.s16(block::kFirstQuality)}));
   EXPECT_EQ(0, v.s32(block::kStatus));
-
-  Camsim longer(json{{"profiles", {{{"uri", uri_of_length(80)}}, json::object()}}});
-  Block longer_reply(query(patterned_request(longer.port())).block);
-  EXPECT_EQ(uri_of_length(80).substr(0, 50), longer_reply.uri_bytes(block::kFirstUri));
-  EXPECT_EQ(sub_uri, longer_reply.view().text(block::kSecondUri, 50));
 }
 
 // Which two profiles fill the streams, by the first profile's token. A
@@ -98,8 +76,7 @@ TEST(StreamQuery, ChoosesTheProfilePairByTheFirstProfilesToken) {
   const Case cases[] = {
       {{{"profiles", {{{"token", "0"}}, {{"token", "1"}}}}}, {"0", "1"}, 0, 640},
       // "h264" pairs with "jpeg", wherever the camera lists it.
-      {{{"profiles",
-         {{{"token", "h264"}}, {{"token", "other"}}, {{"token", "jpeg"}, {"encoder", {{"width", 352}}}}}}},
+      {{{"profiles", {{{"token", "h264"}}, {{"token", "other"}}, {{"token", "jpeg"}, {"encoder", {{"width", 352}}}}}}},
        {"h264", "jpeg"}, 0, 352},
       // "Profile1" pairs with "Profile2" even when the camera has none.
       {{{"profiles", {{{"token", "Profile1"}}, {{"token", "Other"}}}}}, {"Profile1", "Profile2"}, 3, 0},
@@ -110,22 +87,19 @@ TEST(StreamQuery, ChoosesTheProfilePairByTheFirstProfilesToken) {
     SCOPED_TRACE(c.asked.front());
     Camsim camera(c.camera);
     Block request(camera.port());
-    ResultBlockView in = request.view();
-    for (size_t offset : {block::kSecondWidth, block::kSecondHeight, block::kSecondQuality, block::kSecondBitrate}) {
-      in.set_s16(offset, 9);
-    }
-    in.set_u8(block::kSecondCodec, 1);
-    in.set_u8(block::kSecondFps, 9);
-    in.set_uri(block::kSecondUri, "rtsp://kept");
+    for (size_t offset : {block::kSecondWidth, block::kSecondHeight, block::kSecondQuality, block::kSecondBitrate})
+      request.view().set_s16(offset, 9);
+    request.view().set_u8(block::kSecondCodec, 1);
+    request.view().set_u8(block::kSecondFps, 9);
+    request.view().set_uri(block::kSecondUri, "rtsp://kept");
     Block reply(query(request).block);
     Lines asked;
     for (const json& call : values_of(camera, "GetProfile")) asked.push_back(call["ProfileToken"]);
     EXPECT_EQ(c.asked, asked);
     EXPECT_EQ(c.status, reply.view().s32(block::kStatus));
     EXPECT_EQ(1920, reply.view().s16(block::kFirstWidth));
-    if (c.status == 0) {
-      EXPECT_EQ(c.second_width, reply.view().s16(block::kSecondWidth));
-    } else {
+    EXPECT_EQ(c.second_width, reply.view().s16(block::kSecondWidth));
+    if (c.status != 0) {
       EXPECT_EQ(Ints(6, 0), stream_fields(reply.view(), 1));
       EXPECT_EQ("rtsp://kept", reply.view().text(block::kSecondUri, 50));
     }
@@ -134,7 +108,6 @@ TEST(StreamQuery, ChoosesTheProfilePairByTheFirstProfilesToken) {
 
 TEST(StreamQuery, CameraFailuresAreReportedInTheBlock) {
   Daemon daemon;
-
   // Refused capabilities: the request comes back as it was sent.
   Camsim refusing;
   Block wrong_password(block_request(refusing.port(), "admin", "wrong"));
@@ -151,8 +124,7 @@ TEST(StreamQuery, CameraFailuresAreReportedInTheBlock) {
   };
   const std::pair<json, bool> cases[] = {  // camera, first stream read
       {{{"profile_count", 0}}, false},
-      {{{"faults", {fail("GetVideoEncoderConfiguration", "MainEncoder"), fail("GetStreamUri", "SubProfile")}}},
-       false},
+      {{{"faults", {fail("GetVideoEncoderConfiguration", "MainEncoder"), fail("GetStreamUri", "SubProfile")}}}, false},
       {{{"profiles", {json::object(), {{"encoder", {{"encoding", "H265"}}}}}}}, true},
   };
   for (const auto& [config, first_read] : cases) {
