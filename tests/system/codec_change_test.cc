@@ -30,7 +30,6 @@ void set_options(ResultBlockView block, size_t table, const std::vector<std::pai
 }
 
 bool printed(const std::string& log, const std::string& text) { return log.find(text) != std::string::npos; }
-void expect_fields(const json& got, const json& want) { expect_values(got, want); }
 
 Lines opening_and(const Lines& rest) {
   Lines all = {"GetCapabilities", "GetProfiles", "GetDeviceInformation"};
@@ -63,10 +62,10 @@ TEST(CodecChangeList, ForcesTheFirstStreamToH264AndFitsTheSecondToTheLists) {
   std::vector<json> sets = values_of(camera, "SetVideoEncoderConfiguration");
   ASSERT_EQ(2u, sets.size());
   // Listed size kept; above 20 fps the bitrate is 4000 whatever was asked.
-  expect_fields(sets[0], {{"encoding", "H264"}, {"width", 1920}, {"fps", 25}, {"bitrate", 4000}, {"gov", 30},
+  expect_values(sets[0], {{"encoding", "H264"}, {"width", 1920}, {"fps", 25}, {"bitrate", 4000}, {"gov", 30},
                           {"force_persistence", true}});
   // The listed width nearest to 1280; the camera's own rate at 12 fps.
-  expect_fields(sets[1], {{"encoding", "JPEG"}, {"width", 704}, {"height", 576}, {"fps", 12}, {"bitrate", 1024},
+  expect_values(sets[1], {{"encoding", "JPEG"}, {"width", 704}, {"height", 576}, {"fps", 12}, {"bitrate", 1024},
                           {"force_persistence", true}});
   Block got(reply.block);
   // The first codec byte is never rewritten by this variant.
@@ -91,9 +90,9 @@ TEST(CodecChangeList, ForcesTheFirstStreamToH264AndFitsTheSecondToTheLists) {
   EXPECT_EQ(RIFA_RPL_RESULT, reply.minor);
   sets = values_of(jpeg, "SetVideoEncoderConfiguration");
   ASSERT_EQ(3u, sets.size());
-  expect_fields(sets[0], {{"encoding", "H264"}, {"width", 640}});
-  expect_fields(sets[1], {{"width", 0}, {"height", 0}, {"fps", 6}, {"bitrate", 4000}});
-  expect_fields(sets[2], {{"encoding", "H264"}, {"gov", 1}, {"fps", 15}, {"bitrate", 4000}});
+  expect_values(sets[0], {{"encoding", "H264"}, {"width", 640}});
+  expect_values(sets[1], {{"width", 0}, {"height", 0}, {"fps", 6}, {"bitrate", 4000}});
+  expect_values(sets[2], {{"encoding", "H264"}, {"gov", 1}, {"fps", 15}, {"bitrate", 4000}});
   ResultBlockView zero_reply(reply.block.data());
   EXPECT_EQ(4000, zero_reply.s16(block::kFirstBitrate));
   EXPECT_EQ((Ints{kCodecH264, 15, 4000}), (Ints{zero_reply.u8(block::kSecondCodec), zero_reply.u8(block::kSecondFps),
@@ -130,9 +129,9 @@ TEST(CodecChangeExplicit, SendsTheRequestedSettingsToTheFirstTwoProfiles) {
             trace(camera));
   std::vector<json> sets = values_of(camera, "SetVideoEncoderConfiguration");
   ASSERT_EQ(2u, sets.size());
-  expect_fields(sets[0], {{"encoding", "H264"}, {"width", 1280}, {"fps", 25}, {"bitrate", 4000}});
+  expect_values(sets[0], {{"encoding", "H264"}, {"width", 1280}, {"fps", 25}, {"bitrate", 4000}});
   // Quality 0 is below the lower bound but not above the upper one: sent.
-  expect_fields(sets[1], {{"encoding", "H264"}, {"width", 704}, {"quality", 0.0}, {"fps", 10}, {"bitrate", 4000}});
+  expect_values(sets[1], {{"encoding", "H264"}, {"width", 704}, {"quality", 0.0}, {"fps", 10}, {"bitrate", 4000}});
   ResultBlockView got(reply.block.data());
   EXPECT_EQ(4000, got.s16(block::kFirstBitrate));
   EXPECT_EQ(77, got.s16(block::kFirstQuality));  // the first stream is not read back
@@ -160,7 +159,7 @@ TEST(CodecChangeExplicit, SendsTheRequestedSettingsToTheFirstTwoProfiles) {
     EXPECT_EQ(RIFA_RPL_RESULT, reply.minor);
     sets = values_of(camera, "SetVideoEncoderConfiguration");
     EXPECT_EQ(sets_before + (a.codec == kCodecH264 ? 3 : 2), sets.size()) << a.quality;
-    expect_fields(sets.back(), a.sent);
+    expect_values(sets.back(), a.sent);
     EXPECT_EQ(a.sent["fps"], Block(reply.block).view().u8(block::kSecondFps));
     EXPECT_EQ(a.codec, Block(reply.block).view().u8(block::kSecondCodec));
   }
@@ -273,16 +272,12 @@ TEST(CodecChange, ModelsThatKeepTheirEncodersAreOnlyRead) {
   EXPECT_EQ("rtsp://127.0.0.1:8554/live/sub", got.text(block::kFirstUri, 50));
   EXPECT_EQ("rtsp://127.0.0.1:8554/live/main", got.text(block::kSecondUri, 50));
   EXPECT_EQ(0, got.u8(block::kFirstFlag) + got.u8(block::kSecondFlag));
-  // Ranges as {lower, upper}: fps, quality (the first's is not ours to
-  // write), bitrate; and no option lists.
-  std::vector<Ints> ranges;
-  for (const StreamLayout* s : {&kFirstStream, &kSecondStream}) {
-    for (size_t at : {s->fps_range, s->quality_range, s->bitrate_range}) {
-      ranges.push_back({got.s16(at), got.s16(at + 2)});
-    }
-    EXPECT_EQ(0, got.option_width(s->options, 0));
-  }
-  EXPECT_EQ((std::vector<Ints>{{1, 30}, {33, 44}, {2048, 6000}, {1, 15}, {1, 100}, {2048, 6000}}), ranges);
+  // Ranges {lower, upper} of fps, quality (the first's is not ours to write)
+  // and bitrate, stream by stream; and no option lists.
+  Ints ranges;
+  for (size_t at = block::kFpsRange; at < block::kFirstOptions; at += 2) ranges.push_back(got.s16(at));
+  EXPECT_EQ((Ints{1, 30, 1, 15, 33, 44, 1, 100, 2048, 6000, 2048, 6000}), ranges);
+  EXPECT_EQ(0, got.option_width(block::kFirstOptions, 0) + got.option_width(block::kSecondOptions, 0));
 
   // XR-520: the first stream comes from profile 2; the explicit variant
   // takes the same road.
