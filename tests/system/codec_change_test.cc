@@ -288,17 +288,6 @@ TEST(CodecChange, ModelsThatKeepTheirEncodersAreOnlyRead) {
                          "GetStreamUri Stream3"}),
             trace(xr520));
   EXPECT_EQ("rtsp://127.0.0.1:8554/live/stream3", Block(reply.block).view().text(block::kFirstUri, 50));
-
-  // Without a profile 2 the first stream is left as it came.
-  Camsim short_xr520(json{{"model", "XR-520"}});
-  Block request = request_for(short_xr520.port());
-  reply = change(kList, request);
-  EXPECT_EQ(RIFA_RPL_CODEC_FAIL, reply.minor);
-  EXPECT_EQ(opening_and({"GetProfile MainProfile", "GetStreamUri MainProfile"}), trace(short_xr520));
-  EXPECT_TRUE(std::equal(request.bytes.begin() + block::kFirstUri, request.bytes.begin() + block::kSecondUri,
-                         reply.block.begin() + block::kFirstUri));
-  EXPECT_EQ(5, reply.block[block::kFirstFlag]);
-  EXPECT_EQ(1920, Block(reply.block).view().option_width(block::kFirstOptions, 0));
 }
 
 }  // namespace

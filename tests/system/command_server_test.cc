@@ -25,10 +25,12 @@ std::vector<uint8_t> operator+(std::vector<uint8_t> a, const std::vector<uint8_t
 TEST(CommandServer, OneCommandPerConnectionWhateverTheClientSends) {
   Daemon daemon;
   EXPECT_EQ(0, daemon.parent_exit_status());
-  // An unknown code gets the dummy reply and the close.
-  Exchange dummy = exchange(rifa_request(0x0b060002, 7, {1, 2, 3, 4}));
-  EXPECT_EQ(kDummyReply, dummy.reply);
-  EXPECT_TRUE(dummy.closed_by_daemon);
+  // An unknown code (a gap in the codes, a reply code) gets the dummy reply and the close.
+  for (uint32_t code : {0x0b060002u, RIFA_RPL_RESULT}) {
+    Exchange dummy = exchange(rifa_request(code, 7, {1, 2, 3, 4}));
+    EXPECT_EQ(kDummyReply, dummy.reply);
+    EXPECT_TRUE(dummy.closed_by_daemon);
+  }
 
   // Two requests back to back: the first is served, the second dropped. A
   // size of 4096 with 4096 bytes is served from the first 1024. A bad magic

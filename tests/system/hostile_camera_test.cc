@@ -99,7 +99,9 @@ TEST(HostileCamera, EveryRowEndsInTheCommandsReplyAndTheDaemonServesOn) {
     if (by_watchdog) {
       EXPECT_TRUE(daemon.wait_for_log("[vantel] self watchdog start \n", 20000));
       for (int wait = 0; wait < 100 && read_text(calls).find("start ") == std::string::npos; ++wait) usleep(20000);
-      EXPECT_NE(std::string::npos, read_text(calls).find("killall -9 vantel\nkillall -9 vantel\nstart "));
+      // The restart sequence in order, and nothing before it while the daemon was idle.
+      const std::string sequence = "killall -9 vantel\nkillall -9 vantel\nstart " + fake_bin() + "/vantel-start\n";
+      EXPECT_EQ(0u, read_text(calls).rfind(sequence, 0)) << read_text(calls);
       camera.stop();
     }
     std::string reply_text = "none: restart sequence";

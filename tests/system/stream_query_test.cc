@@ -47,20 +47,6 @@ TEST(StreamQuery, FillsBothStreamsAndLeavesEveryOtherByteOfTheRequest) {
     EXPECT_EQ("RTP-Unicast/UDP", uri["Stream"].get<std::string>() + "/" + uri["Protocol"].get<std::string>());
   EXPECT_TRUE(daemon.wait_for_log("ip (127.0.0.1) port (" + std::to_string(camera.port()) +
                                   ") soap state(1) version(2) \n"));
-
-  // Camera text the fields cannot hold: an 80-character URI, names longer
-  // than their 40-byte fields; a quality with a fraction, another encoding.
-  const std::string long_uri = "rtsp://cam/" + std::string(69, 'u');
-  Camsim odd(json{{"manufacturer", std::string(60, 'M')}, {"model", std::string(45, 'D')},
-                  {"profiles", {{{"uri", long_uri}, {"encoder", {{"encoding", "MPEG4"}, {"quality", 4.9}}}}, json::object()}}});
-  Block odd_reply(query(Block(odd.port())).block);
-  ResultBlockView v = odd_reply.view();
-  EXPECT_EQ(std::string(39, 'M') + '\0' + std::string(39, 'D') + '\0',
-            std::string(odd_reply.bytes.begin() + block::kManufacturer, odd_reply.bytes.begin() + block::kCameraIp));
-  EXPECT_EQ(long_uri.substr(0, 50), odd_reply.uri_bytes(block::kFirstUri));
-  EXPECT_EQ(sub_uri, v.text(block::kSecondUri, 50));
-  EXPECT_EQ((Ints{kCodecMpeg4, 4}), (Ints{v.u8(block::kFirstCodec), v.s16(block::kFirstQuality)}));
-  EXPECT_EQ(0, v.s32(block::kStatus));
 }
 
 // Which two profiles fill the streams, by the first profile's token. A
