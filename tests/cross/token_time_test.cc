@@ -23,21 +23,19 @@ time_t fake_time(time_t* out) {
   return g_now;
 }
 
+// Base64 with OpenSSL's block codec, both ways.
 std::string base64(const std::string& bytes) {
   std::string text(4 * ((bytes.size() + 2) / 3) + 1, '\0');
-  const int n = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&text[0]),
-                                reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
-  text.resize(n);
+  text.resize(EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&text[0]),
+                              reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()));
   return text;
 }
-
 std::string unbase64(const std::string& text) {
   std::string bytes(text.size(), '\0');
   int n = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(&bytes[0]),
                           reinterpret_cast<const unsigned char*>(text.data()), text.size());
-  if (n < 0) return "";
-  for (size_t i = text.size(); i > 0 && text[i - 1] == '='; --i) --n;  // padding decodes as zeros
-  bytes.resize(n);
+  for (size_t i = text.size(); n > 0 && i > 0 && text[i - 1] == '='; --i) --n;  // padding decodes as zeros
+  bytes.resize(n < 0 ? 0 : n);
   return bytes;
 }
 

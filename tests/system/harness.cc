@@ -46,9 +46,8 @@ constexpr int kMaxGroups = 16;
 volatile sig_atomic_t live_groups[kMaxGroups];
 
 void kill_live_groups() {
-  for (int i = 0; i < kMaxGroups; ++i) {
+  for (int i = 0; i < kMaxGroups; ++i)
     if (live_groups[i] > 0) kill(-live_groups[i], SIGKILL);
-  }
 }
 
 extern "C" void on_fatal_signal(int signal_number) {
@@ -66,18 +65,13 @@ struct KillGroupsOnDeath {
   }
 } kill_groups_on_death;
 
-void remember_group(pid_t leader) {
+// Sets the first slot holding `from` to `to`.
+void swap_group(pid_t from, pid_t to) {
   for (int i = 0; i < kMaxGroups; ++i) {
-    if (live_groups[i] == 0) {
-      live_groups[i] = leader;
+    if (live_groups[i] == from) {
+      live_groups[i] = to;
       return;
     }
-  }
-}
-
-void forget_group(pid_t leader) {
-  for (int i = 0; i < kMaxGroups; ++i) {
-    if (live_groups[i] == leader) live_groups[i] = 0;
   }
 }
 
@@ -122,7 +116,7 @@ void ProcessGroup::start(const std::vector<std::string>& argv, const std::string
     _exit(127);
   }
   setpgid(pid, pid);
-  remember_group(pid);
+  swap_group(0, pid);
   leader_ = pid;
   leader_status_ = -1;
 }
@@ -152,7 +146,7 @@ void ProcessGroup::kill_all() {
     if (reaped < 0 && errno == ECHILD) break;
     if (reaped == 0) sleep_ms(5);
   }
-  forget_group(leader_);
+  swap_group(leader_, 0);
   leader_ = -1;
 }
 
@@ -225,7 +219,7 @@ Daemon::~Daemon() {
   // A daemon that ended by itself (and was reaped here) cannot be asked.
   for (int status; waitpid(-group_.leader(), &status, WNOHANG) > 0;) {
   }
-  if (check_leaks_ && !::testing::Test::HasFailure() && kill(-group_.leader(), 0) == 0) {
+  if (!::testing::Test::HasFailure() && kill(-group_.leader(), 0) == 0) {
     kill(-group_.leader(), SIGUSR2);
     EXPECT_TRUE(wait_for_log("[leak check] ", 20000)) << "no answer to the leak check";
     EXPECT_EQ(std::string::npos, log().find("[leak check] leaks found"));

@@ -55,12 +55,9 @@ class Daemon {
  public:
   explicit Daemon(const std::string& binary = VANTEL_BIN, const std::vector<std::string>& env = {});
   // In the sanitizer build, first has the daemon run LeakSanitizer and
-  // expects it clean: every system test is a leak test. Then shows the
-  // daemon's output when the test failed: a sanitizer report or an
-  // unexpected line is usually the whole story.
+  // expects it clean: every system test is a leak test. Shows the daemon's
+  // output when the test failed: a sanitizer report is usually the story.
   ~Daemon();
-  // For a daemon left stuck on purpose, which cannot be asked.
-  void skip_leak_check() { check_leaks_ = false; }
   std::string log() const { return read_text(log_path_); }
   // Waits until the log contains `text`; true when it did in time.
   bool wait_for_log(const std::string& text, int timeout_ms = 5000) const;
@@ -73,7 +70,6 @@ class Daemon {
   std::string log_path_;
   ProcessGroup group_;
   int parent_status_ = -1;
-  bool check_leaks_ = true;
 };
 
 std::string fake_bin();  // the stand-ins' folder
@@ -139,10 +135,6 @@ struct Block {
   explicit Block(int port) : bytes(block_request(port, "admin", "admin")) {}
   explicit Block(std::vector<uint8_t> received) : bytes(std::move(received)) {}
   vantel::ResultBlockView view() { return vantel::ResultBlockView(bytes.data()); }
-  // The raw bytes of a URI field.
-  std::string uri_bytes(size_t offset) const {
-    return std::string(bytes.begin() + offset, bytes.begin() + offset + vantel::block::kUriFieldSize);
-  }
   std::vector<uint8_t> bytes;
 };
 Reply send_block(uint32_t major, uint32_t minor, const Block& block);
