@@ -40,17 +40,30 @@ TEST(EncoderFields, KeepTheLowBitsTruncateQualityAndReadMissingAsZero) {
   EXPECT_EQ(0xEE, block.u8(block::kFirstFps));
 }
 
-TEST(ProfileTokens, ShortOrHoledListsLeaveTheStreamWithoutAToken) {
+// The stream query's pair goes by the first profile's token; a short or
+// holed list leaves a stream without a token.
+TEST(ProfileTokens, PairsByTheFirstTokenAndNeverReadPastTheList) {
+  tt__Profile first, second, third;
+  second.token = "other";
+  third.token = "third";
   _trt__GetProfilesResponse profiles;
+  profiles.Profiles = {&first, &second, &third};
+  for (const auto& [token, pair] : std::vector<std::pair<std::string, std::string>>{
+           {"0", "0 1"}, {"Profile1", "Profile1 Profile2"}, {"h264", "h264 jpeg"}, {"Main", "Main other"}}) {
+    first.token = token;
+    const ProfileTokens tokens = recorder_profile_tokens(profiles);
+    EXPECT_EQ(pair, tokens.first.value_or("-") + " " + tokens.second.value_or("-"));
+  }
+  EXPECT_EQ("Main other", *first_two_profile_tokens(profiles).first + " " + *first_two_profile_tokens(profiles).second);
+  profiles.Profiles = {};
   EXPECT_FALSE(recorder_profile_tokens(profiles).first);
-  tt__Profile main;
-  main.token = "Profile1";
-  profiles.Profiles = {&main};
+  first.token = "Profile1";
+  profiles.Profiles = {&first};
   EXPECT_EQ("Profile2", recorder_profile_tokens(profiles).second);
   EXPECT_FALSE(first_two_profile_tokens(profiles).second);
-  profiles.Profiles = {&main, nullptr};
+  profiles.Profiles = {&first, nullptr};
   EXPECT_FALSE(first_two_profile_tokens(profiles).second);
-  profiles.Profiles = {nullptr, &main};
+  profiles.Profiles = {nullptr, &first};
   EXPECT_FALSE(recorder_profile_tokens(profiles).first);
   EXPECT_EQ("Profile1", recorder_profile_tokens(profiles).second);
 }
