@@ -38,8 +38,8 @@ build-hardened: deps
 	cmake --build build-hardened -j$(JOBS)
 
 test-hostile: build build-hardened
-	build/tests/system_tests --gtest_filter='HostileCamera.*'
-	build-hardened/tests/system_tests --gtest_filter='HostileCamera.*'
+	build/tests/system_tests --gtest_filter='Hostile*'
+	build-hardened/tests/system_tests --gtest_filter='Hostile*'
 
 # libFuzzer (clang): every target runs FUZZ_SECONDS, one per core at a time.
 FUZZ_SECONDS ?= 30
