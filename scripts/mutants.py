@@ -14,6 +14,9 @@ rate and the survivors.
 
 --baseline REV also builds the tests as they stood at REV and runs both
 suites against each mutant: the before and after of a change to the tests.
+--matrix runs every test to its end against each mutant and reports which
+tests kill which (and which mutants only one test kills): what a trim of
+the tests may leave out, measured.
 The source files are mutated in place and always restored; do not edit
 src/ while it runs. The sample depends only on the text of the mutated
 lines: unrelated edits elsewhere do not change it. A mutant the compiler
@@ -23,6 +26,7 @@ the rate.
 
 import argparse
 import hashlib
+import json
 import os
 import re
 import shutil
@@ -153,6 +157,42 @@ def suite_passes(binaries, shards):
     return ok
 
 
+def suite_failures(binaries, shards, work):
+    """Like suite_passes, but every test runs to its end: the names of the
+    tests that failed (a shard that hung counts as "SHARD n")."""
+    unit, system = binaries
+    netns = os.path.join(ROOT, "scripts", "netns-run.sh")
+    runs = [([unit], None)] + [([netns, system, "--gtest_filter=-CamsimStrict.*"], index) for index in range(shards)]
+    procs = []
+    for number, (command, index) in enumerate(runs):
+        out = os.path.join(work, f"gtest-{number}.json")
+        if os.path.exists(out):
+            os.remove(out)
+        env = dict(os.environ)
+        if index is not None:
+            env.update(GTEST_TOTAL_SHARDS=str(shards), GTEST_SHARD_INDEX=str(index))
+        procs.append((out, subprocess.Popen(command + [f"--gtest_output=json:{out}"], cwd=ROOT, env=env,
+                                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                            start_new_session=True)))
+    failed = []
+    for number, (out, proc) in enumerate(procs):
+        try:
+            proc.wait(timeout=600)
+        except subprocess.TimeoutExpired:
+            os.killpg(proc.pid, signal.SIGKILL)
+            proc.wait()
+        try:
+            report = json.load(open(out))
+        except (OSError, ValueError):
+            failed.append(f"SHARD {number}")
+            continue
+        for suite in report.get("testsuites", []):
+            for test in suite.get("testsuite", []):
+                if test.get("failures"):
+                    failed.append(f"{suite['name']}.{test['name']}")
+    return failed
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--count", type=int, default=60)
@@ -164,6 +204,9 @@ def main():
                         help="run the --baseline suite on every mutant, not only on the current survivors")
     parser.add_argument("--shards", type=int, default=3,
                         help="system-test shards run side by side (they mostly wait on sockets and timers)")
+    parser.add_argument("--matrix", action="store_true",
+                        help="run every test against every mutant and report which tests kill which")
+    parser.add_argument("--only", help="comma list of mutant numbers to run (default: all)")
     parser.add_argument("--list", action="store_true", help="print the sample and stop")
     args = parser.parse_args()
     # A kill must still put the mutated file back.
@@ -191,8 +234,12 @@ def main():
             sys.exit(f"the unmutated tree fails its {name} tests")
 
     results = {name: {} for name in suites}
+    killers = {}
+    only = {int(n) for n in args.only.split(",")} if args.only else None
     try:
         for number, (path, line, kind, old, new) in enumerate(chosen):
+            if only is not None and number not in only:
+                continue
             target = os.path.join(ROOT, path)
             original = open(target).read()
             lines = original.split("\n")
@@ -208,18 +255,36 @@ def main():
                         # them; the earlier suite is only asked about the
                         # current survivors unless --full is given.
                         results[name][number] = "not-run"
+                    elif args.matrix and name == "current":
+                        killers[number] = suite_failures(binaries, args.shards, build)
+                        results[name][number] = "killed" if killers[number] else "survived"
                     else:
                         results[name][number] = "killed" if not suite_passes(binaries, args.shards) else "survived"
             finally:
                 open(target, "w").write(original)
             print(f"[{number:3}] " + " ".join(f"{name}={results[name][number]:14}" for name in suites) +
-                  f" {kind:11} {path}:{line + 1}", flush=True)
+                  f" {kind:11} {path}:{line + 1}" +
+                  (" killed by: " + " ".join(killers.get(number, [])) if args.matrix else ""), flush=True)
     finally:
         run(["cmake", "-S", ".", "-B", build, "-DVANTEL_BASELINE_TESTS="], 600)
         run(["cmake", "--build", build, "-j2"], 1800)
 
     for name in suites:
         report(name, chosen, results[name])
+    if args.matrix:
+        report_matrix(killers)
+
+
+def report_matrix(killers):
+    """Per test: the mutants it kills, and those no other test kills."""
+    by_test = {}
+    for number, tests in killers.items():
+        for test in tests:
+            by_test.setdefault(test, []).append(number)
+    print("\nkills per test (* = the only test to kill it):")
+    for test in sorted(by_test, key=lambda t: (-len(by_test[t]), t)):
+        marks = [f"{n}{'*' if len(killers[n]) == 1 else ''}" for n in sorted(by_test[test])]
+        print(f"  {len(marks):3} {test}: {' '.join(marks)}")
 
 
 def report(name, chosen, results):
