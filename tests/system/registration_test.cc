@@ -214,6 +214,22 @@ TEST(Registration, RefusedPushesAreRetriedAndTheStreamsReportedAsTheyRun) {
   }
   EXPECT_EQ("GetVideoEncoderConfigurationOptions", record[at[6] + 1]["op"]);
   EXPECT_EQ(at[6] + 2, record.size());
+
+  // The network stream refuses its codec push twice and cannot be read
+  // again: it is reported as forgotten, neither codec offered.
+  Camsim forgetful(json::parse(R"({"faults": [
+      {"op": "SetVideoEncoderConfiguration", "times": 2, "match": "SubEncoder", "subcode": "ter:InvalidArgVal"},
+      {"op": "GetProfile", "times": null, "after": 1, "match": "SubProfile", "subcode": "ter:InvalidArgVal"}]})"));
+  std::vector<uint8_t> sent_block;
+  const Reply forgotten = register_camera(forgetful.port(), kCodecH264, &sent_block);
+  EXPECT_EQ(RIFA_RPL_SETTING_OK, forgotten.minor);
+  expect_fields(forgotten.block, {{kSecondFlag, 1, 0}, {kSecondFps, 1, 0}, {kSecondBitrate, 2, 0},
+                                  {kSecondQuality, 2, 0}, {kRegJpegCapable, 2, 0}, {kRegH264Capable, 2, 0}});
+  EXPECT_EQ(std::string(kUriFieldSize, '\0'), uri_field(forgotten.block, kSecondUri));
+  EXPECT_NE(std::string::npos, last_command_output(daemon).find(
+                                   "codec changed try again \ncodec changed failed \n"
+                                   "=> Profile 1 Not Support ( MPEG4 ) !!! \n" + sent(true)))
+      << last_command_output(daemon);
 }
 
 // Which sizes are recordable, and that only the first twenty count, is the

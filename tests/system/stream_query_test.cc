@@ -71,6 +71,7 @@ TEST(StreamQuery, CameraFailuresAreReportedInTheBlock) {
       {{{"faults", {fail("GetVideoEncoderConfiguration", "MainEncoder"), fail("GetStreamUri", "SubProfile")}}}, false},
       {{{"profiles", {json::object(), {{"encoder", {{"encoding", "H265"}}}}}}}, true},
       {{{"profiles", {{{"token", "Profile1"}}, {{"token", "Other"}}}}}, true},
+      {{{"profiles", {json::object(), {{"uri", nullptr}}}}}, true},  // an answer without a MediaUri
   };
   for (const auto& [config, first_read] : cases) {
     SCOPED_TRACE(config.dump());

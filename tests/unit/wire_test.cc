@@ -102,6 +102,7 @@ TEST(Wire, BlockFieldsLandBigEndianAtTheirOffsets) {
 TEST(Wire, NearestTo1280PrefersTheFirstOfEquals) {
   uint8_t bytes[kPayloadSize] = {};
   ResultBlockView b(bytes);
+  b.set_option(block::kSecondOptions, 0, 1280, 720);  // beyond the first table's twenty entries
   EXPECT_EQ(0u, nearest_to_1280(b, block::kFirstOptions));  // all zero: entry 0
   b.set_option(block::kFirstOptions, 0, 704, 480);
   b.set_option(block::kFirstOptions, 1, 1920, 1080);

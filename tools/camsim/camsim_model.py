@@ -287,7 +287,7 @@ class Camera:
             self.profiles.append({
                 "token": p["token"], "name": p.get("name") or p["token"],
                 "encoder": enc, "ptz_node": p.get("ptz_node"),
-                "uri": p.get("uri") or "rtsp://{host}:8554/" + p["token"],
+                "uri": None if "uri" in p and p["uri"] is None else p.get("uri") or "rtsp://{host}:8554/" + p["token"],
             })
         self.nodes = list(cfg.get("ptz_nodes") or [])
         self.presets = [dict(x) for x in cfg.get("presets") or []]
@@ -353,6 +353,9 @@ class Camera:
         with self.lock:
             for r in self.fault_rules:
                 if not self._matches(r, op, tokens):
+                    continue
+                if r.get("after", 0) > 0:  # let this many matching requests through first
+                    r["after"] -= 1
                     continue
                 t = r.get("times")
                 if t is not None:

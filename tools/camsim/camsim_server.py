@@ -390,6 +390,8 @@ def op_stream_uri(srv, cam, v):
             v.get("Protocol") not in ("UDP", "TCP", "RTSP", "HTTP"):
         raise SoapFault("InvalidArgVal/InvalidStreamSetup",
                         "Unsupported stream setup %s/%s" % (v.get("Stream"), v.get("Protocol")))
+    if p.get("uri") is None:  # firmware with no stream behind the profile answers without a MediaUri
+        return S.el("trt:GetStreamUriResponse")
     uri = p["uri"].replace("{host}", _host(srv)).replace("{port}", str(srv.server_address[1]))
     return S.el("trt:GetStreamUriResponse",
                 S.el("trt:MediaUri", S.el("tt:Uri", uri), S.el("tt:InvalidAfterConnect", False),
@@ -486,7 +488,7 @@ def banner(srv, cam, out=sys.stdout):
                  ", reused nonces rejected" if c.get("reject_reused_nonce") else "")]
     for p in cam.profiles:
         e = p["encoder"]
-        uri = p["uri"].replace("{host}", _host(srv)).replace("{port}", str(srv.server_address[1]))
+        uri = (p["uri"] or "no MediaUri").replace("{host}", _host(srv)).replace("{port}", str(srv.server_address[1]))
         lines.append("  profile %s (%s): encoder %s %s %dx%d q=%s %dfps %dkbit/s%s, %s%s" % (
             p["token"], p["name"], e.token, e.encoding, e.width, e.height, S.num(e.quality),
             e.fps, e.bitrate, " gov=%d" % e.h264["gov"] if e.h264 else "", uri,
