@@ -116,17 +116,20 @@ def baseline_tests(build, revision):
     """tests/ as it stood at `revision`, built beside the current tests
     under target names of its own, so that both suites meet the same
     mutants in one build."""
-    folder = os.path.join(build, "baseline-tests-src")
-    shutil.rmtree(folder, ignore_errors=True)
+    # The earlier tests find their data files and camsim under a source
+    # tree of their own: their tests/ beside today's tools/.
+    tree = os.path.join(build, "baseline-tree")
+    folder = os.path.join(tree, "tests")
+    shutil.rmtree(tree, ignore_errors=True)
     os.makedirs(folder)
+    os.symlink(os.path.join(ROOT, "tools"), os.path.join(tree, "tools"))
     archive = subprocess.run(["git", "archive", revision, "tests"], cwd=ROOT, stdout=subprocess.PIPE,
                              check=True).stdout
     subprocess.run(["tar", "-x", "--strip-components=1", "-C", folder], input=archive, check=True)
     cmake = open(os.path.join(folder, "CMakeLists.txt")).read()
     cmake = re.sub(r"gtest_discover_tests\([^)]*\)", "", cmake)
     cmake = re.sub(r"if\(EXISTS .*?endif\(\)", "", cmake, flags=re.S)
-    # Its watchdog test looks for the stand-ins under the source tree's tests/.
-    cmake = cmake.replace("${CMAKE_CURRENT_SOURCE_DIR}/system/fake-bin", "${CMAKE_SOURCE_DIR}/tests/system/fake-bin")
+    cmake = cmake.replace('VANTEL_SOURCE_DIR="${CMAKE_SOURCE_DIR}"', f'VANTEL_SOURCE_DIR="{tree}"')
     for target in ("unit_tests", "system_tests", "vantel-fastdog"):
         cmake = re.sub(rf"\b{target}\b", target + "_baseline", cmake)
     open(os.path.join(folder, "CMakeLists.txt"), "w").write(cmake)
