@@ -353,6 +353,23 @@ Camsim::~Camsim() {
   if (::testing::Test::HasFailure()) fprintf(stderr, "---- camsim output ----\n%s\n----\n", log().c_str());
 }
 
+std::vector<uint8_t> camera_command(uint32_t major, int port, int32_t at72, int32_t at80,
+                                    const std::string& password) {
+  std::vector<uint8_t> payload = camera_request(port, "admin", password);
+  // The preset number and the user mode sit where a move's direction does.
+  vantel::put_be32s(payload.data() + vantel::req::move::kDirection, at72);
+  vantel::put_be32s(payload.data() + vantel::req::move::kZoom, at80);
+  return rifa_request(major, 0, payload);
+}
+
+void expect_echo(const std::vector<uint8_t>& command) {
+  const Exchange answer = exchange(command);
+  const Reply reply = parse_reply(answer);
+  const uint32_t major = vantel::decode_header(command.data()).major;
+  EXPECT_EQ((std::vector<uint32_t>{0, major, major}), (std::vector<uint32_t>{reply.size, reply.major, reply.minor}));
+  EXPECT_TRUE(answer.closed_by_daemon);
+}
+
 std::vector<nlohmann::json> Camsim::record() const {
   std::vector<nlohmann::json> lines;
   std::istringstream in(read_text(record_path_));
@@ -361,12 +378,6 @@ std::vector<nlohmann::json> Camsim::record() const {
     if (!line.empty()) lines.push_back(nlohmann::json::parse(line));
   }
   return lines;
-}
-
-std::vector<std::string> Camsim::ops() const {
-  std::vector<std::string> names;
-  for (const nlohmann::json& entry : record()) names.push_back(entry.value("op", ""));
-  return names;
 }
 
 Reply send_block(uint32_t major, uint32_t minor, const Block& block) {

@@ -87,9 +87,15 @@ int connect_command_port();
 
 std::vector<uint8_t> rifa_request(uint32_t major, uint32_t minor, const std::vector<uint8_t>& payload,
                                   int32_t size = -1);
-// A CameraRequest for the camera at 127.0.0.1:`port`, `extra` bytes long after the prefix.
+// A CameraRequest for the camera at 127.0.0.1:`port`, `length` bytes long.
 std::vector<uint8_t> camera_request(int port, const std::string& user, const std::string& password,
                                     size_t length = 84);
+// A whole command with a CameraRequest for camsim (admin/admin unless
+// `password` says otherwise) and the two words at offsets 72 and 80.
+std::vector<uint8_t> camera_command(uint32_t major, int port, int32_t at72 = 0, int32_t at80 = 0,
+                                    const std::string& password = "admin");
+// Sends it; the reply must be the bare echo of a header-only command.
+void expect_echo(const std::vector<uint8_t>& command);
 // A 480-byte result block naming the camera at 127.0.0.1:`port`.
 std::vector<uint8_t> block_request(int port, const std::string& user, const std::string& password);
 
@@ -115,8 +121,6 @@ class Camsim {
   int port() const { return port_; }
   // Every request received so far, in order.
   std::vector<nlohmann::json> record() const;
-  // The op names of the record, in order.
-  std::vector<std::string> ops() const;
   std::string log() const { return read_text(log_path_); }
   void stop() { group_.kill_all(); }
 

@@ -15,10 +15,8 @@
 #include <future>
 #include <string>
 
-#include "wire/byte_order.h"
-#include "wire/request.h"
-#include "wire/rifa.h"
 #include "harness.h"
+#include "wire/rifa.h"
 
 namespace vantel_test {
 namespace {
@@ -31,11 +29,7 @@ constexpr bool kHardened = true;
 constexpr bool kHardened = false;
 #endif
 
-std::vector<uint8_t> goto_preset(int port) {
-  std::vector<uint8_t> payload = camera_request(port, "admin", "admin");
-  put_be32s(payload.data() + req::preset::kNumber, 0);
-  return rifa_request(RIFA_CMD_PTZ_GOTOPRESET, 0, payload);
-}
+std::vector<uint8_t> goto_preset(int port) { return camera_command(RIFA_CMD_PTZ_GOTOPRESET, port); }
 
 TEST(HostileCamera, EveryRowEndsInTheCommandsReplyAndTheDaemonServesOn) {
   struct Row {
@@ -96,9 +90,9 @@ TEST(HostileCamera, EveryRowEndsInTheCommandsReplyAndTheDaemonServesOn) {
            line ? line : "[vantel] self watchdog start");
     if (line == nullptr) continue;
     // A good camera is served as ever.
-    const size_t before = good.ops().size();
+    const size_t before = good.record().size();
     EXPECT_EQ(RIFA_CMD_PTZ_GOTOPRESET, parse_reply(exchange(goto_preset(good.port()))).minor);
-    EXPECT_EQ("GotoPreset", good.ops().size() > before ? good.ops().back() : "");
+    EXPECT_EQ("GotoPreset", good.record().size() > before ? good.record().back()["op"] : "");
   }
 }
 

@@ -10,8 +10,6 @@
 #include <thread>
 #include <vector>
 
-#include "wire/byte_order.h"
-#include "wire/request.h"
 #include "wire/rifa.h"
 #include "harness.h"
 #include "stdsoap2.h"
@@ -21,19 +19,11 @@ namespace {
 
 using namespace vantel;
 using json = nlohmann::json;
-using Lines = std::vector<std::string>;
 
-std::vector<uint8_t> ptz_payload(int port, int32_t at72, int32_t at80 = 0, const std::string& password = "admin") {
-  std::vector<uint8_t> payload = camera_request(port, "admin", password);
-  put_be32s(payload.data() + req::move::kDirection, at72);
-  put_be32s(payload.data() + req::move::kZoom, at80);
-  return payload;
-}
-
-// One command; whatever the handler did, a PTZ reply is the bare echo.
-void send_ptz(uint32_t major, const std::vector<uint8_t>& payload) {
-  const Reply reply = parse_reply(exchange(rifa_request(major, 0, payload)));
-  EXPECT_EQ((std::vector<uint32_t>{major, major, 0}), (std::vector<uint32_t>{reply.major, reply.minor, reply.size}));
+// One command with the two motion words (or the preset number) to the
+// camera on `port`; a PTZ reply is the bare echo whatever the handler did.
+void send_ptz(uint32_t major, int port, int32_t at72, int32_t at80 = 0) {
+  expect_echo(camera_command(major, port, at72, at80));
 }
 
 // The requests a camera received since the last call.
@@ -145,7 +135,7 @@ TEST(Ptz, MoveWalksTheDirectionTableAndTheZoomRampThenStops) {
   for (const Step& s : steps) {
     SCOPED_TRACE("camera " + std::to_string(s.camera) + " direction " + std::to_string(s.direction) + " zoom " +
                  std::to_string(s.zoom_code));
-    send_ptz(RIFA_CMD_PTZ_MOVE, ptz_payload(cameras[s.camera].port(), s.direction, s.zoom_code));
+    send_ptz(RIFA_CMD_PTZ_MOVE, cameras[s.camera].port(), s.direction, s.zoom_code);
     const std::vector<json> got = requests[s.camera]();
     if (s.sent == kMove) {
       expect_move(got, s.pan, s.tilt, s.zoom);
@@ -159,7 +149,7 @@ TEST(Ptz, MoveWalksTheDirectionTableAndTheZoomRampThenStops) {
 
   // The stop command: ver10 Stop right after GetProfiles, with no token of
   // its own. The context holds none any more, so this camera refuses it.
-  send_ptz(RIFA_CMD_PTZ_STOP, ptz_payload(cameras[0].port(), 0, 0));
+  send_ptz(RIFA_CMD_PTZ_STOP, cameras[0].port(), 0, 0);
   const std::vector<json> got = requests[0]();
   ASSERT_EQ(opening_and({"Stop tptz1 none"}), summary(got));
   EXPECT_EQ("ter:NotAuthorized", got[2]["answer"]);
@@ -168,20 +158,20 @@ TEST(Ptz, MoveWalksTheDirectionTableAndTheZoomRampThenStops) {
 
 TEST(Ptz, PresetsAreFoundByListPositionAndRemovedByNumber) {
   Daemon daemon;
-  // A camera that lists its presets and stops without authentication: the
-  // requests that follow GetProfiles directly carry no token.
-  Camsim camera(json{{"auth_exempt", json::array({"GetPresets", "Stop"})}});
+  // A camera that lists its presets without authentication: GetPresets
+  // follows GetProfiles directly and carries no token. Real preset lists
+  // (order, token shapes, 255 entries) are the interop table's.
+  Camsim camera(json{{"auth_exempt", json::array({"GetPresets"})}});
   NewRequests requests{camera};
 
-  send_ptz(RIFA_CMD_PTZ_GOTOPRESET, ptz_payload(camera.port(), 0));
+  send_ptz(RIFA_CMD_PTZ_GOTOPRESET, camera.port(), 0);
   std::vector<json> got = requests();
   ASSERT_EQ(opening_and({"GetPresets tptz none", "GotoPreset tptz fresh"}), summary(got));
   EXPECT_EQ("MainProfile", got[2]["values"]["ProfileToken"]);
   EXPECT_EQ(json({{"ProfileToken", "MainProfile"}, {"PresetToken", "1"}}), got[3]["values"]);
-  EXPECT_EQ("ok", got[3]["answer"]);
 
   // The third listed preset is stored again under its own token and name.
-  send_ptz(RIFA_CMD_PTZ_PRESET, ptz_payload(camera.port(), 2));
+  send_ptz(RIFA_CMD_PTZ_PRESET, camera.port(), 2);
   got = requests();
   ASSERT_EQ(opening_and({"GetPresets tptz none", "SetPreset tptz fresh"}), summary(got));
   EXPECT_EQ(json({{"ProfileToken", "MainProfile"}, {"PresetName", "3"}, {"PresetToken", "3"}}), got[3]["values"]);
@@ -189,35 +179,29 @@ TEST(Ptz, PresetsAreFoundByListPositionAndRemovedByNumber) {
   // Positions outside the three-entry list: nothing is sent after GetPresets.
   for (const auto& [major, position] : {std::pair{RIFA_CMD_PTZ_GOTOPRESET, -1}, {RIFA_CMD_PTZ_GOTOPRESET, 3},
                                         {RIFA_CMD_PTZ_PRESET, 3}}) {
-    send_ptz(major, ptz_payload(camera.port(), position));
+    send_ptz(major, camera.port(), position);
     EXPECT_EQ(opening_and({"GetPresets tptz none"}), summary(requests())) << position;
   }
 
   // Remove: ver10, second profile, the number as decimal text.
-  for (int32_t number : {3, 5, 1000, INT32_MIN}) {
-    send_ptz(RIFA_CMD_PTZ_REMOVE_PRESET, ptz_payload(camera.port(), number));
+  for (int32_t number : {3, INT32_MIN}) {
+    send_ptz(RIFA_CMD_PTZ_REMOVE_PRESET, camera.port(), number);
     got = requests();
     ASSERT_EQ(opening_and({"RemovePreset tptz1 fresh"}), summary(got)) << number;
     EXPECT_EQ(json({{"ProfileToken", "SubProfile"}, {"PresetToken", std::to_string(number)}}), got[2]["values"]);
     EXPECT_EQ(number == 3 ? "ok" : "ter:InvalidArgVal/ter:NoToken", got[2]["answer"]) << number;
   }
 
-  // The stop's header-less Stop is served by a camera that allows it.
-  send_ptz(RIFA_CMD_PTZ_STOP, ptz_payload(camera.port(), 0));
-  got = requests();
-  ASSERT_EQ(opening_and({"Stop tptz1 none"}), summary(got));
-  EXPECT_EQ("ok", got[2]["answer"]);
-
   // A camera that wants a token for GetPresets: goto and set end there.
-  Camsim strict;
-  send_ptz(RIFA_CMD_PTZ_GOTOPRESET, ptz_payload(strict.port(), 0));
-  send_ptz(RIFA_CMD_PTZ_PRESET, ptz_payload(strict.port(), 0));
-  got = strict.record();
   const Lines presets_only = opening_and({"GetPresets tptz none"});
-  Lines twice = presets_only;
-  twice.insert(twice.end(), presets_only.begin(), presets_only.end());
-  EXPECT_EQ(twice, summary(got));
-  EXPECT_EQ("ter:NotAuthorized", got[2]["answer"]);
+  Camsim strict;
+  NewRequests strict_requests{strict};
+  for (uint32_t major : {RIFA_CMD_PTZ_GOTOPRESET, RIFA_CMD_PTZ_PRESET}) {
+    send_ptz(major, strict.port(), 0);
+    got = strict_requests();
+    ASSERT_EQ(presets_only, summary(got));
+    EXPECT_EQ("ter:NotAuthorized", got[2]["answer"]);
+  }
 
   // Tokens of 19 characters fit the token buffer, 20 do not; with a single
   // profile there is none to remove presets through.
@@ -225,15 +209,15 @@ TEST(Ptz, PresetsAreFoundByListPositionAndRemovedByNumber) {
   Camsim long_tokens(json{{"auth_exempt", json::array({"GetPresets"})}, {"profile_count", 1},
                           {"presets", {{{"token", t19}, {"name", "a"}}, {{"token", t20}, {"name", "b"}}}}});
   NewRequests long_requests{long_tokens};
-  send_ptz(RIFA_CMD_PTZ_GOTOPRESET, ptz_payload(long_tokens.port(), 0));
+  send_ptz(RIFA_CMD_PTZ_GOTOPRESET, long_tokens.port(), 0);
   got = long_requests();
   ASSERT_EQ(opening_and({"GetPresets tptz none", "GotoPreset tptz fresh"}), summary(got));
   EXPECT_EQ(t19, got[3]["values"]["PresetToken"]);
   for (uint32_t major : {RIFA_CMD_PTZ_GOTOPRESET, RIFA_CMD_PTZ_PRESET}) {
-    send_ptz(major, ptz_payload(long_tokens.port(), 1));
+    send_ptz(major, long_tokens.port(), 1);
     EXPECT_EQ(presets_only, summary(long_requests()));
   }
-  send_ptz(RIFA_CMD_PTZ_REMOVE_PRESET, ptz_payload(long_tokens.port(), 1));
+  send_ptz(RIFA_CMD_PTZ_REMOVE_PRESET, long_tokens.port(), 1);
   EXPECT_EQ(opening_and({}), summary(long_requests()));
 
   // Only commands that sent their preset request named it.
@@ -243,53 +227,38 @@ TEST(Ptz, PresetsAreFoundByListPositionAndRemovedByNumber) {
 const uint32_t kPtzCommands[] = {RIFA_CMD_PTZ_MOVE, RIFA_CMD_PTZ_STOP, RIFA_CMD_PTZ_PRESET, RIFA_CMD_PTZ_GOTOPRESET,
                                  RIFA_CMD_PTZ_REMOVE_PRESET};
 
-// The error line of each failed session, ended by nothing of its own (the
-// server's line follows on the same line).
-Lines capability_errors(const Daemon& daemon, size_t count) {
-  Lines errors = log_lines(daemon, "GetCapabilities error (", count);
-  for (std::string& line : errors) line = line.substr(0, line.find(')') + 2);
-  return errors;
-}
-
 TEST(Ptz, SessionFailuresSendNoPtzRequestAndLeaveTheRampAlone) {
   Daemon daemon;
 
   // Unreachable: every command ends at GetCapabilities.
   int nowhere;
   { nowhere = Camsim().port(); }  // nothing listens there any more
-  for (uint32_t major : kPtzCommands) send_ptz(major, ptz_payload(nowhere, 1, 9));
-  const std::string refused = "GetCapabilities error (" + std::to_string(SOAP_TCP_ERROR) + ")[";
-  EXPECT_EQ(Lines(5, refused), capability_errors(daemon, 5));
+  for (uint32_t major : kPtzCommands) send_ptz(major, nowhere, 1, 9);
+  // The error line has no end of its own: the server's line runs on from it.
+  Lines errors = log_lines(daemon, "GetCapabilities error (", 5);
+  for (std::string& line : errors) line = line.substr(0, line.find(')') + 2);
+  EXPECT_EQ(Lines(5, "GetCapabilities error (" + std::to_string(SOAP_TCP_ERROR) + ")["), errors);
 
   // No PTZ service, by an empty address or no PTZ element at all.
   for (const char* ptz : {"empty", "absent"}) {
     Camsim fixed(json{{"ptz", ptz}});
-    for (uint32_t major : kPtzCommands) send_ptz(major, ptz_payload(fixed.port(), 1, 9));
+    for (uint32_t major : kPtzCommands) send_ptz(major, fixed.port(), 1, 9);
     EXPECT_EQ(Lines(5, "GetCapabilities tds fresh"), summary(fixed.record())) << ptz;
   }
   EXPECT_EQ(Lines(10, "[ipcam] ptz disable \n"), log_lines(daemon, "[ipcam]", 10));
 
+  // GetProfiles refused: nothing after it. (A refused password is the
+  // interop table's.)
   Camsim camera(
       json{{"faults", {{{"op", "GetProfiles"}, {"times", 2}, {"subcode", "ter:InvalidArgVal/ter:NoProfile"}}}}});
   NewRequests requests{camera};
-  // Wrong password: the camera's NotAuthorized ends the command.
-  send_ptz(RIFA_CMD_PTZ_MOVE, ptz_payload(camera.port(), 1, 9, "wrong"));
-  send_ptz(RIFA_CMD_PTZ_GOTOPRESET, ptz_payload(camera.port(), 0, 0, "wrong"));
-  std::vector<json> got = requests();
-  ASSERT_EQ(Lines(2, "GetCapabilities tds fresh"), summary(got));
-  EXPECT_EQ("ter:NotAuthorized", got[0]["answer"]);
-  const Lines errors = capability_errors(daemon, 7);
-  const std::string fault = "GetCapabilities error (" + std::to_string(SOAP_FAULT) + ")[";
-  EXPECT_EQ(Lines(2, fault), Lines(errors.begin() + std::min<size_t>(5, errors.size()), errors.end()));
-
-  // GetProfiles refused: nothing after it.
-  send_ptz(RIFA_CMD_PTZ_MOVE, ptz_payload(camera.port(), 1, 9));
-  send_ptz(RIFA_CMD_PTZ_STOP, ptz_payload(camera.port(), 0));
+  send_ptz(RIFA_CMD_PTZ_MOVE, camera.port(), 1, 9);
+  send_ptz(RIFA_CMD_PTZ_STOP, camera.port(), 0);
   EXPECT_EQ(opening_and(opening_and({})), summary(requests()));
 
   // None of the moves above reached the ramp: zoom code 0 still finds the
   // initial state and sends 0.2.
-  send_ptz(RIFA_CMD_PTZ_MOVE, ptz_payload(camera.port(), 2, 0));
+  send_ptz(RIFA_CMD_PTZ_MOVE, camera.port(), 2, 0);
   expect_move(requests(), 1, 0, 0.2f);
 }
 

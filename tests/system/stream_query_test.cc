@@ -57,7 +57,7 @@ TEST(StreamQuery, CameraFailuresAreReportedInTheBlock) {
   Reply refused = query(wrong_password);
   EXPECT_EQ(RIFA_RPL_RESULT, refused.minor);
   EXPECT_EQ(wrong_password.bytes, refused.block);
-  EXPECT_EQ(Lines{"GetCapabilities"}, refusing.ops());
+  EXPECT_EQ(Lines{"GetCapabilities"}, trace(refusing));
 
   // A stream whose profile, encoder configuration or address cannot be read
   // is reported unread; the other is still filled. An encoding outside the
