@@ -145,7 +145,8 @@ TEST(CamsimStrict, EveryAnswerOfEveryStyleDeserializes) {
       soap_wsse_delete_Security(wrong.soap());
       _tds__GetDeviceInformation bare;
       _tds__GetDeviceInformationResponse info;
-      EXPECT_NE(SOAP_OK, soap_call___tds__GetDeviceInformation(wrong.soap(), wrong.device_address(), nullptr, &bare, info));
+      const char* device = wrong.device_address();
+      EXPECT_NE(SOAP_OK, soap_call___tds__GetDeviceInformation(wrong.soap(), device, nullptr, &bare, info));
       EXPECT_EQ("SOAP-ENV:Sender/ter:NotAuthorized", wrong.fault());
     }
     StrictSession s(camsim.port(), "admin");
