@@ -353,9 +353,8 @@ Camsim::~Camsim() {
   if (::testing::Test::HasFailure()) fprintf(stderr, "---- camsim output ----\n%s\n----\n", log().c_str());
 }
 
-std::vector<uint8_t> camera_command(uint32_t major, int port, int32_t at72, int32_t at80,
-                                    const std::string& password) {
-  std::vector<uint8_t> payload = camera_request(port, "admin", password);
+std::vector<uint8_t> camera_command(uint32_t major, int port, int32_t at72, int32_t at80) {
+  std::vector<uint8_t> payload = camera_request(port, "admin", "admin");
   // The preset number and the user mode sit where a move's direction does.
   vantel::put_be32s(payload.data() + vantel::req::move::kDirection, at72);
   vantel::put_be32s(payload.data() + vantel::req::move::kZoom, at80);

@@ -90,10 +90,9 @@ std::vector<uint8_t> rifa_request(uint32_t major, uint32_t minor, const std::vec
 // A CameraRequest for the camera at 127.0.0.1:`port`, `length` bytes long.
 std::vector<uint8_t> camera_request(int port, const std::string& user, const std::string& password,
                                     size_t length = 84);
-// A whole command with a CameraRequest for camsim (admin/admin unless
-// `password` says otherwise) and the two words at offsets 72 and 80.
-std::vector<uint8_t> camera_command(uint32_t major, int port, int32_t at72 = 0, int32_t at80 = 0,
-                                    const std::string& password = "admin");
+// A whole command with a CameraRequest for camsim (admin/admin) and the
+// two words at offsets 72 and 80.
+std::vector<uint8_t> camera_command(uint32_t major, int port, int32_t at72 = 0, int32_t at80 = 0);
 // Sends it; the reply must be the bare echo of a header-only command.
 void expect_echo(const std::vector<uint8_t>& command);
 // A 480-byte result block naming the camera at 127.0.0.1:`port`.

@@ -20,9 +20,9 @@ TEST(Reboot, SentToTheDeviceServiceAndRepliedToWhateverTheCameraSays) {
   expect_echo(camera_command(RIFA_CMD_REBOOT, camera.port()));
   EXPECT_EQ("[vantel reboot] \n", wait_for_last_command(daemon, "[vantel reboot] \n"));
   EXPECT_EQ((Lines{"GetCapabilities", "SystemReboot"}), trace(camera));
-  // (A camera that refuses the credentials is the interop table's.)
   expect_values(camera.record().back(),
                 {{"path", "/onvif/device_service"}, {"token", "fresh"}, {"answer", "ter:Action"}}, "SystemReboot");
+  // (A camera that refuses the credentials is the interop table's.)
 }
 
 TEST(UserMode, OnlyAnH264NetworkStreamsGopLengthChanges) {
