@@ -58,9 +58,14 @@ run_target() {
   fi
   local log=$findings/$target/fuzz.log
   # allocator_may_return_null: a request for an impossible size fails as it
-  # does with the daemon's malloc, instead of counting as a finding.
+  # does with the daemon's malloc, instead of counting as a finding. A camera
+  # may declare any Content-Length, and the runtime asks malloc for that much
+  # before a byte of the body arrives: so the allocator, not libFuzzer's
+  # per-malloc limit, decides whether a large request fails, and only memory
+  # actually used (rss_limit_mb) counts as a finding.
   VANTEL_FUZZ_OP=$target ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1 "$binary" -max_total_time="$seconds" \
-    -max_len=$max_len -timeout=10 -rss_limit_mb=2048 -artifact_prefix="$findings/$target/" -print_final_stats=1 \
+    -max_len=$max_len -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=1048576 -artifact_prefix="$findings/$target/" \
+    -print_final_stats=1 \
     "$corpus/$target" "$work/seeds/$target" >"$log" 2>&1 || status=$?
   local runs crashes
   runs=$(awk '/stat::number_of_executed_units/ { print $2 }' "$log" | tail -1)
