@@ -61,9 +61,11 @@ run_target() {
   # does with the daemon's malloc, instead of counting as a finding. A camera
   # may declare any Content-Length, and the runtime asks malloc for that much
   # before a byte of the body arrives: so the allocator, not libFuzzer's
-  # per-malloc limit, decides whether a large request fails, and only memory
-  # actually used (rss_limit_mb) counts as a finding.
-  VANTEL_FUZZ_OP=$target ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1 "$binary" -max_total_time="$seconds" \
+  # per-malloc limit, decides whether a large request fails, refusing more
+  # than the 3 GB a process has on the 32-bit recorder; only memory actually
+  # used (rss_limit_mb) counts as a finding.
+  VANTEL_FUZZ_OP=$target ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1:max_allocation_size_mb=3072 \
+    "$binary" -max_total_time="$seconds" \
     -max_len=$max_len -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=1048576 -artifact_prefix="$findings/$target/" \
     -print_final_stats=1 \
     "$corpus/$target" "$work/seeds/$target" >"$log" 2>&1 || status=$?
