@@ -92,7 +92,8 @@ TEST(HostileCamera, EveryRowEndsInTheCommandsReplyAndTheDaemonServesOn) {
     // A good camera is served as ever.
     const size_t before = good.record().size();
     EXPECT_EQ(RIFA_CMD_PTZ_GOTOPRESET, parse_reply(exchange(goto_preset(good.port()))).minor);
-    EXPECT_EQ("GotoPreset", good.record().size() > before ? good.record().back()["op"] : "");
+    const std::vector<nlohmann::json> after = good.record();
+    EXPECT_EQ("GotoPreset", after.size() > before ? after.back()["op"] : "");
   }
 }
 
