@@ -38,7 +38,7 @@ inline std::string* text(struct soap* soap, const char* value) {
 
 inline const CameraCall kCameraCalls[] = {
     VANTEL_CALL(tds__GetCapabilities, "device", _tds__GetCapabilities, _tds__GetCapabilitiesResponse,
-                request.Category.push_back(tt__CapabilityCategory__All)),
+                request.Category.push_back("All")),
     VANTEL_CALL(tds__GetDeviceInformation, "device", _tds__GetDeviceInformation, _tds__GetDeviceInformationResponse, ),
     VANTEL_CALL(tds__SystemReboot, "device", _tds__SystemReboot, _tds__SystemRebootResponse, ),
     VANTEL_CALL(trt__GetProfiles, "media", _trt__GetProfiles, _trt__GetProfilesResponse, ),
@@ -56,9 +56,9 @@ inline const CameraCall kCameraCalls[] = {
                 request.Configuration->token = "MainEncoder"; request.ForcePersistence = true),
     VANTEL_CALL(trt__GetStreamUri, "media", _trt__GetStreamUri, _trt__GetStreamUriResponse,
                 request.ProfileToken = "MainProfile"; request.StreamSetup = soap_new_tt__StreamSetup(soap);
-                request.StreamSetup->Stream = tt__StreamType__RTP_Unicast;
+                request.StreamSetup->Stream = "RTP-Unicast";
                 request.StreamSetup->Transport = soap_new_tt__Transport(soap);
-                request.StreamSetup->Transport->Protocol = tt__TransportProtocol__UDP),
+                request.StreamSetup->Transport->Protocol = "UDP"),
     VANTEL_CALL(tptz__GetNodes, "ptz", _tptz__GetNodes, _tptz__GetNodesResponse, ),
     VANTEL_CALL(tptz__GetNode, "ptz", _tptz__GetNode, _tptz__GetNodeResponse, request.NodeToken = "PTZNodeMain"),
     VANTEL_CALL(tptz__ContinuousMove, "ptz", _tptz__ContinuousMove, _tptz__ContinuousMoveResponse,

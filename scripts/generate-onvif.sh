@@ -24,7 +24,7 @@ trap 'rm -rf "$tmp"' EXIT INT TERM
 
 # Only what the daemon calls: everything else in the services would cost
 # megabytes of serializers and minutes of compile time.
-device_ops="GetCapabilities GetDeviceInformation SystemReboot"
+device_ops="GetCapabilities GetDeviceInformation GetSystemDateAndTime SystemReboot"
 media_ops="GetProfiles GetProfile GetVideoEncoderConfiguration GetVideoEncoderConfigurations
            GetVideoEncoderConfigurationOptions SetVideoEncoderConfiguration GetStreamUri"
 ptz_ops="GetNodes GetNode ContinuousMove Stop GetPresets SetPreset GotoPreset"

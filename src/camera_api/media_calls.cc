@@ -35,9 +35,9 @@ int MediaService::push_encoder(tt__VideoEncoderConfiguration* configuration) {
 
 int MediaService::get_stream_uri(const std::string& profile_token, _trt__GetStreamUriResponse& answer) {
   tt__Transport transport;
-  transport.Protocol = tt__TransportProtocol__UDP;
+  transport.Protocol = "UDP";
   tt__StreamSetup setup;
-  setup.Stream = tt__StreamType__RTP_Unicast;
+  setup.Stream = "RTP-Unicast";
   setup.Transport = &transport;
   _trt__GetStreamUri request;
   request.StreamSetup = &setup;

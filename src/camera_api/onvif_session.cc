@@ -70,7 +70,7 @@ int OnvifSession::add_token(struct soap* context) {
 
 int OnvifSession::get_capabilities() {
   _tds__GetCapabilities request;
-  request.Category.push_back(tt__CapabilityCategory__All);
+  request.Category.push_back("All");
   const int result =
       call(&g_soap, soap_call___tds__GetCapabilities, g_device_address, request, capabilities_);
   if (result != SOAP_OK) log_printf("GetCapabilities error (%d)", result);

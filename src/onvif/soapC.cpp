@@ -220,16 +220,34 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_wsa5__RelationshipType(soap, tag, NULL, "wsa5:RelationshipType");
 	case SOAP_TYPE_bool:
 		return soap_in_bool(soap, tag, NULL, "xsd:boolean");
+	case SOAP_TYPE_tptz1__RemovePresetResponse:
+		return soap_in_tptz1__RemovePresetResponse(soap, tag, NULL, "tptz1:RemovePresetResponse");
+	case SOAP_TYPE_tptz1__RemovePreset:
+		return soap_in_tptz1__RemovePreset(soap, tag, NULL, "tptz1:RemovePreset");
+	case SOAP_TYPE_tptz1__StopResponse:
+		return soap_in_tptz1__StopResponse(soap, tag, NULL, "tptz1:StopResponse");
+	case SOAP_TYPE_tptz1__StopRequest:
+		return soap_in_tptz1__StopRequest(soap, tag, NULL, "tptz1:StopRequest");
+	case SOAP_TYPE_tt__ReferenceToken:
+		return soap_in_tt__ReferenceToken(soap, tag, NULL, "tt:ReferenceToken");
 	case SOAP_TYPE_tt__PTZPresetTourOperation:
 		return soap_in_tt__PTZPresetTourOperation(soap, tag, NULL, "tt:PTZPresetTourOperation");
+	case SOAP_TYPE_tt__AuxiliaryData:
+		return soap_in_tt__AuxiliaryData(soap, tag, NULL, "tt:AuxiliaryData");
 	case SOAP_TYPE_tt__ReverseMode:
 		return soap_in_tt__ReverseMode(soap, tag, NULL, "tt:ReverseMode");
 	case SOAP_TYPE_tt__EFlipMode:
 		return soap_in_tt__EFlipMode(soap, tag, NULL, "tt:EFlipMode");
+	case SOAP_TYPE_tt__SetDateTimeType:
+		return soap_in_tt__SetDateTimeType(soap, tag, NULL, "tt:SetDateTimeType");
 	case SOAP_TYPE_tt__CapabilityCategory:
 		return soap_in_tt__CapabilityCategory(soap, tag, NULL, "tt:CapabilityCategory");
 	case SOAP_TYPE_tt__IPType:
 		return soap_in_tt__IPType(soap, tag, NULL, "tt:IPType");
+	case SOAP_TYPE_tt__IPv6Address:
+		return soap_in_tt__IPv6Address(soap, tag, NULL, "tt:IPv6Address");
+	case SOAP_TYPE_tt__IPv4Address:
+		return soap_in_tt__IPv4Address(soap, tag, NULL, "tt:IPv4Address");
 	case SOAP_TYPE_tt__TransportProtocol:
 		return soap_in_tt__TransportProtocol(soap, tag, NULL, "tt:TransportProtocol");
 	case SOAP_TYPE_tt__StreamType:
@@ -246,22 +264,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_tt__SceneOrientationMode(soap, tag, NULL, "tt:SceneOrientationMode");
 	case SOAP_TYPE_tt__RotateMode:
 		return soap_in_tt__RotateMode(soap, tag, NULL, "tt:RotateMode");
-	case SOAP_TYPE_tptz1__RemovePresetResponse:
-		return soap_in_tptz1__RemovePresetResponse(soap, tag, NULL, "tptz1:RemovePresetResponse");
-	case SOAP_TYPE_tptz1__RemovePreset:
-		return soap_in_tptz1__RemovePreset(soap, tag, NULL, "tptz1:RemovePreset");
-	case SOAP_TYPE_tptz1__StopResponse:
-		return soap_in_tptz1__StopResponse(soap, tag, NULL, "tptz1:StopResponse");
-	case SOAP_TYPE_tptz1__StopRequest:
-		return soap_in_tptz1__StopRequest(soap, tag, NULL, "tptz1:StopRequest");
-	case SOAP_TYPE_tt__ReferenceToken:
-		return soap_in_tt__ReferenceToken(soap, tag, NULL, "tt:ReferenceToken");
-	case SOAP_TYPE_tt__AuxiliaryData:
-		return soap_in_tt__AuxiliaryData(soap, tag, NULL, "tt:AuxiliaryData");
-	case SOAP_TYPE_tt__IPv6Address:
-		return soap_in_tt__IPv6Address(soap, tag, NULL, "tt:IPv6Address");
-	case SOAP_TYPE_tt__IPv4Address:
-		return soap_in_tt__IPv4Address(soap, tag, NULL, "tt:IPv4Address");
 	case SOAP_TYPE_tt__Name:
 		return soap_in_tt__Name(soap, tag, NULL, "tt:Name");
 	case SOAP_TYPE_tt__PTZVector:
@@ -326,6 +328,18 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_tt__PTZNodeExtension(soap, tag, NULL, "tt:PTZNodeExtension");
 	case SOAP_TYPE_tt__PTZNode:
 		return soap_in_tt__PTZNode(soap, tag, NULL, "tt:PTZNode");
+	case SOAP_TYPE_tt__TimeZone:
+		return soap_in_tt__TimeZone(soap, tag, NULL, "tt:TimeZone");
+	case SOAP_TYPE_tt__Time:
+		return soap_in_tt__Time(soap, tag, NULL, "tt:Time");
+	case SOAP_TYPE_tt__Date:
+		return soap_in_tt__Date(soap, tag, NULL, "tt:Date");
+	case SOAP_TYPE_tt__DateTime:
+		return soap_in_tt__DateTime(soap, tag, NULL, "tt:DateTime");
+	case SOAP_TYPE_tt__SystemDateTimeExtension:
+		return soap_in_tt__SystemDateTimeExtension(soap, tag, NULL, "tt:SystemDateTimeExtension");
+	case SOAP_TYPE_tt__SystemDateTime:
+		return soap_in_tt__SystemDateTime(soap, tag, NULL, "tt:SystemDateTime");
 	case SOAP_TYPE_tt__AnalyticsDeviceExtension:
 		return soap_in_tt__AnalyticsDeviceExtension(soap, tag, NULL, "tt:AnalyticsDeviceExtension");
 	case SOAP_TYPE_tt__AnalyticsDeviceCapabilities:
@@ -920,6 +934,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTo_tds__GetCapabilities(soap, tag, NULL, "tds:GetCapabilities");
 	case SOAP_TYPE_PointerTo_tds__SystemReboot:
 		return soap_in_PointerTo_tds__SystemReboot(soap, tag, NULL, "tds:SystemReboot");
+	case SOAP_TYPE_PointerTo_tds__GetSystemDateAndTime:
+		return soap_in_PointerTo_tds__GetSystemDateAndTime(soap, tag, NULL, "tds:GetSystemDateAndTime");
 	case SOAP_TYPE_PointerTo_tds__GetDeviceInformation:
 		return soap_in_PointerTo_tds__GetDeviceInformation(soap, tag, NULL, "tds:GetDeviceInformation");
 	case SOAP_TYPE_PointerTott__PTZNodeExtension:
@@ -972,6 +988,16 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__Space1DDescription(soap, tag, NULL, "tt:Space1DDescription");
 	case SOAP_TYPE_PointerTott__Space2DDescription:
 		return soap_in_PointerTott__Space2DDescription(soap, tag, NULL, "tt:Space2DDescription");
+	case SOAP_TYPE_PointerTott__Date:
+		return soap_in_PointerTott__Date(soap, tag, NULL, "tt:Date");
+	case SOAP_TYPE_PointerTott__Time:
+		return soap_in_PointerTott__Time(soap, tag, NULL, "tt:Time");
+	case SOAP_TYPE_PointerTott__SystemDateTimeExtension:
+		return soap_in_PointerTott__SystemDateTimeExtension(soap, tag, NULL, "tt:SystemDateTimeExtension");
+	case SOAP_TYPE_PointerTott__DateTime:
+		return soap_in_PointerTott__DateTime(soap, tag, NULL, "tt:DateTime");
+	case SOAP_TYPE_PointerTott__TimeZone:
+		return soap_in_PointerTott__TimeZone(soap, tag, NULL, "tt:TimeZone");
 	case SOAP_TYPE_PointerTott__MediaCapabilitiesExtension:
 		return soap_in_PointerTott__MediaCapabilitiesExtension(soap, tag, NULL, "tt:MediaCapabilitiesExtension");
 	case SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension:
@@ -1048,6 +1074,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__VideoSourceConfiguration(soap, tag, NULL, "tt:VideoSourceConfiguration");
 	case SOAP_TYPE_PointerTott__Capabilities:
 		return soap_in_PointerTott__Capabilities(soap, tag, NULL, "tt:Capabilities");
+	case SOAP_TYPE_PointerTott__SystemDateTime:
+		return soap_in_PointerTott__SystemDateTime(soap, tag, NULL, "tt:SystemDateTime");
 	case SOAP_TYPE_PointerTounsignedByte:
 		return soap_in_PointerTounsignedByte(soap, tag, NULL, "xsd:unsignedByte");
 	case SOAP_TYPE__QName:
@@ -1087,9 +1115,33 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		{	*type = SOAP_TYPE_tt__ReferenceToken;
 			return soap_in_tt__ReferenceToken(soap, tag, NULL, NULL);
 		}
+		if (!soap_match_tag(soap, t, "tt:PTZPresetTourOperation"))
+		{	*type = SOAP_TYPE_tt__PTZPresetTourOperation;
+			return soap_in_tt__PTZPresetTourOperation(soap, tag, NULL, NULL);
+		}
 		if (!soap_match_tag(soap, t, "tt:AuxiliaryData"))
 		{	*type = SOAP_TYPE_tt__AuxiliaryData;
 			return soap_in_tt__AuxiliaryData(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:ReverseMode"))
+		{	*type = SOAP_TYPE_tt__ReverseMode;
+			return soap_in_tt__ReverseMode(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:EFlipMode"))
+		{	*type = SOAP_TYPE_tt__EFlipMode;
+			return soap_in_tt__EFlipMode(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:SetDateTimeType"))
+		{	*type = SOAP_TYPE_tt__SetDateTimeType;
+			return soap_in_tt__SetDateTimeType(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:CapabilityCategory"))
+		{	*type = SOAP_TYPE_tt__CapabilityCategory;
+			return soap_in_tt__CapabilityCategory(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:IPType"))
+		{	*type = SOAP_TYPE_tt__IPType;
+			return soap_in_tt__IPType(soap, tag, NULL, NULL);
 		}
 		if (!soap_match_tag(soap, t, "tt:IPv6Address"))
 		{	*type = SOAP_TYPE_tt__IPv6Address;
@@ -1098,6 +1150,38 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		if (!soap_match_tag(soap, t, "tt:IPv4Address"))
 		{	*type = SOAP_TYPE_tt__IPv4Address;
 			return soap_in_tt__IPv4Address(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:TransportProtocol"))
+		{	*type = SOAP_TYPE_tt__TransportProtocol;
+			return soap_in_tt__TransportProtocol(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:StreamType"))
+		{	*type = SOAP_TYPE_tt__StreamType;
+			return soap_in_tt__StreamType(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:AudioEncoding"))
+		{	*type = SOAP_TYPE_tt__AudioEncoding;
+			return soap_in_tt__AudioEncoding(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:H264Profile"))
+		{	*type = SOAP_TYPE_tt__H264Profile;
+			return soap_in_tt__H264Profile(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:Mpeg4Profile"))
+		{	*type = SOAP_TYPE_tt__Mpeg4Profile;
+			return soap_in_tt__Mpeg4Profile(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:VideoEncoding"))
+		{	*type = SOAP_TYPE_tt__VideoEncoding;
+			return soap_in_tt__VideoEncoding(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:SceneOrientationMode"))
+		{	*type = SOAP_TYPE_tt__SceneOrientationMode;
+			return soap_in_tt__SceneOrientationMode(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:RotateMode"))
+		{	*type = SOAP_TYPE_tt__RotateMode;
+			return soap_in_tt__RotateMode(soap, tag, NULL, NULL);
 		}
 		if (!soap_match_tag(soap, t, "tt:Name"))
 		{	*type = SOAP_TYPE_tt__Name;
@@ -1226,6 +1310,30 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		if (!soap_match_tag(soap, t, "tt:PTZNode"))
 		{	*type = SOAP_TYPE_tt__PTZNode;
 			return soap_in_tt__PTZNode(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:TimeZone"))
+		{	*type = SOAP_TYPE_tt__TimeZone;
+			return soap_in_tt__TimeZone(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:Time"))
+		{	*type = SOAP_TYPE_tt__Time;
+			return soap_in_tt__Time(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:Date"))
+		{	*type = SOAP_TYPE_tt__Date;
+			return soap_in_tt__Date(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:DateTime"))
+		{	*type = SOAP_TYPE_tt__DateTime;
+			return soap_in_tt__DateTime(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:SystemDateTimeExtension"))
+		{	*type = SOAP_TYPE_tt__SystemDateTimeExtension;
+			return soap_in_tt__SystemDateTimeExtension(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:SystemDateTime"))
+		{	*type = SOAP_TYPE_tt__SystemDateTime;
+			return soap_in_tt__SystemDateTime(soap, tag, NULL, NULL);
 		}
 		if (!soap_match_tag(soap, t, "tt:AnalyticsDeviceExtension"))
 		{	*type = SOAP_TYPE_tt__AnalyticsDeviceExtension;
@@ -1650,58 +1758,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		if (!soap_match_tag(soap, t, "xsd:boolean"))
 		{	*type = SOAP_TYPE_bool;
 			return soap_in_bool(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:PTZPresetTourOperation"))
-		{	*type = SOAP_TYPE_tt__PTZPresetTourOperation;
-			return soap_in_tt__PTZPresetTourOperation(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:ReverseMode"))
-		{	*type = SOAP_TYPE_tt__ReverseMode;
-			return soap_in_tt__ReverseMode(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:EFlipMode"))
-		{	*type = SOAP_TYPE_tt__EFlipMode;
-			return soap_in_tt__EFlipMode(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:CapabilityCategory"))
-		{	*type = SOAP_TYPE_tt__CapabilityCategory;
-			return soap_in_tt__CapabilityCategory(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:IPType"))
-		{	*type = SOAP_TYPE_tt__IPType;
-			return soap_in_tt__IPType(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:TransportProtocol"))
-		{	*type = SOAP_TYPE_tt__TransportProtocol;
-			return soap_in_tt__TransportProtocol(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:StreamType"))
-		{	*type = SOAP_TYPE_tt__StreamType;
-			return soap_in_tt__StreamType(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:AudioEncoding"))
-		{	*type = SOAP_TYPE_tt__AudioEncoding;
-			return soap_in_tt__AudioEncoding(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:H264Profile"))
-		{	*type = SOAP_TYPE_tt__H264Profile;
-			return soap_in_tt__H264Profile(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:Mpeg4Profile"))
-		{	*type = SOAP_TYPE_tt__Mpeg4Profile;
-			return soap_in_tt__Mpeg4Profile(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:VideoEncoding"))
-		{	*type = SOAP_TYPE_tt__VideoEncoding;
-			return soap_in_tt__VideoEncoding(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:SceneOrientationMode"))
-		{	*type = SOAP_TYPE_tt__SceneOrientationMode;
-			return soap_in_tt__SceneOrientationMode(soap, tag, NULL, NULL);
-		}
-		if (!soap_match_tag(soap, t, "tt:RotateMode"))
-		{	*type = SOAP_TYPE_tt__RotateMode;
-			return soap_in_tt__RotateMode(soap, tag, NULL, NULL);
 		}
 		if (!soap_match_tag(soap, t, "saml2:AttributeType"))
 		{	*type = SOAP_TYPE_saml2__AttributeType;
@@ -2208,6 +2264,14 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		{	*type = SOAP_TYPE__tds__SystemReboot;
 			return soap_in__tds__SystemReboot(soap, NULL, NULL, NULL);
 		}
+		if (!soap_match_tag(soap, t, "tds:GetSystemDateAndTimeResponse"))
+		{	*type = SOAP_TYPE__tds__GetSystemDateAndTimeResponse;
+			return soap_in__tds__GetSystemDateAndTimeResponse(soap, NULL, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tds:GetSystemDateAndTime"))
+		{	*type = SOAP_TYPE__tds__GetSystemDateAndTime;
+			return soap_in__tds__GetSystemDateAndTime(soap, NULL, NULL, NULL);
+		}
 		if (!soap_match_tag(soap, t, "tds:GetDeviceInformationResponse"))
 		{	*type = SOAP_TYPE__tds__GetDeviceInformationResponse;
 			return soap_in__tds__GetDeviceInformationResponse(soap, NULL, NULL, NULL);
@@ -2667,32 +2731,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_wsa5__RelationshipType(soap, tag, id, (const enum wsa5__RelationshipType *)ptr, "wsa5:RelationshipType");
 	case SOAP_TYPE_bool:
 		return soap_out_bool(soap, tag, id, (const bool *)ptr, "xsd:boolean");
-	case SOAP_TYPE_tt__PTZPresetTourOperation:
-		return soap_out_tt__PTZPresetTourOperation(soap, tag, id, (const enum tt__PTZPresetTourOperation *)ptr, "tt:PTZPresetTourOperation");
-	case SOAP_TYPE_tt__ReverseMode:
-		return soap_out_tt__ReverseMode(soap, tag, id, (const enum tt__ReverseMode *)ptr, "tt:ReverseMode");
-	case SOAP_TYPE_tt__EFlipMode:
-		return soap_out_tt__EFlipMode(soap, tag, id, (const enum tt__EFlipMode *)ptr, "tt:EFlipMode");
-	case SOAP_TYPE_tt__CapabilityCategory:
-		return soap_out_tt__CapabilityCategory(soap, tag, id, (const enum tt__CapabilityCategory *)ptr, "tt:CapabilityCategory");
-	case SOAP_TYPE_tt__IPType:
-		return soap_out_tt__IPType(soap, tag, id, (const enum tt__IPType *)ptr, "tt:IPType");
-	case SOAP_TYPE_tt__TransportProtocol:
-		return soap_out_tt__TransportProtocol(soap, tag, id, (const enum tt__TransportProtocol *)ptr, "tt:TransportProtocol");
-	case SOAP_TYPE_tt__StreamType:
-		return soap_out_tt__StreamType(soap, tag, id, (const enum tt__StreamType *)ptr, "tt:StreamType");
-	case SOAP_TYPE_tt__AudioEncoding:
-		return soap_out_tt__AudioEncoding(soap, tag, id, (const enum tt__AudioEncoding *)ptr, "tt:AudioEncoding");
-	case SOAP_TYPE_tt__H264Profile:
-		return soap_out_tt__H264Profile(soap, tag, id, (const enum tt__H264Profile *)ptr, "tt:H264Profile");
-	case SOAP_TYPE_tt__Mpeg4Profile:
-		return soap_out_tt__Mpeg4Profile(soap, tag, id, (const enum tt__Mpeg4Profile *)ptr, "tt:Mpeg4Profile");
-	case SOAP_TYPE_tt__VideoEncoding:
-		return soap_out_tt__VideoEncoding(soap, tag, id, (const enum tt__VideoEncoding *)ptr, "tt:VideoEncoding");
-	case SOAP_TYPE_tt__SceneOrientationMode:
-		return soap_out_tt__SceneOrientationMode(soap, tag, id, (const enum tt__SceneOrientationMode *)ptr, "tt:SceneOrientationMode");
-	case SOAP_TYPE_tt__RotateMode:
-		return soap_out_tt__RotateMode(soap, tag, id, (const enum tt__RotateMode *)ptr, "tt:RotateMode");
 	case SOAP_TYPE_tptz1__RemovePresetResponse:
 		return ((tptz1__RemovePresetResponse *)ptr)->soap_out(soap, tag, id, "tptz1:RemovePresetResponse");
 	case SOAP_TYPE_tptz1__RemovePreset:
@@ -2705,12 +2743,40 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return ((_tt__Transport_Tunnel *)ptr)->soap_out(soap, "tt:Transport-Tunnel", id, "");
 	case SOAP_TYPE_tt__ReferenceToken:
 		return soap_out_tt__ReferenceToken(soap, tag, id, (const std::string *)ptr, "tt:ReferenceToken");
+	case SOAP_TYPE_tt__PTZPresetTourOperation:
+		return soap_out_tt__PTZPresetTourOperation(soap, tag, id, (const std::string *)ptr, "tt:PTZPresetTourOperation");
 	case SOAP_TYPE_tt__AuxiliaryData:
 		return soap_out_tt__AuxiliaryData(soap, tag, id, (const std::string *)ptr, "tt:AuxiliaryData");
+	case SOAP_TYPE_tt__ReverseMode:
+		return soap_out_tt__ReverseMode(soap, tag, id, (const std::string *)ptr, "tt:ReverseMode");
+	case SOAP_TYPE_tt__EFlipMode:
+		return soap_out_tt__EFlipMode(soap, tag, id, (const std::string *)ptr, "tt:EFlipMode");
+	case SOAP_TYPE_tt__SetDateTimeType:
+		return soap_out_tt__SetDateTimeType(soap, tag, id, (const std::string *)ptr, "tt:SetDateTimeType");
+	case SOAP_TYPE_tt__CapabilityCategory:
+		return soap_out_tt__CapabilityCategory(soap, tag, id, (const std::string *)ptr, "tt:CapabilityCategory");
+	case SOAP_TYPE_tt__IPType:
+		return soap_out_tt__IPType(soap, tag, id, (const std::string *)ptr, "tt:IPType");
 	case SOAP_TYPE_tt__IPv6Address:
 		return soap_out_tt__IPv6Address(soap, tag, id, (const std::string *)ptr, "tt:IPv6Address");
 	case SOAP_TYPE_tt__IPv4Address:
 		return soap_out_tt__IPv4Address(soap, tag, id, (const std::string *)ptr, "tt:IPv4Address");
+	case SOAP_TYPE_tt__TransportProtocol:
+		return soap_out_tt__TransportProtocol(soap, tag, id, (const std::string *)ptr, "tt:TransportProtocol");
+	case SOAP_TYPE_tt__StreamType:
+		return soap_out_tt__StreamType(soap, tag, id, (const std::string *)ptr, "tt:StreamType");
+	case SOAP_TYPE_tt__AudioEncoding:
+		return soap_out_tt__AudioEncoding(soap, tag, id, (const std::string *)ptr, "tt:AudioEncoding");
+	case SOAP_TYPE_tt__H264Profile:
+		return soap_out_tt__H264Profile(soap, tag, id, (const std::string *)ptr, "tt:H264Profile");
+	case SOAP_TYPE_tt__Mpeg4Profile:
+		return soap_out_tt__Mpeg4Profile(soap, tag, id, (const std::string *)ptr, "tt:Mpeg4Profile");
+	case SOAP_TYPE_tt__VideoEncoding:
+		return soap_out_tt__VideoEncoding(soap, tag, id, (const std::string *)ptr, "tt:VideoEncoding");
+	case SOAP_TYPE_tt__SceneOrientationMode:
+		return soap_out_tt__SceneOrientationMode(soap, tag, id, (const std::string *)ptr, "tt:SceneOrientationMode");
+	case SOAP_TYPE_tt__RotateMode:
+		return soap_out_tt__RotateMode(soap, tag, id, (const std::string *)ptr, "tt:RotateMode");
 	case SOAP_TYPE_tt__Name:
 		return soap_out_tt__Name(soap, tag, id, (const std::string *)ptr, "tt:Name");
 	case SOAP_TYPE__tptz__StopResponse:
@@ -2831,6 +2897,18 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return ((tt__PTZNodeExtension *)ptr)->soap_out(soap, tag, id, "tt:PTZNodeExtension");
 	case SOAP_TYPE_tt__PTZNode:
 		return ((tt__PTZNode *)ptr)->soap_out(soap, tag, id, "tt:PTZNode");
+	case SOAP_TYPE_tt__TimeZone:
+		return ((tt__TimeZone *)ptr)->soap_out(soap, tag, id, "tt:TimeZone");
+	case SOAP_TYPE_tt__Time:
+		return ((tt__Time *)ptr)->soap_out(soap, tag, id, "tt:Time");
+	case SOAP_TYPE_tt__Date:
+		return ((tt__Date *)ptr)->soap_out(soap, tag, id, "tt:Date");
+	case SOAP_TYPE_tt__DateTime:
+		return ((tt__DateTime *)ptr)->soap_out(soap, tag, id, "tt:DateTime");
+	case SOAP_TYPE_tt__SystemDateTimeExtension:
+		return ((tt__SystemDateTimeExtension *)ptr)->soap_out(soap, tag, id, "tt:SystemDateTimeExtension");
+	case SOAP_TYPE_tt__SystemDateTime:
+		return ((tt__SystemDateTime *)ptr)->soap_out(soap, tag, id, "tt:SystemDateTime");
 	case SOAP_TYPE_tt__AnalyticsDeviceExtension:
 		return ((tt__AnalyticsDeviceExtension *)ptr)->soap_out(soap, tag, id, "tt:AnalyticsDeviceExtension");
 	case SOAP_TYPE_tt__AnalyticsDeviceCapabilities:
@@ -2999,6 +3077,10 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return ((_tds__SystemRebootResponse *)ptr)->soap_out(soap, "tds:SystemRebootResponse", id, "");
 	case SOAP_TYPE__tds__SystemReboot:
 		return ((_tds__SystemReboot *)ptr)->soap_out(soap, "tds:SystemReboot", id, "");
+	case SOAP_TYPE__tds__GetSystemDateAndTimeResponse:
+		return ((_tds__GetSystemDateAndTimeResponse *)ptr)->soap_out(soap, "tds:GetSystemDateAndTimeResponse", id, "");
+	case SOAP_TYPE__tds__GetSystemDateAndTime:
+		return ((_tds__GetSystemDateAndTime *)ptr)->soap_out(soap, "tds:GetSystemDateAndTime", id, "");
 	case SOAP_TYPE__tds__GetDeviceInformationResponse:
 		return ((_tds__GetDeviceInformationResponse *)ptr)->soap_out(soap, "tds:GetDeviceInformationResponse", id, "");
 	case SOAP_TYPE__tds__GetDeviceInformation:
@@ -3591,6 +3673,8 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTo_tds__GetCapabilities(soap, tag, id, (_tds__GetCapabilities *const*)ptr, "tds:GetCapabilities");
 	case SOAP_TYPE_PointerTo_tds__SystemReboot:
 		return soap_out_PointerTo_tds__SystemReboot(soap, tag, id, (_tds__SystemReboot *const*)ptr, "tds:SystemReboot");
+	case SOAP_TYPE_PointerTo_tds__GetSystemDateAndTime:
+		return soap_out_PointerTo_tds__GetSystemDateAndTime(soap, tag, id, (_tds__GetSystemDateAndTime *const*)ptr, "tds:GetSystemDateAndTime");
 	case SOAP_TYPE_PointerTo_tds__GetDeviceInformation:
 		return soap_out_PointerTo_tds__GetDeviceInformation(soap, tag, id, (_tds__GetDeviceInformation *const*)ptr, "tds:GetDeviceInformation");
 	case SOAP_TYPE_PointerTott__PTZNodeExtension:
@@ -3643,6 +3727,16 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__Space1DDescription(soap, tag, id, (tt__Space1DDescription *const*)ptr, "tt:Space1DDescription");
 	case SOAP_TYPE_PointerTott__Space2DDescription:
 		return soap_out_PointerTott__Space2DDescription(soap, tag, id, (tt__Space2DDescription *const*)ptr, "tt:Space2DDescription");
+	case SOAP_TYPE_PointerTott__Date:
+		return soap_out_PointerTott__Date(soap, tag, id, (tt__Date *const*)ptr, "tt:Date");
+	case SOAP_TYPE_PointerTott__Time:
+		return soap_out_PointerTott__Time(soap, tag, id, (tt__Time *const*)ptr, "tt:Time");
+	case SOAP_TYPE_PointerTott__SystemDateTimeExtension:
+		return soap_out_PointerTott__SystemDateTimeExtension(soap, tag, id, (tt__SystemDateTimeExtension *const*)ptr, "tt:SystemDateTimeExtension");
+	case SOAP_TYPE_PointerTott__DateTime:
+		return soap_out_PointerTott__DateTime(soap, tag, id, (tt__DateTime *const*)ptr, "tt:DateTime");
+	case SOAP_TYPE_PointerTott__TimeZone:
+		return soap_out_PointerTott__TimeZone(soap, tag, id, (tt__TimeZone *const*)ptr, "tt:TimeZone");
 	case SOAP_TYPE_PointerTott__MediaCapabilitiesExtension:
 		return soap_out_PointerTott__MediaCapabilitiesExtension(soap, tag, id, (tt__MediaCapabilitiesExtension *const*)ptr, "tt:MediaCapabilitiesExtension");
 	case SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension:
@@ -3719,6 +3813,8 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__VideoSourceConfiguration(soap, tag, id, (tt__VideoSourceConfiguration *const*)ptr, "tt:VideoSourceConfiguration");
 	case SOAP_TYPE_PointerTott__Capabilities:
 		return soap_out_PointerTott__Capabilities(soap, tag, id, (tt__Capabilities *const*)ptr, "tt:Capabilities");
+	case SOAP_TYPE_PointerTott__SystemDateTime:
+		return soap_out_PointerTott__SystemDateTime(soap, tag, id, (tt__SystemDateTime *const*)ptr, "tt:SystemDateTime");
 	case SOAP_TYPE_PointerTounsignedByte:
 		return soap_out_PointerTounsignedByte(soap, tag, id, (unsigned char *const*)ptr, "xsd:unsignedByte");
 	case SOAP_TYPE__QName:
@@ -3763,14 +3859,56 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_tt__ReferenceToken:
 		soap_serialize_tt__ReferenceToken(soap, (const std::string *)ptr);
 		break;
+	case SOAP_TYPE_tt__PTZPresetTourOperation:
+		soap_serialize_tt__PTZPresetTourOperation(soap, (const std::string *)ptr);
+		break;
 	case SOAP_TYPE_tt__AuxiliaryData:
 		soap_serialize_tt__AuxiliaryData(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__ReverseMode:
+		soap_serialize_tt__ReverseMode(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__EFlipMode:
+		soap_serialize_tt__EFlipMode(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__SetDateTimeType:
+		soap_serialize_tt__SetDateTimeType(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__CapabilityCategory:
+		soap_serialize_tt__CapabilityCategory(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__IPType:
+		soap_serialize_tt__IPType(soap, (const std::string *)ptr);
 		break;
 	case SOAP_TYPE_tt__IPv6Address:
 		soap_serialize_tt__IPv6Address(soap, (const std::string *)ptr);
 		break;
 	case SOAP_TYPE_tt__IPv4Address:
 		soap_serialize_tt__IPv4Address(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__TransportProtocol:
+		soap_serialize_tt__TransportProtocol(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__StreamType:
+		soap_serialize_tt__StreamType(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__AudioEncoding:
+		soap_serialize_tt__AudioEncoding(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__H264Profile:
+		soap_serialize_tt__H264Profile(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__Mpeg4Profile:
+		soap_serialize_tt__Mpeg4Profile(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__VideoEncoding:
+		soap_serialize_tt__VideoEncoding(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__SceneOrientationMode:
+		soap_serialize_tt__SceneOrientationMode(soap, (const std::string *)ptr);
+		break;
+	case SOAP_TYPE_tt__RotateMode:
+		soap_serialize_tt__RotateMode(soap, (const std::string *)ptr);
 		break;
 	case SOAP_TYPE_tt__Name:
 		soap_serialize_tt__Name(soap, (const std::string *)ptr);
@@ -3951,6 +4089,24 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 		break;
 	case SOAP_TYPE_tt__PTZNode:
 		((tt__PTZNode *)ptr)->soap_serialize(soap);
+		break;
+	case SOAP_TYPE_tt__TimeZone:
+		((tt__TimeZone *)ptr)->soap_serialize(soap);
+		break;
+	case SOAP_TYPE_tt__Time:
+		((tt__Time *)ptr)->soap_serialize(soap);
+		break;
+	case SOAP_TYPE_tt__Date:
+		((tt__Date *)ptr)->soap_serialize(soap);
+		break;
+	case SOAP_TYPE_tt__DateTime:
+		((tt__DateTime *)ptr)->soap_serialize(soap);
+		break;
+	case SOAP_TYPE_tt__SystemDateTimeExtension:
+		((tt__SystemDateTimeExtension *)ptr)->soap_serialize(soap);
+		break;
+	case SOAP_TYPE_tt__SystemDateTime:
+		((tt__SystemDateTime *)ptr)->soap_serialize(soap);
 		break;
 	case SOAP_TYPE_tt__AnalyticsDeviceExtension:
 		((tt__AnalyticsDeviceExtension *)ptr)->soap_serialize(soap);
@@ -4203,6 +4359,12 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 		break;
 	case SOAP_TYPE__tds__SystemReboot:
 		((_tds__SystemReboot *)ptr)->soap_serialize(soap);
+		break;
+	case SOAP_TYPE__tds__GetSystemDateAndTimeResponse:
+		((_tds__GetSystemDateAndTimeResponse *)ptr)->soap_serialize(soap);
+		break;
+	case SOAP_TYPE__tds__GetSystemDateAndTime:
+		((_tds__GetSystemDateAndTime *)ptr)->soap_serialize(soap);
 		break;
 	case SOAP_TYPE__tds__GetDeviceInformationResponse:
 		((_tds__GetDeviceInformationResponse *)ptr)->soap_serialize(soap);
@@ -4771,6 +4933,9 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE___tds__SystemReboot:
 		soap_serialize___tds__SystemReboot(soap, (const struct __tds__SystemReboot *)ptr);
 		break;
+	case SOAP_TYPE___tds__GetSystemDateAndTime:
+		soap_serialize___tds__GetSystemDateAndTime(soap, (const struct __tds__GetSystemDateAndTime *)ptr);
+		break;
 	case SOAP_TYPE___tds__GetDeviceInformation:
 		soap_serialize___tds__GetDeviceInformation(soap, (const struct __tds__GetDeviceInformation *)ptr);
 		break;
@@ -5215,6 +5380,9 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_PointerTo_tds__SystemReboot:
 		soap_serialize_PointerTo_tds__SystemReboot(soap, (_tds__SystemReboot *const*)ptr);
 		break;
+	case SOAP_TYPE_PointerTo_tds__GetSystemDateAndTime:
+		soap_serialize_PointerTo_tds__GetSystemDateAndTime(soap, (_tds__GetSystemDateAndTime *const*)ptr);
+		break;
 	case SOAP_TYPE_PointerTo_tds__GetDeviceInformation:
 		soap_serialize_PointerTo_tds__GetDeviceInformation(soap, (_tds__GetDeviceInformation *const*)ptr);
 		break;
@@ -5292,6 +5460,21 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 		break;
 	case SOAP_TYPE_PointerTott__Space2DDescription:
 		soap_serialize_PointerTott__Space2DDescription(soap, (tt__Space2DDescription *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__Date:
+		soap_serialize_PointerTott__Date(soap, (tt__Date *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__Time:
+		soap_serialize_PointerTott__Time(soap, (tt__Time *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__SystemDateTimeExtension:
+		soap_serialize_PointerTott__SystemDateTimeExtension(soap, (tt__SystemDateTimeExtension *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__DateTime:
+		soap_serialize_PointerTott__DateTime(soap, (tt__DateTime *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__TimeZone:
+		soap_serialize_PointerTott__TimeZone(soap, (tt__TimeZone *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTott__MediaCapabilitiesExtension:
 		soap_serialize_PointerTott__MediaCapabilitiesExtension(soap, (tt__MediaCapabilitiesExtension *const*)ptr);
@@ -5406,6 +5589,9 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 		break;
 	case SOAP_TYPE_PointerTott__Capabilities:
 		soap_serialize_PointerTott__Capabilities(soap, (tt__Capabilities *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__SystemDateTime:
+		soap_serialize_PointerTott__SystemDateTime(soap, (tt__SystemDateTime *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTounsignedByte:
 		soap_serialize_PointerTounsignedByte(soap, (unsigned char *const*)ptr);
@@ -5570,6 +5756,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__AnalyticsDeviceCapabilities(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__AnalyticsDeviceExtension:
 		return (void*)soap_instantiate_tt__AnalyticsDeviceExtension(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__SystemDateTimeExtension:
+		return (void*)soap_instantiate_tt__SystemDateTimeExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZNodeExtension:
 		return (void*)soap_instantiate_tt__PTZNodeExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZNodeExtension2:
@@ -5614,6 +5802,10 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate__tds__GetDeviceInformation(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__tds__GetDeviceInformationResponse:
 		return (void*)soap_instantiate__tds__GetDeviceInformationResponse(soap, -1, type, arrayType, n);
+	case SOAP_TYPE__tds__GetSystemDateAndTime:
+		return (void*)soap_instantiate__tds__GetSystemDateAndTime(soap, -1, type, arrayType, n);
+	case SOAP_TYPE__tds__GetSystemDateAndTimeResponse:
+		return (void*)soap_instantiate__tds__GetSystemDateAndTimeResponse(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__tds__SystemReboot:
 		return (void*)soap_instantiate__tds__SystemReboot(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__tds__SystemRebootResponse:
@@ -5670,6 +5862,16 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__MediaCapabilities(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZCapabilities:
 		return (void*)soap_instantiate_tt__PTZCapabilities(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__SystemDateTime:
+		return (void*)soap_instantiate_tt__SystemDateTime(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__DateTime:
+		return (void*)soap_instantiate_tt__DateTime(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Date:
+		return (void*)soap_instantiate_tt__Date(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Time:
+		return (void*)soap_instantiate_tt__Time(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__TimeZone:
+		return (void*)soap_instantiate_tt__TimeZone(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZSpaces:
 		return (void*)soap_instantiate_tt__PTZSpaces(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZSpacesExtension:
@@ -5758,6 +5960,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__PTZNode(soap, -1, type, arrayType, n);
 	case SOAP_TYPE___tds__GetDeviceInformation:
 		return (void*)soap_instantiate___tds__GetDeviceInformation(soap, -1, type, arrayType, n);
+	case SOAP_TYPE___tds__GetSystemDateAndTime:
+		return (void*)soap_instantiate___tds__GetSystemDateAndTime(soap, -1, type, arrayType, n);
 	case SOAP_TYPE___tds__SystemReboot:
 		return (void*)soap_instantiate___tds__SystemReboot(soap, -1, type, arrayType, n);
 	case SOAP_TYPE___tds__GetCapabilities:
@@ -6046,12 +6250,40 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate__xmime__contentType(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__Name:
 		return (void*)soap_instantiate_tt__Name(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__RotateMode:
+		return (void*)soap_instantiate_tt__RotateMode(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__SceneOrientationMode:
+		return (void*)soap_instantiate_tt__SceneOrientationMode(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__VideoEncoding:
+		return (void*)soap_instantiate_tt__VideoEncoding(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Mpeg4Profile:
+		return (void*)soap_instantiate_tt__Mpeg4Profile(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__H264Profile:
+		return (void*)soap_instantiate_tt__H264Profile(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__AudioEncoding:
+		return (void*)soap_instantiate_tt__AudioEncoding(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__StreamType:
+		return (void*)soap_instantiate_tt__StreamType(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__TransportProtocol:
+		return (void*)soap_instantiate_tt__TransportProtocol(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__IPv4Address:
 		return (void*)soap_instantiate_tt__IPv4Address(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__IPv6Address:
 		return (void*)soap_instantiate_tt__IPv6Address(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__IPType:
+		return (void*)soap_instantiate_tt__IPType(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__CapabilityCategory:
+		return (void*)soap_instantiate_tt__CapabilityCategory(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__SetDateTimeType:
+		return (void*)soap_instantiate_tt__SetDateTimeType(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__EFlipMode:
+		return (void*)soap_instantiate_tt__EFlipMode(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__ReverseMode:
+		return (void*)soap_instantiate_tt__ReverseMode(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__AuxiliaryData:
 		return (void*)soap_instantiate_tt__AuxiliaryData(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__PTZPresetTourOperation:
+		return (void*)soap_instantiate_tt__PTZPresetTourOperation(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__ReferenceToken:
 		return (void*)soap_instantiate_tt__ReferenceToken(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__wsa5__EndpointReference:
@@ -6563,6 +6795,12 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__AnalyticsDeviceExtension*>(p->ptr), tt__AnalyticsDeviceExtension);
 		break;
+	case SOAP_TYPE_tt__SystemDateTimeExtension:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__SystemDateTimeExtension*>(p->ptr), tt__SystemDateTimeExtension);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__SystemDateTimeExtension*>(p->ptr), tt__SystemDateTimeExtension);
+		break;
 	case SOAP_TYPE_tt__PTZNodeExtension:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<tt__PTZNodeExtension*>(p->ptr), tt__PTZNodeExtension);
@@ -6694,6 +6932,18 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 			SOAP_DELETE(soap, static_cast<_tds__GetDeviceInformationResponse*>(p->ptr), _tds__GetDeviceInformationResponse);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetDeviceInformationResponse*>(p->ptr), _tds__GetDeviceInformationResponse);
+		break;
+	case SOAP_TYPE__tds__GetSystemDateAndTime:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<_tds__GetSystemDateAndTime*>(p->ptr), _tds__GetSystemDateAndTime);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetSystemDateAndTime*>(p->ptr), _tds__GetSystemDateAndTime);
+		break;
+	case SOAP_TYPE__tds__GetSystemDateAndTimeResponse:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<_tds__GetSystemDateAndTimeResponse*>(p->ptr), _tds__GetSystemDateAndTimeResponse);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetSystemDateAndTimeResponse*>(p->ptr), _tds__GetSystemDateAndTimeResponse);
 		break;
 	case SOAP_TYPE__tds__SystemReboot:
 		if (p->size < 0)
@@ -6862,6 +7112,36 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 			SOAP_DELETE(soap, static_cast<tt__PTZCapabilities*>(p->ptr), tt__PTZCapabilities);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZCapabilities*>(p->ptr), tt__PTZCapabilities);
+		break;
+	case SOAP_TYPE_tt__SystemDateTime:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__SystemDateTime*>(p->ptr), tt__SystemDateTime);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__SystemDateTime*>(p->ptr), tt__SystemDateTime);
+		break;
+	case SOAP_TYPE_tt__DateTime:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__DateTime*>(p->ptr), tt__DateTime);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__DateTime*>(p->ptr), tt__DateTime);
+		break;
+	case SOAP_TYPE_tt__Date:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__Date*>(p->ptr), tt__Date);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__Date*>(p->ptr), tt__Date);
+		break;
+	case SOAP_TYPE_tt__Time:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__Time*>(p->ptr), tt__Time);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__Time*>(p->ptr), tt__Time);
+		break;
+	case SOAP_TYPE_tt__TimeZone:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__TimeZone*>(p->ptr), tt__TimeZone);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__TimeZone*>(p->ptr), tt__TimeZone);
 		break;
 	case SOAP_TYPE_tt__PTZSpaces:
 		if (p->size < 0)
@@ -7126,6 +7406,12 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 			SOAP_DELETE(soap, static_cast<struct __tds__GetDeviceInformation*>(p->ptr), struct __tds__GetDeviceInformation);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<struct __tds__GetDeviceInformation*>(p->ptr), struct __tds__GetDeviceInformation);
+		break;
+	case SOAP_TYPE___tds__GetSystemDateAndTime:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<struct __tds__GetSystemDateAndTime*>(p->ptr), struct __tds__GetSystemDateAndTime);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<struct __tds__GetSystemDateAndTime*>(p->ptr), struct __tds__GetSystemDateAndTime);
 		break;
 	case SOAP_TYPE___tds__SystemReboot:
 		if (p->size < 0)
@@ -7971,6 +8257,54 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
 		break;
+	case SOAP_TYPE_tt__RotateMode:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__SceneOrientationMode:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__VideoEncoding:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__Mpeg4Profile:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__H264Profile:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__AudioEncoding:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__StreamType:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__TransportProtocol:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
 	case SOAP_TYPE_tt__IPv4Address:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
@@ -7983,7 +8317,43 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
 		break;
+	case SOAP_TYPE_tt__IPType:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__CapabilityCategory:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__SetDateTimeType:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__EFlipMode:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__ReverseMode:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
 	case SOAP_TYPE_tt__AuxiliaryData:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::string*>(p->ptr), std::string);
+		break;
+	case SOAP_TYPE_tt__PTZPresetTourOperation:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<std::string*>(p->ptr), std::string);
 		else
@@ -8375,15 +8745,15 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		break;
 	case SOAP_TYPE_std__vectorTemplateOftt__H264Profile:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<enum tt__H264Profile> *>(p->ptr), std::vector<enum tt__H264Profile> );
+			SOAP_DELETE(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<enum tt__H264Profile> *>(p->ptr), std::vector<enum tt__H264Profile> );
+			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
 		break;
 	case SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<enum tt__Mpeg4Profile> *>(p->ptr), std::vector<enum tt__Mpeg4Profile> );
+			SOAP_DELETE(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<enum tt__Mpeg4Profile> *>(p->ptr), std::vector<enum tt__Mpeg4Profile> );
+			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
 		break;
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution:
 		if (p->size < 0)
@@ -8393,9 +8763,9 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		break;
 	case SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<enum tt__CapabilityCategory> *>(p->ptr), std::vector<enum tt__CapabilityCategory> );
+			SOAP_DELETE(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<enum tt__CapabilityCategory> *>(p->ptr), std::vector<enum tt__CapabilityCategory> );
+			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
 		break;
 	case SOAP_TYPE_std__vectorTemplateOf_XML:
 		if (p->size < 0)
@@ -8496,14 +8866,14 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		break;
 	case SOAP_TYPE_std__vectorTemplateOftt__H264Profile:
 		if (t == SOAP_TYPE_tt__H264Profile)
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<enum tt__H264Profile>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<enum tt__H264Profile> *)p)[index] = *(enum tt__H264Profile *)q;
+		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<std::string>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
+			(*(std::vector<std::string> *)p)[index] = *(std::string *)q;
 		}
 		break;
 	case SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile:
 		if (t == SOAP_TYPE_tt__Mpeg4Profile)
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<enum tt__Mpeg4Profile>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<enum tt__Mpeg4Profile> *)p)[index] = *(enum tt__Mpeg4Profile *)q;
+		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<std::string>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
+			(*(std::vector<std::string> *)p)[index] = *(std::string *)q;
 		}
 		break;
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution:
@@ -8514,8 +8884,8 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		break;
 	case SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory:
 		if (t == SOAP_TYPE_tt__CapabilityCategory)
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<enum tt__CapabilityCategory>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<enum tt__CapabilityCategory> *)p)[index] = *(enum tt__CapabilityCategory *)q;
+		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<std::string>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
+			(*(std::vector<std::string> *)p)[index] = *(std::string *)q;
 		}
 		break;
 	case SOAP_TYPE_std__vectorTemplateOf_XML:
@@ -8770,6 +9140,10 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__AnalyticsDeviceExtension type=%d location=%p object=%p\n", t, p, q));
 		*(tt__AnalyticsDeviceExtension*)p = *(tt__AnalyticsDeviceExtension*)q;
 		break;
+	case SOAP_TYPE_tt__SystemDateTimeExtension:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__SystemDateTimeExtension type=%d location=%p object=%p\n", t, p, q));
+		*(tt__SystemDateTimeExtension*)p = *(tt__SystemDateTimeExtension*)q;
+		break;
 	case SOAP_TYPE_tt__PTZNodeExtension:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZNodeExtension type=%d location=%p object=%p\n", t, p, q));
 		*(tt__PTZNodeExtension*)p = *(tt__PTZNodeExtension*)q;
@@ -8857,6 +9231,14 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 	case SOAP_TYPE__tds__GetDeviceInformationResponse:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetDeviceInformationResponse type=%d location=%p object=%p\n", t, p, q));
 		*(_tds__GetDeviceInformationResponse*)p = *(_tds__GetDeviceInformationResponse*)q;
+		break;
+	case SOAP_TYPE__tds__GetSystemDateAndTime:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetSystemDateAndTime type=%d location=%p object=%p\n", t, p, q));
+		*(_tds__GetSystemDateAndTime*)p = *(_tds__GetSystemDateAndTime*)q;
+		break;
+	case SOAP_TYPE__tds__GetSystemDateAndTimeResponse:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetSystemDateAndTimeResponse type=%d location=%p object=%p\n", t, p, q));
+		*(_tds__GetSystemDateAndTimeResponse*)p = *(_tds__GetSystemDateAndTimeResponse*)q;
 		break;
 	case SOAP_TYPE__tds__SystemReboot:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__SystemReboot type=%d location=%p object=%p\n", t, p, q));
@@ -8969,6 +9351,26 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 	case SOAP_TYPE_tt__PTZCapabilities:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZCapabilities type=%d location=%p object=%p\n", t, p, q));
 		*(tt__PTZCapabilities*)p = *(tt__PTZCapabilities*)q;
+		break;
+	case SOAP_TYPE_tt__SystemDateTime:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__SystemDateTime type=%d location=%p object=%p\n", t, p, q));
+		*(tt__SystemDateTime*)p = *(tt__SystemDateTime*)q;
+		break;
+	case SOAP_TYPE_tt__DateTime:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__DateTime type=%d location=%p object=%p\n", t, p, q));
+		*(tt__DateTime*)p = *(tt__DateTime*)q;
+		break;
+	case SOAP_TYPE_tt__Date:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Date type=%d location=%p object=%p\n", t, p, q));
+		*(tt__Date*)p = *(tt__Date*)q;
+		break;
+	case SOAP_TYPE_tt__Time:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Time type=%d location=%p object=%p\n", t, p, q));
+		*(tt__Time*)p = *(tt__Time*)q;
+		break;
+	case SOAP_TYPE_tt__TimeZone:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__TimeZone type=%d location=%p object=%p\n", t, p, q));
+		*(tt__TimeZone*)p = *(tt__TimeZone*)q;
 		break;
 	case SOAP_TYPE_tt__PTZSpaces:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZSpaces type=%d location=%p object=%p\n", t, p, q));
@@ -9145,6 +9547,10 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 	case SOAP_TYPE___tds__GetDeviceInformation:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy struct __tds__GetDeviceInformation type=%d location=%p object=%p\n", t, p, q));
 		*(struct __tds__GetDeviceInformation*)p = *(struct __tds__GetDeviceInformation*)q;
+		break;
+	case SOAP_TYPE___tds__GetSystemDateAndTime:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy struct __tds__GetSystemDateAndTime type=%d location=%p object=%p\n", t, p, q));
+		*(struct __tds__GetSystemDateAndTime*)p = *(struct __tds__GetSystemDateAndTime*)q;
 		break;
 	case SOAP_TYPE___tds__SystemReboot:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy struct __tds__SystemReboot type=%d location=%p object=%p\n", t, p, q));
@@ -9716,6 +10122,38 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
 		*(std::string*)p = *(std::string*)q;
 		break;
+	case SOAP_TYPE_tt__RotateMode:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__SceneOrientationMode:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__VideoEncoding:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__Mpeg4Profile:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__H264Profile:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__AudioEncoding:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__StreamType:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__TransportProtocol:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
 	case SOAP_TYPE_tt__IPv4Address:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
 		*(std::string*)p = *(std::string*)q;
@@ -9724,7 +10162,31 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
 		*(std::string*)p = *(std::string*)q;
 		break;
+	case SOAP_TYPE_tt__IPType:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__CapabilityCategory:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__SetDateTimeType:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__EFlipMode:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__ReverseMode:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
 	case SOAP_TYPE_tt__AuxiliaryData:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
+		*(std::string*)p = *(std::string*)q;
+		break;
+	case SOAP_TYPE_tt__PTZPresetTourOperation:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy std::string type=%d location=%p object=%p\n", t, p, q));
 		*(std::string*)p = *(std::string*)q;
 		break;
@@ -10950,1102 +11412,6 @@ SOAP_FMAC3 bool * SOAP_FMAC4 soap_get_bool(struct soap *soap, bool *p, const cha
 	return p;
 }
 
-static const struct soap_code_map soap_codes_tt__PTZPresetTourOperation[] =
-{	{ (LONG64)tt__PTZPresetTourOperation__Start, "Start" },
-	{ (LONG64)tt__PTZPresetTourOperation__Stop, "Stop" },
-	{ (LONG64)tt__PTZPresetTourOperation__Pause, "Pause" },
-	{ (LONG64)tt__PTZPresetTourOperation__Extended, "Extended" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__PTZPresetTourOperation2s(struct soap *soap, enum tt__PTZPresetTourOperation n)
-{
-	const char *s = soap_code_str(soap_codes_tt__PTZPresetTourOperation, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZPresetTourOperation(struct soap *soap, const char *tag, int id, const enum tt__PTZPresetTourOperation *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PTZPresetTourOperation), type) || soap_send(soap, soap_tt__PTZPresetTourOperation2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__PTZPresetTourOperation(struct soap *soap, const char *s, enum tt__PTZPresetTourOperation *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__PTZPresetTourOperation, s);
-	if (map)
-		*a = (enum tt__PTZPresetTourOperation)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 3)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__PTZPresetTourOperation)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__PTZPresetTourOperation * SOAP_FMAC4 soap_in_tt__PTZPresetTourOperation(struct soap *soap, const char *tag, enum tt__PTZPresetTourOperation *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__PTZPresetTourOperation*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__PTZPresetTourOperation, sizeof(enum tt__PTZPresetTourOperation), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__PTZPresetTourOperation(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__PTZPresetTourOperation *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__PTZPresetTourOperation, SOAP_TYPE_tt__PTZPresetTourOperation, sizeof(enum tt__PTZPresetTourOperation), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__PTZPresetTourOperation * SOAP_FMAC4 soap_new_tt__PTZPresetTourOperation(struct soap *soap, int n)
-{
-	enum tt__PTZPresetTourOperation *a = static_cast<enum tt__PTZPresetTourOperation *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__PTZPresetTourOperation)));
-	for (enum tt__PTZPresetTourOperation *p = a; p && n--; ++p)
-		soap_default_tt__PTZPresetTourOperation(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__PTZPresetTourOperation(struct soap *soap, const enum tt__PTZPresetTourOperation *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__PTZPresetTourOperation(soap, tag ? tag : "tt:PTZPresetTourOperation", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__PTZPresetTourOperation * SOAP_FMAC4 soap_get_tt__PTZPresetTourOperation(struct soap *soap, enum tt__PTZPresetTourOperation *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__PTZPresetTourOperation(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__ReverseMode[] =
-{	{ (LONG64)tt__ReverseMode__OFF, "OFF" },
-	{ (LONG64)tt__ReverseMode__ON, "ON" },
-	{ (LONG64)tt__ReverseMode__AUTO, "AUTO" },
-	{ (LONG64)tt__ReverseMode__Extended, "Extended" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__ReverseMode2s(struct soap *soap, enum tt__ReverseMode n)
-{
-	const char *s = soap_code_str(soap_codes_tt__ReverseMode, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ReverseMode(struct soap *soap, const char *tag, int id, const enum tt__ReverseMode *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__ReverseMode), type) || soap_send(soap, soap_tt__ReverseMode2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__ReverseMode(struct soap *soap, const char *s, enum tt__ReverseMode *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__ReverseMode, s);
-	if (map)
-		*a = (enum tt__ReverseMode)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 3)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__ReverseMode)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__ReverseMode * SOAP_FMAC4 soap_in_tt__ReverseMode(struct soap *soap, const char *tag, enum tt__ReverseMode *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__ReverseMode*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__ReverseMode, sizeof(enum tt__ReverseMode), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__ReverseMode(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__ReverseMode *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__ReverseMode, SOAP_TYPE_tt__ReverseMode, sizeof(enum tt__ReverseMode), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__ReverseMode * SOAP_FMAC4 soap_new_tt__ReverseMode(struct soap *soap, int n)
-{
-	enum tt__ReverseMode *a = static_cast<enum tt__ReverseMode *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__ReverseMode)));
-	for (enum tt__ReverseMode *p = a; p && n--; ++p)
-		soap_default_tt__ReverseMode(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__ReverseMode(struct soap *soap, const enum tt__ReverseMode *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__ReverseMode(soap, tag ? tag : "tt:ReverseMode", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__ReverseMode * SOAP_FMAC4 soap_get_tt__ReverseMode(struct soap *soap, enum tt__ReverseMode *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__ReverseMode(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__EFlipMode[] =
-{	{ (LONG64)tt__EFlipMode__OFF, "OFF" },
-	{ (LONG64)tt__EFlipMode__ON, "ON" },
-	{ (LONG64)tt__EFlipMode__Extended, "Extended" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__EFlipMode2s(struct soap *soap, enum tt__EFlipMode n)
-{
-	const char *s = soap_code_str(soap_codes_tt__EFlipMode, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__EFlipMode(struct soap *soap, const char *tag, int id, const enum tt__EFlipMode *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__EFlipMode), type) || soap_send(soap, soap_tt__EFlipMode2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__EFlipMode(struct soap *soap, const char *s, enum tt__EFlipMode *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__EFlipMode, s);
-	if (map)
-		*a = (enum tt__EFlipMode)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 2)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__EFlipMode)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__EFlipMode * SOAP_FMAC4 soap_in_tt__EFlipMode(struct soap *soap, const char *tag, enum tt__EFlipMode *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__EFlipMode*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__EFlipMode, sizeof(enum tt__EFlipMode), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__EFlipMode(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__EFlipMode *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__EFlipMode, SOAP_TYPE_tt__EFlipMode, sizeof(enum tt__EFlipMode), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__EFlipMode * SOAP_FMAC4 soap_new_tt__EFlipMode(struct soap *soap, int n)
-{
-	enum tt__EFlipMode *a = static_cast<enum tt__EFlipMode *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__EFlipMode)));
-	for (enum tt__EFlipMode *p = a; p && n--; ++p)
-		soap_default_tt__EFlipMode(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__EFlipMode(struct soap *soap, const enum tt__EFlipMode *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__EFlipMode(soap, tag ? tag : "tt:EFlipMode", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__EFlipMode * SOAP_FMAC4 soap_get_tt__EFlipMode(struct soap *soap, enum tt__EFlipMode *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__EFlipMode(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__CapabilityCategory[] =
-{	{ (LONG64)tt__CapabilityCategory__All, "All" },
-	{ (LONG64)tt__CapabilityCategory__Analytics, "Analytics" },
-	{ (LONG64)tt__CapabilityCategory__Device, "Device" },
-	{ (LONG64)tt__CapabilityCategory__Events, "Events" },
-	{ (LONG64)tt__CapabilityCategory__Imaging, "Imaging" },
-	{ (LONG64)tt__CapabilityCategory__Media, "Media" },
-	{ (LONG64)tt__CapabilityCategory__PTZ, "PTZ" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__CapabilityCategory2s(struct soap *soap, enum tt__CapabilityCategory n)
-{
-	const char *s = soap_code_str(soap_codes_tt__CapabilityCategory, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__CapabilityCategory(struct soap *soap, const char *tag, int id, const enum tt__CapabilityCategory *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__CapabilityCategory), type) || soap_send(soap, soap_tt__CapabilityCategory2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__CapabilityCategory(struct soap *soap, const char *s, enum tt__CapabilityCategory *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__CapabilityCategory, s);
-	if (map)
-		*a = (enum tt__CapabilityCategory)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 6)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__CapabilityCategory)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__CapabilityCategory * SOAP_FMAC4 soap_in_tt__CapabilityCategory(struct soap *soap, const char *tag, enum tt__CapabilityCategory *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__CapabilityCategory*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__CapabilityCategory, sizeof(enum tt__CapabilityCategory), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__CapabilityCategory(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__CapabilityCategory *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__CapabilityCategory, SOAP_TYPE_tt__CapabilityCategory, sizeof(enum tt__CapabilityCategory), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__CapabilityCategory * SOAP_FMAC4 soap_new_tt__CapabilityCategory(struct soap *soap, int n)
-{
-	enum tt__CapabilityCategory *a = static_cast<enum tt__CapabilityCategory *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__CapabilityCategory)));
-	for (enum tt__CapabilityCategory *p = a; p && n--; ++p)
-		soap_default_tt__CapabilityCategory(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__CapabilityCategory(struct soap *soap, const enum tt__CapabilityCategory *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__CapabilityCategory(soap, tag ? tag : "tt:CapabilityCategory", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__CapabilityCategory * SOAP_FMAC4 soap_get_tt__CapabilityCategory(struct soap *soap, enum tt__CapabilityCategory *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__CapabilityCategory(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__IPType[] =
-{	{ (LONG64)tt__IPType__IPv4, "IPv4" },
-	{ (LONG64)tt__IPType__IPv6, "IPv6" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__IPType2s(struct soap *soap, enum tt__IPType n)
-{
-	const char *s = soap_code_str(soap_codes_tt__IPType, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__IPType(struct soap *soap, const char *tag, int id, const enum tt__IPType *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__IPType), type) || soap_send(soap, soap_tt__IPType2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__IPType(struct soap *soap, const char *s, enum tt__IPType *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__IPType, s);
-	if (map)
-		*a = (enum tt__IPType)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 1)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__IPType)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__IPType * SOAP_FMAC4 soap_in_tt__IPType(struct soap *soap, const char *tag, enum tt__IPType *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__IPType*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__IPType, sizeof(enum tt__IPType), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__IPType(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__IPType *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__IPType, SOAP_TYPE_tt__IPType, sizeof(enum tt__IPType), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__IPType * SOAP_FMAC4 soap_new_tt__IPType(struct soap *soap, int n)
-{
-	enum tt__IPType *a = static_cast<enum tt__IPType *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__IPType)));
-	for (enum tt__IPType *p = a; p && n--; ++p)
-		soap_default_tt__IPType(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__IPType(struct soap *soap, const enum tt__IPType *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__IPType(soap, tag ? tag : "tt:IPType", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__IPType * SOAP_FMAC4 soap_get_tt__IPType(struct soap *soap, enum tt__IPType *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__IPType(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__TransportProtocol[] =
-{	{ (LONG64)tt__TransportProtocol__UDP, "UDP" },
-	{ (LONG64)tt__TransportProtocol__TCP, "TCP" },
-	{ (LONG64)tt__TransportProtocol__RTSP, "RTSP" },
-	{ (LONG64)tt__TransportProtocol__HTTP, "HTTP" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__TransportProtocol2s(struct soap *soap, enum tt__TransportProtocol n)
-{
-	const char *s = soap_code_str(soap_codes_tt__TransportProtocol, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__TransportProtocol(struct soap *soap, const char *tag, int id, const enum tt__TransportProtocol *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__TransportProtocol), type) || soap_send(soap, soap_tt__TransportProtocol2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__TransportProtocol(struct soap *soap, const char *s, enum tt__TransportProtocol *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__TransportProtocol, s);
-	if (map)
-		*a = (enum tt__TransportProtocol)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 3)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__TransportProtocol)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__TransportProtocol * SOAP_FMAC4 soap_in_tt__TransportProtocol(struct soap *soap, const char *tag, enum tt__TransportProtocol *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__TransportProtocol*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__TransportProtocol, sizeof(enum tt__TransportProtocol), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__TransportProtocol(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__TransportProtocol *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__TransportProtocol, SOAP_TYPE_tt__TransportProtocol, sizeof(enum tt__TransportProtocol), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__TransportProtocol * SOAP_FMAC4 soap_new_tt__TransportProtocol(struct soap *soap, int n)
-{
-	enum tt__TransportProtocol *a = static_cast<enum tt__TransportProtocol *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__TransportProtocol)));
-	for (enum tt__TransportProtocol *p = a; p && n--; ++p)
-		soap_default_tt__TransportProtocol(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__TransportProtocol(struct soap *soap, const enum tt__TransportProtocol *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__TransportProtocol(soap, tag ? tag : "tt:TransportProtocol", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__TransportProtocol * SOAP_FMAC4 soap_get_tt__TransportProtocol(struct soap *soap, enum tt__TransportProtocol *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__TransportProtocol(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__StreamType[] =
-{	{ (LONG64)tt__StreamType__RTP_Unicast, "RTP-Unicast" },
-	{ (LONG64)tt__StreamType__RTP_Multicast, "RTP-Multicast" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__StreamType2s(struct soap *soap, enum tt__StreamType n)
-{
-	const char *s = soap_code_str(soap_codes_tt__StreamType, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__StreamType(struct soap *soap, const char *tag, int id, const enum tt__StreamType *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__StreamType), type) || soap_send(soap, soap_tt__StreamType2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__StreamType(struct soap *soap, const char *s, enum tt__StreamType *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__StreamType, s);
-	if (map)
-		*a = (enum tt__StreamType)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 1)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__StreamType)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__StreamType * SOAP_FMAC4 soap_in_tt__StreamType(struct soap *soap, const char *tag, enum tt__StreamType *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__StreamType*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__StreamType, sizeof(enum tt__StreamType), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__StreamType(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__StreamType *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__StreamType, SOAP_TYPE_tt__StreamType, sizeof(enum tt__StreamType), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__StreamType * SOAP_FMAC4 soap_new_tt__StreamType(struct soap *soap, int n)
-{
-	enum tt__StreamType *a = static_cast<enum tt__StreamType *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__StreamType)));
-	for (enum tt__StreamType *p = a; p && n--; ++p)
-		soap_default_tt__StreamType(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__StreamType(struct soap *soap, const enum tt__StreamType *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__StreamType(soap, tag ? tag : "tt:StreamType", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__StreamType * SOAP_FMAC4 soap_get_tt__StreamType(struct soap *soap, enum tt__StreamType *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__StreamType(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__AudioEncoding[] =
-{	{ (LONG64)tt__AudioEncoding__G711, "G711" },
-	{ (LONG64)tt__AudioEncoding__G726, "G726" },
-	{ (LONG64)tt__AudioEncoding__AAC, "AAC" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__AudioEncoding2s(struct soap *soap, enum tt__AudioEncoding n)
-{
-	const char *s = soap_code_str(soap_codes_tt__AudioEncoding, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AudioEncoding(struct soap *soap, const char *tag, int id, const enum tt__AudioEncoding *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AudioEncoding), type) || soap_send(soap, soap_tt__AudioEncoding2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__AudioEncoding(struct soap *soap, const char *s, enum tt__AudioEncoding *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__AudioEncoding, s);
-	if (map)
-		*a = (enum tt__AudioEncoding)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 2)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__AudioEncoding)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__AudioEncoding * SOAP_FMAC4 soap_in_tt__AudioEncoding(struct soap *soap, const char *tag, enum tt__AudioEncoding *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__AudioEncoding*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__AudioEncoding, sizeof(enum tt__AudioEncoding), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__AudioEncoding(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__AudioEncoding *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__AudioEncoding, SOAP_TYPE_tt__AudioEncoding, sizeof(enum tt__AudioEncoding), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__AudioEncoding * SOAP_FMAC4 soap_new_tt__AudioEncoding(struct soap *soap, int n)
-{
-	enum tt__AudioEncoding *a = static_cast<enum tt__AudioEncoding *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__AudioEncoding)));
-	for (enum tt__AudioEncoding *p = a; p && n--; ++p)
-		soap_default_tt__AudioEncoding(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__AudioEncoding(struct soap *soap, const enum tt__AudioEncoding *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__AudioEncoding(soap, tag ? tag : "tt:AudioEncoding", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__AudioEncoding * SOAP_FMAC4 soap_get_tt__AudioEncoding(struct soap *soap, enum tt__AudioEncoding *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__AudioEncoding(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__H264Profile[] =
-{	{ (LONG64)tt__H264Profile__Baseline, "Baseline" },
-	{ (LONG64)tt__H264Profile__Main, "Main" },
-	{ (LONG64)tt__H264Profile__Extended, "Extended" },
-	{ (LONG64)tt__H264Profile__High, "High" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__H264Profile2s(struct soap *soap, enum tt__H264Profile n)
-{
-	const char *s = soap_code_str(soap_codes_tt__H264Profile, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__H264Profile(struct soap *soap, const char *tag, int id, const enum tt__H264Profile *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__H264Profile), type) || soap_send(soap, soap_tt__H264Profile2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__H264Profile(struct soap *soap, const char *s, enum tt__H264Profile *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__H264Profile, s);
-	if (map)
-		*a = (enum tt__H264Profile)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 3)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__H264Profile)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__H264Profile * SOAP_FMAC4 soap_in_tt__H264Profile(struct soap *soap, const char *tag, enum tt__H264Profile *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__H264Profile*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__H264Profile, sizeof(enum tt__H264Profile), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__H264Profile(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__H264Profile *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__H264Profile, SOAP_TYPE_tt__H264Profile, sizeof(enum tt__H264Profile), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__H264Profile * SOAP_FMAC4 soap_new_tt__H264Profile(struct soap *soap, int n)
-{
-	enum tt__H264Profile *a = static_cast<enum tt__H264Profile *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__H264Profile)));
-	for (enum tt__H264Profile *p = a; p && n--; ++p)
-		soap_default_tt__H264Profile(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__H264Profile(struct soap *soap, const enum tt__H264Profile *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__H264Profile(soap, tag ? tag : "tt:H264Profile", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__H264Profile * SOAP_FMAC4 soap_get_tt__H264Profile(struct soap *soap, enum tt__H264Profile *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__H264Profile(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__Mpeg4Profile[] =
-{	{ (LONG64)tt__Mpeg4Profile__SP, "SP" },
-	{ (LONG64)tt__Mpeg4Profile__ASP, "ASP" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__Mpeg4Profile2s(struct soap *soap, enum tt__Mpeg4Profile n)
-{
-	const char *s = soap_code_str(soap_codes_tt__Mpeg4Profile, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Mpeg4Profile(struct soap *soap, const char *tag, int id, const enum tt__Mpeg4Profile *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__Mpeg4Profile), type) || soap_send(soap, soap_tt__Mpeg4Profile2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__Mpeg4Profile(struct soap *soap, const char *s, enum tt__Mpeg4Profile *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__Mpeg4Profile, s);
-	if (map)
-		*a = (enum tt__Mpeg4Profile)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 1)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__Mpeg4Profile)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__Mpeg4Profile * SOAP_FMAC4 soap_in_tt__Mpeg4Profile(struct soap *soap, const char *tag, enum tt__Mpeg4Profile *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__Mpeg4Profile*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__Mpeg4Profile, sizeof(enum tt__Mpeg4Profile), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__Mpeg4Profile(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__Mpeg4Profile *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__Mpeg4Profile, SOAP_TYPE_tt__Mpeg4Profile, sizeof(enum tt__Mpeg4Profile), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__Mpeg4Profile * SOAP_FMAC4 soap_new_tt__Mpeg4Profile(struct soap *soap, int n)
-{
-	enum tt__Mpeg4Profile *a = static_cast<enum tt__Mpeg4Profile *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__Mpeg4Profile)));
-	for (enum tt__Mpeg4Profile *p = a; p && n--; ++p)
-		soap_default_tt__Mpeg4Profile(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__Mpeg4Profile(struct soap *soap, const enum tt__Mpeg4Profile *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__Mpeg4Profile(soap, tag ? tag : "tt:Mpeg4Profile", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__Mpeg4Profile * SOAP_FMAC4 soap_get_tt__Mpeg4Profile(struct soap *soap, enum tt__Mpeg4Profile *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__Mpeg4Profile(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__VideoEncoding[] =
-{	{ (LONG64)tt__VideoEncoding__JPEG, "JPEG" },
-	{ (LONG64)tt__VideoEncoding__MPEG4, "MPEG4" },
-	{ (LONG64)tt__VideoEncoding__H264, "H264" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__VideoEncoding2s(struct soap *soap, enum tt__VideoEncoding n)
-{
-	const char *s = soap_code_str(soap_codes_tt__VideoEncoding, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__VideoEncoding(struct soap *soap, const char *tag, int id, const enum tt__VideoEncoding *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__VideoEncoding), type) || soap_send(soap, soap_tt__VideoEncoding2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__VideoEncoding(struct soap *soap, const char *s, enum tt__VideoEncoding *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__VideoEncoding, s);
-	if (map)
-		*a = (enum tt__VideoEncoding)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 2)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__VideoEncoding)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__VideoEncoding * SOAP_FMAC4 soap_in_tt__VideoEncoding(struct soap *soap, const char *tag, enum tt__VideoEncoding *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__VideoEncoding*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__VideoEncoding, sizeof(enum tt__VideoEncoding), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__VideoEncoding(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__VideoEncoding *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__VideoEncoding, SOAP_TYPE_tt__VideoEncoding, sizeof(enum tt__VideoEncoding), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__VideoEncoding * SOAP_FMAC4 soap_new_tt__VideoEncoding(struct soap *soap, int n)
-{
-	enum tt__VideoEncoding *a = static_cast<enum tt__VideoEncoding *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__VideoEncoding)));
-	for (enum tt__VideoEncoding *p = a; p && n--; ++p)
-		soap_default_tt__VideoEncoding(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__VideoEncoding(struct soap *soap, const enum tt__VideoEncoding *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__VideoEncoding(soap, tag ? tag : "tt:VideoEncoding", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__VideoEncoding * SOAP_FMAC4 soap_get_tt__VideoEncoding(struct soap *soap, enum tt__VideoEncoding *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__VideoEncoding(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__SceneOrientationMode[] =
-{	{ (LONG64)tt__SceneOrientationMode__MANUAL, "MANUAL" },
-	{ (LONG64)tt__SceneOrientationMode__AUTO, "AUTO" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__SceneOrientationMode2s(struct soap *soap, enum tt__SceneOrientationMode n)
-{
-	const char *s = soap_code_str(soap_codes_tt__SceneOrientationMode, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SceneOrientationMode(struct soap *soap, const char *tag, int id, const enum tt__SceneOrientationMode *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SceneOrientationMode), type) || soap_send(soap, soap_tt__SceneOrientationMode2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__SceneOrientationMode(struct soap *soap, const char *s, enum tt__SceneOrientationMode *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__SceneOrientationMode, s);
-	if (map)
-		*a = (enum tt__SceneOrientationMode)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 1)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__SceneOrientationMode)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__SceneOrientationMode * SOAP_FMAC4 soap_in_tt__SceneOrientationMode(struct soap *soap, const char *tag, enum tt__SceneOrientationMode *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__SceneOrientationMode*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__SceneOrientationMode, sizeof(enum tt__SceneOrientationMode), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__SceneOrientationMode(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__SceneOrientationMode *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__SceneOrientationMode, SOAP_TYPE_tt__SceneOrientationMode, sizeof(enum tt__SceneOrientationMode), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__SceneOrientationMode * SOAP_FMAC4 soap_new_tt__SceneOrientationMode(struct soap *soap, int n)
-{
-	enum tt__SceneOrientationMode *a = static_cast<enum tt__SceneOrientationMode *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__SceneOrientationMode)));
-	for (enum tt__SceneOrientationMode *p = a; p && n--; ++p)
-		soap_default_tt__SceneOrientationMode(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__SceneOrientationMode(struct soap *soap, const enum tt__SceneOrientationMode *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__SceneOrientationMode(soap, tag ? tag : "tt:SceneOrientationMode", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__SceneOrientationMode * SOAP_FMAC4 soap_get_tt__SceneOrientationMode(struct soap *soap, enum tt__SceneOrientationMode *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__SceneOrientationMode(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-static const struct soap_code_map soap_codes_tt__RotateMode[] =
-{	{ (LONG64)tt__RotateMode__OFF, "OFF" },
-	{ (LONG64)tt__RotateMode__ON, "ON" },
-	{ (LONG64)tt__RotateMode__AUTO, "AUTO" },
-	{ 0, NULL }
-};
-
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__RotateMode2s(struct soap *soap, enum tt__RotateMode n)
-{
-	const char *s = soap_code_str(soap_codes_tt__RotateMode, (long)n);
-	if (s)
-		return s;
-	return soap_long2s(soap, (long)n);
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__RotateMode(struct soap *soap, const char *tag, int id, const enum tt__RotateMode *a, const char *type)
-{
-	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__RotateMode), type) || soap_send(soap, soap_tt__RotateMode2s(soap, *a)))
-		return soap->error;
-	return soap_element_end_out(soap, tag);
-}
-
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__RotateMode(struct soap *soap, const char *s, enum tt__RotateMode *a)
-{
-	const struct soap_code_map *map;
-	if (!s)
-		return soap->error;
-	map = soap_code(soap_codes_tt__RotateMode, s);
-	if (map)
-		*a = (enum tt__RotateMode)map->code;
-	else if (!*s)
-		return soap->error = SOAP_EMPTY;
-	else
-	{	int n;
-		if (soap_s2int(soap, s, &n) || n < 0 || n > 2)
-			return soap->error = SOAP_TYPE;
-		*a = (enum tt__RotateMode)n;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 enum tt__RotateMode * SOAP_FMAC4 soap_in_tt__RotateMode(struct soap *soap, const char *tag, enum tt__RotateMode *a, const char *type)
-{
-	if (soap_element_begin_in(soap, tag, 0, type))
-		return NULL;
-	a = (enum tt__RotateMode*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__RotateMode, sizeof(enum tt__RotateMode), NULL, NULL, NULL, NULL);
-	if (!a)
-		return NULL;
-	if (*soap->href != '#')
-	{	int err = soap_s2tt__RotateMode(soap, soap_value(soap), a);
-		if ((soap->body && soap_element_end_in(soap, tag)) || err)
-			return NULL;
-	}
-	else
-	{	a = (enum tt__RotateMode *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__RotateMode, SOAP_TYPE_tt__RotateMode, sizeof(enum tt__RotateMode), 0, NULL, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 enum tt__RotateMode * SOAP_FMAC4 soap_new_tt__RotateMode(struct soap *soap, int n)
-{
-	enum tt__RotateMode *a = static_cast<enum tt__RotateMode *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(enum tt__RotateMode)));
-	for (enum tt__RotateMode *p = a; p && n--; ++p)
-		soap_default_tt__RotateMode(soap, p);
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__RotateMode(struct soap *soap, const enum tt__RotateMode *a, const char *tag, const char *type)
-{
-	if (soap_out_tt__RotateMode(soap, tag ? tag : "tt:RotateMode", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 enum tt__RotateMode * SOAP_FMAC4 soap_get_tt__RotateMode(struct soap *soap, enum tt__RotateMode *p, const char *tag, const char *type)
-{
-	if ((p = soap_in_tt__RotateMode(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
 void tptz1__RemovePresetResponse::soap_default(struct soap *soap)
 {
 	this->soap = soap;
@@ -12759,6 +12125,60 @@ SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__ReferenceToken(struct soap *soa
 	return p;
 }
 
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__PTZPresetTourOperation(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZPresetTourOperation(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__PTZPresetTourOperation), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__PTZPresetTourOperation(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__PTZPresetTourOperation, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__PTZPresetTourOperation, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__PTZPresetTourOperation, SOAP_TYPE_tt__PTZPresetTourOperation, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__PTZPresetTourOperation(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__PTZPresetTourOperation(soap, tag ? tag : "tt:PTZPresetTourOperation", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__PTZPresetTourOperation(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__PTZPresetTourOperation(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__AuxiliaryData(struct soap *soap, const std::string *a)
 {	(void)soap; (void)a; /* appease -Wall -Werror */
 }
@@ -12808,6 +12228,708 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__AuxiliaryData(struct soap *soap, const st
 SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__AuxiliaryData(struct soap *soap, std::string *p, const char *tag, const char *type)
 {
 	if ((p = soap_in_tt__AuxiliaryData(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__ReverseMode(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ReverseMode(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__ReverseMode), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__ReverseMode(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__ReverseMode, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__ReverseMode, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__ReverseMode, SOAP_TYPE_tt__ReverseMode, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__ReverseMode(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__ReverseMode(soap, tag ? tag : "tt:ReverseMode", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__ReverseMode(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__ReverseMode(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__EFlipMode(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__EFlipMode(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__EFlipMode), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__EFlipMode(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__EFlipMode, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__EFlipMode, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__EFlipMode, SOAP_TYPE_tt__EFlipMode, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__EFlipMode(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__EFlipMode(soap, tag ? tag : "tt:EFlipMode", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__EFlipMode(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__EFlipMode(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__SetDateTimeType(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SetDateTimeType(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__SetDateTimeType), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__SetDateTimeType(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__SetDateTimeType, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__SetDateTimeType, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__SetDateTimeType, SOAP_TYPE_tt__SetDateTimeType, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__SetDateTimeType(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__SetDateTimeType(soap, tag ? tag : "tt:SetDateTimeType", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__SetDateTimeType(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__SetDateTimeType(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__CapabilityCategory(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__CapabilityCategory(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__CapabilityCategory), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__CapabilityCategory(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__CapabilityCategory, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__CapabilityCategory, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__CapabilityCategory, SOAP_TYPE_tt__CapabilityCategory, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__CapabilityCategory(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__CapabilityCategory(soap, tag ? tag : "tt:CapabilityCategory", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__CapabilityCategory(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__CapabilityCategory(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__IPType(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__IPType(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__IPType), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__IPType(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__IPType, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__IPType, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__IPType, SOAP_TYPE_tt__IPType, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__IPType(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__IPType(soap, tag ? tag : "tt:IPType", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__IPType(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__IPType(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__TransportProtocol(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__TransportProtocol(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__TransportProtocol), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__TransportProtocol(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__TransportProtocol, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__TransportProtocol, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__TransportProtocol, SOAP_TYPE_tt__TransportProtocol, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__TransportProtocol(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__TransportProtocol(soap, tag ? tag : "tt:TransportProtocol", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__TransportProtocol(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__TransportProtocol(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__StreamType(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__StreamType(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__StreamType), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__StreamType(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__StreamType, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__StreamType, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__StreamType, SOAP_TYPE_tt__StreamType, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__StreamType(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__StreamType(soap, tag ? tag : "tt:StreamType", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__StreamType(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__StreamType(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__AudioEncoding(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AudioEncoding(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__AudioEncoding), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__AudioEncoding(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__AudioEncoding, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__AudioEncoding, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__AudioEncoding, SOAP_TYPE_tt__AudioEncoding, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__AudioEncoding(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__AudioEncoding(soap, tag ? tag : "tt:AudioEncoding", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__AudioEncoding(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__AudioEncoding(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__H264Profile(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__H264Profile(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__H264Profile), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__H264Profile(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__H264Profile, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__H264Profile, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__H264Profile, SOAP_TYPE_tt__H264Profile, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__H264Profile(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__H264Profile(soap, tag ? tag : "tt:H264Profile", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__H264Profile(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__H264Profile(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__Mpeg4Profile(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Mpeg4Profile(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__Mpeg4Profile), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__Mpeg4Profile(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__Mpeg4Profile, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__Mpeg4Profile, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__Mpeg4Profile, SOAP_TYPE_tt__Mpeg4Profile, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__Mpeg4Profile(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__Mpeg4Profile(soap, tag ? tag : "tt:Mpeg4Profile", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__Mpeg4Profile(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__Mpeg4Profile(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__VideoEncoding(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__VideoEncoding(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__VideoEncoding), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__VideoEncoding(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__VideoEncoding, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__VideoEncoding, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__VideoEncoding, SOAP_TYPE_tt__VideoEncoding, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__VideoEncoding(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__VideoEncoding(soap, tag ? tag : "tt:VideoEncoding", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__VideoEncoding(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__VideoEncoding(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__SceneOrientationMode(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SceneOrientationMode(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__SceneOrientationMode), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__SceneOrientationMode(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__SceneOrientationMode, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__SceneOrientationMode, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__SceneOrientationMode, SOAP_TYPE_tt__SceneOrientationMode, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__SceneOrientationMode(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__SceneOrientationMode(soap, tag ? tag : "tt:SceneOrientationMode", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__SceneOrientationMode(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__SceneOrientationMode(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__RotateMode(struct soap *soap, const std::string *a)
+{	(void)soap; (void)a; /* appease -Wall -Werror */
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__RotateMode(struct soap *soap, const char *tag, int id, const std::string *s, const char *type)
+{
+	if (s->empty())
+		return (soap->mode & SOAP_C_NILSTRING) ? soap_element_null(soap, tag, id, type) : soap_element_empty(soap, tag, id, type);
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, s, SOAP_TYPE_tt__RotateMode), type) || soap_string_out(soap, s->c_str(), 0) || soap_element_end_out(soap, tag))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__RotateMode(struct soap *soap, const char *tag, std::string *s, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!s)
+		s = soap_new_std__string(soap, -1);
+	if (soap->null)
+		if (s)
+			s->erase();
+	if (soap->body && *soap->href != '#')
+	{	char *t;
+		s = (std::string*)soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__RotateMode, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+		if (s)
+		{	if (!(t = soap_string_in(soap, 1, 0, -1, NULL)))
+				return NULL;
+			s->assign(t);
+		}
+	}
+	else
+		s = (std::string*)soap_id_forward(soap, soap->href, soap_id_enter(soap, soap->id, s, SOAP_TYPE_tt__RotateMode, sizeof(std::string), soap->type, soap->arrayType, soap_instantiate, soap_fbase), 0, SOAP_TYPE_tt__RotateMode, SOAP_TYPE_tt__RotateMode, sizeof(std::string), 0, soap_finsert, NULL);
+	if (soap->body && soap_element_end_in(soap, tag))
+		return NULL;
+	return s;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__RotateMode(struct soap *soap, const std::string *a, const char *tag, const char *type)
+{
+	if (soap_out_tt__RotateMode(soap, tag ? tag : "tt:RotateMode", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__RotateMode(struct soap *soap, std::string *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__RotateMode(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -20729,6 +20851,930 @@ SOAP_FMAC3 tt__PTZNode * SOAP_FMAC4 soap_get_tt__PTZNode(struct soap *soap, tt__
 	return p;
 }
 
+void tt__TimeZone::soap_default(struct soap *soap)
+{
+	this->soap = soap;
+	soap_default_xsd__token(soap, &this->tt__TimeZone::TZ);
+}
+
+void tt__TimeZone::soap_serialize(struct soap *soap) const
+{
+	(void)soap; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	soap_serialize_xsd__token(soap, &this->tt__TimeZone::TZ);
+#endif
+}
+
+int tt__TimeZone::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
+{
+	return soap_out_tt__TimeZone(soap, tag, id, this, type);
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__TimeZone(struct soap *soap, const char *tag, int id, const tt__TimeZone *a, const char *type)
+{
+	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__TimeZone), type))
+		return soap->error;
+	if (soap_out_xsd__token(soap, "tt:TZ", -1, &a->tt__TimeZone::TZ, ""))
+		return soap->error;
+	return soap_element_end_out(soap, tag);
+}
+
+void *tt__TimeZone::soap_in(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_in_tt__TimeZone(soap, tag, this, type);
+}
+
+SOAP_FMAC3 tt__TimeZone * SOAP_FMAC4 soap_in_tt__TimeZone(struct soap *soap, const char *tag, tt__TimeZone *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 0, NULL))
+		return NULL;
+	a = (tt__TimeZone*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__TimeZone, sizeof(tt__TimeZone), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+	if (!a)
+		return NULL;
+	if (soap->alloced && soap->alloced != SOAP_TYPE_tt__TimeZone)
+	{	soap_revert(soap);
+		*soap->id = '\0';
+		return (tt__TimeZone *)a->soap_in(soap, tag, type);
+	}
+	if (soap->alloced)
+		a->soap_default(soap);
+	size_t soap_flag_TZ1 = 1;
+	if (soap->body && *soap->href != '#')
+	{
+		for (;;)
+		{	soap->error = SOAP_TAG_MISMATCH;
+			if (soap_flag_TZ1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
+			{	if (soap_in_xsd__token(soap, "tt:TZ", &a->tt__TimeZone::TZ, "xsd:token"))
+				{	soap_flag_TZ1--;
+					continue;
+				}
+			}
+			if (soap->error == SOAP_TAG_MISMATCH)
+				soap->error = soap_ignore_element(soap);
+			if (soap->error == SOAP_NO_TAG)
+				break;
+			if (soap->error)
+				return NULL;
+		}
+		if (soap_element_end_in(soap, tag))
+			return NULL;
+		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_TZ1 > 0))
+		{	soap->error = SOAP_OCCURS;
+			return NULL;
+		}
+	}
+	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
+	{	soap->error = SOAP_OCCURS;
+		return NULL;
+	}
+	else
+	{	a = (tt__TimeZone *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__TimeZone, SOAP_TYPE_tt__TimeZone, sizeof(tt__TimeZone), 0, soap_finsert, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC1 tt__TimeZone * SOAP_FMAC2 soap_instantiate_tt__TimeZone(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_tt__TimeZone(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	tt__TimeZone *p;
+	size_t k = sizeof(tt__TimeZone);
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_tt__TimeZone, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, tt__TimeZone);
+		if (p)
+			p->soap = soap;
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, tt__TimeZone, n);
+		k *= n;
+		if (p)
+			for (int i = 0; i < n; i++)
+				p[i].soap = soap;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__TimeZone location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+int tt__TimeZone::soap_put(struct soap *soap, const char *tag, const  char *type) const
+{
+	if (soap_out_tt__TimeZone(soap, tag ? tag : "tt:TimeZone", -2, this, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+void *tt__TimeZone::soap_get(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_get_tt__TimeZone(soap, this, tag, type);
+}
+
+SOAP_FMAC3 tt__TimeZone * SOAP_FMAC4 soap_get_tt__TimeZone(struct soap *soap, tt__TimeZone *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__TimeZone(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+void tt__Time::soap_default(struct soap *soap)
+{
+	this->soap = soap;
+	soap_default_int(soap, &this->tt__Time::Hour);
+	soap_default_int(soap, &this->tt__Time::Minute);
+	soap_default_int(soap, &this->tt__Time::Second);
+}
+
+void tt__Time::soap_serialize(struct soap *soap) const
+{
+	(void)soap; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	soap_embedded(soap, &this->tt__Time::Hour, SOAP_TYPE_int);
+	soap_embedded(soap, &this->tt__Time::Minute, SOAP_TYPE_int);
+	soap_embedded(soap, &this->tt__Time::Second, SOAP_TYPE_int);
+#endif
+}
+
+int tt__Time::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
+{
+	return soap_out_tt__Time(soap, tag, id, this, type);
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Time(struct soap *soap, const char *tag, int id, const tt__Time *a, const char *type)
+{
+	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__Time), type))
+		return soap->error;
+	if (soap_out_int(soap, "tt:Hour", -1, &a->tt__Time::Hour, ""))
+		return soap->error;
+	if (soap_out_int(soap, "tt:Minute", -1, &a->tt__Time::Minute, ""))
+		return soap->error;
+	if (soap_out_int(soap, "tt:Second", -1, &a->tt__Time::Second, ""))
+		return soap->error;
+	return soap_element_end_out(soap, tag);
+}
+
+void *tt__Time::soap_in(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_in_tt__Time(soap, tag, this, type);
+}
+
+SOAP_FMAC3 tt__Time * SOAP_FMAC4 soap_in_tt__Time(struct soap *soap, const char *tag, tt__Time *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 0, NULL))
+		return NULL;
+	a = (tt__Time*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__Time, sizeof(tt__Time), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+	if (!a)
+		return NULL;
+	if (soap->alloced && soap->alloced != SOAP_TYPE_tt__Time)
+	{	soap_revert(soap);
+		*soap->id = '\0';
+		return (tt__Time *)a->soap_in(soap, tag, type);
+	}
+	if (soap->alloced)
+		a->soap_default(soap);
+	size_t soap_flag_Hour1 = 1;
+	size_t soap_flag_Minute1 = 1;
+	size_t soap_flag_Second1 = 1;
+	if (soap->body && *soap->href != '#')
+	{
+		for (;;)
+		{	soap->error = SOAP_TAG_MISMATCH;
+			if (soap_flag_Hour1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_int(soap, "tt:Hour", &a->tt__Time::Hour, "xsd:int"))
+				{	soap_flag_Hour1--;
+					continue;
+				}
+			}
+			if (soap_flag_Minute1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_int(soap, "tt:Minute", &a->tt__Time::Minute, "xsd:int"))
+				{	soap_flag_Minute1--;
+					continue;
+				}
+			}
+			if (soap_flag_Second1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_int(soap, "tt:Second", &a->tt__Time::Second, "xsd:int"))
+				{	soap_flag_Second1--;
+					continue;
+				}
+			}
+			if (soap->error == SOAP_TAG_MISMATCH)
+				soap->error = soap_ignore_element(soap);
+			if (soap->error == SOAP_NO_TAG)
+				break;
+			if (soap->error)
+				return NULL;
+		}
+		if (soap_element_end_in(soap, tag))
+			return NULL;
+		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Hour1 > 0 || soap_flag_Minute1 > 0 || soap_flag_Second1 > 0))
+		{	soap->error = SOAP_OCCURS;
+			return NULL;
+		}
+	}
+	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
+	{	soap->error = SOAP_OCCURS;
+		return NULL;
+	}
+	else
+	{	a = (tt__Time *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__Time, SOAP_TYPE_tt__Time, sizeof(tt__Time), 0, soap_finsert, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC1 tt__Time * SOAP_FMAC2 soap_instantiate_tt__Time(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_tt__Time(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	tt__Time *p;
+	size_t k = sizeof(tt__Time);
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_tt__Time, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, tt__Time);
+		if (p)
+			p->soap = soap;
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, tt__Time, n);
+		k *= n;
+		if (p)
+			for (int i = 0; i < n; i++)
+				p[i].soap = soap;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__Time location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+int tt__Time::soap_put(struct soap *soap, const char *tag, const  char *type) const
+{
+	if (soap_out_tt__Time(soap, tag ? tag : "tt:Time", -2, this, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+void *tt__Time::soap_get(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_get_tt__Time(soap, this, tag, type);
+}
+
+SOAP_FMAC3 tt__Time * SOAP_FMAC4 soap_get_tt__Time(struct soap *soap, tt__Time *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__Time(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+void tt__Date::soap_default(struct soap *soap)
+{
+	this->soap = soap;
+	soap_default_int(soap, &this->tt__Date::Year);
+	soap_default_int(soap, &this->tt__Date::Month);
+	soap_default_int(soap, &this->tt__Date::Day);
+}
+
+void tt__Date::soap_serialize(struct soap *soap) const
+{
+	(void)soap; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	soap_embedded(soap, &this->tt__Date::Year, SOAP_TYPE_int);
+	soap_embedded(soap, &this->tt__Date::Month, SOAP_TYPE_int);
+	soap_embedded(soap, &this->tt__Date::Day, SOAP_TYPE_int);
+#endif
+}
+
+int tt__Date::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
+{
+	return soap_out_tt__Date(soap, tag, id, this, type);
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Date(struct soap *soap, const char *tag, int id, const tt__Date *a, const char *type)
+{
+	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__Date), type))
+		return soap->error;
+	if (soap_out_int(soap, "tt:Year", -1, &a->tt__Date::Year, ""))
+		return soap->error;
+	if (soap_out_int(soap, "tt:Month", -1, &a->tt__Date::Month, ""))
+		return soap->error;
+	if (soap_out_int(soap, "tt:Day", -1, &a->tt__Date::Day, ""))
+		return soap->error;
+	return soap_element_end_out(soap, tag);
+}
+
+void *tt__Date::soap_in(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_in_tt__Date(soap, tag, this, type);
+}
+
+SOAP_FMAC3 tt__Date * SOAP_FMAC4 soap_in_tt__Date(struct soap *soap, const char *tag, tt__Date *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 0, NULL))
+		return NULL;
+	a = (tt__Date*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__Date, sizeof(tt__Date), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+	if (!a)
+		return NULL;
+	if (soap->alloced && soap->alloced != SOAP_TYPE_tt__Date)
+	{	soap_revert(soap);
+		*soap->id = '\0';
+		return (tt__Date *)a->soap_in(soap, tag, type);
+	}
+	if (soap->alloced)
+		a->soap_default(soap);
+	size_t soap_flag_Year1 = 1;
+	size_t soap_flag_Month1 = 1;
+	size_t soap_flag_Day1 = 1;
+	if (soap->body && *soap->href != '#')
+	{
+		for (;;)
+		{	soap->error = SOAP_TAG_MISMATCH;
+			if (soap_flag_Year1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_int(soap, "tt:Year", &a->tt__Date::Year, "xsd:int"))
+				{	soap_flag_Year1--;
+					continue;
+				}
+			}
+			if (soap_flag_Month1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_int(soap, "tt:Month", &a->tt__Date::Month, "xsd:int"))
+				{	soap_flag_Month1--;
+					continue;
+				}
+			}
+			if (soap_flag_Day1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_int(soap, "tt:Day", &a->tt__Date::Day, "xsd:int"))
+				{	soap_flag_Day1--;
+					continue;
+				}
+			}
+			if (soap->error == SOAP_TAG_MISMATCH)
+				soap->error = soap_ignore_element(soap);
+			if (soap->error == SOAP_NO_TAG)
+				break;
+			if (soap->error)
+				return NULL;
+		}
+		if (soap_element_end_in(soap, tag))
+			return NULL;
+		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Year1 > 0 || soap_flag_Month1 > 0 || soap_flag_Day1 > 0))
+		{	soap->error = SOAP_OCCURS;
+			return NULL;
+		}
+	}
+	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
+	{	soap->error = SOAP_OCCURS;
+		return NULL;
+	}
+	else
+	{	a = (tt__Date *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__Date, SOAP_TYPE_tt__Date, sizeof(tt__Date), 0, soap_finsert, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC1 tt__Date * SOAP_FMAC2 soap_instantiate_tt__Date(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_tt__Date(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	tt__Date *p;
+	size_t k = sizeof(tt__Date);
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_tt__Date, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, tt__Date);
+		if (p)
+			p->soap = soap;
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, tt__Date, n);
+		k *= n;
+		if (p)
+			for (int i = 0; i < n; i++)
+				p[i].soap = soap;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__Date location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+int tt__Date::soap_put(struct soap *soap, const char *tag, const  char *type) const
+{
+	if (soap_out_tt__Date(soap, tag ? tag : "tt:Date", -2, this, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+void *tt__Date::soap_get(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_get_tt__Date(soap, this, tag, type);
+}
+
+SOAP_FMAC3 tt__Date * SOAP_FMAC4 soap_get_tt__Date(struct soap *soap, tt__Date *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__Date(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+void tt__DateTime::soap_default(struct soap *soap)
+{
+	this->soap = soap;
+	this->tt__DateTime::Time = NULL;
+	this->tt__DateTime::Date = NULL;
+}
+
+void tt__DateTime::soap_serialize(struct soap *soap) const
+{
+	(void)soap; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	soap_serialize_PointerTott__Time(soap, &this->tt__DateTime::Time);
+	soap_serialize_PointerTott__Date(soap, &this->tt__DateTime::Date);
+#endif
+}
+
+int tt__DateTime::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
+{
+	return soap_out_tt__DateTime(soap, tag, id, this, type);
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__DateTime(struct soap *soap, const char *tag, int id, const tt__DateTime *a, const char *type)
+{
+	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__DateTime), type))
+		return soap->error;
+	if (!a->tt__DateTime::Time)
+	{	if (soap_element_empty(soap, "tt:Time", 0, NULL))
+			return soap->error;
+	}
+	else if (soap_out_PointerTott__Time(soap, "tt:Time", -1, &a->tt__DateTime::Time, ""))
+		return soap->error;
+	if (!a->tt__DateTime::Date)
+	{	if (soap_element_empty(soap, "tt:Date", 0, NULL))
+			return soap->error;
+	}
+	else if (soap_out_PointerTott__Date(soap, "tt:Date", -1, &a->tt__DateTime::Date, ""))
+		return soap->error;
+	return soap_element_end_out(soap, tag);
+}
+
+void *tt__DateTime::soap_in(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_in_tt__DateTime(soap, tag, this, type);
+}
+
+SOAP_FMAC3 tt__DateTime * SOAP_FMAC4 soap_in_tt__DateTime(struct soap *soap, const char *tag, tt__DateTime *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 0, NULL))
+		return NULL;
+	a = (tt__DateTime*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__DateTime, sizeof(tt__DateTime), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+	if (!a)
+		return NULL;
+	if (soap->alloced && soap->alloced != SOAP_TYPE_tt__DateTime)
+	{	soap_revert(soap);
+		*soap->id = '\0';
+		return (tt__DateTime *)a->soap_in(soap, tag, type);
+	}
+	if (soap->alloced)
+		a->soap_default(soap);
+	size_t soap_flag_Time1 = 1;
+	size_t soap_flag_Date1 = 1;
+	if (soap->body && *soap->href != '#')
+	{
+		for (;;)
+		{	soap->error = SOAP_TAG_MISMATCH;
+			if (soap_flag_Time1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_PointerTott__Time(soap, "tt:Time", &a->tt__DateTime::Time, "tt:Time"))
+				{	soap_flag_Time1--;
+					continue;
+				}
+			}
+			if (soap_flag_Date1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_PointerTott__Date(soap, "tt:Date", &a->tt__DateTime::Date, "tt:Date"))
+				{	soap_flag_Date1--;
+					continue;
+				}
+			}
+			if (soap->error == SOAP_TAG_MISMATCH)
+				soap->error = soap_ignore_element(soap);
+			if (soap->error == SOAP_NO_TAG)
+				break;
+			if (soap->error)
+				return NULL;
+		}
+		if (soap_element_end_in(soap, tag))
+			return NULL;
+		if ((soap->mode & SOAP_XML_STRICT) && (!a->tt__DateTime::Time || !a->tt__DateTime::Date))
+		{	soap->error = SOAP_OCCURS;
+			return NULL;
+		}
+	}
+	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
+	{	soap->error = SOAP_OCCURS;
+		return NULL;
+	}
+	else
+	{	a = (tt__DateTime *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__DateTime, SOAP_TYPE_tt__DateTime, sizeof(tt__DateTime), 0, soap_finsert, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC1 tt__DateTime * SOAP_FMAC2 soap_instantiate_tt__DateTime(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_tt__DateTime(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	tt__DateTime *p;
+	size_t k = sizeof(tt__DateTime);
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_tt__DateTime, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, tt__DateTime);
+		if (p)
+			p->soap = soap;
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, tt__DateTime, n);
+		k *= n;
+		if (p)
+			for (int i = 0; i < n; i++)
+				p[i].soap = soap;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__DateTime location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+int tt__DateTime::soap_put(struct soap *soap, const char *tag, const  char *type) const
+{
+	if (soap_out_tt__DateTime(soap, tag ? tag : "tt:DateTime", -2, this, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+void *tt__DateTime::soap_get(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_get_tt__DateTime(soap, this, tag, type);
+}
+
+SOAP_FMAC3 tt__DateTime * SOAP_FMAC4 soap_get_tt__DateTime(struct soap *soap, tt__DateTime *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__DateTime(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+void tt__SystemDateTimeExtension::soap_default(struct soap *soap)
+{
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__SystemDateTimeExtension::__any);
+}
+
+void tt__SystemDateTimeExtension::soap_serialize(struct soap *soap) const
+{
+	(void)soap; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__SystemDateTimeExtension::__any);
+#endif
+}
+
+int tt__SystemDateTimeExtension::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
+{
+	return soap_out_tt__SystemDateTimeExtension(soap, tag, id, this, type);
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SystemDateTimeExtension(struct soap *soap, const char *tag, int id, const tt__SystemDateTimeExtension *a, const char *type)
+{
+	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SystemDateTimeExtension), type))
+		return soap->error;
+	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__SystemDateTimeExtension::__any, ""))
+		return soap->error;
+	return soap_element_end_out(soap, tag);
+}
+
+void *tt__SystemDateTimeExtension::soap_in(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_in_tt__SystemDateTimeExtension(soap, tag, this, type);
+}
+
+SOAP_FMAC3 tt__SystemDateTimeExtension * SOAP_FMAC4 soap_in_tt__SystemDateTimeExtension(struct soap *soap, const char *tag, tt__SystemDateTimeExtension *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 0, NULL))
+		return NULL;
+	a = (tt__SystemDateTimeExtension*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__SystemDateTimeExtension, sizeof(tt__SystemDateTimeExtension), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+	if (!a)
+		return NULL;
+	if (soap->alloced && soap->alloced != SOAP_TYPE_tt__SystemDateTimeExtension)
+	{	soap_revert(soap);
+		*soap->id = '\0';
+		return (tt__SystemDateTimeExtension *)a->soap_in(soap, tag, type);
+	}
+	if (soap->alloced)
+		a->soap_default(soap);
+	if (soap->body && *soap->href != '#')
+	{
+		for (;;)
+		{	soap->error = SOAP_TAG_MISMATCH;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__SystemDateTimeExtension::__any, ""))
+					continue;
+			}
+			if (soap->error == SOAP_TAG_MISMATCH)
+				soap->error = soap_ignore_element(soap);
+			if (soap->error == SOAP_NO_TAG)
+				break;
+			if (soap->error)
+				return NULL;
+		}
+		if (soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	else
+	{	a = (tt__SystemDateTimeExtension *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__SystemDateTimeExtension, SOAP_TYPE_tt__SystemDateTimeExtension, sizeof(tt__SystemDateTimeExtension), 0, soap_finsert, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC1 tt__SystemDateTimeExtension * SOAP_FMAC2 soap_instantiate_tt__SystemDateTimeExtension(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_tt__SystemDateTimeExtension(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	tt__SystemDateTimeExtension *p;
+	size_t k = sizeof(tt__SystemDateTimeExtension);
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_tt__SystemDateTimeExtension, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, tt__SystemDateTimeExtension);
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, tt__SystemDateTimeExtension, n);
+		k *= n;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__SystemDateTimeExtension location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+int tt__SystemDateTimeExtension::soap_put(struct soap *soap, const char *tag, const  char *type) const
+{
+	if (soap_out_tt__SystemDateTimeExtension(soap, tag ? tag : "tt:SystemDateTimeExtension", -2, this, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+void *tt__SystemDateTimeExtension::soap_get(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_get_tt__SystemDateTimeExtension(soap, this, tag, type);
+}
+
+SOAP_FMAC3 tt__SystemDateTimeExtension * SOAP_FMAC4 soap_get_tt__SystemDateTimeExtension(struct soap *soap, tt__SystemDateTimeExtension *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__SystemDateTimeExtension(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+void tt__SystemDateTime::soap_default(struct soap *soap)
+{
+	this->soap = soap;
+	soap_default_tt__SetDateTimeType(soap, &this->tt__SystemDateTime::DateTimeType);
+	soap_default_bool(soap, &this->tt__SystemDateTime::DaylightSavings);
+	this->tt__SystemDateTime::TimeZone = NULL;
+	this->tt__SystemDateTime::UTCDateTime = NULL;
+	this->tt__SystemDateTime::LocalDateTime = NULL;
+	this->tt__SystemDateTime::Extension = NULL;
+}
+
+void tt__SystemDateTime::soap_serialize(struct soap *soap) const
+{
+	(void)soap; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	soap_serialize_tt__SetDateTimeType(soap, &this->tt__SystemDateTime::DateTimeType);
+	soap_embedded(soap, &this->tt__SystemDateTime::DaylightSavings, SOAP_TYPE_bool);
+	soap_serialize_PointerTott__TimeZone(soap, &this->tt__SystemDateTime::TimeZone);
+	soap_serialize_PointerTott__DateTime(soap, &this->tt__SystemDateTime::UTCDateTime);
+	soap_serialize_PointerTott__DateTime(soap, &this->tt__SystemDateTime::LocalDateTime);
+	soap_serialize_PointerTott__SystemDateTimeExtension(soap, &this->tt__SystemDateTime::Extension);
+#endif
+}
+
+int tt__SystemDateTime::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
+{
+	return soap_out_tt__SystemDateTime(soap, tag, id, this, type);
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SystemDateTime(struct soap *soap, const char *tag, int id, const tt__SystemDateTime *a, const char *type)
+{
+	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SystemDateTime), type))
+		return soap->error;
+	if (soap_out_tt__SetDateTimeType(soap, "tt:DateTimeType", -1, &a->tt__SystemDateTime::DateTimeType, ""))
+		return soap->error;
+	if (soap_out_bool(soap, "tt:DaylightSavings", -1, &a->tt__SystemDateTime::DaylightSavings, ""))
+		return soap->error;
+	if (soap_out_PointerTott__TimeZone(soap, "tt:TimeZone", -1, &a->tt__SystemDateTime::TimeZone, ""))
+		return soap->error;
+	if (soap_out_PointerTott__DateTime(soap, "tt:UTCDateTime", -1, &a->tt__SystemDateTime::UTCDateTime, ""))
+		return soap->error;
+	if (soap_out_PointerTott__DateTime(soap, "tt:LocalDateTime", -1, &a->tt__SystemDateTime::LocalDateTime, ""))
+		return soap->error;
+	if (soap_out_PointerTott__SystemDateTimeExtension(soap, "tt:Extension", -1, &a->tt__SystemDateTime::Extension, ""))
+		return soap->error;
+	return soap_element_end_out(soap, tag);
+}
+
+void *tt__SystemDateTime::soap_in(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_in_tt__SystemDateTime(soap, tag, this, type);
+}
+
+SOAP_FMAC3 tt__SystemDateTime * SOAP_FMAC4 soap_in_tt__SystemDateTime(struct soap *soap, const char *tag, tt__SystemDateTime *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 0, NULL))
+		return NULL;
+	a = (tt__SystemDateTime*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__SystemDateTime, sizeof(tt__SystemDateTime), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+	if (!a)
+		return NULL;
+	if (soap->alloced && soap->alloced != SOAP_TYPE_tt__SystemDateTime)
+	{	soap_revert(soap);
+		*soap->id = '\0';
+		return (tt__SystemDateTime *)a->soap_in(soap, tag, type);
+	}
+	if (soap->alloced)
+		a->soap_default(soap);
+	size_t soap_flag_DateTimeType1 = 1;
+	size_t soap_flag_DaylightSavings1 = 1;
+	size_t soap_flag_TimeZone1 = 1;
+	size_t soap_flag_UTCDateTime1 = 1;
+	size_t soap_flag_LocalDateTime1 = 1;
+	size_t soap_flag_Extension1 = 1;
+	if (soap->body && *soap->href != '#')
+	{
+		for (;;)
+		{	soap->error = SOAP_TAG_MISMATCH;
+			if (soap_flag_DateTimeType1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
+			{	if (soap_in_tt__SetDateTimeType(soap, "tt:DateTimeType", &a->tt__SystemDateTime::DateTimeType, "tt:SetDateTimeType"))
+				{	soap_flag_DateTimeType1--;
+					continue;
+				}
+			}
+			if (soap_flag_DaylightSavings1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_bool(soap, "tt:DaylightSavings", &a->tt__SystemDateTime::DaylightSavings, "xsd:boolean"))
+				{	soap_flag_DaylightSavings1--;
+					continue;
+				}
+			}
+			if (soap_flag_TimeZone1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_PointerTott__TimeZone(soap, "tt:TimeZone", &a->tt__SystemDateTime::TimeZone, "tt:TimeZone"))
+				{	soap_flag_TimeZone1--;
+					continue;
+				}
+			}
+			if (soap_flag_UTCDateTime1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_PointerTott__DateTime(soap, "tt:UTCDateTime", &a->tt__SystemDateTime::UTCDateTime, "tt:DateTime"))
+				{	soap_flag_UTCDateTime1--;
+					continue;
+				}
+			}
+			if (soap_flag_LocalDateTime1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_PointerTott__DateTime(soap, "tt:LocalDateTime", &a->tt__SystemDateTime::LocalDateTime, "tt:DateTime"))
+				{	soap_flag_LocalDateTime1--;
+					continue;
+				}
+			}
+			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_PointerTott__SystemDateTimeExtension(soap, "tt:Extension", &a->tt__SystemDateTime::Extension, "tt:SystemDateTimeExtension"))
+				{	soap_flag_Extension1--;
+					continue;
+				}
+			}
+			if (soap->error == SOAP_TAG_MISMATCH)
+				soap->error = soap_ignore_element(soap);
+			if (soap->error == SOAP_NO_TAG)
+				break;
+			if (soap->error)
+				return NULL;
+		}
+		if (soap_element_end_in(soap, tag))
+			return NULL;
+		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_DateTimeType1 > 0 || soap_flag_DaylightSavings1 > 0))
+		{	soap->error = SOAP_OCCURS;
+			return NULL;
+		}
+	}
+	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
+	{	soap->error = SOAP_OCCURS;
+		return NULL;
+	}
+	else
+	{	a = (tt__SystemDateTime *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__SystemDateTime, SOAP_TYPE_tt__SystemDateTime, sizeof(tt__SystemDateTime), 0, soap_finsert, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC1 tt__SystemDateTime * SOAP_FMAC2 soap_instantiate_tt__SystemDateTime(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_tt__SystemDateTime(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	tt__SystemDateTime *p;
+	size_t k = sizeof(tt__SystemDateTime);
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_tt__SystemDateTime, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, tt__SystemDateTime);
+		if (p)
+			p->soap = soap;
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, tt__SystemDateTime, n);
+		k *= n;
+		if (p)
+			for (int i = 0; i < n; i++)
+				p[i].soap = soap;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__SystemDateTime location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+int tt__SystemDateTime::soap_put(struct soap *soap, const char *tag, const  char *type) const
+{
+	if (soap_out_tt__SystemDateTime(soap, tag ? tag : "tt:SystemDateTime", -2, this, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+void *tt__SystemDateTime::soap_get(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_get_tt__SystemDateTime(soap, this, tag, type);
+}
+
+SOAP_FMAC3 tt__SystemDateTime * SOAP_FMAC4 soap_get_tt__SystemDateTime(struct soap *soap, tt__SystemDateTime *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__SystemDateTime(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
 void tt__AnalyticsDeviceExtension::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
@@ -25018,6 +26064,7 @@ void tt__IPAddress::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
+	soap_serialize_tt__IPType(soap, &this->tt__IPAddress::Type);
 	soap_serialize_PointerTott__IPv4Address(soap, &this->tt__IPAddress::IPv4Address);
 	soap_serialize_PointerTott__IPv6Address(soap, &this->tt__IPAddress::IPv6Address);
 #endif
@@ -25069,7 +26116,7 @@ SOAP_FMAC3 tt__IPAddress * SOAP_FMAC4 soap_in_tt__IPAddress(struct soap *soap, c
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Type1 && soap->error == SOAP_TAG_MISMATCH)
+			if (soap_flag_Type1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
 			{	if (soap_in_tt__IPType(soap, "tt:Type", &a->tt__IPAddress::Type, "tt:IPType"))
 				{	soap_flag_Type1--;
 					continue;
@@ -25347,6 +26394,7 @@ void tt__Transport::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
+	soap_serialize_tt__TransportProtocol(soap, &this->tt__Transport::Protocol);
 	soap_serialize_PointerTo_tt__Transport_Tunnel(soap, &this->tt__Transport::Tunnel);
 #endif
 }
@@ -25394,7 +26442,7 @@ SOAP_FMAC3 tt__Transport * SOAP_FMAC4 soap_in_tt__Transport(struct soap *soap, c
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Protocol1 && soap->error == SOAP_TAG_MISMATCH)
+			if (soap_flag_Protocol1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
 			{	if (soap_in_tt__TransportProtocol(soap, "tt:Protocol", &a->tt__Transport::Protocol, "tt:TransportProtocol"))
 				{	soap_flag_Protocol1--;
 					continue;
@@ -25494,6 +26542,7 @@ void tt__StreamSetup::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
+	soap_serialize_tt__StreamType(soap, &this->tt__StreamSetup::Stream);
 	soap_serialize_PointerTott__Transport(soap, &this->tt__StreamSetup::Transport);
 #endif
 }
@@ -25545,7 +26594,7 @@ SOAP_FMAC3 tt__StreamSetup * SOAP_FMAC4 soap_in_tt__StreamSetup(struct soap *soa
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Stream1 && soap->error == SOAP_TAG_MISMATCH)
+			if (soap_flag_Stream1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
 			{	if (soap_in_tt__StreamType(soap, "tt:Stream", &a->tt__StreamSetup::Stream, "tt:StreamType"))
 				{	soap_flag_Stream1--;
 					continue;
@@ -28570,6 +29619,7 @@ void tt__H264Configuration::soap_serialize(struct soap *soap) const
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
 	soap_embedded(soap, &this->tt__H264Configuration::GovLength, SOAP_TYPE_int);
+	soap_serialize_tt__H264Profile(soap, &this->tt__H264Configuration::H264Profile);
 #endif
 }
 
@@ -28622,7 +29672,7 @@ SOAP_FMAC3 tt__H264Configuration * SOAP_FMAC4 soap_in_tt__H264Configuration(stru
 					continue;
 				}
 			}
-			if (soap_flag_H264Profile1 && soap->error == SOAP_TAG_MISMATCH)
+			if (soap_flag_H264Profile1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
 			{	if (soap_in_tt__H264Profile(soap, "tt:H264Profile", &a->tt__H264Configuration::H264Profile, "tt:H264Profile"))
 				{	soap_flag_H264Profile1--;
 					continue;
@@ -28717,6 +29767,7 @@ void tt__Mpeg4Configuration::soap_serialize(struct soap *soap) const
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
 	soap_embedded(soap, &this->tt__Mpeg4Configuration::GovLength, SOAP_TYPE_int);
+	soap_serialize_tt__Mpeg4Profile(soap, &this->tt__Mpeg4Configuration::Mpeg4Profile);
 #endif
 }
 
@@ -28769,7 +29820,7 @@ SOAP_FMAC3 tt__Mpeg4Configuration * SOAP_FMAC4 soap_in_tt__Mpeg4Configuration(st
 					continue;
 				}
 			}
-			if (soap_flag_Mpeg4Profile1 && soap->error == SOAP_TAG_MISMATCH)
+			if (soap_flag_Mpeg4Profile1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
 			{	if (soap_in_tt__Mpeg4Profile(soap, "tt:Mpeg4Profile", &a->tt__Mpeg4Configuration::Mpeg4Profile, "tt:Mpeg4Profile"))
 				{	soap_flag_Mpeg4Profile1--;
 					continue;
@@ -29178,6 +30229,7 @@ void tt__VideoEncoderConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
+	soap_serialize_tt__VideoEncoding(soap, &this->tt__VideoEncoderConfiguration::Encoding);
 	soap_serialize_PointerTott__VideoResolution(soap, &this->tt__VideoEncoderConfiguration::Resolution);
 	soap_serialize_PointerTott__VideoRateControl(soap, &this->tt__VideoEncoderConfiguration::RateControl);
 	soap_serialize_PointerTott__Mpeg4Configuration(soap, &this->tt__VideoEncoderConfiguration::MPEG4);
@@ -29294,7 +30346,7 @@ SOAP_FMAC3 tt__VideoEncoderConfiguration * SOAP_FMAC4 soap_in_tt__VideoEncoderCo
 					continue;
 				}
 			}
-			if (soap_flag_Encoding1 && soap->error == SOAP_TAG_MISMATCH)
+			if (soap_flag_Encoding1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
 			{	if (soap_in_tt__VideoEncoding(soap, "tt:Encoding", &a->tt__VideoEncoderConfiguration::Encoding, "tt:VideoEncoding"))
 				{	soap_flag_Encoding1--;
 					continue;
@@ -31985,6 +33037,268 @@ void *_tds__SystemReboot::soap_get(struct soap *soap, const char *tag, const cha
 SOAP_FMAC3 _tds__SystemReboot * SOAP_FMAC4 soap_get__tds__SystemReboot(struct soap *soap, _tds__SystemReboot *p, const char *tag, const char *type)
 {
 	if ((p = soap_in__tds__SystemReboot(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+void _tds__GetSystemDateAndTimeResponse::soap_default(struct soap *soap)
+{
+	this->soap = soap;
+	this->_tds__GetSystemDateAndTimeResponse::SystemDateAndTime = NULL;
+}
+
+void _tds__GetSystemDateAndTimeResponse::soap_serialize(struct soap *soap) const
+{
+	(void)soap; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	soap_serialize_PointerTott__SystemDateTime(soap, &this->_tds__GetSystemDateAndTimeResponse::SystemDateAndTime);
+#endif
+}
+
+int _tds__GetSystemDateAndTimeResponse::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
+{
+	return soap_out__tds__GetSystemDateAndTimeResponse(soap, tag, id, this, type);
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out__tds__GetSystemDateAndTimeResponse(struct soap *soap, const char *tag, int id, const _tds__GetSystemDateAndTimeResponse *a, const char *type)
+{
+	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE__tds__GetSystemDateAndTimeResponse), type))
+		return soap->error;
+	if (a->SystemDateAndTime)
+		soap_element_result(soap, "tds:SystemDateAndTime");
+	if (!a->_tds__GetSystemDateAndTimeResponse::SystemDateAndTime)
+	{	if (soap_element_empty(soap, "tds:SystemDateAndTime", 0, NULL))
+			return soap->error;
+	}
+	else if (soap_out_PointerTott__SystemDateTime(soap, "tds:SystemDateAndTime", -1, &a->_tds__GetSystemDateAndTimeResponse::SystemDateAndTime, ""))
+		return soap->error;
+	return soap_element_end_out(soap, tag);
+}
+
+void *_tds__GetSystemDateAndTimeResponse::soap_in(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_in__tds__GetSystemDateAndTimeResponse(soap, tag, this, type);
+}
+
+SOAP_FMAC3 _tds__GetSystemDateAndTimeResponse * SOAP_FMAC4 soap_in__tds__GetSystemDateAndTimeResponse(struct soap *soap, const char *tag, _tds__GetSystemDateAndTimeResponse *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 0, NULL))
+		return NULL;
+	a = (_tds__GetSystemDateAndTimeResponse*)soap_id_enter(soap, soap->id, a, SOAP_TYPE__tds__GetSystemDateAndTimeResponse, sizeof(_tds__GetSystemDateAndTimeResponse), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+	if (!a)
+		return NULL;
+	if (soap->alloced && soap->alloced != SOAP_TYPE__tds__GetSystemDateAndTimeResponse)
+	{	soap_revert(soap);
+		*soap->id = '\0';
+		return (_tds__GetSystemDateAndTimeResponse *)a->soap_in(soap, tag, type);
+	}
+	if (soap->alloced)
+		a->soap_default(soap);
+	size_t soap_flag_SystemDateAndTime1 = 1;
+	if (soap->body && *soap->href != '#')
+	{
+		for (;;)
+		{	soap->error = SOAP_TAG_MISMATCH;
+			if (soap_flag_SystemDateAndTime1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_PointerTott__SystemDateTime(soap, "tds:SystemDateAndTime", &a->_tds__GetSystemDateAndTimeResponse::SystemDateAndTime, "tt:SystemDateTime"))
+				{	soap_flag_SystemDateAndTime1--;
+					continue;
+				}
+			}
+			soap_check_result(soap, "tds:SystemDateAndTime");
+			if (soap->error == SOAP_TAG_MISMATCH)
+				soap->error = soap_ignore_element(soap);
+			if (soap->error == SOAP_NO_TAG)
+				break;
+			if (soap->error)
+				return NULL;
+		}
+		if (soap_element_end_in(soap, tag))
+			return NULL;
+		if ((soap->mode & SOAP_XML_STRICT) && (!a->_tds__GetSystemDateAndTimeResponse::SystemDateAndTime))
+		{	soap->error = SOAP_OCCURS;
+			return NULL;
+		}
+	}
+	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
+	{	soap->error = SOAP_OCCURS;
+		return NULL;
+	}
+	else
+	{	a = (_tds__GetSystemDateAndTimeResponse *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE__tds__GetSystemDateAndTimeResponse, SOAP_TYPE__tds__GetSystemDateAndTimeResponse, sizeof(_tds__GetSystemDateAndTimeResponse), 0, soap_finsert, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC1 _tds__GetSystemDateAndTimeResponse * SOAP_FMAC2 soap_instantiate__tds__GetSystemDateAndTimeResponse(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate__tds__GetSystemDateAndTimeResponse(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	_tds__GetSystemDateAndTimeResponse *p;
+	size_t k = sizeof(_tds__GetSystemDateAndTimeResponse);
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE__tds__GetSystemDateAndTimeResponse, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, _tds__GetSystemDateAndTimeResponse);
+		if (p)
+			p->soap = soap;
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, _tds__GetSystemDateAndTimeResponse, n);
+		k *= n;
+		if (p)
+			for (int i = 0; i < n; i++)
+				p[i].soap = soap;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated _tds__GetSystemDateAndTimeResponse location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+int _tds__GetSystemDateAndTimeResponse::soap_put(struct soap *soap, const char *tag, const  char *type) const
+{
+	if (soap_out__tds__GetSystemDateAndTimeResponse(soap, tag ? tag : "tds:GetSystemDateAndTimeResponse", -2, this, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+void *_tds__GetSystemDateAndTimeResponse::soap_get(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_get__tds__GetSystemDateAndTimeResponse(soap, this, tag, type);
+}
+
+SOAP_FMAC3 _tds__GetSystemDateAndTimeResponse * SOAP_FMAC4 soap_get__tds__GetSystemDateAndTimeResponse(struct soap *soap, _tds__GetSystemDateAndTimeResponse *p, const char *tag, const char *type)
+{
+	if ((p = soap_in__tds__GetSystemDateAndTimeResponse(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+void _tds__GetSystemDateAndTime::soap_default(struct soap *soap)
+{
+	this->soap = soap;
+}
+
+void _tds__GetSystemDateAndTime::soap_serialize(struct soap *soap) const
+{
+	(void)soap; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+#endif
+}
+
+int _tds__GetSystemDateAndTime::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
+{
+	return soap_out__tds__GetSystemDateAndTime(soap, tag, id, this, type);
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out__tds__GetSystemDateAndTime(struct soap *soap, const char *tag, int id, const _tds__GetSystemDateAndTime *a, const char *type)
+{
+	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE__tds__GetSystemDateAndTime), type))
+		return soap->error;
+	return soap_element_end_out(soap, tag);
+}
+
+void *_tds__GetSystemDateAndTime::soap_in(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_in__tds__GetSystemDateAndTime(soap, tag, this, type);
+}
+
+SOAP_FMAC3 _tds__GetSystemDateAndTime * SOAP_FMAC4 soap_in__tds__GetSystemDateAndTime(struct soap *soap, const char *tag, _tds__GetSystemDateAndTime *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 0, NULL))
+		return NULL;
+	a = (_tds__GetSystemDateAndTime*)soap_id_enter(soap, soap->id, a, SOAP_TYPE__tds__GetSystemDateAndTime, sizeof(_tds__GetSystemDateAndTime), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+	if (!a)
+		return NULL;
+	if (soap->alloced && soap->alloced != SOAP_TYPE__tds__GetSystemDateAndTime)
+	{	soap_revert(soap);
+		*soap->id = '\0';
+		return (_tds__GetSystemDateAndTime *)a->soap_in(soap, tag, type);
+	}
+	if (soap->alloced)
+		a->soap_default(soap);
+	if (soap->body && *soap->href != '#')
+	{
+		for (;;)
+		{	soap->error = SOAP_TAG_MISMATCH;
+			if (soap->error == SOAP_TAG_MISMATCH)
+				soap->error = soap_ignore_element(soap);
+			if (soap->error == SOAP_NO_TAG)
+				break;
+			if (soap->error)
+				return NULL;
+		}
+		if (soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	else
+	{	a = (_tds__GetSystemDateAndTime *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE__tds__GetSystemDateAndTime, SOAP_TYPE__tds__GetSystemDateAndTime, sizeof(_tds__GetSystemDateAndTime), 0, soap_finsert, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC1 _tds__GetSystemDateAndTime * SOAP_FMAC2 soap_instantiate__tds__GetSystemDateAndTime(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate__tds__GetSystemDateAndTime(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	_tds__GetSystemDateAndTime *p;
+	size_t k = sizeof(_tds__GetSystemDateAndTime);
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE__tds__GetSystemDateAndTime, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, _tds__GetSystemDateAndTime);
+		if (p)
+			p->soap = soap;
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, _tds__GetSystemDateAndTime, n);
+		k *= n;
+		if (p)
+			for (int i = 0; i < n; i++)
+				p[i].soap = soap;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated _tds__GetSystemDateAndTime location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+int _tds__GetSystemDateAndTime::soap_put(struct soap *soap, const char *tag, const  char *type) const
+{
+	if (soap_out__tds__GetSystemDateAndTime(soap, tag ? tag : "tds:GetSystemDateAndTime", -2, this, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+void *_tds__GetSystemDateAndTime::soap_get(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_get__tds__GetSystemDateAndTime(soap, this, tag, type);
+}
+
+SOAP_FMAC3 _tds__GetSystemDateAndTime * SOAP_FMAC4 soap_get__tds__GetSystemDateAndTime(struct soap *soap, _tds__GetSystemDateAndTime *p, const char *tag, const char *type)
+{
+	if ((p = soap_in__tds__GetSystemDateAndTime(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -48912,6 +50226,98 @@ SOAP_FMAC3 struct __tds__SystemReboot * SOAP_FMAC4 soap_get___tds__SystemReboot(
 	return p;
 }
 
+SOAP_FMAC3 void SOAP_FMAC4 soap_default___tds__GetSystemDateAndTime(struct soap *soap, struct __tds__GetSystemDateAndTime *a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+	a->tds__GetSystemDateAndTime = NULL;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize___tds__GetSystemDateAndTime(struct soap *soap, const struct __tds__GetSystemDateAndTime *a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	soap_serialize_PointerTo_tds__GetSystemDateAndTime(soap, &a->tds__GetSystemDateAndTime);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out___tds__GetSystemDateAndTime(struct soap *soap, const char *tag, int id, const struct __tds__GetSystemDateAndTime *a, const char *type)
+{
+	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
+	if (soap_out_PointerTo_tds__GetSystemDateAndTime(soap, "tds:GetSystemDateAndTime", -1, &a->tds__GetSystemDateAndTime, ""))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 struct __tds__GetSystemDateAndTime * SOAP_FMAC4 soap_in___tds__GetSystemDateAndTime(struct soap *soap, const char *tag, struct __tds__GetSystemDateAndTime *a, const char *type)
+{
+	size_t soap_flag_tds__GetSystemDateAndTime = 1;
+	short soap_flag;
+	(void)tag; (void)type; /* appease -Wall -Werror */
+	a = (struct __tds__GetSystemDateAndTime*)soap_id_enter(soap, "", a, SOAP_TYPE___tds__GetSystemDateAndTime, sizeof(struct __tds__GetSystemDateAndTime), NULL, NULL, NULL, NULL);
+	if (!a)
+		return NULL;
+	soap_default___tds__GetSystemDateAndTime(soap, a);
+		for (soap_flag = 0;; soap_flag = 1)
+		{	soap->error = SOAP_TAG_MISMATCH;
+			if (soap_flag_tds__GetSystemDateAndTime && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_PointerTo_tds__GetSystemDateAndTime(soap, "tds:GetSystemDateAndTime", &a->tds__GetSystemDateAndTime, ""))
+				{	soap_flag_tds__GetSystemDateAndTime--;
+					continue;
+				}
+			}
+			if (soap->error == SOAP_TAG_MISMATCH && soap_flag)
+			{	soap->error = SOAP_OK;
+				break;
+			}
+			if (soap_flag && soap->error == SOAP_NO_TAG)
+				break;
+			if (soap->error)
+				return NULL;
+		}
+	return a;
+}
+
+SOAP_FMAC1 struct __tds__GetSystemDateAndTime * SOAP_FMAC2 soap_instantiate___tds__GetSystemDateAndTime(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate___tds__GetSystemDateAndTime(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	struct __tds__GetSystemDateAndTime *p;
+	size_t k = sizeof(struct __tds__GetSystemDateAndTime);
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE___tds__GetSystemDateAndTime, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, struct __tds__GetSystemDateAndTime);
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, struct __tds__GetSystemDateAndTime, n);
+		k *= n;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated struct __tds__GetSystemDateAndTime location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put___tds__GetSystemDateAndTime(struct soap *soap, const struct __tds__GetSystemDateAndTime *a, const char *tag, const char *type)
+{
+	if (soap_out___tds__GetSystemDateAndTime(soap, tag ? tag : "-tds:GetSystemDateAndTime", -2, a, type))
+		return soap->error;
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 struct __tds__GetSystemDateAndTime * SOAP_FMAC4 soap_get___tds__GetSystemDateAndTime(struct soap *soap, struct __tds__GetSystemDateAndTime *p, const char *tag, const char *type)
+{
+	if ((p = soap_in___tds__GetSystemDateAndTime(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
 SOAP_FMAC3 void SOAP_FMAC4 soap_default___tds__GetDeviceInformation(struct soap *soap, struct __tds__GetDeviceInformation *a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -56787,6 +58193,65 @@ SOAP_FMAC3 _tds__SystemReboot ** SOAP_FMAC4 soap_get_PointerTo_tds__SystemReboot
 	return p;
 }
 
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTo_tds__GetSystemDateAndTime(struct soap *soap, _tds__GetSystemDateAndTime *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE__tds__GetSystemDateAndTime))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTo_tds__GetSystemDateAndTime(struct soap *soap, const char *tag, int id, _tds__GetSystemDateAndTime *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE__tds__GetSystemDateAndTime, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE__tds__GetSystemDateAndTime ? type : NULL);
+}
+
+SOAP_FMAC3 _tds__GetSystemDateAndTime ** SOAP_FMAC4 soap_in_PointerTo_tds__GetSystemDateAndTime(struct soap *soap, const char *tag, _tds__GetSystemDateAndTime **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (_tds__GetSystemDateAndTime **)soap_malloc(soap, sizeof(_tds__GetSystemDateAndTime *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (_tds__GetSystemDateAndTime *)soap_instantiate__tds__GetSystemDateAndTime(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (_tds__GetSystemDateAndTime **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE__tds__GetSystemDateAndTime, sizeof(_tds__GetSystemDateAndTime), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTo_tds__GetSystemDateAndTime(struct soap *soap, _tds__GetSystemDateAndTime *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTo_tds__GetSystemDateAndTime(soap, tag ? tag : "tds:GetSystemDateAndTime", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 _tds__GetSystemDateAndTime ** SOAP_FMAC4 soap_get_PointerTo_tds__GetSystemDateAndTime(struct soap *soap, _tds__GetSystemDateAndTime **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTo_tds__GetSystemDateAndTime(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTo_tds__GetDeviceInformation(struct soap *soap, _tds__GetDeviceInformation *const*a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -58291,6 +59756,301 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Space2DDescription(struct soap *
 SOAP_FMAC3 tt__Space2DDescription ** SOAP_FMAC4 soap_get_PointerTott__Space2DDescription(struct soap *soap, tt__Space2DDescription **p, const char *tag, const char *type)
 {
 	if ((p = soap_in_PointerTott__Space2DDescription(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Date(struct soap *soap, tt__Date *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__Date))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Date(struct soap *soap, const char *tag, int id, tt__Date *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__Date, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__Date ? type : NULL);
+}
+
+SOAP_FMAC3 tt__Date ** SOAP_FMAC4 soap_in_PointerTott__Date(struct soap *soap, const char *tag, tt__Date **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__Date **)soap_malloc(soap, sizeof(tt__Date *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__Date *)soap_instantiate_tt__Date(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__Date **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__Date, sizeof(tt__Date), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Date(struct soap *soap, tt__Date *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__Date(soap, tag ? tag : "tt:Date", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__Date ** SOAP_FMAC4 soap_get_PointerTott__Date(struct soap *soap, tt__Date **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__Date(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Time(struct soap *soap, tt__Time *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__Time))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Time(struct soap *soap, const char *tag, int id, tt__Time *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__Time, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__Time ? type : NULL);
+}
+
+SOAP_FMAC3 tt__Time ** SOAP_FMAC4 soap_in_PointerTott__Time(struct soap *soap, const char *tag, tt__Time **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__Time **)soap_malloc(soap, sizeof(tt__Time *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__Time *)soap_instantiate_tt__Time(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__Time **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__Time, sizeof(tt__Time), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Time(struct soap *soap, tt__Time *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__Time(soap, tag ? tag : "tt:Time", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__Time ** SOAP_FMAC4 soap_get_PointerTott__Time(struct soap *soap, tt__Time **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__Time(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SystemDateTimeExtension(struct soap *soap, tt__SystemDateTimeExtension *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__SystemDateTimeExtension))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SystemDateTimeExtension(struct soap *soap, const char *tag, int id, tt__SystemDateTimeExtension *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__SystemDateTimeExtension, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__SystemDateTimeExtension ? type : NULL);
+}
+
+SOAP_FMAC3 tt__SystemDateTimeExtension ** SOAP_FMAC4 soap_in_PointerTott__SystemDateTimeExtension(struct soap *soap, const char *tag, tt__SystemDateTimeExtension **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__SystemDateTimeExtension **)soap_malloc(soap, sizeof(tt__SystemDateTimeExtension *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__SystemDateTimeExtension *)soap_instantiate_tt__SystemDateTimeExtension(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__SystemDateTimeExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__SystemDateTimeExtension, sizeof(tt__SystemDateTimeExtension), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemDateTimeExtension(struct soap *soap, tt__SystemDateTimeExtension *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__SystemDateTimeExtension(soap, tag ? tag : "tt:SystemDateTimeExtension", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__SystemDateTimeExtension ** SOAP_FMAC4 soap_get_PointerTott__SystemDateTimeExtension(struct soap *soap, tt__SystemDateTimeExtension **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__SystemDateTimeExtension(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DateTime(struct soap *soap, tt__DateTime *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__DateTime))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DateTime(struct soap *soap, const char *tag, int id, tt__DateTime *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__DateTime, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__DateTime ? type : NULL);
+}
+
+SOAP_FMAC3 tt__DateTime ** SOAP_FMAC4 soap_in_PointerTott__DateTime(struct soap *soap, const char *tag, tt__DateTime **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__DateTime **)soap_malloc(soap, sizeof(tt__DateTime *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__DateTime *)soap_instantiate_tt__DateTime(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__DateTime **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__DateTime, sizeof(tt__DateTime), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DateTime(struct soap *soap, tt__DateTime *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__DateTime(soap, tag ? tag : "tt:DateTime", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__DateTime ** SOAP_FMAC4 soap_get_PointerTott__DateTime(struct soap *soap, tt__DateTime **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__DateTime(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__TimeZone(struct soap *soap, tt__TimeZone *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__TimeZone))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__TimeZone(struct soap *soap, const char *tag, int id, tt__TimeZone *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__TimeZone, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__TimeZone ? type : NULL);
+}
+
+SOAP_FMAC3 tt__TimeZone ** SOAP_FMAC4 soap_in_PointerTott__TimeZone(struct soap *soap, const char *tag, tt__TimeZone **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__TimeZone **)soap_malloc(soap, sizeof(tt__TimeZone *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__TimeZone *)soap_instantiate_tt__TimeZone(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__TimeZone **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__TimeZone, sizeof(tt__TimeZone), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__TimeZone(struct soap *soap, tt__TimeZone *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__TimeZone(soap, tag ? tag : "tt:TimeZone", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__TimeZone ** SOAP_FMAC4 soap_get_PointerTott__TimeZone(struct soap *soap, tt__TimeZone **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__TimeZone(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -60522,6 +62282,65 @@ SOAP_FMAC3 tt__Capabilities ** SOAP_FMAC4 soap_get_PointerTott__Capabilities(str
 	return p;
 }
 
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SystemDateTime(struct soap *soap, tt__SystemDateTime *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__SystemDateTime))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SystemDateTime(struct soap *soap, const char *tag, int id, tt__SystemDateTime *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__SystemDateTime, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__SystemDateTime ? type : NULL);
+}
+
+SOAP_FMAC3 tt__SystemDateTime ** SOAP_FMAC4 soap_in_PointerTott__SystemDateTime(struct soap *soap, const char *tag, tt__SystemDateTime **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__SystemDateTime **)soap_malloc(soap, sizeof(tt__SystemDateTime *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__SystemDateTime *)soap_instantiate_tt__SystemDateTime(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__SystemDateTime **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__SystemDateTime, sizeof(tt__SystemDateTime), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemDateTime(struct soap *soap, tt__SystemDateTime *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__SystemDateTime(soap, tag ? tag : "tt:SystemDateTime", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__SystemDateTime ** SOAP_FMAC4 soap_get_PointerTott__SystemDateTime(struct soap *soap, tt__SystemDateTime **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__SystemDateTime(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
 #ifndef WITH_NOGLOBAL
 
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerToSOAP_ENV__Header(struct soap *soap, struct SOAP_ENV__Header *const*a)
@@ -61365,23 +63184,25 @@ SOAP_FMAC1 std::vector<tt__Space2DDescription *>  * SOAP_FMAC2 soap_instantiate_
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__H264Profile(struct soap *soap, std::vector<enum tt__H264Profile> *p)
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__H264Profile(struct soap *soap, std::vector<std::string> *p)
 {
 	(void)soap; /* appease -Wall -Werror */
 	p->clear();
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__H264Profile(struct soap *soap, const std::vector<enum tt__H264Profile> *a)
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__H264Profile(struct soap *soap, const std::vector<std::string> *a)
 {
 	(void)soap; (void)a;/* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
+	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
+		soap_serialize_tt__H264Profile(soap, &(*i));
 #endif
 }
 
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__H264Profile(struct soap *soap, const char *tag, int id, const std::vector<enum tt__H264Profile> *a, const char *type)
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__H264Profile(struct soap *soap, const char *tag, int id, const std::vector<std::string> *a, const char *type)
 {
 	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<enum tt__H264Profile> ::const_iterator i = a->begin(); i != a->end(); ++i)
+	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
 	{
 		if (soap_out_tt__H264Profile(soap, tag, id, &(*i), ""))
 			return soap->error;
@@ -61389,7 +63210,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__H264Profile(struct s
 	return SOAP_OK;
 }
 
-SOAP_FMAC3 std::vector<enum tt__H264Profile> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__H264Profile(struct soap *soap, const char *tag, std::vector<enum tt__H264Profile> *a, const char *type)
+SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__H264Profile(struct soap *soap, const char *tag, std::vector<std::string> *a, const char *type)
 {
 	(void)type; /* appease -Wall -Werror */
 	short soap_flag;
@@ -61406,10 +63227,11 @@ SOAP_FMAC3 std::vector<enum tt__H264Profile> * SOAP_FMAC4 soap_in_std__vectorTem
 		{	soap->error = SOAP_OCCURS;
 			return NULL;
 		}
-		enum tt__H264Profile n;
+		std::string n;
 		soap_default_tt__H264Profile(soap, &n);
+		short soap_shaky = soap_begin_shaky(soap);
 		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__H264Profile, SOAP_TYPE_std__vectorTemplateOftt__H264Profile, sizeof(enum tt__H264Profile), 0, soap_finsert, soap_fbase))
+		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__H264Profile, SOAP_TYPE_std__vectorTemplateOftt__H264Profile, sizeof(std::string), 0, soap_finsert, soap_fbase))
 				break;
 			if (!soap_in_tt__H264Profile(soap, tag, NULL, "tt:H264Profile"))
 				break;
@@ -61418,7 +63240,18 @@ SOAP_FMAC3 std::vector<enum tt__H264Profile> * SOAP_FMAC4 soap_in_std__vectorTem
 		{	if (!soap_in_tt__H264Profile(soap, tag, &n, "tt:H264Profile"))
 				break;
 		}
-		a->insert(a->end(), n);
+		soap_end_shaky(soap, soap_shaky);
+		if (a->size())
+		{	const void *p = &*a->begin();
+			soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
+			if (p != &*a->begin())
+			{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container capacity increased: updating pointers\n"));
+				soap_update_pointers(soap, (const char*)&*a->begin(), (const char*)p, (a->size() - 1) * sizeof(std::string));
+			}
+		}
+		else
+		{	soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
+		}
 		if (!tag || *tag == '-')
 			return a;
 	}
@@ -61429,23 +63262,23 @@ SOAP_FMAC3 std::vector<enum tt__H264Profile> * SOAP_FMAC4 soap_in_std__vectorTem
 	return NULL;
 }
 
-SOAP_FMAC1 std::vector<enum tt__H264Profile>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__H264Profile(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__H264Profile(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
 {
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOftt__H264Profile(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
 	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<enum tt__H264Profile> *p;
-	size_t k = sizeof(std::vector<enum tt__H264Profile> );
+	std::vector<std::string> *p;
+	size_t k = sizeof(std::vector<std::string> );
 	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOftt__H264Profile, n, soap_fdelete);
 	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
 		return NULL;
 	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<enum tt__H264Profile> );
+	{	p = SOAP_NEW(soap, std::vector<std::string> );
 	}
 	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<enum tt__H264Profile> , n);
+	{	p = SOAP_NEW_ARRAY(soap, std::vector<std::string> , n);
 		k *= n;
 	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<enum tt__H264Profile>  location=%p n=%d\n", (void*)p, n));
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<std::string>  location=%p n=%d\n", (void*)p, n));
 	if (size)
 		*size = k;
 	if (!p)
@@ -61455,23 +63288,25 @@ SOAP_FMAC1 std::vector<enum tt__H264Profile>  * SOAP_FMAC2 soap_instantiate_std_
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, std::vector<enum tt__Mpeg4Profile> *p)
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, std::vector<std::string> *p)
 {
 	(void)soap; /* appease -Wall -Werror */
 	p->clear();
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, const std::vector<enum tt__Mpeg4Profile> *a)
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, const std::vector<std::string> *a)
 {
 	(void)soap; (void)a;/* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
+	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
+		soap_serialize_tt__Mpeg4Profile(soap, &(*i));
 #endif
 }
 
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, const char *tag, int id, const std::vector<enum tt__Mpeg4Profile> *a, const char *type)
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, const char *tag, int id, const std::vector<std::string> *a, const char *type)
 {
 	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<enum tt__Mpeg4Profile> ::const_iterator i = a->begin(); i != a->end(); ++i)
+	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
 	{
 		if (soap_out_tt__Mpeg4Profile(soap, tag, id, &(*i), ""))
 			return soap->error;
@@ -61479,7 +63314,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__Mpeg4Profile(struct 
 	return SOAP_OK;
 }
 
-SOAP_FMAC3 std::vector<enum tt__Mpeg4Profile> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, const char *tag, std::vector<enum tt__Mpeg4Profile> *a, const char *type)
+SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, const char *tag, std::vector<std::string> *a, const char *type)
 {
 	(void)type; /* appease -Wall -Werror */
 	short soap_flag;
@@ -61496,10 +63331,11 @@ SOAP_FMAC3 std::vector<enum tt__Mpeg4Profile> * SOAP_FMAC4 soap_in_std__vectorTe
 		{	soap->error = SOAP_OCCURS;
 			return NULL;
 		}
-		enum tt__Mpeg4Profile n;
+		std::string n;
 		soap_default_tt__Mpeg4Profile(soap, &n);
+		short soap_shaky = soap_begin_shaky(soap);
 		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__Mpeg4Profile, SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile, sizeof(enum tt__Mpeg4Profile), 0, soap_finsert, soap_fbase))
+		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__Mpeg4Profile, SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile, sizeof(std::string), 0, soap_finsert, soap_fbase))
 				break;
 			if (!soap_in_tt__Mpeg4Profile(soap, tag, NULL, "tt:Mpeg4Profile"))
 				break;
@@ -61508,7 +63344,18 @@ SOAP_FMAC3 std::vector<enum tt__Mpeg4Profile> * SOAP_FMAC4 soap_in_std__vectorTe
 		{	if (!soap_in_tt__Mpeg4Profile(soap, tag, &n, "tt:Mpeg4Profile"))
 				break;
 		}
-		a->insert(a->end(), n);
+		soap_end_shaky(soap, soap_shaky);
+		if (a->size())
+		{	const void *p = &*a->begin();
+			soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
+			if (p != &*a->begin())
+			{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container capacity increased: updating pointers\n"));
+				soap_update_pointers(soap, (const char*)&*a->begin(), (const char*)p, (a->size() - 1) * sizeof(std::string));
+			}
+		}
+		else
+		{	soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
+		}
 		if (!tag || *tag == '-')
 			return a;
 	}
@@ -61519,23 +63366,23 @@ SOAP_FMAC3 std::vector<enum tt__Mpeg4Profile> * SOAP_FMAC4 soap_in_std__vectorTe
 	return NULL;
 }
 
-SOAP_FMAC1 std::vector<enum tt__Mpeg4Profile>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
 {
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOftt__Mpeg4Profile(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
 	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<enum tt__Mpeg4Profile> *p;
-	size_t k = sizeof(std::vector<enum tt__Mpeg4Profile> );
+	std::vector<std::string> *p;
+	size_t k = sizeof(std::vector<std::string> );
 	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile, n, soap_fdelete);
 	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
 		return NULL;
 	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<enum tt__Mpeg4Profile> );
+	{	p = SOAP_NEW(soap, std::vector<std::string> );
 	}
 	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<enum tt__Mpeg4Profile> , n);
+	{	p = SOAP_NEW_ARRAY(soap, std::vector<std::string> , n);
 		k *= n;
 	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<enum tt__Mpeg4Profile>  location=%p n=%d\n", (void*)p, n));
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<std::string>  location=%p n=%d\n", (void*)p, n));
 	if (size)
 		*size = k;
 	if (!p)
@@ -61637,23 +63484,25 @@ SOAP_FMAC1 std::vector<tt__VideoResolution *>  * SOAP_FMAC2 soap_instantiate_std
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, std::vector<enum tt__CapabilityCategory> *p)
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, std::vector<std::string> *p)
 {
 	(void)soap; /* appease -Wall -Werror */
 	p->clear();
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, const std::vector<enum tt__CapabilityCategory> *a)
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, const std::vector<std::string> *a)
 {
 	(void)soap; (void)a;/* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
+	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
+		soap_serialize_tt__CapabilityCategory(soap, &(*i));
 #endif
 }
 
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, const char *tag, int id, const std::vector<enum tt__CapabilityCategory> *a, const char *type)
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, const char *tag, int id, const std::vector<std::string> *a, const char *type)
 {
 	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<enum tt__CapabilityCategory> ::const_iterator i = a->begin(); i != a->end(); ++i)
+	for (std::vector<std::string> ::const_iterator i = a->begin(); i != a->end(); ++i)
 	{
 		if (soap_out_tt__CapabilityCategory(soap, tag, id, &(*i), ""))
 			return soap->error;
@@ -61661,7 +63510,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__CapabilityCategory(s
 	return SOAP_OK;
 }
 
-SOAP_FMAC3 std::vector<enum tt__CapabilityCategory> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, const char *tag, std::vector<enum tt__CapabilityCategory> *a, const char *type)
+SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, const char *tag, std::vector<std::string> *a, const char *type)
 {
 	(void)type; /* appease -Wall -Werror */
 	short soap_flag;
@@ -61678,10 +63527,11 @@ SOAP_FMAC3 std::vector<enum tt__CapabilityCategory> * SOAP_FMAC4 soap_in_std__ve
 		{	soap->error = SOAP_OCCURS;
 			return NULL;
 		}
-		enum tt__CapabilityCategory n;
+		std::string n;
 		soap_default_tt__CapabilityCategory(soap, &n);
+		short soap_shaky = soap_begin_shaky(soap);
 		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__CapabilityCategory, SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory, sizeof(enum tt__CapabilityCategory), 0, soap_finsert, soap_fbase))
+		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__CapabilityCategory, SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory, sizeof(std::string), 0, soap_finsert, soap_fbase))
 				break;
 			if (!soap_in_tt__CapabilityCategory(soap, tag, NULL, "tt:CapabilityCategory"))
 				break;
@@ -61690,7 +63540,18 @@ SOAP_FMAC3 std::vector<enum tt__CapabilityCategory> * SOAP_FMAC4 soap_in_std__ve
 		{	if (!soap_in_tt__CapabilityCategory(soap, tag, &n, "tt:CapabilityCategory"))
 				break;
 		}
-		a->insert(a->end(), n);
+		soap_end_shaky(soap, soap_shaky);
+		if (a->size())
+		{	const void *p = &*a->begin();
+			soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
+			if (p != &*a->begin())
+			{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container capacity increased: updating pointers\n"));
+				soap_update_pointers(soap, (const char*)&*a->begin(), (const char*)p, (a->size() - 1) * sizeof(std::string));
+			}
+		}
+		else
+		{	soap_update_pointers(soap, (const char*)&(*a->insert(a->end(), n)), (const char*)&n, sizeof(std::string));
+		}
 		if (!tag || *tag == '-')
 			return a;
 	}
@@ -61701,23 +63562,23 @@ SOAP_FMAC3 std::vector<enum tt__CapabilityCategory> * SOAP_FMAC4 soap_in_std__ve
 	return NULL;
 }
 
-SOAP_FMAC1 std::vector<enum tt__CapabilityCategory>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
 {
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOftt__CapabilityCategory(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
 	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<enum tt__CapabilityCategory> *p;
-	size_t k = sizeof(std::vector<enum tt__CapabilityCategory> );
+	std::vector<std::string> *p;
+	size_t k = sizeof(std::vector<std::string> );
 	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory, n, soap_fdelete);
 	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
 		return NULL;
 	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<enum tt__CapabilityCategory> );
+	{	p = SOAP_NEW(soap, std::vector<std::string> );
 	}
 	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<enum tt__CapabilityCategory> , n);
+	{	p = SOAP_NEW_ARRAY(soap, std::vector<std::string> , n);
 		k *= n;
 	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<enum tt__CapabilityCategory>  location=%p n=%d\n", (void*)p, n));
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<std::string>  location=%p n=%d\n", (void*)p, n));
 	if (size)
 		*size = k;
 	if (!p)

@@ -1291,1033 +1291,6 @@ inline int soap_POST_recv_bool(struct soap *soap, bool *p)
 }
 #endif
 
-#ifndef SOAP_TYPE_tt__PTZPresetTourOperation_DEFINED
-#define SOAP_TYPE_tt__PTZPresetTourOperation_DEFINED
-
-inline void soap_default_tt__PTZPresetTourOperation(struct soap *soap, enum tt__PTZPresetTourOperation *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__PTZPresetTourOperation
-	*a = SOAP_DEFAULT_tt__PTZPresetTourOperation;
-#else
-	*a = (enum tt__PTZPresetTourOperation)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZPresetTourOperation(struct soap*, const char*, int, const enum tt__PTZPresetTourOperation *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__PTZPresetTourOperation2s(struct soap*, enum tt__PTZPresetTourOperation);
-SOAP_FMAC3 enum tt__PTZPresetTourOperation * SOAP_FMAC4 soap_in_tt__PTZPresetTourOperation(struct soap*, const char*, enum tt__PTZPresetTourOperation *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__PTZPresetTourOperation(struct soap*, const char*, enum tt__PTZPresetTourOperation *);
-
-SOAP_FMAC3 enum tt__PTZPresetTourOperation * SOAP_FMAC4 soap_new_tt__PTZPresetTourOperation(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__PTZPresetTourOperation(struct soap*, const enum tt__PTZPresetTourOperation *, const char*, const char*);
-
-inline int soap_write_tt__PTZPresetTourOperation(struct soap *soap, enum tt__PTZPresetTourOperation const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__PTZPresetTourOperation(soap, p, "tt:PTZPresetTourOperation", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__PTZPresetTourOperation(struct soap *soap, const char *URL, enum tt__PTZPresetTourOperation const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__PTZPresetTourOperation(soap, p, "tt:PTZPresetTourOperation", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__PTZPresetTourOperation(struct soap *soap, const char *URL, enum tt__PTZPresetTourOperation const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__PTZPresetTourOperation(soap, p, "tt:PTZPresetTourOperation", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__PTZPresetTourOperation(struct soap *soap, const char *URL, enum tt__PTZPresetTourOperation const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__PTZPresetTourOperation(soap, p, "tt:PTZPresetTourOperation", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__PTZPresetTourOperation * SOAP_FMAC4 soap_get_tt__PTZPresetTourOperation(struct soap*, enum tt__PTZPresetTourOperation *, const char*, const char*);
-
-inline int soap_read_tt__PTZPresetTourOperation(struct soap *soap, enum tt__PTZPresetTourOperation *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__PTZPresetTourOperation(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__PTZPresetTourOperation(struct soap *soap, const char *URL, enum tt__PTZPresetTourOperation *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__PTZPresetTourOperation(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__PTZPresetTourOperation(struct soap *soap, enum tt__PTZPresetTourOperation *p)
-{
-	if (::soap_read_tt__PTZPresetTourOperation(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__ReverseMode_DEFINED
-#define SOAP_TYPE_tt__ReverseMode_DEFINED
-
-inline void soap_default_tt__ReverseMode(struct soap *soap, enum tt__ReverseMode *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__ReverseMode
-	*a = SOAP_DEFAULT_tt__ReverseMode;
-#else
-	*a = (enum tt__ReverseMode)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ReverseMode(struct soap*, const char*, int, const enum tt__ReverseMode *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__ReverseMode2s(struct soap*, enum tt__ReverseMode);
-SOAP_FMAC3 enum tt__ReverseMode * SOAP_FMAC4 soap_in_tt__ReverseMode(struct soap*, const char*, enum tt__ReverseMode *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__ReverseMode(struct soap*, const char*, enum tt__ReverseMode *);
-
-SOAP_FMAC3 enum tt__ReverseMode * SOAP_FMAC4 soap_new_tt__ReverseMode(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__ReverseMode(struct soap*, const enum tt__ReverseMode *, const char*, const char*);
-
-inline int soap_write_tt__ReverseMode(struct soap *soap, enum tt__ReverseMode const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__ReverseMode(soap, p, "tt:ReverseMode", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__ReverseMode(struct soap *soap, const char *URL, enum tt__ReverseMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__ReverseMode(soap, p, "tt:ReverseMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__ReverseMode(struct soap *soap, const char *URL, enum tt__ReverseMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__ReverseMode(soap, p, "tt:ReverseMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__ReverseMode(struct soap *soap, const char *URL, enum tt__ReverseMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__ReverseMode(soap, p, "tt:ReverseMode", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__ReverseMode * SOAP_FMAC4 soap_get_tt__ReverseMode(struct soap*, enum tt__ReverseMode *, const char*, const char*);
-
-inline int soap_read_tt__ReverseMode(struct soap *soap, enum tt__ReverseMode *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__ReverseMode(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__ReverseMode(struct soap *soap, const char *URL, enum tt__ReverseMode *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__ReverseMode(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__ReverseMode(struct soap *soap, enum tt__ReverseMode *p)
-{
-	if (::soap_read_tt__ReverseMode(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__EFlipMode_DEFINED
-#define SOAP_TYPE_tt__EFlipMode_DEFINED
-
-inline void soap_default_tt__EFlipMode(struct soap *soap, enum tt__EFlipMode *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__EFlipMode
-	*a = SOAP_DEFAULT_tt__EFlipMode;
-#else
-	*a = (enum tt__EFlipMode)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__EFlipMode(struct soap*, const char*, int, const enum tt__EFlipMode *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__EFlipMode2s(struct soap*, enum tt__EFlipMode);
-SOAP_FMAC3 enum tt__EFlipMode * SOAP_FMAC4 soap_in_tt__EFlipMode(struct soap*, const char*, enum tt__EFlipMode *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__EFlipMode(struct soap*, const char*, enum tt__EFlipMode *);
-
-SOAP_FMAC3 enum tt__EFlipMode * SOAP_FMAC4 soap_new_tt__EFlipMode(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__EFlipMode(struct soap*, const enum tt__EFlipMode *, const char*, const char*);
-
-inline int soap_write_tt__EFlipMode(struct soap *soap, enum tt__EFlipMode const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__EFlipMode(soap, p, "tt:EFlipMode", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__EFlipMode(struct soap *soap, const char *URL, enum tt__EFlipMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__EFlipMode(soap, p, "tt:EFlipMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__EFlipMode(struct soap *soap, const char *URL, enum tt__EFlipMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__EFlipMode(soap, p, "tt:EFlipMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__EFlipMode(struct soap *soap, const char *URL, enum tt__EFlipMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__EFlipMode(soap, p, "tt:EFlipMode", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__EFlipMode * SOAP_FMAC4 soap_get_tt__EFlipMode(struct soap*, enum tt__EFlipMode *, const char*, const char*);
-
-inline int soap_read_tt__EFlipMode(struct soap *soap, enum tt__EFlipMode *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__EFlipMode(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__EFlipMode(struct soap *soap, const char *URL, enum tt__EFlipMode *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__EFlipMode(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__EFlipMode(struct soap *soap, enum tt__EFlipMode *p)
-{
-	if (::soap_read_tt__EFlipMode(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__CapabilityCategory_DEFINED
-#define SOAP_TYPE_tt__CapabilityCategory_DEFINED
-
-inline void soap_default_tt__CapabilityCategory(struct soap *soap, enum tt__CapabilityCategory *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__CapabilityCategory
-	*a = SOAP_DEFAULT_tt__CapabilityCategory;
-#else
-	*a = (enum tt__CapabilityCategory)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__CapabilityCategory(struct soap*, const char*, int, const enum tt__CapabilityCategory *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__CapabilityCategory2s(struct soap*, enum tt__CapabilityCategory);
-SOAP_FMAC3 enum tt__CapabilityCategory * SOAP_FMAC4 soap_in_tt__CapabilityCategory(struct soap*, const char*, enum tt__CapabilityCategory *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__CapabilityCategory(struct soap*, const char*, enum tt__CapabilityCategory *);
-
-SOAP_FMAC3 enum tt__CapabilityCategory * SOAP_FMAC4 soap_new_tt__CapabilityCategory(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__CapabilityCategory(struct soap*, const enum tt__CapabilityCategory *, const char*, const char*);
-
-inline int soap_write_tt__CapabilityCategory(struct soap *soap, enum tt__CapabilityCategory const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__CapabilityCategory(soap, p, "tt:CapabilityCategory", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__CapabilityCategory(struct soap *soap, const char *URL, enum tt__CapabilityCategory const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__CapabilityCategory(soap, p, "tt:CapabilityCategory", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__CapabilityCategory(struct soap *soap, const char *URL, enum tt__CapabilityCategory const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__CapabilityCategory(soap, p, "tt:CapabilityCategory", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__CapabilityCategory(struct soap *soap, const char *URL, enum tt__CapabilityCategory const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__CapabilityCategory(soap, p, "tt:CapabilityCategory", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__CapabilityCategory * SOAP_FMAC4 soap_get_tt__CapabilityCategory(struct soap*, enum tt__CapabilityCategory *, const char*, const char*);
-
-inline int soap_read_tt__CapabilityCategory(struct soap *soap, enum tt__CapabilityCategory *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__CapabilityCategory(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__CapabilityCategory(struct soap *soap, const char *URL, enum tt__CapabilityCategory *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__CapabilityCategory(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__CapabilityCategory(struct soap *soap, enum tt__CapabilityCategory *p)
-{
-	if (::soap_read_tt__CapabilityCategory(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__IPType_DEFINED
-#define SOAP_TYPE_tt__IPType_DEFINED
-
-inline void soap_default_tt__IPType(struct soap *soap, enum tt__IPType *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__IPType
-	*a = SOAP_DEFAULT_tt__IPType;
-#else
-	*a = (enum tt__IPType)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__IPType(struct soap*, const char*, int, const enum tt__IPType *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__IPType2s(struct soap*, enum tt__IPType);
-SOAP_FMAC3 enum tt__IPType * SOAP_FMAC4 soap_in_tt__IPType(struct soap*, const char*, enum tt__IPType *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__IPType(struct soap*, const char*, enum tt__IPType *);
-
-SOAP_FMAC3 enum tt__IPType * SOAP_FMAC4 soap_new_tt__IPType(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__IPType(struct soap*, const enum tt__IPType *, const char*, const char*);
-
-inline int soap_write_tt__IPType(struct soap *soap, enum tt__IPType const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__IPType(soap, p, "tt:IPType", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__IPType(struct soap *soap, const char *URL, enum tt__IPType const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__IPType(soap, p, "tt:IPType", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__IPType(struct soap *soap, const char *URL, enum tt__IPType const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__IPType(soap, p, "tt:IPType", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__IPType(struct soap *soap, const char *URL, enum tt__IPType const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__IPType(soap, p, "tt:IPType", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__IPType * SOAP_FMAC4 soap_get_tt__IPType(struct soap*, enum tt__IPType *, const char*, const char*);
-
-inline int soap_read_tt__IPType(struct soap *soap, enum tt__IPType *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__IPType(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__IPType(struct soap *soap, const char *URL, enum tt__IPType *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__IPType(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__IPType(struct soap *soap, enum tt__IPType *p)
-{
-	if (::soap_read_tt__IPType(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__TransportProtocol_DEFINED
-#define SOAP_TYPE_tt__TransportProtocol_DEFINED
-
-inline void soap_default_tt__TransportProtocol(struct soap *soap, enum tt__TransportProtocol *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__TransportProtocol
-	*a = SOAP_DEFAULT_tt__TransportProtocol;
-#else
-	*a = (enum tt__TransportProtocol)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__TransportProtocol(struct soap*, const char*, int, const enum tt__TransportProtocol *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__TransportProtocol2s(struct soap*, enum tt__TransportProtocol);
-SOAP_FMAC3 enum tt__TransportProtocol * SOAP_FMAC4 soap_in_tt__TransportProtocol(struct soap*, const char*, enum tt__TransportProtocol *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__TransportProtocol(struct soap*, const char*, enum tt__TransportProtocol *);
-
-SOAP_FMAC3 enum tt__TransportProtocol * SOAP_FMAC4 soap_new_tt__TransportProtocol(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__TransportProtocol(struct soap*, const enum tt__TransportProtocol *, const char*, const char*);
-
-inline int soap_write_tt__TransportProtocol(struct soap *soap, enum tt__TransportProtocol const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__TransportProtocol(soap, p, "tt:TransportProtocol", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__TransportProtocol(struct soap *soap, const char *URL, enum tt__TransportProtocol const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__TransportProtocol(soap, p, "tt:TransportProtocol", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__TransportProtocol(struct soap *soap, const char *URL, enum tt__TransportProtocol const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__TransportProtocol(soap, p, "tt:TransportProtocol", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__TransportProtocol(struct soap *soap, const char *URL, enum tt__TransportProtocol const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__TransportProtocol(soap, p, "tt:TransportProtocol", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__TransportProtocol * SOAP_FMAC4 soap_get_tt__TransportProtocol(struct soap*, enum tt__TransportProtocol *, const char*, const char*);
-
-inline int soap_read_tt__TransportProtocol(struct soap *soap, enum tt__TransportProtocol *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__TransportProtocol(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__TransportProtocol(struct soap *soap, const char *URL, enum tt__TransportProtocol *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__TransportProtocol(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__TransportProtocol(struct soap *soap, enum tt__TransportProtocol *p)
-{
-	if (::soap_read_tt__TransportProtocol(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__StreamType_DEFINED
-#define SOAP_TYPE_tt__StreamType_DEFINED
-
-inline void soap_default_tt__StreamType(struct soap *soap, enum tt__StreamType *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__StreamType
-	*a = SOAP_DEFAULT_tt__StreamType;
-#else
-	*a = (enum tt__StreamType)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__StreamType(struct soap*, const char*, int, const enum tt__StreamType *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__StreamType2s(struct soap*, enum tt__StreamType);
-SOAP_FMAC3 enum tt__StreamType * SOAP_FMAC4 soap_in_tt__StreamType(struct soap*, const char*, enum tt__StreamType *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__StreamType(struct soap*, const char*, enum tt__StreamType *);
-
-SOAP_FMAC3 enum tt__StreamType * SOAP_FMAC4 soap_new_tt__StreamType(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__StreamType(struct soap*, const enum tt__StreamType *, const char*, const char*);
-
-inline int soap_write_tt__StreamType(struct soap *soap, enum tt__StreamType const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__StreamType(soap, p, "tt:StreamType", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__StreamType(struct soap *soap, const char *URL, enum tt__StreamType const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__StreamType(soap, p, "tt:StreamType", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__StreamType(struct soap *soap, const char *URL, enum tt__StreamType const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__StreamType(soap, p, "tt:StreamType", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__StreamType(struct soap *soap, const char *URL, enum tt__StreamType const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__StreamType(soap, p, "tt:StreamType", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__StreamType * SOAP_FMAC4 soap_get_tt__StreamType(struct soap*, enum tt__StreamType *, const char*, const char*);
-
-inline int soap_read_tt__StreamType(struct soap *soap, enum tt__StreamType *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__StreamType(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__StreamType(struct soap *soap, const char *URL, enum tt__StreamType *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__StreamType(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__StreamType(struct soap *soap, enum tt__StreamType *p)
-{
-	if (::soap_read_tt__StreamType(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__AudioEncoding_DEFINED
-#define SOAP_TYPE_tt__AudioEncoding_DEFINED
-
-inline void soap_default_tt__AudioEncoding(struct soap *soap, enum tt__AudioEncoding *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__AudioEncoding
-	*a = SOAP_DEFAULT_tt__AudioEncoding;
-#else
-	*a = (enum tt__AudioEncoding)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AudioEncoding(struct soap*, const char*, int, const enum tt__AudioEncoding *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__AudioEncoding2s(struct soap*, enum tt__AudioEncoding);
-SOAP_FMAC3 enum tt__AudioEncoding * SOAP_FMAC4 soap_in_tt__AudioEncoding(struct soap*, const char*, enum tt__AudioEncoding *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__AudioEncoding(struct soap*, const char*, enum tt__AudioEncoding *);
-
-SOAP_FMAC3 enum tt__AudioEncoding * SOAP_FMAC4 soap_new_tt__AudioEncoding(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__AudioEncoding(struct soap*, const enum tt__AudioEncoding *, const char*, const char*);
-
-inline int soap_write_tt__AudioEncoding(struct soap *soap, enum tt__AudioEncoding const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__AudioEncoding(soap, p, "tt:AudioEncoding", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__AudioEncoding(struct soap *soap, const char *URL, enum tt__AudioEncoding const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__AudioEncoding(soap, p, "tt:AudioEncoding", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__AudioEncoding(struct soap *soap, const char *URL, enum tt__AudioEncoding const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__AudioEncoding(soap, p, "tt:AudioEncoding", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__AudioEncoding(struct soap *soap, const char *URL, enum tt__AudioEncoding const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__AudioEncoding(soap, p, "tt:AudioEncoding", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__AudioEncoding * SOAP_FMAC4 soap_get_tt__AudioEncoding(struct soap*, enum tt__AudioEncoding *, const char*, const char*);
-
-inline int soap_read_tt__AudioEncoding(struct soap *soap, enum tt__AudioEncoding *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__AudioEncoding(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__AudioEncoding(struct soap *soap, const char *URL, enum tt__AudioEncoding *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__AudioEncoding(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__AudioEncoding(struct soap *soap, enum tt__AudioEncoding *p)
-{
-	if (::soap_read_tt__AudioEncoding(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__H264Profile_DEFINED
-#define SOAP_TYPE_tt__H264Profile_DEFINED
-
-inline void soap_default_tt__H264Profile(struct soap *soap, enum tt__H264Profile *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__H264Profile
-	*a = SOAP_DEFAULT_tt__H264Profile;
-#else
-	*a = (enum tt__H264Profile)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__H264Profile(struct soap*, const char*, int, const enum tt__H264Profile *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__H264Profile2s(struct soap*, enum tt__H264Profile);
-SOAP_FMAC3 enum tt__H264Profile * SOAP_FMAC4 soap_in_tt__H264Profile(struct soap*, const char*, enum tt__H264Profile *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__H264Profile(struct soap*, const char*, enum tt__H264Profile *);
-
-SOAP_FMAC3 enum tt__H264Profile * SOAP_FMAC4 soap_new_tt__H264Profile(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__H264Profile(struct soap*, const enum tt__H264Profile *, const char*, const char*);
-
-inline int soap_write_tt__H264Profile(struct soap *soap, enum tt__H264Profile const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__H264Profile(soap, p, "tt:H264Profile", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__H264Profile(struct soap *soap, const char *URL, enum tt__H264Profile const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__H264Profile(soap, p, "tt:H264Profile", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__H264Profile(struct soap *soap, const char *URL, enum tt__H264Profile const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__H264Profile(soap, p, "tt:H264Profile", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__H264Profile(struct soap *soap, const char *URL, enum tt__H264Profile const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__H264Profile(soap, p, "tt:H264Profile", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__H264Profile * SOAP_FMAC4 soap_get_tt__H264Profile(struct soap*, enum tt__H264Profile *, const char*, const char*);
-
-inline int soap_read_tt__H264Profile(struct soap *soap, enum tt__H264Profile *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__H264Profile(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__H264Profile(struct soap *soap, const char *URL, enum tt__H264Profile *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__H264Profile(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__H264Profile(struct soap *soap, enum tt__H264Profile *p)
-{
-	if (::soap_read_tt__H264Profile(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__Mpeg4Profile_DEFINED
-#define SOAP_TYPE_tt__Mpeg4Profile_DEFINED
-
-inline void soap_default_tt__Mpeg4Profile(struct soap *soap, enum tt__Mpeg4Profile *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__Mpeg4Profile
-	*a = SOAP_DEFAULT_tt__Mpeg4Profile;
-#else
-	*a = (enum tt__Mpeg4Profile)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Mpeg4Profile(struct soap*, const char*, int, const enum tt__Mpeg4Profile *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__Mpeg4Profile2s(struct soap*, enum tt__Mpeg4Profile);
-SOAP_FMAC3 enum tt__Mpeg4Profile * SOAP_FMAC4 soap_in_tt__Mpeg4Profile(struct soap*, const char*, enum tt__Mpeg4Profile *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__Mpeg4Profile(struct soap*, const char*, enum tt__Mpeg4Profile *);
-
-SOAP_FMAC3 enum tt__Mpeg4Profile * SOAP_FMAC4 soap_new_tt__Mpeg4Profile(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__Mpeg4Profile(struct soap*, const enum tt__Mpeg4Profile *, const char*, const char*);
-
-inline int soap_write_tt__Mpeg4Profile(struct soap *soap, enum tt__Mpeg4Profile const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__Mpeg4Profile(soap, p, "tt:Mpeg4Profile", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__Mpeg4Profile(struct soap *soap, const char *URL, enum tt__Mpeg4Profile const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__Mpeg4Profile(soap, p, "tt:Mpeg4Profile", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__Mpeg4Profile(struct soap *soap, const char *URL, enum tt__Mpeg4Profile const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__Mpeg4Profile(soap, p, "tt:Mpeg4Profile", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__Mpeg4Profile(struct soap *soap, const char *URL, enum tt__Mpeg4Profile const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__Mpeg4Profile(soap, p, "tt:Mpeg4Profile", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__Mpeg4Profile * SOAP_FMAC4 soap_get_tt__Mpeg4Profile(struct soap*, enum tt__Mpeg4Profile *, const char*, const char*);
-
-inline int soap_read_tt__Mpeg4Profile(struct soap *soap, enum tt__Mpeg4Profile *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__Mpeg4Profile(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__Mpeg4Profile(struct soap *soap, const char *URL, enum tt__Mpeg4Profile *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__Mpeg4Profile(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__Mpeg4Profile(struct soap *soap, enum tt__Mpeg4Profile *p)
-{
-	if (::soap_read_tt__Mpeg4Profile(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__VideoEncoding_DEFINED
-#define SOAP_TYPE_tt__VideoEncoding_DEFINED
-
-inline void soap_default_tt__VideoEncoding(struct soap *soap, enum tt__VideoEncoding *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__VideoEncoding
-	*a = SOAP_DEFAULT_tt__VideoEncoding;
-#else
-	*a = (enum tt__VideoEncoding)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__VideoEncoding(struct soap*, const char*, int, const enum tt__VideoEncoding *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__VideoEncoding2s(struct soap*, enum tt__VideoEncoding);
-SOAP_FMAC3 enum tt__VideoEncoding * SOAP_FMAC4 soap_in_tt__VideoEncoding(struct soap*, const char*, enum tt__VideoEncoding *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__VideoEncoding(struct soap*, const char*, enum tt__VideoEncoding *);
-
-SOAP_FMAC3 enum tt__VideoEncoding * SOAP_FMAC4 soap_new_tt__VideoEncoding(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__VideoEncoding(struct soap*, const enum tt__VideoEncoding *, const char*, const char*);
-
-inline int soap_write_tt__VideoEncoding(struct soap *soap, enum tt__VideoEncoding const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__VideoEncoding(soap, p, "tt:VideoEncoding", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__VideoEncoding(struct soap *soap, const char *URL, enum tt__VideoEncoding const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__VideoEncoding(soap, p, "tt:VideoEncoding", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__VideoEncoding(struct soap *soap, const char *URL, enum tt__VideoEncoding const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__VideoEncoding(soap, p, "tt:VideoEncoding", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__VideoEncoding(struct soap *soap, const char *URL, enum tt__VideoEncoding const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__VideoEncoding(soap, p, "tt:VideoEncoding", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__VideoEncoding * SOAP_FMAC4 soap_get_tt__VideoEncoding(struct soap*, enum tt__VideoEncoding *, const char*, const char*);
-
-inline int soap_read_tt__VideoEncoding(struct soap *soap, enum tt__VideoEncoding *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__VideoEncoding(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__VideoEncoding(struct soap *soap, const char *URL, enum tt__VideoEncoding *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__VideoEncoding(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__VideoEncoding(struct soap *soap, enum tt__VideoEncoding *p)
-{
-	if (::soap_read_tt__VideoEncoding(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__SceneOrientationMode_DEFINED
-#define SOAP_TYPE_tt__SceneOrientationMode_DEFINED
-
-inline void soap_default_tt__SceneOrientationMode(struct soap *soap, enum tt__SceneOrientationMode *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__SceneOrientationMode
-	*a = SOAP_DEFAULT_tt__SceneOrientationMode;
-#else
-	*a = (enum tt__SceneOrientationMode)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SceneOrientationMode(struct soap*, const char*, int, const enum tt__SceneOrientationMode *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__SceneOrientationMode2s(struct soap*, enum tt__SceneOrientationMode);
-SOAP_FMAC3 enum tt__SceneOrientationMode * SOAP_FMAC4 soap_in_tt__SceneOrientationMode(struct soap*, const char*, enum tt__SceneOrientationMode *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__SceneOrientationMode(struct soap*, const char*, enum tt__SceneOrientationMode *);
-
-SOAP_FMAC3 enum tt__SceneOrientationMode * SOAP_FMAC4 soap_new_tt__SceneOrientationMode(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__SceneOrientationMode(struct soap*, const enum tt__SceneOrientationMode *, const char*, const char*);
-
-inline int soap_write_tt__SceneOrientationMode(struct soap *soap, enum tt__SceneOrientationMode const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__SceneOrientationMode(soap, p, "tt:SceneOrientationMode", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__SceneOrientationMode(struct soap *soap, const char *URL, enum tt__SceneOrientationMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__SceneOrientationMode(soap, p, "tt:SceneOrientationMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__SceneOrientationMode(struct soap *soap, const char *URL, enum tt__SceneOrientationMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__SceneOrientationMode(soap, p, "tt:SceneOrientationMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__SceneOrientationMode(struct soap *soap, const char *URL, enum tt__SceneOrientationMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__SceneOrientationMode(soap, p, "tt:SceneOrientationMode", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__SceneOrientationMode * SOAP_FMAC4 soap_get_tt__SceneOrientationMode(struct soap*, enum tt__SceneOrientationMode *, const char*, const char*);
-
-inline int soap_read_tt__SceneOrientationMode(struct soap *soap, enum tt__SceneOrientationMode *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__SceneOrientationMode(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__SceneOrientationMode(struct soap *soap, const char *URL, enum tt__SceneOrientationMode *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__SceneOrientationMode(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__SceneOrientationMode(struct soap *soap, enum tt__SceneOrientationMode *p)
-{
-	if (::soap_read_tt__SceneOrientationMode(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
-#ifndef SOAP_TYPE_tt__RotateMode_DEFINED
-#define SOAP_TYPE_tt__RotateMode_DEFINED
-
-inline void soap_default_tt__RotateMode(struct soap *soap, enum tt__RotateMode *a)
-{
-	(void)soap; /* appease -Wall -Werror */
-#ifdef SOAP_DEFAULT_tt__RotateMode
-	*a = SOAP_DEFAULT_tt__RotateMode;
-#else
-	*a = (enum tt__RotateMode)0;
-#endif
-}
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__RotateMode(struct soap*, const char*, int, const enum tt__RotateMode *, const char*);
-SOAP_FMAC3S const char* SOAP_FMAC4S soap_tt__RotateMode2s(struct soap*, enum tt__RotateMode);
-SOAP_FMAC3 enum tt__RotateMode * SOAP_FMAC4 soap_in_tt__RotateMode(struct soap*, const char*, enum tt__RotateMode *, const char*);
-SOAP_FMAC3S int SOAP_FMAC4S soap_s2tt__RotateMode(struct soap*, const char*, enum tt__RotateMode *);
-
-SOAP_FMAC3 enum tt__RotateMode * SOAP_FMAC4 soap_new_tt__RotateMode(struct soap *soap, int n = -1);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__RotateMode(struct soap*, const enum tt__RotateMode *, const char*, const char*);
-
-inline int soap_write_tt__RotateMode(struct soap *soap, enum tt__RotateMode const*p)
-{
-	soap_free_temp(soap);
-	if (p)
-	{	if (soap_begin_send(soap) || ::soap_put_tt__RotateMode(soap, p, "tt:RotateMode", "") || soap_end_send(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_PUT_tt__RotateMode(struct soap *soap, const char *URL, enum tt__RotateMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__RotateMode(soap, p, "tt:RotateMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_PATCH_tt__RotateMode(struct soap *soap, const char *URL, enum tt__RotateMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__RotateMode(soap, p, "tt:RotateMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-
-inline int soap_POST_send_tt__RotateMode(struct soap *soap, const char *URL, enum tt__RotateMode const*p)
-{
-	soap_free_temp(soap);
-	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__RotateMode(soap, p, "tt:RotateMode", "") || soap_end_send(soap))
-		return soap_closesock(soap);
-	return SOAP_OK;
-}
-SOAP_FMAC3 enum tt__RotateMode * SOAP_FMAC4 soap_get_tt__RotateMode(struct soap*, enum tt__RotateMode *, const char*, const char*);
-
-inline int soap_read_tt__RotateMode(struct soap *soap, enum tt__RotateMode *p)
-{
-	if (p)
-	{	if (soap_begin_recv(soap) || ::soap_get_tt__RotateMode(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-inline int soap_GET_tt__RotateMode(struct soap *soap, const char *URL, enum tt__RotateMode *p)
-{
-	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__RotateMode(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-
-inline int soap_POST_recv_tt__RotateMode(struct soap *soap, enum tt__RotateMode *p)
-{
-	if (::soap_read_tt__RotateMode(soap, p))
-		return soap_closesock(soap);
-	return soap_closesock(soap);
-}
-#endif
-
 #ifndef SOAP_TYPE_tptz1__RemovePresetResponse_DEFINED
 #define SOAP_TYPE_tptz1__RemovePresetResponse_DEFINED
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tptz1__RemovePresetResponse(struct soap*, const char*, int, const tptz1__RemovePresetResponse *, const char*);
@@ -2861,6 +1834,88 @@ inline int soap_POST_recv_tt__ReferenceToken(struct soap *soap, std::string *p)
 }
 #endif
 
+#ifndef SOAP_TYPE_tt__PTZPresetTourOperation_DEFINED
+#define SOAP_TYPE_tt__PTZPresetTourOperation_DEFINED
+
+inline void soap_default_tt__PTZPresetTourOperation(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__PTZPresetTourOperation(struct soap*, const std::string *);
+
+#define soap_tt__PTZPresetTourOperation2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZPresetTourOperation(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__PTZPresetTourOperation(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__PTZPresetTourOperation(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__PTZPresetTourOperation soap_instantiate_std__string
+
+
+#define soap_new_tt__PTZPresetTourOperation soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__PTZPresetTourOperation(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__PTZPresetTourOperation(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__PTZPresetTourOperation(soap, p, "tt:PTZPresetTourOperation", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__PTZPresetTourOperation(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__PTZPresetTourOperation(soap, p, "tt:PTZPresetTourOperation", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__PTZPresetTourOperation(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__PTZPresetTourOperation(soap, p, "tt:PTZPresetTourOperation", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__PTZPresetTourOperation(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__PTZPresetTourOperation(soap, p, "tt:PTZPresetTourOperation", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__PTZPresetTourOperation(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__PTZPresetTourOperation(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__PTZPresetTourOperation(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__PTZPresetTourOperation(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__PTZPresetTourOperation(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__PTZPresetTourOperation(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__PTZPresetTourOperation(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
 #ifndef SOAP_TYPE_tt__AuxiliaryData_DEFINED
 #define SOAP_TYPE_tt__AuxiliaryData_DEFINED
 
@@ -2938,6 +1993,416 @@ inline int soap_GET_tt__AuxiliaryData(struct soap *soap, const char *URL, std::s
 inline int soap_POST_recv_tt__AuxiliaryData(struct soap *soap, std::string *p)
 {
 	if (::soap_read_tt__AuxiliaryData(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__ReverseMode_DEFINED
+#define SOAP_TYPE_tt__ReverseMode_DEFINED
+
+inline void soap_default_tt__ReverseMode(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__ReverseMode(struct soap*, const std::string *);
+
+#define soap_tt__ReverseMode2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ReverseMode(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__ReverseMode(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__ReverseMode(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__ReverseMode soap_instantiate_std__string
+
+
+#define soap_new_tt__ReverseMode soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__ReverseMode(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__ReverseMode(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__ReverseMode(soap, p, "tt:ReverseMode", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__ReverseMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__ReverseMode(soap, p, "tt:ReverseMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__ReverseMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__ReverseMode(soap, p, "tt:ReverseMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__ReverseMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__ReverseMode(soap, p, "tt:ReverseMode", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__ReverseMode(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__ReverseMode(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__ReverseMode(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__ReverseMode(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__ReverseMode(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__ReverseMode(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__ReverseMode(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__EFlipMode_DEFINED
+#define SOAP_TYPE_tt__EFlipMode_DEFINED
+
+inline void soap_default_tt__EFlipMode(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__EFlipMode(struct soap*, const std::string *);
+
+#define soap_tt__EFlipMode2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__EFlipMode(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__EFlipMode(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__EFlipMode(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__EFlipMode soap_instantiate_std__string
+
+
+#define soap_new_tt__EFlipMode soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__EFlipMode(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__EFlipMode(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__EFlipMode(soap, p, "tt:EFlipMode", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__EFlipMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__EFlipMode(soap, p, "tt:EFlipMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__EFlipMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__EFlipMode(soap, p, "tt:EFlipMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__EFlipMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__EFlipMode(soap, p, "tt:EFlipMode", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__EFlipMode(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__EFlipMode(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__EFlipMode(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__EFlipMode(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__EFlipMode(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__EFlipMode(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__EFlipMode(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__SetDateTimeType_DEFINED
+#define SOAP_TYPE_tt__SetDateTimeType_DEFINED
+
+inline void soap_default_tt__SetDateTimeType(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__SetDateTimeType(struct soap*, const std::string *);
+
+#define soap_tt__SetDateTimeType2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SetDateTimeType(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__SetDateTimeType(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__SetDateTimeType(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__SetDateTimeType soap_instantiate_std__string
+
+
+#define soap_new_tt__SetDateTimeType soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__SetDateTimeType(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__SetDateTimeType(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__SetDateTimeType(soap, p, "tt:SetDateTimeType", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__SetDateTimeType(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__SetDateTimeType(soap, p, "tt:SetDateTimeType", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__SetDateTimeType(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__SetDateTimeType(soap, p, "tt:SetDateTimeType", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__SetDateTimeType(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__SetDateTimeType(soap, p, "tt:SetDateTimeType", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__SetDateTimeType(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__SetDateTimeType(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__SetDateTimeType(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__SetDateTimeType(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__SetDateTimeType(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__SetDateTimeType(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__SetDateTimeType(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__CapabilityCategory_DEFINED
+#define SOAP_TYPE_tt__CapabilityCategory_DEFINED
+
+inline void soap_default_tt__CapabilityCategory(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__CapabilityCategory(struct soap*, const std::string *);
+
+#define soap_tt__CapabilityCategory2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__CapabilityCategory(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__CapabilityCategory(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__CapabilityCategory(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__CapabilityCategory soap_instantiate_std__string
+
+
+#define soap_new_tt__CapabilityCategory soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__CapabilityCategory(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__CapabilityCategory(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__CapabilityCategory(soap, p, "tt:CapabilityCategory", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__CapabilityCategory(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__CapabilityCategory(soap, p, "tt:CapabilityCategory", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__CapabilityCategory(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__CapabilityCategory(soap, p, "tt:CapabilityCategory", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__CapabilityCategory(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__CapabilityCategory(soap, p, "tt:CapabilityCategory", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__CapabilityCategory(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__CapabilityCategory(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__CapabilityCategory(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__CapabilityCategory(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__CapabilityCategory(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__CapabilityCategory(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__CapabilityCategory(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__IPType_DEFINED
+#define SOAP_TYPE_tt__IPType_DEFINED
+
+inline void soap_default_tt__IPType(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__IPType(struct soap*, const std::string *);
+
+#define soap_tt__IPType2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__IPType(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__IPType(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__IPType(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__IPType soap_instantiate_std__string
+
+
+#define soap_new_tt__IPType soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__IPType(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__IPType(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__IPType(soap, p, "tt:IPType", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__IPType(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__IPType(soap, p, "tt:IPType", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__IPType(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__IPType(soap, p, "tt:IPType", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__IPType(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__IPType(soap, p, "tt:IPType", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__IPType(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__IPType(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__IPType(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__IPType(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__IPType(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__IPType(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__IPType(soap, p))
 		return soap_closesock(soap);
 	return soap_closesock(soap);
 }
@@ -3049,6 +2514,662 @@ inline int soap_POST_recv_tt__AuxiliaryData(struct soap *soap, std::string *p)
 
 #define soap_POST_recv_tt__IPv4Address soap_POST_recv_xsd__token
 
+#endif
+
+#ifndef SOAP_TYPE_tt__TransportProtocol_DEFINED
+#define SOAP_TYPE_tt__TransportProtocol_DEFINED
+
+inline void soap_default_tt__TransportProtocol(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__TransportProtocol(struct soap*, const std::string *);
+
+#define soap_tt__TransportProtocol2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__TransportProtocol(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__TransportProtocol(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__TransportProtocol(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__TransportProtocol soap_instantiate_std__string
+
+
+#define soap_new_tt__TransportProtocol soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__TransportProtocol(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__TransportProtocol(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__TransportProtocol(soap, p, "tt:TransportProtocol", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__TransportProtocol(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__TransportProtocol(soap, p, "tt:TransportProtocol", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__TransportProtocol(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__TransportProtocol(soap, p, "tt:TransportProtocol", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__TransportProtocol(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__TransportProtocol(soap, p, "tt:TransportProtocol", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__TransportProtocol(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__TransportProtocol(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__TransportProtocol(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__TransportProtocol(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__TransportProtocol(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__TransportProtocol(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__TransportProtocol(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__StreamType_DEFINED
+#define SOAP_TYPE_tt__StreamType_DEFINED
+
+inline void soap_default_tt__StreamType(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__StreamType(struct soap*, const std::string *);
+
+#define soap_tt__StreamType2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__StreamType(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__StreamType(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__StreamType(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__StreamType soap_instantiate_std__string
+
+
+#define soap_new_tt__StreamType soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__StreamType(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__StreamType(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__StreamType(soap, p, "tt:StreamType", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__StreamType(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__StreamType(soap, p, "tt:StreamType", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__StreamType(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__StreamType(soap, p, "tt:StreamType", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__StreamType(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__StreamType(soap, p, "tt:StreamType", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__StreamType(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__StreamType(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__StreamType(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__StreamType(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__StreamType(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__StreamType(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__StreamType(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__AudioEncoding_DEFINED
+#define SOAP_TYPE_tt__AudioEncoding_DEFINED
+
+inline void soap_default_tt__AudioEncoding(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__AudioEncoding(struct soap*, const std::string *);
+
+#define soap_tt__AudioEncoding2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AudioEncoding(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__AudioEncoding(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__AudioEncoding(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__AudioEncoding soap_instantiate_std__string
+
+
+#define soap_new_tt__AudioEncoding soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__AudioEncoding(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__AudioEncoding(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__AudioEncoding(soap, p, "tt:AudioEncoding", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__AudioEncoding(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__AudioEncoding(soap, p, "tt:AudioEncoding", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__AudioEncoding(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__AudioEncoding(soap, p, "tt:AudioEncoding", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__AudioEncoding(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__AudioEncoding(soap, p, "tt:AudioEncoding", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__AudioEncoding(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__AudioEncoding(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__AudioEncoding(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__AudioEncoding(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__AudioEncoding(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__AudioEncoding(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__AudioEncoding(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__H264Profile_DEFINED
+#define SOAP_TYPE_tt__H264Profile_DEFINED
+
+inline void soap_default_tt__H264Profile(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__H264Profile(struct soap*, const std::string *);
+
+#define soap_tt__H264Profile2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__H264Profile(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__H264Profile(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__H264Profile(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__H264Profile soap_instantiate_std__string
+
+
+#define soap_new_tt__H264Profile soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__H264Profile(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__H264Profile(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__H264Profile(soap, p, "tt:H264Profile", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__H264Profile(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__H264Profile(soap, p, "tt:H264Profile", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__H264Profile(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__H264Profile(soap, p, "tt:H264Profile", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__H264Profile(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__H264Profile(soap, p, "tt:H264Profile", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__H264Profile(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__H264Profile(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__H264Profile(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__H264Profile(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__H264Profile(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__H264Profile(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__H264Profile(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__Mpeg4Profile_DEFINED
+#define SOAP_TYPE_tt__Mpeg4Profile_DEFINED
+
+inline void soap_default_tt__Mpeg4Profile(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__Mpeg4Profile(struct soap*, const std::string *);
+
+#define soap_tt__Mpeg4Profile2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Mpeg4Profile(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__Mpeg4Profile(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__Mpeg4Profile(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__Mpeg4Profile soap_instantiate_std__string
+
+
+#define soap_new_tt__Mpeg4Profile soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__Mpeg4Profile(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__Mpeg4Profile(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__Mpeg4Profile(soap, p, "tt:Mpeg4Profile", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__Mpeg4Profile(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__Mpeg4Profile(soap, p, "tt:Mpeg4Profile", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__Mpeg4Profile(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__Mpeg4Profile(soap, p, "tt:Mpeg4Profile", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__Mpeg4Profile(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__Mpeg4Profile(soap, p, "tt:Mpeg4Profile", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__Mpeg4Profile(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__Mpeg4Profile(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__Mpeg4Profile(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__Mpeg4Profile(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__Mpeg4Profile(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__Mpeg4Profile(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__Mpeg4Profile(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__VideoEncoding_DEFINED
+#define SOAP_TYPE_tt__VideoEncoding_DEFINED
+
+inline void soap_default_tt__VideoEncoding(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__VideoEncoding(struct soap*, const std::string *);
+
+#define soap_tt__VideoEncoding2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__VideoEncoding(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__VideoEncoding(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__VideoEncoding(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__VideoEncoding soap_instantiate_std__string
+
+
+#define soap_new_tt__VideoEncoding soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__VideoEncoding(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__VideoEncoding(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__VideoEncoding(soap, p, "tt:VideoEncoding", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__VideoEncoding(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__VideoEncoding(soap, p, "tt:VideoEncoding", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__VideoEncoding(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__VideoEncoding(soap, p, "tt:VideoEncoding", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__VideoEncoding(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__VideoEncoding(soap, p, "tt:VideoEncoding", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__VideoEncoding(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__VideoEncoding(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__VideoEncoding(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__VideoEncoding(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__VideoEncoding(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__VideoEncoding(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__VideoEncoding(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__SceneOrientationMode_DEFINED
+#define SOAP_TYPE_tt__SceneOrientationMode_DEFINED
+
+inline void soap_default_tt__SceneOrientationMode(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__SceneOrientationMode(struct soap*, const std::string *);
+
+#define soap_tt__SceneOrientationMode2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SceneOrientationMode(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__SceneOrientationMode(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__SceneOrientationMode(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__SceneOrientationMode soap_instantiate_std__string
+
+
+#define soap_new_tt__SceneOrientationMode soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__SceneOrientationMode(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__SceneOrientationMode(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__SceneOrientationMode(soap, p, "tt:SceneOrientationMode", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__SceneOrientationMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__SceneOrientationMode(soap, p, "tt:SceneOrientationMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__SceneOrientationMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__SceneOrientationMode(soap, p, "tt:SceneOrientationMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__SceneOrientationMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__SceneOrientationMode(soap, p, "tt:SceneOrientationMode", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__SceneOrientationMode(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__SceneOrientationMode(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__SceneOrientationMode(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__SceneOrientationMode(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__SceneOrientationMode(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__SceneOrientationMode(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__SceneOrientationMode(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__RotateMode_DEFINED
+#define SOAP_TYPE_tt__RotateMode_DEFINED
+
+inline void soap_default_tt__RotateMode(struct soap *soap, std::string *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->erase();
+}
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_tt__RotateMode(struct soap*, const std::string *);
+
+#define soap_tt__RotateMode2s(soap, a) ((a).c_str())
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__RotateMode(struct soap*, const char*, int, const std::string*, const char*);
+
+#define soap_s2tt__RotateMode(soap, s, a) soap_s2stdchar((soap), (s), (a), 1, 0, -1, NULL)
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_in_tt__RotateMode(struct soap*, const char*, std::string*, const char*);
+
+#define soap_instantiate_tt__RotateMode soap_instantiate_std__string
+
+
+#define soap_new_tt__RotateMode soap_new_std__string
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_tt__RotateMode(struct soap*, const std::string *, const char*, const char*);
+
+inline int soap_write_tt__RotateMode(struct soap *soap, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || ::soap_put_tt__RotateMode(soap, p, "tt:RotateMode", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__RotateMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__RotateMode(soap, p, "tt:RotateMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__RotateMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__RotateMode(soap, p, "tt:RotateMode", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__RotateMode(struct soap *soap, const char *URL, std::string const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || ::soap_put_tt__RotateMode(soap, p, "tt:RotateMode", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 std::string * SOAP_FMAC4 soap_get_tt__RotateMode(struct soap*, std::string *, const char*, const char*);
+
+inline int soap_read_tt__RotateMode(struct soap *soap, std::string *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || ::soap_get_tt__RotateMode(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__RotateMode(struct soap *soap, const char *URL, std::string *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__RotateMode(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__RotateMode(struct soap *soap, std::string *p)
+{
+	if (::soap_read_tt__RotateMode(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
 #endif
 
 #ifndef SOAP_TYPE_tt__Name_DEFINED
@@ -8598,6 +8719,594 @@ inline int soap_POST_recv_tt__PTZNode(struct soap *soap, tt__PTZNode *p)
 }
 #endif
 
+#ifndef SOAP_TYPE_tt__TimeZone_DEFINED
+#define SOAP_TYPE_tt__TimeZone_DEFINED
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__TimeZone(struct soap*, const char*, int, const tt__TimeZone *, const char*);
+SOAP_FMAC3 tt__TimeZone * SOAP_FMAC4 soap_in_tt__TimeZone(struct soap*, const char*, tt__TimeZone *, const char*);
+SOAP_FMAC1 tt__TimeZone * SOAP_FMAC2 soap_instantiate_tt__TimeZone(struct soap*, int, const char*, const char*, size_t*);
+
+inline tt__TimeZone * soap_new_tt__TimeZone(struct soap *soap, int n = -1)
+{
+	return soap_instantiate_tt__TimeZone(soap, n, NULL, NULL, NULL);
+}
+
+inline tt__TimeZone * soap_new_req_tt__TimeZone(
+	struct soap *soap,
+	const std::string& TZ)
+{
+	tt__TimeZone *_p = ::soap_new_tt__TimeZone(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__TimeZone::TZ = TZ;
+	}
+	return _p;
+}
+
+inline tt__TimeZone * soap_new_set_tt__TimeZone(
+	struct soap *soap,
+	const std::string& TZ)
+{
+	tt__TimeZone *_p = ::soap_new_tt__TimeZone(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__TimeZone::TZ = TZ;
+	}
+	return _p;
+}
+
+inline int soap_write_tt__TimeZone(struct soap *soap, tt__TimeZone const*p)
+{
+	soap_free_temp(soap);
+	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:TimeZone", p->soap_type() == SOAP_TYPE_tt__TimeZone ? "" : NULL) || soap_end_send(soap))
+		return soap->error;
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__TimeZone(struct soap *soap, const char *URL, tt__TimeZone const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:TimeZone", p->soap_type() == SOAP_TYPE_tt__TimeZone ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__TimeZone(struct soap *soap, const char *URL, tt__TimeZone const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:TimeZone", p->soap_type() == SOAP_TYPE_tt__TimeZone ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__TimeZone(struct soap *soap, const char *URL, tt__TimeZone const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:TimeZone", p->soap_type() == SOAP_TYPE_tt__TimeZone ? "" : NULL) || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 tt__TimeZone * SOAP_FMAC4 soap_get_tt__TimeZone(struct soap*, tt__TimeZone *, const char*, const char*);
+
+inline int soap_read_tt__TimeZone(struct soap *soap, tt__TimeZone *p)
+{
+	if (p)
+	{	p->soap_default(soap);
+		if (soap_begin_recv(soap) || ::soap_get_tt__TimeZone(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__TimeZone(struct soap *soap, const char *URL, tt__TimeZone *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__TimeZone(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__TimeZone(struct soap *soap, tt__TimeZone *p)
+{
+	if (::soap_read_tt__TimeZone(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__Time_DEFINED
+#define SOAP_TYPE_tt__Time_DEFINED
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Time(struct soap*, const char*, int, const tt__Time *, const char*);
+SOAP_FMAC3 tt__Time * SOAP_FMAC4 soap_in_tt__Time(struct soap*, const char*, tt__Time *, const char*);
+SOAP_FMAC1 tt__Time * SOAP_FMAC2 soap_instantiate_tt__Time(struct soap*, int, const char*, const char*, size_t*);
+
+inline tt__Time * soap_new_tt__Time(struct soap *soap, int n = -1)
+{
+	return soap_instantiate_tt__Time(soap, n, NULL, NULL, NULL);
+}
+
+inline tt__Time * soap_new_req_tt__Time(
+	struct soap *soap,
+	int Hour,
+	int Minute,
+	int Second)
+{
+	tt__Time *_p = ::soap_new_tt__Time(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__Time::Hour = Hour;
+		_p->tt__Time::Minute = Minute;
+		_p->tt__Time::Second = Second;
+	}
+	return _p;
+}
+
+inline tt__Time * soap_new_set_tt__Time(
+	struct soap *soap,
+	int Hour,
+	int Minute,
+	int Second)
+{
+	tt__Time *_p = ::soap_new_tt__Time(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__Time::Hour = Hour;
+		_p->tt__Time::Minute = Minute;
+		_p->tt__Time::Second = Second;
+	}
+	return _p;
+}
+
+inline int soap_write_tt__Time(struct soap *soap, tt__Time const*p)
+{
+	soap_free_temp(soap);
+	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:Time", p->soap_type() == SOAP_TYPE_tt__Time ? "" : NULL) || soap_end_send(soap))
+		return soap->error;
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__Time(struct soap *soap, const char *URL, tt__Time const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:Time", p->soap_type() == SOAP_TYPE_tt__Time ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__Time(struct soap *soap, const char *URL, tt__Time const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:Time", p->soap_type() == SOAP_TYPE_tt__Time ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__Time(struct soap *soap, const char *URL, tt__Time const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:Time", p->soap_type() == SOAP_TYPE_tt__Time ? "" : NULL) || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 tt__Time * SOAP_FMAC4 soap_get_tt__Time(struct soap*, tt__Time *, const char*, const char*);
+
+inline int soap_read_tt__Time(struct soap *soap, tt__Time *p)
+{
+	if (p)
+	{	p->soap_default(soap);
+		if (soap_begin_recv(soap) || ::soap_get_tt__Time(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__Time(struct soap *soap, const char *URL, tt__Time *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__Time(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__Time(struct soap *soap, tt__Time *p)
+{
+	if (::soap_read_tt__Time(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__Date_DEFINED
+#define SOAP_TYPE_tt__Date_DEFINED
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Date(struct soap*, const char*, int, const tt__Date *, const char*);
+SOAP_FMAC3 tt__Date * SOAP_FMAC4 soap_in_tt__Date(struct soap*, const char*, tt__Date *, const char*);
+SOAP_FMAC1 tt__Date * SOAP_FMAC2 soap_instantiate_tt__Date(struct soap*, int, const char*, const char*, size_t*);
+
+inline tt__Date * soap_new_tt__Date(struct soap *soap, int n = -1)
+{
+	return soap_instantiate_tt__Date(soap, n, NULL, NULL, NULL);
+}
+
+inline tt__Date * soap_new_req_tt__Date(
+	struct soap *soap,
+	int Year,
+	int Month,
+	int Day)
+{
+	tt__Date *_p = ::soap_new_tt__Date(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__Date::Year = Year;
+		_p->tt__Date::Month = Month;
+		_p->tt__Date::Day = Day;
+	}
+	return _p;
+}
+
+inline tt__Date * soap_new_set_tt__Date(
+	struct soap *soap,
+	int Year,
+	int Month,
+	int Day)
+{
+	tt__Date *_p = ::soap_new_tt__Date(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__Date::Year = Year;
+		_p->tt__Date::Month = Month;
+		_p->tt__Date::Day = Day;
+	}
+	return _p;
+}
+
+inline int soap_write_tt__Date(struct soap *soap, tt__Date const*p)
+{
+	soap_free_temp(soap);
+	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:Date", p->soap_type() == SOAP_TYPE_tt__Date ? "" : NULL) || soap_end_send(soap))
+		return soap->error;
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__Date(struct soap *soap, const char *URL, tt__Date const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:Date", p->soap_type() == SOAP_TYPE_tt__Date ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__Date(struct soap *soap, const char *URL, tt__Date const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:Date", p->soap_type() == SOAP_TYPE_tt__Date ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__Date(struct soap *soap, const char *URL, tt__Date const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:Date", p->soap_type() == SOAP_TYPE_tt__Date ? "" : NULL) || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 tt__Date * SOAP_FMAC4 soap_get_tt__Date(struct soap*, tt__Date *, const char*, const char*);
+
+inline int soap_read_tt__Date(struct soap *soap, tt__Date *p)
+{
+	if (p)
+	{	p->soap_default(soap);
+		if (soap_begin_recv(soap) || ::soap_get_tt__Date(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__Date(struct soap *soap, const char *URL, tt__Date *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__Date(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__Date(struct soap *soap, tt__Date *p)
+{
+	if (::soap_read_tt__Date(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__DateTime_DEFINED
+#define SOAP_TYPE_tt__DateTime_DEFINED
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__DateTime(struct soap*, const char*, int, const tt__DateTime *, const char*);
+SOAP_FMAC3 tt__DateTime * SOAP_FMAC4 soap_in_tt__DateTime(struct soap*, const char*, tt__DateTime *, const char*);
+SOAP_FMAC1 tt__DateTime * SOAP_FMAC2 soap_instantiate_tt__DateTime(struct soap*, int, const char*, const char*, size_t*);
+
+inline tt__DateTime * soap_new_tt__DateTime(struct soap *soap, int n = -1)
+{
+	return soap_instantiate_tt__DateTime(soap, n, NULL, NULL, NULL);
+}
+
+inline tt__DateTime * soap_new_req_tt__DateTime(
+	struct soap *soap,
+	tt__Time *Time,
+	tt__Date *Date)
+{
+	tt__DateTime *_p = ::soap_new_tt__DateTime(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__DateTime::Time = Time;
+		_p->tt__DateTime::Date = Date;
+	}
+	return _p;
+}
+
+inline tt__DateTime * soap_new_set_tt__DateTime(
+	struct soap *soap,
+	tt__Time *Time,
+	tt__Date *Date)
+{
+	tt__DateTime *_p = ::soap_new_tt__DateTime(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__DateTime::Time = Time;
+		_p->tt__DateTime::Date = Date;
+	}
+	return _p;
+}
+
+inline int soap_write_tt__DateTime(struct soap *soap, tt__DateTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:DateTime", p->soap_type() == SOAP_TYPE_tt__DateTime ? "" : NULL) || soap_end_send(soap))
+		return soap->error;
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__DateTime(struct soap *soap, const char *URL, tt__DateTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:DateTime", p->soap_type() == SOAP_TYPE_tt__DateTime ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__DateTime(struct soap *soap, const char *URL, tt__DateTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:DateTime", p->soap_type() == SOAP_TYPE_tt__DateTime ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__DateTime(struct soap *soap, const char *URL, tt__DateTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:DateTime", p->soap_type() == SOAP_TYPE_tt__DateTime ? "" : NULL) || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 tt__DateTime * SOAP_FMAC4 soap_get_tt__DateTime(struct soap*, tt__DateTime *, const char*, const char*);
+
+inline int soap_read_tt__DateTime(struct soap *soap, tt__DateTime *p)
+{
+	if (p)
+	{	p->soap_default(soap);
+		if (soap_begin_recv(soap) || ::soap_get_tt__DateTime(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__DateTime(struct soap *soap, const char *URL, tt__DateTime *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__DateTime(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__DateTime(struct soap *soap, tt__DateTime *p)
+{
+	if (::soap_read_tt__DateTime(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__SystemDateTimeExtension_DEFINED
+#define SOAP_TYPE_tt__SystemDateTimeExtension_DEFINED
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SystemDateTimeExtension(struct soap*, const char*, int, const tt__SystemDateTimeExtension *, const char*);
+SOAP_FMAC3 tt__SystemDateTimeExtension * SOAP_FMAC4 soap_in_tt__SystemDateTimeExtension(struct soap*, const char*, tt__SystemDateTimeExtension *, const char*);
+SOAP_FMAC1 tt__SystemDateTimeExtension * SOAP_FMAC2 soap_instantiate_tt__SystemDateTimeExtension(struct soap*, int, const char*, const char*, size_t*);
+
+inline tt__SystemDateTimeExtension * soap_new_tt__SystemDateTimeExtension(struct soap *soap, int n = -1)
+{
+	return soap_instantiate_tt__SystemDateTimeExtension(soap, n, NULL, NULL, NULL);
+}
+
+inline tt__SystemDateTimeExtension * soap_new_req_tt__SystemDateTimeExtension(
+	struct soap *soap)
+{
+	tt__SystemDateTimeExtension *_p = ::soap_new_tt__SystemDateTimeExtension(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+	}
+	return _p;
+}
+
+inline tt__SystemDateTimeExtension * soap_new_set_tt__SystemDateTimeExtension(
+	struct soap *soap,
+	const std::vector<char *> & __any)
+{
+	tt__SystemDateTimeExtension *_p = ::soap_new_tt__SystemDateTimeExtension(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__SystemDateTimeExtension::__any = __any;
+	}
+	return _p;
+}
+
+inline int soap_write_tt__SystemDateTimeExtension(struct soap *soap, tt__SystemDateTimeExtension const*p)
+{
+	soap_free_temp(soap);
+	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:SystemDateTimeExtension", p->soap_type() == SOAP_TYPE_tt__SystemDateTimeExtension ? "" : NULL) || soap_end_send(soap))
+		return soap->error;
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__SystemDateTimeExtension(struct soap *soap, const char *URL, tt__SystemDateTimeExtension const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:SystemDateTimeExtension", p->soap_type() == SOAP_TYPE_tt__SystemDateTimeExtension ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__SystemDateTimeExtension(struct soap *soap, const char *URL, tt__SystemDateTimeExtension const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:SystemDateTimeExtension", p->soap_type() == SOAP_TYPE_tt__SystemDateTimeExtension ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__SystemDateTimeExtension(struct soap *soap, const char *URL, tt__SystemDateTimeExtension const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:SystemDateTimeExtension", p->soap_type() == SOAP_TYPE_tt__SystemDateTimeExtension ? "" : NULL) || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 tt__SystemDateTimeExtension * SOAP_FMAC4 soap_get_tt__SystemDateTimeExtension(struct soap*, tt__SystemDateTimeExtension *, const char*, const char*);
+
+inline int soap_read_tt__SystemDateTimeExtension(struct soap *soap, tt__SystemDateTimeExtension *p)
+{
+	if (p)
+	{	p->soap_default(soap);
+		if (soap_begin_recv(soap) || ::soap_get_tt__SystemDateTimeExtension(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__SystemDateTimeExtension(struct soap *soap, const char *URL, tt__SystemDateTimeExtension *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__SystemDateTimeExtension(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__SystemDateTimeExtension(struct soap *soap, tt__SystemDateTimeExtension *p)
+{
+	if (::soap_read_tt__SystemDateTimeExtension(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__SystemDateTime_DEFINED
+#define SOAP_TYPE_tt__SystemDateTime_DEFINED
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SystemDateTime(struct soap*, const char*, int, const tt__SystemDateTime *, const char*);
+SOAP_FMAC3 tt__SystemDateTime * SOAP_FMAC4 soap_in_tt__SystemDateTime(struct soap*, const char*, tt__SystemDateTime *, const char*);
+SOAP_FMAC1 tt__SystemDateTime * SOAP_FMAC2 soap_instantiate_tt__SystemDateTime(struct soap*, int, const char*, const char*, size_t*);
+
+inline tt__SystemDateTime * soap_new_tt__SystemDateTime(struct soap *soap, int n = -1)
+{
+	return soap_instantiate_tt__SystemDateTime(soap, n, NULL, NULL, NULL);
+}
+
+inline tt__SystemDateTime * soap_new_req_tt__SystemDateTime(
+	struct soap *soap,
+	const std::string& DateTimeType,
+	bool DaylightSavings)
+{
+	tt__SystemDateTime *_p = ::soap_new_tt__SystemDateTime(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__SystemDateTime::DateTimeType = DateTimeType;
+		_p->tt__SystemDateTime::DaylightSavings = DaylightSavings;
+	}
+	return _p;
+}
+
+inline tt__SystemDateTime * soap_new_set_tt__SystemDateTime(
+	struct soap *soap,
+	const std::string& DateTimeType,
+	bool DaylightSavings,
+	tt__TimeZone *TimeZone,
+	tt__DateTime *UTCDateTime,
+	tt__DateTime *LocalDateTime,
+	tt__SystemDateTimeExtension *Extension)
+{
+	tt__SystemDateTime *_p = ::soap_new_tt__SystemDateTime(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__SystemDateTime::DateTimeType = DateTimeType;
+		_p->tt__SystemDateTime::DaylightSavings = DaylightSavings;
+		_p->tt__SystemDateTime::TimeZone = TimeZone;
+		_p->tt__SystemDateTime::UTCDateTime = UTCDateTime;
+		_p->tt__SystemDateTime::LocalDateTime = LocalDateTime;
+		_p->tt__SystemDateTime::Extension = Extension;
+	}
+	return _p;
+}
+
+inline int soap_write_tt__SystemDateTime(struct soap *soap, tt__SystemDateTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:SystemDateTime", p->soap_type() == SOAP_TYPE_tt__SystemDateTime ? "" : NULL) || soap_end_send(soap))
+		return soap->error;
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__SystemDateTime(struct soap *soap, const char *URL, tt__SystemDateTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:SystemDateTime", p->soap_type() == SOAP_TYPE_tt__SystemDateTime ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__SystemDateTime(struct soap *soap, const char *URL, tt__SystemDateTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:SystemDateTime", p->soap_type() == SOAP_TYPE_tt__SystemDateTime ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__SystemDateTime(struct soap *soap, const char *URL, tt__SystemDateTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:SystemDateTime", p->soap_type() == SOAP_TYPE_tt__SystemDateTime ? "" : NULL) || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 tt__SystemDateTime * SOAP_FMAC4 soap_get_tt__SystemDateTime(struct soap*, tt__SystemDateTime *, const char*, const char*);
+
+inline int soap_read_tt__SystemDateTime(struct soap *soap, tt__SystemDateTime *p)
+{
+	if (p)
+	{	p->soap_default(soap);
+		if (soap_begin_recv(soap) || ::soap_get_tt__SystemDateTime(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__SystemDateTime(struct soap *soap, const char *URL, tt__SystemDateTime *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__SystemDateTime(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__SystemDateTime(struct soap *soap, tt__SystemDateTime *p)
+{
+	if (::soap_read_tt__SystemDateTime(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
 #ifndef SOAP_TYPE_tt__AnalyticsDeviceExtension_DEFINED
 #define SOAP_TYPE_tt__AnalyticsDeviceExtension_DEFINED
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AnalyticsDeviceExtension(struct soap*, const char*, int, const tt__AnalyticsDeviceExtension *, const char*);
@@ -11790,7 +12499,7 @@ inline tt__IPAddress * soap_new_tt__IPAddress(struct soap *soap, int n = -1)
 
 inline tt__IPAddress * soap_new_req_tt__IPAddress(
 	struct soap *soap,
-	enum tt__IPType Type)
+	const std::string& Type)
 {
 	tt__IPAddress *_p = ::soap_new_tt__IPAddress(soap);
 	if (_p)
@@ -11802,7 +12511,7 @@ inline tt__IPAddress * soap_new_req_tt__IPAddress(
 
 inline tt__IPAddress * soap_new_set_tt__IPAddress(
 	struct soap *soap,
-	enum tt__IPType Type,
+	const std::string& Type,
 	std::string *IPv4Address,
 	std::string *IPv6Address)
 {
@@ -11992,7 +12701,7 @@ inline tt__Transport * soap_new_tt__Transport(struct soap *soap, int n = -1)
 
 inline tt__Transport * soap_new_req_tt__Transport(
 	struct soap *soap,
-	enum tt__TransportProtocol Protocol)
+	const std::string& Protocol)
 {
 	tt__Transport *_p = ::soap_new_tt__Transport(soap);
 	if (_p)
@@ -12004,7 +12713,7 @@ inline tt__Transport * soap_new_req_tt__Transport(
 
 inline tt__Transport * soap_new_set_tt__Transport(
 	struct soap *soap,
-	enum tt__TransportProtocol Protocol,
+	const std::string& Protocol,
 	_tt__Transport_Tunnel *Tunnel)
 {
 	tt__Transport *_p = ::soap_new_tt__Transport(soap);
@@ -12087,7 +12796,7 @@ inline tt__StreamSetup * soap_new_tt__StreamSetup(struct soap *soap, int n = -1)
 
 inline tt__StreamSetup * soap_new_req_tt__StreamSetup(
 	struct soap *soap,
-	enum tt__StreamType Stream,
+	const std::string& Stream,
 	tt__Transport *Transport)
 {
 	tt__StreamSetup *_p = ::soap_new_tt__StreamSetup(soap);
@@ -12101,7 +12810,7 @@ inline tt__StreamSetup * soap_new_req_tt__StreamSetup(
 
 inline tt__StreamSetup * soap_new_set_tt__StreamSetup(
 	struct soap *soap,
-	enum tt__StreamType Stream,
+	const std::string& Stream,
 	tt__Transport *Transport)
 {
 	tt__StreamSetup *_p = ::soap_new_tt__StreamSetup(soap);
@@ -13192,7 +13901,7 @@ inline tt__H264Options2 * soap_new_req_tt__H264Options2(
 	tt__IntRange *GovLengthRange__1,
 	tt__IntRange *FrameRateRange__1,
 	tt__IntRange *EncodingIntervalRange__1,
-	const std::vector<enum tt__H264Profile> & H264ProfilesSupported__1)
+	const std::vector<std::string> & H264ProfilesSupported__1)
 {
 	tt__H264Options2 *_p = ::soap_new_tt__H264Options2(soap);
 	if (_p)
@@ -13214,7 +13923,7 @@ inline tt__H264Options2 * soap_new_set_tt__H264Options2(
 	tt__IntRange *GovLengthRange__1,
 	tt__IntRange *FrameRateRange__1,
 	tt__IntRange *EncodingIntervalRange__1,
-	const std::vector<enum tt__H264Profile> & H264ProfilesSupported__1)
+	const std::vector<std::string> & H264ProfilesSupported__1)
 {
 	tt__H264Options2 *_p = ::soap_new_tt__H264Options2(soap);
 	if (_p)
@@ -13304,7 +14013,7 @@ inline tt__H264Options * soap_new_req_tt__H264Options(
 	tt__IntRange *GovLengthRange,
 	tt__IntRange *FrameRateRange,
 	tt__IntRange *EncodingIntervalRange,
-	const std::vector<enum tt__H264Profile> & H264ProfilesSupported)
+	const std::vector<std::string> & H264ProfilesSupported)
 {
 	tt__H264Options *_p = ::soap_new_tt__H264Options(soap);
 	if (_p)
@@ -13324,7 +14033,7 @@ inline tt__H264Options * soap_new_set_tt__H264Options(
 	tt__IntRange *GovLengthRange,
 	tt__IntRange *FrameRateRange,
 	tt__IntRange *EncodingIntervalRange,
-	const std::vector<enum tt__H264Profile> & H264ProfilesSupported)
+	const std::vector<std::string> & H264ProfilesSupported)
 {
 	tt__H264Options *_p = ::soap_new_tt__H264Options(soap);
 	if (_p)
@@ -13414,7 +14123,7 @@ inline tt__Mpeg4Options2 * soap_new_req_tt__Mpeg4Options2(
 	tt__IntRange *GovLengthRange__1,
 	tt__IntRange *FrameRateRange__1,
 	tt__IntRange *EncodingIntervalRange__1,
-	const std::vector<enum tt__Mpeg4Profile> & Mpeg4ProfilesSupported__1)
+	const std::vector<std::string> & Mpeg4ProfilesSupported__1)
 {
 	tt__Mpeg4Options2 *_p = ::soap_new_tt__Mpeg4Options2(soap);
 	if (_p)
@@ -13436,7 +14145,7 @@ inline tt__Mpeg4Options2 * soap_new_set_tt__Mpeg4Options2(
 	tt__IntRange *GovLengthRange__1,
 	tt__IntRange *FrameRateRange__1,
 	tt__IntRange *EncodingIntervalRange__1,
-	const std::vector<enum tt__Mpeg4Profile> & Mpeg4ProfilesSupported__1)
+	const std::vector<std::string> & Mpeg4ProfilesSupported__1)
 {
 	tt__Mpeg4Options2 *_p = ::soap_new_tt__Mpeg4Options2(soap);
 	if (_p)
@@ -13526,7 +14235,7 @@ inline tt__Mpeg4Options * soap_new_req_tt__Mpeg4Options(
 	tt__IntRange *GovLengthRange,
 	tt__IntRange *FrameRateRange,
 	tt__IntRange *EncodingIntervalRange,
-	const std::vector<enum tt__Mpeg4Profile> & Mpeg4ProfilesSupported)
+	const std::vector<std::string> & Mpeg4ProfilesSupported)
 {
 	tt__Mpeg4Options *_p = ::soap_new_tt__Mpeg4Options(soap);
 	if (_p)
@@ -13546,7 +14255,7 @@ inline tt__Mpeg4Options * soap_new_set_tt__Mpeg4Options(
 	tt__IntRange *GovLengthRange,
 	tt__IntRange *FrameRateRange,
 	tt__IntRange *EncodingIntervalRange,
-	const std::vector<enum tt__Mpeg4Profile> & Mpeg4ProfilesSupported)
+	const std::vector<std::string> & Mpeg4ProfilesSupported)
 {
 	tt__Mpeg4Options *_p = ::soap_new_tt__Mpeg4Options(soap);
 	if (_p)
@@ -14127,7 +14836,7 @@ inline tt__H264Configuration * soap_new_tt__H264Configuration(struct soap *soap,
 inline tt__H264Configuration * soap_new_req_tt__H264Configuration(
 	struct soap *soap,
 	int GovLength,
-	enum tt__H264Profile H264Profile)
+	const std::string& H264Profile)
 {
 	tt__H264Configuration *_p = ::soap_new_tt__H264Configuration(soap);
 	if (_p)
@@ -14141,7 +14850,7 @@ inline tt__H264Configuration * soap_new_req_tt__H264Configuration(
 inline tt__H264Configuration * soap_new_set_tt__H264Configuration(
 	struct soap *soap,
 	int GovLength,
-	enum tt__H264Profile H264Profile)
+	const std::string& H264Profile)
 {
 	tt__H264Configuration *_p = ::soap_new_tt__H264Configuration(soap);
 	if (_p)
@@ -14224,7 +14933,7 @@ inline tt__Mpeg4Configuration * soap_new_tt__Mpeg4Configuration(struct soap *soa
 inline tt__Mpeg4Configuration * soap_new_req_tt__Mpeg4Configuration(
 	struct soap *soap,
 	int GovLength,
-	enum tt__Mpeg4Profile Mpeg4Profile)
+	const std::string& Mpeg4Profile)
 {
 	tt__Mpeg4Configuration *_p = ::soap_new_tt__Mpeg4Configuration(soap);
 	if (_p)
@@ -14238,7 +14947,7 @@ inline tt__Mpeg4Configuration * soap_new_req_tt__Mpeg4Configuration(
 inline tt__Mpeg4Configuration * soap_new_set_tt__Mpeg4Configuration(
 	struct soap *soap,
 	int GovLength,
-	enum tt__Mpeg4Profile Mpeg4Profile)
+	const std::string& Mpeg4Profile)
 {
 	tt__Mpeg4Configuration *_p = ::soap_new_tt__Mpeg4Configuration(soap);
 	if (_p)
@@ -14518,7 +15227,7 @@ inline tt__VideoEncoderConfiguration * soap_new_tt__VideoEncoderConfiguration(st
 
 inline tt__VideoEncoderConfiguration * soap_new_req_tt__VideoEncoderConfiguration(
 	struct soap *soap,
-	enum tt__VideoEncoding Encoding,
+	const std::string& Encoding,
 	tt__VideoResolution *Resolution,
 	float Quality,
 	tt__MulticastConfiguration *Multicast,
@@ -14544,7 +15253,7 @@ inline tt__VideoEncoderConfiguration * soap_new_req_tt__VideoEncoderConfiguratio
 
 inline tt__VideoEncoderConfiguration * soap_new_set_tt__VideoEncoderConfiguration(
 	struct soap *soap,
-	enum tt__VideoEncoding Encoding,
+	const std::string& Encoding,
 	tt__VideoResolution *Resolution,
 	float Quality,
 	tt__VideoRateControl *RateControl,
@@ -16228,7 +16937,7 @@ inline _tds__GetCapabilities * soap_new_req__tds__GetCapabilities(
 
 inline _tds__GetCapabilities * soap_new_set__tds__GetCapabilities(
 	struct soap *soap,
-	const std::vector<enum tt__CapabilityCategory> & Category)
+	const std::vector<std::string> & Category)
 {
 	_tds__GetCapabilities *_p = ::soap_new__tds__GetCapabilities(soap);
 	if (_p)
@@ -16473,6 +17182,188 @@ inline int soap_GET__tds__SystemReboot(struct soap *soap, const char *URL, _tds_
 inline int soap_POST_recv__tds__SystemReboot(struct soap *soap, _tds__SystemReboot *p)
 {
 	if (::soap_read__tds__SystemReboot(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE__tds__GetSystemDateAndTimeResponse_DEFINED
+#define SOAP_TYPE__tds__GetSystemDateAndTimeResponse_DEFINED
+SOAP_FMAC3 int SOAP_FMAC4 soap_out__tds__GetSystemDateAndTimeResponse(struct soap*, const char*, int, const _tds__GetSystemDateAndTimeResponse *, const char*);
+SOAP_FMAC3 _tds__GetSystemDateAndTimeResponse * SOAP_FMAC4 soap_in__tds__GetSystemDateAndTimeResponse(struct soap*, const char*, _tds__GetSystemDateAndTimeResponse *, const char*);
+SOAP_FMAC1 _tds__GetSystemDateAndTimeResponse * SOAP_FMAC2 soap_instantiate__tds__GetSystemDateAndTimeResponse(struct soap*, int, const char*, const char*, size_t*);
+
+inline _tds__GetSystemDateAndTimeResponse * soap_new__tds__GetSystemDateAndTimeResponse(struct soap *soap, int n = -1)
+{
+	return soap_instantiate__tds__GetSystemDateAndTimeResponse(soap, n, NULL, NULL, NULL);
+}
+
+inline _tds__GetSystemDateAndTimeResponse * soap_new_req__tds__GetSystemDateAndTimeResponse(
+	struct soap *soap,
+	tt__SystemDateTime *SystemDateAndTime)
+{
+	_tds__GetSystemDateAndTimeResponse *_p = ::soap_new__tds__GetSystemDateAndTimeResponse(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->_tds__GetSystemDateAndTimeResponse::SystemDateAndTime = SystemDateAndTime;
+	}
+	return _p;
+}
+
+inline _tds__GetSystemDateAndTimeResponse * soap_new_set__tds__GetSystemDateAndTimeResponse(
+	struct soap *soap,
+	tt__SystemDateTime *SystemDateAndTime)
+{
+	_tds__GetSystemDateAndTimeResponse *_p = ::soap_new__tds__GetSystemDateAndTimeResponse(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->_tds__GetSystemDateAndTimeResponse::SystemDateAndTime = SystemDateAndTime;
+	}
+	return _p;
+}
+
+inline int soap_write__tds__GetSystemDateAndTimeResponse(struct soap *soap, _tds__GetSystemDateAndTimeResponse const*p)
+{
+	soap_free_temp(soap);
+	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tds:GetSystemDateAndTimeResponse", p->soap_type() == SOAP_TYPE__tds__GetSystemDateAndTimeResponse ? "" : NULL) || soap_end_send(soap))
+		return soap->error;
+	return SOAP_OK;
+}
+
+inline int soap_PUT__tds__GetSystemDateAndTimeResponse(struct soap *soap, const char *URL, _tds__GetSystemDateAndTimeResponse const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tds:GetSystemDateAndTimeResponse", p->soap_type() == SOAP_TYPE__tds__GetSystemDateAndTimeResponse ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH__tds__GetSystemDateAndTimeResponse(struct soap *soap, const char *URL, _tds__GetSystemDateAndTimeResponse const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tds:GetSystemDateAndTimeResponse", p->soap_type() == SOAP_TYPE__tds__GetSystemDateAndTimeResponse ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send__tds__GetSystemDateAndTimeResponse(struct soap *soap, const char *URL, _tds__GetSystemDateAndTimeResponse const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tds:GetSystemDateAndTimeResponse", p->soap_type() == SOAP_TYPE__tds__GetSystemDateAndTimeResponse ? "" : NULL) || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 _tds__GetSystemDateAndTimeResponse * SOAP_FMAC4 soap_get__tds__GetSystemDateAndTimeResponse(struct soap*, _tds__GetSystemDateAndTimeResponse *, const char*, const char*);
+
+inline int soap_read__tds__GetSystemDateAndTimeResponse(struct soap *soap, _tds__GetSystemDateAndTimeResponse *p)
+{
+	if (p)
+	{	p->soap_default(soap);
+		if (soap_begin_recv(soap) || ::soap_get__tds__GetSystemDateAndTimeResponse(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET__tds__GetSystemDateAndTimeResponse(struct soap *soap, const char *URL, _tds__GetSystemDateAndTimeResponse *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read__tds__GetSystemDateAndTimeResponse(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv__tds__GetSystemDateAndTimeResponse(struct soap *soap, _tds__GetSystemDateAndTimeResponse *p)
+{
+	if (::soap_read__tds__GetSystemDateAndTimeResponse(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE__tds__GetSystemDateAndTime_DEFINED
+#define SOAP_TYPE__tds__GetSystemDateAndTime_DEFINED
+SOAP_FMAC3 int SOAP_FMAC4 soap_out__tds__GetSystemDateAndTime(struct soap*, const char*, int, const _tds__GetSystemDateAndTime *, const char*);
+SOAP_FMAC3 _tds__GetSystemDateAndTime * SOAP_FMAC4 soap_in__tds__GetSystemDateAndTime(struct soap*, const char*, _tds__GetSystemDateAndTime *, const char*);
+SOAP_FMAC1 _tds__GetSystemDateAndTime * SOAP_FMAC2 soap_instantiate__tds__GetSystemDateAndTime(struct soap*, int, const char*, const char*, size_t*);
+
+inline _tds__GetSystemDateAndTime * soap_new__tds__GetSystemDateAndTime(struct soap *soap, int n = -1)
+{
+	return soap_instantiate__tds__GetSystemDateAndTime(soap, n, NULL, NULL, NULL);
+}
+
+inline _tds__GetSystemDateAndTime * soap_new_req__tds__GetSystemDateAndTime(
+	struct soap *soap)
+{
+	_tds__GetSystemDateAndTime *_p = ::soap_new__tds__GetSystemDateAndTime(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+	}
+	return _p;
+}
+
+inline _tds__GetSystemDateAndTime * soap_new_set__tds__GetSystemDateAndTime(
+	struct soap *soap)
+{
+	_tds__GetSystemDateAndTime *_p = ::soap_new__tds__GetSystemDateAndTime(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+	}
+	return _p;
+}
+
+inline int soap_write__tds__GetSystemDateAndTime(struct soap *soap, _tds__GetSystemDateAndTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tds:GetSystemDateAndTime", p->soap_type() == SOAP_TYPE__tds__GetSystemDateAndTime ? "" : NULL) || soap_end_send(soap))
+		return soap->error;
+	return SOAP_OK;
+}
+
+inline int soap_PUT__tds__GetSystemDateAndTime(struct soap *soap, const char *URL, _tds__GetSystemDateAndTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tds:GetSystemDateAndTime", p->soap_type() == SOAP_TYPE__tds__GetSystemDateAndTime ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH__tds__GetSystemDateAndTime(struct soap *soap, const char *URL, _tds__GetSystemDateAndTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tds:GetSystemDateAndTime", p->soap_type() == SOAP_TYPE__tds__GetSystemDateAndTime ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send__tds__GetSystemDateAndTime(struct soap *soap, const char *URL, _tds__GetSystemDateAndTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tds:GetSystemDateAndTime", p->soap_type() == SOAP_TYPE__tds__GetSystemDateAndTime ? "" : NULL) || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 _tds__GetSystemDateAndTime * SOAP_FMAC4 soap_get__tds__GetSystemDateAndTime(struct soap*, _tds__GetSystemDateAndTime *, const char*, const char*);
+
+inline int soap_read__tds__GetSystemDateAndTime(struct soap *soap, _tds__GetSystemDateAndTime *p)
+{
+	if (p)
+	{	p->soap_default(soap);
+		if (soap_begin_recv(soap) || ::soap_get__tds__GetSystemDateAndTime(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET__tds__GetSystemDateAndTime(struct soap *soap, const char *URL, _tds__GetSystemDateAndTime *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read__tds__GetSystemDateAndTime(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv__tds__GetSystemDateAndTime(struct soap *soap, _tds__GetSystemDateAndTime *p)
+{
+	if (::soap_read__tds__GetSystemDateAndTime(soap, p))
 		return soap_closesock(soap);
 	return soap_closesock(soap);
 }
@@ -34636,6 +35527,100 @@ inline int soap_POST_recv___tds__SystemReboot(struct soap *soap, struct __tds__S
 }
 #endif
 
+#ifndef SOAP_TYPE___tds__GetSystemDateAndTime_DEFINED
+#define SOAP_TYPE___tds__GetSystemDateAndTime_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_default___tds__GetSystemDateAndTime(struct soap*, struct __tds__GetSystemDateAndTime *);
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize___tds__GetSystemDateAndTime(struct soap*, const struct __tds__GetSystemDateAndTime *);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out___tds__GetSystemDateAndTime(struct soap*, const char*, int, const struct __tds__GetSystemDateAndTime *, const char*);
+SOAP_FMAC3 struct __tds__GetSystemDateAndTime * SOAP_FMAC4 soap_in___tds__GetSystemDateAndTime(struct soap*, const char*, struct __tds__GetSystemDateAndTime *, const char*);
+SOAP_FMAC1 struct __tds__GetSystemDateAndTime * SOAP_FMAC2 soap_instantiate___tds__GetSystemDateAndTime(struct soap*, int, const char*, const char*, size_t*);
+
+inline struct __tds__GetSystemDateAndTime * soap_new___tds__GetSystemDateAndTime(struct soap *soap, int n = -1)
+{
+	return soap_instantiate___tds__GetSystemDateAndTime(soap, n, NULL, NULL, NULL);
+}
+
+inline struct __tds__GetSystemDateAndTime * soap_new_req___tds__GetSystemDateAndTime(
+	struct soap *soap)
+{
+	struct __tds__GetSystemDateAndTime *_p = ::soap_new___tds__GetSystemDateAndTime(soap);
+	if (_p)
+	{	::soap_default___tds__GetSystemDateAndTime(soap, _p);
+	}
+	return _p;
+}
+
+inline struct __tds__GetSystemDateAndTime * soap_new_set___tds__GetSystemDateAndTime(
+	struct soap *soap,
+	_tds__GetSystemDateAndTime *tds__GetSystemDateAndTime)
+{
+	struct __tds__GetSystemDateAndTime *_p = ::soap_new___tds__GetSystemDateAndTime(soap);
+	if (_p)
+	{	::soap_default___tds__GetSystemDateAndTime(soap, _p);
+		_p->tds__GetSystemDateAndTime = tds__GetSystemDateAndTime;
+	}
+	return _p;
+}
+SOAP_FMAC3 int SOAP_FMAC4 soap_put___tds__GetSystemDateAndTime(struct soap*, const struct __tds__GetSystemDateAndTime *, const char*, const char*);
+
+inline int soap_write___tds__GetSystemDateAndTime(struct soap *soap, struct __tds__GetSystemDateAndTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_begin_send(soap) || (::soap_serialize___tds__GetSystemDateAndTime(soap, p), 0) || ::soap_put___tds__GetSystemDateAndTime(soap, p, "-tds:GetSystemDateAndTime", "") || soap_end_send(soap))
+			return soap->error;
+	return SOAP_OK;
+}
+
+inline int soap_PUT___tds__GetSystemDateAndTime(struct soap *soap, const char *URL, struct __tds__GetSystemDateAndTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (::soap_serialize___tds__GetSystemDateAndTime(soap, p), 0) || ::soap_put___tds__GetSystemDateAndTime(soap, p, "-tds:GetSystemDateAndTime", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH___tds__GetSystemDateAndTime(struct soap *soap, const char *URL, struct __tds__GetSystemDateAndTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (::soap_serialize___tds__GetSystemDateAndTime(soap, p), 0) || ::soap_put___tds__GetSystemDateAndTime(soap, p, "-tds:GetSystemDateAndTime", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send___tds__GetSystemDateAndTime(struct soap *soap, const char *URL, struct __tds__GetSystemDateAndTime const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (::soap_serialize___tds__GetSystemDateAndTime(soap, p), 0) || ::soap_put___tds__GetSystemDateAndTime(soap, p, "-tds:GetSystemDateAndTime", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 struct __tds__GetSystemDateAndTime * SOAP_FMAC4 soap_get___tds__GetSystemDateAndTime(struct soap*, struct __tds__GetSystemDateAndTime *, const char*, const char*);
+
+inline int soap_read___tds__GetSystemDateAndTime(struct soap *soap, struct __tds__GetSystemDateAndTime *p)
+{
+	if (p)
+	{	::soap_default___tds__GetSystemDateAndTime(soap, p);
+		if (soap_begin_recv(soap) || ::soap_get___tds__GetSystemDateAndTime(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET___tds__GetSystemDateAndTime(struct soap *soap, const char *URL, struct __tds__GetSystemDateAndTime *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read___tds__GetSystemDateAndTime(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv___tds__GetSystemDateAndTime(struct soap *soap, struct __tds__GetSystemDateAndTime *p)
+{
+	if (::soap_read___tds__GetSystemDateAndTime(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
 #ifndef SOAP_TYPE___tds__GetDeviceInformation_DEFINED
 #define SOAP_TYPE___tds__GetDeviceInformation_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_default___tds__GetDeviceInformation(struct soap*, struct __tds__GetDeviceInformation *);
@@ -37804,6 +38789,15 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTo_tds__SystemReboot(struct soap*, _td
 SOAP_FMAC3 _tds__SystemReboot ** SOAP_FMAC4 soap_get_PointerTo_tds__SystemReboot(struct soap*, _tds__SystemReboot **, const char*, const char*);
 #endif
 
+#ifndef SOAP_TYPE_PointerTo_tds__GetSystemDateAndTime_DEFINED
+#define SOAP_TYPE_PointerTo_tds__GetSystemDateAndTime_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTo_tds__GetSystemDateAndTime(struct soap*, _tds__GetSystemDateAndTime *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTo_tds__GetSystemDateAndTime(struct soap*, const char *, int, _tds__GetSystemDateAndTime *const*, const char *);
+SOAP_FMAC3 _tds__GetSystemDateAndTime ** SOAP_FMAC4 soap_in_PointerTo_tds__GetSystemDateAndTime(struct soap*, const char*, _tds__GetSystemDateAndTime **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTo_tds__GetSystemDateAndTime(struct soap*, _tds__GetSystemDateAndTime *const*, const char*, const char*);
+SOAP_FMAC3 _tds__GetSystemDateAndTime ** SOAP_FMAC4 soap_get_PointerTo_tds__GetSystemDateAndTime(struct soap*, _tds__GetSystemDateAndTime **, const char*, const char*);
+#endif
+
 #ifndef SOAP_TYPE_PointerTo_tds__GetDeviceInformation_DEFINED
 #define SOAP_TYPE_PointerTo_tds__GetDeviceInformation_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTo_tds__GetDeviceInformation(struct soap*, _tds__GetDeviceInformation *const*);
@@ -38036,6 +39030,51 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Space2DDescription(struct soap*,
 SOAP_FMAC3 tt__Space2DDescription ** SOAP_FMAC4 soap_in_PointerTott__Space2DDescription(struct soap*, const char*, tt__Space2DDescription **, const char*);
 SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Space2DDescription(struct soap*, tt__Space2DDescription *const*, const char*, const char*);
 SOAP_FMAC3 tt__Space2DDescription ** SOAP_FMAC4 soap_get_PointerTott__Space2DDescription(struct soap*, tt__Space2DDescription **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__Date_DEFINED
+#define SOAP_TYPE_PointerTott__Date_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Date(struct soap*, tt__Date *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Date(struct soap*, const char *, int, tt__Date *const*, const char *);
+SOAP_FMAC3 tt__Date ** SOAP_FMAC4 soap_in_PointerTott__Date(struct soap*, const char*, tt__Date **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Date(struct soap*, tt__Date *const*, const char*, const char*);
+SOAP_FMAC3 tt__Date ** SOAP_FMAC4 soap_get_PointerTott__Date(struct soap*, tt__Date **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__Time_DEFINED
+#define SOAP_TYPE_PointerTott__Time_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Time(struct soap*, tt__Time *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Time(struct soap*, const char *, int, tt__Time *const*, const char *);
+SOAP_FMAC3 tt__Time ** SOAP_FMAC4 soap_in_PointerTott__Time(struct soap*, const char*, tt__Time **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Time(struct soap*, tt__Time *const*, const char*, const char*);
+SOAP_FMAC3 tt__Time ** SOAP_FMAC4 soap_get_PointerTott__Time(struct soap*, tt__Time **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__SystemDateTimeExtension_DEFINED
+#define SOAP_TYPE_PointerTott__SystemDateTimeExtension_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SystemDateTimeExtension(struct soap*, tt__SystemDateTimeExtension *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SystemDateTimeExtension(struct soap*, const char *, int, tt__SystemDateTimeExtension *const*, const char *);
+SOAP_FMAC3 tt__SystemDateTimeExtension ** SOAP_FMAC4 soap_in_PointerTott__SystemDateTimeExtension(struct soap*, const char*, tt__SystemDateTimeExtension **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemDateTimeExtension(struct soap*, tt__SystemDateTimeExtension *const*, const char*, const char*);
+SOAP_FMAC3 tt__SystemDateTimeExtension ** SOAP_FMAC4 soap_get_PointerTott__SystemDateTimeExtension(struct soap*, tt__SystemDateTimeExtension **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__DateTime_DEFINED
+#define SOAP_TYPE_PointerTott__DateTime_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DateTime(struct soap*, tt__DateTime *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DateTime(struct soap*, const char *, int, tt__DateTime *const*, const char *);
+SOAP_FMAC3 tt__DateTime ** SOAP_FMAC4 soap_in_PointerTott__DateTime(struct soap*, const char*, tt__DateTime **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DateTime(struct soap*, tt__DateTime *const*, const char*, const char*);
+SOAP_FMAC3 tt__DateTime ** SOAP_FMAC4 soap_get_PointerTott__DateTime(struct soap*, tt__DateTime **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__TimeZone_DEFINED
+#define SOAP_TYPE_PointerTott__TimeZone_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__TimeZone(struct soap*, tt__TimeZone *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__TimeZone(struct soap*, const char *, int, tt__TimeZone *const*, const char *);
+SOAP_FMAC3 tt__TimeZone ** SOAP_FMAC4 soap_in_PointerTott__TimeZone(struct soap*, const char*, tt__TimeZone **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__TimeZone(struct soap*, tt__TimeZone *const*, const char*, const char*);
+SOAP_FMAC3 tt__TimeZone ** SOAP_FMAC4 soap_get_PointerTott__TimeZone(struct soap*, tt__TimeZone **, const char*, const char*);
 #endif
 
 #ifndef SOAP_TYPE_PointerTott__MediaCapabilitiesExtension_DEFINED
@@ -38380,6 +39419,15 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Capabilities(struct soap*, tt__C
 SOAP_FMAC3 tt__Capabilities ** SOAP_FMAC4 soap_get_PointerTott__Capabilities(struct soap*, tt__Capabilities **, const char*, const char*);
 #endif
 
+#ifndef SOAP_TYPE_PointerTott__SystemDateTime_DEFINED
+#define SOAP_TYPE_PointerTott__SystemDateTime_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SystemDateTime(struct soap*, tt__SystemDateTime *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SystemDateTime(struct soap*, const char *, int, tt__SystemDateTime *const*, const char *);
+SOAP_FMAC3 tt__SystemDateTime ** SOAP_FMAC4 soap_in_PointerTott__SystemDateTime(struct soap*, const char*, tt__SystemDateTime **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemDateTime(struct soap*, tt__SystemDateTime *const*, const char*, const char*);
+SOAP_FMAC3 tt__SystemDateTime ** SOAP_FMAC4 soap_get_PointerTott__SystemDateTime(struct soap*, tt__SystemDateTime **, const char*, const char*);
+#endif
+
 #ifndef WITH_NOGLOBAL
 
 #ifndef SOAP_TYPE_PointerToSOAP_ENV__Header_DEFINED
@@ -38674,13 +39722,13 @@ inline std::vector<tt__Space2DDescription *>  * soap_new_std__vectorTemplateOfPo
 
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__H264Profile_DEFINED
 #define SOAP_TYPE_std__vectorTemplateOftt__H264Profile_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__H264Profile(struct soap*, std::vector<enum tt__H264Profile> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__H264Profile(struct soap*, const std::vector<enum tt__H264Profile> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__H264Profile(struct soap*, const char*, int, const std::vector<enum tt__H264Profile> *, const char*);
-SOAP_FMAC3 std::vector<enum tt__H264Profile> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__H264Profile(struct soap*, const char*, std::vector<enum tt__H264Profile> *, const char*);
-SOAP_FMAC1 std::vector<enum tt__H264Profile>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__H264Profile(struct soap*, int, const char*, const char*, size_t*);
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__H264Profile(struct soap*, std::vector<std::string> *);
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__H264Profile(struct soap*, const std::vector<std::string> *);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__H264Profile(struct soap*, const char*, int, const std::vector<std::string> *, const char*);
+SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__H264Profile(struct soap*, const char*, std::vector<std::string> *, const char*);
+SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__H264Profile(struct soap*, int, const char*, const char*, size_t*);
 
-inline std::vector<enum tt__H264Profile>  * soap_new_std__vectorTemplateOftt__H264Profile(struct soap *soap, int n = -1)
+inline std::vector<std::string>  * soap_new_std__vectorTemplateOftt__H264Profile(struct soap *soap, int n = -1)
 {
 	return soap_instantiate_std__vectorTemplateOftt__H264Profile(soap, n, NULL, NULL, NULL);
 }
@@ -38688,13 +39736,13 @@ inline std::vector<enum tt__H264Profile>  * soap_new_std__vectorTemplateOftt__H2
 
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile_DEFINED
 #define SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__Mpeg4Profile(struct soap*, std::vector<enum tt__Mpeg4Profile> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__Mpeg4Profile(struct soap*, const std::vector<enum tt__Mpeg4Profile> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__Mpeg4Profile(struct soap*, const char*, int, const std::vector<enum tt__Mpeg4Profile> *, const char*);
-SOAP_FMAC3 std::vector<enum tt__Mpeg4Profile> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__Mpeg4Profile(struct soap*, const char*, std::vector<enum tt__Mpeg4Profile> *, const char*);
-SOAP_FMAC1 std::vector<enum tt__Mpeg4Profile>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__Mpeg4Profile(struct soap*, int, const char*, const char*, size_t*);
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__Mpeg4Profile(struct soap*, std::vector<std::string> *);
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__Mpeg4Profile(struct soap*, const std::vector<std::string> *);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__Mpeg4Profile(struct soap*, const char*, int, const std::vector<std::string> *, const char*);
+SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__Mpeg4Profile(struct soap*, const char*, std::vector<std::string> *, const char*);
+SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__Mpeg4Profile(struct soap*, int, const char*, const char*, size_t*);
 
-inline std::vector<enum tt__Mpeg4Profile>  * soap_new_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, int n = -1)
+inline std::vector<std::string>  * soap_new_std__vectorTemplateOftt__Mpeg4Profile(struct soap *soap, int n = -1)
 {
 	return soap_instantiate_std__vectorTemplateOftt__Mpeg4Profile(soap, n, NULL, NULL, NULL);
 }
@@ -38716,13 +39764,13 @@ inline std::vector<tt__VideoResolution *>  * soap_new_std__vectorTemplateOfPoint
 
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory_DEFINED
 #define SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__CapabilityCategory(struct soap*, std::vector<enum tt__CapabilityCategory> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__CapabilityCategory(struct soap*, const std::vector<enum tt__CapabilityCategory> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__CapabilityCategory(struct soap*, const char*, int, const std::vector<enum tt__CapabilityCategory> *, const char*);
-SOAP_FMAC3 std::vector<enum tt__CapabilityCategory> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__CapabilityCategory(struct soap*, const char*, std::vector<enum tt__CapabilityCategory> *, const char*);
-SOAP_FMAC1 std::vector<enum tt__CapabilityCategory>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__CapabilityCategory(struct soap*, int, const char*, const char*, size_t*);
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOftt__CapabilityCategory(struct soap*, std::vector<std::string> *);
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOftt__CapabilityCategory(struct soap*, const std::vector<std::string> *);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOftt__CapabilityCategory(struct soap*, const char*, int, const std::vector<std::string> *, const char*);
+SOAP_FMAC3 std::vector<std::string> * SOAP_FMAC4 soap_in_std__vectorTemplateOftt__CapabilityCategory(struct soap*, const char*, std::vector<std::string> *, const char*);
+SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOftt__CapabilityCategory(struct soap*, int, const char*, const char*, size_t*);
 
-inline std::vector<enum tt__CapabilityCategory>  * soap_new_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, int n = -1)
+inline std::vector<std::string>  * soap_new_std__vectorTemplateOftt__CapabilityCategory(struct soap *soap, int n = -1)
 {
 	return soap_instantiate_std__vectorTemplateOftt__CapabilityCategory(soap, n, NULL, NULL, NULL);
 }

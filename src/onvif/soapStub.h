@@ -41,156 +41,9 @@ A commercial use license is available from Genivia Inc., contact@genivia.com
 \******************************************************************************/
 
 
-/* vantel.h:624 */
-#ifndef SOAP_TYPE_tt__RotateMode
-#define SOAP_TYPE_tt__RotateMode (181)
-/* tt:RotateMode */
-enum tt__RotateMode {
-	tt__RotateMode__OFF = 0,
-	tt__RotateMode__ON = 1,
-	tt__RotateMode__AUTO = 2
-};
-#endif
-
-/* vantel.h:645 */
-#ifndef SOAP_TYPE_tt__SceneOrientationMode
-#define SOAP_TYPE_tt__SceneOrientationMode (182)
-/* tt:SceneOrientationMode */
-enum tt__SceneOrientationMode {
-	tt__SceneOrientationMode__MANUAL = 0,
-	tt__SceneOrientationMode__AUTO = 1
-};
-#endif
-
-/* vantel.h:657 */
-#ifndef SOAP_TYPE_tt__VideoEncoding
-#define SOAP_TYPE_tt__VideoEncoding (183)
-/* tt:VideoEncoding */
-enum tt__VideoEncoding {
-	tt__VideoEncoding__JPEG = 0,
-	tt__VideoEncoding__MPEG4 = 1,
-	tt__VideoEncoding__H264 = 2
-};
-#endif
-
-/* vantel.h:666 */
-#ifndef SOAP_TYPE_tt__Mpeg4Profile
-#define SOAP_TYPE_tt__Mpeg4Profile (184)
-/* tt:Mpeg4Profile */
-enum tt__Mpeg4Profile {
-	tt__Mpeg4Profile__SP = 0,
-	tt__Mpeg4Profile__ASP = 1
-};
-#endif
-
-/* vantel.h:674 */
-#ifndef SOAP_TYPE_tt__H264Profile
-#define SOAP_TYPE_tt__H264Profile (185)
-/* tt:H264Profile */
-enum tt__H264Profile {
-	tt__H264Profile__Baseline = 0,
-	tt__H264Profile__Main = 1,
-	tt__H264Profile__Extended = 2,
-	tt__H264Profile__High = 3
-};
-#endif
-
-/* vantel.h:690 */
-#ifndef SOAP_TYPE_tt__AudioEncoding
-#define SOAP_TYPE_tt__AudioEncoding (186)
-/* tt:AudioEncoding */
-enum tt__AudioEncoding {
-	tt__AudioEncoding__G711 = 0,
-	tt__AudioEncoding__G726 = 1,
-	tt__AudioEncoding__AAC = 2
-};
-#endif
-
-/* vantel.h:703 */
-#ifndef SOAP_TYPE_tt__StreamType
-#define SOAP_TYPE_tt__StreamType (187)
-/* tt:StreamType */
-enum tt__StreamType {
-	tt__StreamType__RTP_Unicast = 0,
-	tt__StreamType__RTP_Multicast = 1
-};
-#endif
-
-/* vantel.h:711 */
-#ifndef SOAP_TYPE_tt__TransportProtocol
-#define SOAP_TYPE_tt__TransportProtocol (188)
-/* tt:TransportProtocol */
-enum tt__TransportProtocol {
-	tt__TransportProtocol__UDP = 0,
-	tt__TransportProtocol__TCP = 1,
-	tt__TransportProtocol__RTSP = 2,
-	tt__TransportProtocol__HTTP = 3
-};
-#endif
-
-/* vantel.h:751 */
-#ifndef SOAP_TYPE_tt__IPType
-#define SOAP_TYPE_tt__IPType (191)
-/* tt:IPType */
-enum tt__IPType {
-	tt__IPType__IPv4 = 0,
-	tt__IPType__IPv6 = 1
-};
-#endif
-
-/* vantel.h:783 */
-#ifndef SOAP_TYPE_tt__CapabilityCategory
-#define SOAP_TYPE_tt__CapabilityCategory (192)
-/* tt:CapabilityCategory */
-enum tt__CapabilityCategory {
-	tt__CapabilityCategory__All = 0,
-	tt__CapabilityCategory__Analytics = 1,
-	tt__CapabilityCategory__Device = 2,
-	tt__CapabilityCategory__Events = 3,
-	tt__CapabilityCategory__Imaging = 4,
-	tt__CapabilityCategory__Media = 5,
-	tt__CapabilityCategory__PTZ = 6
-};
-#endif
-
-/* vantel.h:812 */
-#ifndef SOAP_TYPE_tt__EFlipMode
-#define SOAP_TYPE_tt__EFlipMode (193)
-/* tt:EFlipMode */
-enum tt__EFlipMode {
-	tt__EFlipMode__OFF = 0,
-	tt__EFlipMode__ON = 1,
-	tt__EFlipMode__Extended = 2
-};
-#endif
-
-/* vantel.h:821 */
-#ifndef SOAP_TYPE_tt__ReverseMode
-#define SOAP_TYPE_tt__ReverseMode (194)
-/* tt:ReverseMode */
-enum tt__ReverseMode {
-	tt__ReverseMode__OFF = 0,
-	tt__ReverseMode__ON = 1,
-	tt__ReverseMode__AUTO = 2,
-	tt__ReverseMode__Extended = 3
-};
-#endif
-
-/* vantel.h:840 */
-#ifndef SOAP_TYPE_tt__PTZPresetTourOperation
-#define SOAP_TYPE_tt__PTZPresetTourOperation (196)
-/* tt:PTZPresetTourOperation */
-enum tt__PTZPresetTourOperation {
-	tt__PTZPresetTourOperation__Start = 0,
-	tt__PTZPresetTourOperation__Stop = 1,
-	tt__PTZPresetTourOperation__Pause = 2,
-	tt__PTZPresetTourOperation__Extended = 3
-};
-#endif
-
 /* wsa5.h:96 */
 #ifndef SOAP_TYPE_wsa5__RelationshipType
-#define SOAP_TYPE_wsa5__RelationshipType (351)
+#define SOAP_TYPE_wsa5__RelationshipType (370)
 /* wsa5:RelationshipType */
 enum wsa5__RelationshipType {
 	http_x003a_x002f_x002fwww_x002ew3_x002eorg_x002f2005_x002f08_x002faddressing_x002freply = 0
@@ -199,7 +52,7 @@ enum wsa5__RelationshipType {
 
 /* wsa5.h:104 */
 #ifndef SOAP_TYPE_wsa5__FaultCodesType
-#define SOAP_TYPE_wsa5__FaultCodesType (352)
+#define SOAP_TYPE_wsa5__FaultCodesType (371)
 /* wsa5:FaultCodesType */
 enum wsa5__FaultCodesType {
 	wsa5__InvalidAddressingHeader = 0,
@@ -218,7 +71,7 @@ enum wsa5__FaultCodesType {
 
 /* wsa5.h:254 */
 #ifndef SOAP_TYPE__wsa5__IsReferenceParameter
-#define SOAP_TYPE__wsa5__IsReferenceParameter (372)
+#define SOAP_TYPE__wsa5__IsReferenceParameter (391)
 /* wsa5:IsReferenceParameter */
 enum _wsa5__IsReferenceParameter {
 	_wsa5__IsReferenceParameter__false = 0,
@@ -228,7 +81,7 @@ enum _wsa5__IsReferenceParameter {
 
 /* wsu.h:67 */
 #ifndef SOAP_TYPE_wsu__tTimestampFault
-#define SOAP_TYPE_wsu__tTimestampFault (388)
+#define SOAP_TYPE_wsu__tTimestampFault (407)
 /* wsu:tTimestampFault */
 enum wsu__tTimestampFault {
 	wsu__MessageExpired = 0
@@ -237,7 +90,7 @@ enum wsu__tTimestampFault {
 
 /* wsse.h:117 */
 #ifndef SOAP_TYPE_wsse__FaultcodeEnum
-#define SOAP_TYPE_wsse__FaultcodeEnum (391)
+#define SOAP_TYPE_wsse__FaultcodeEnum (410)
 /* wsse:FaultcodeEnum */
 enum wsse__FaultcodeEnum {
 	wsse__UnsupportedSecurityToken = 0,
@@ -252,7 +105,7 @@ enum wsse__FaultcodeEnum {
 
 /* wsc.h:63 */
 #ifndef SOAP_TYPE_wsc__FaultCodeType
-#define SOAP_TYPE_wsc__FaultCodeType (467)
+#define SOAP_TYPE_wsc__FaultCodeType (486)
 /* wsc:FaultCodeType */
 enum wsc__FaultCodeType {
 	wsc__BadContextToken = 0,
@@ -265,7 +118,7 @@ enum wsc__FaultCodeType {
 
 /* saml1.h:146 */
 #ifndef SOAP_TYPE_saml1__DecisionType
-#define SOAP_TYPE_saml1__DecisionType (496)
+#define SOAP_TYPE_saml1__DecisionType (515)
 /* saml1:DecisionType */
 enum saml1__DecisionType {
 	saml1__DecisionType__Permit = 0,
@@ -276,7 +129,7 @@ enum saml1__DecisionType {
 
 /* saml2.h:155 */
 #ifndef SOAP_TYPE_saml2__DecisionType
-#define SOAP_TYPE_saml2__DecisionType (575)
+#define SOAP_TYPE_saml2__DecisionType (594)
 /* saml2:DecisionType */
 enum saml2__DecisionType {
 	saml2__DecisionType__Permit = 0,
@@ -329,169 +182,178 @@ struct _xop__Include;	/* xop.h:59 */
 struct SOAP_ENV__Envelope;	/* vantel.h:132 */
 class xsd__base64Binary;	/* vantel.h:138 */
 class xsd__hexBinary;	/* vantel.h:149 */
-class tt__IntRectangle;	/* vantel.h:202 */
-class tt__ProfileExtension;	/* vantel.h:209 */
-class tt__ProfileExtension2;	/* vantel.h:212 */
-class tt__VideoSourceConfiguration;	/* vantel.h:217 */
-class tt__VideoSourceConfigurationExtension;	/* vantel.h:220 */
-class tt__VideoSourceConfigurationExtension2;	/* vantel.h:223 */
-class tt__Rotate;	/* vantel.h:226 */
-class tt__RotateExtension;	/* vantel.h:229 */
-class tt__LensProjection;	/* vantel.h:232 */
-class tt__LensOffset;	/* vantel.h:235 */
-class tt__LensDescription;	/* vantel.h:238 */
-class tt__SceneOrientation;	/* vantel.h:241 */
-class tt__AudioSourceConfiguration;	/* vantel.h:272 */
-class tt__AudioEncoderConfiguration;	/* vantel.h:275 */
-class tt__VideoAnalyticsConfiguration;	/* vantel.h:278 */
-class tt__MetadataConfiguration;	/* vantel.h:281 */
-class tt__MetadataConfigurationExtension;	/* vantel.h:284 */
-class tt__PTZFilter;	/* vantel.h:287 */
-class tt__SensorDataFilter;	/* vantel.h:299 */
-class tt__EventSubscription;	/* vantel.h:306 */
-class tt__AudioOutputConfiguration;	/* vantel.h:309 */
-class tt__AudioDecoderConfiguration;	/* vantel.h:317 */
-class tt__CapabilitiesExtension;	/* vantel.h:332 */
-class tt__CapabilitiesExtension2;	/* vantel.h:335 */
-class tt__AnalyticsCapabilities;	/* vantel.h:338 */
-class tt__DeviceCapabilitiesExtension;	/* vantel.h:343 */
-class tt__EventCapabilities;	/* vantel.h:346 */
-class tt__IOCapabilities;	/* vantel.h:349 */
-class tt__IOCapabilitiesExtension;	/* vantel.h:352 */
-class tt__IOCapabilitiesExtension2;	/* vantel.h:355 */
-class tt__MediaCapabilitiesExtension;	/* vantel.h:360 */
-class tt__RealTimeStreamingCapabilities;	/* vantel.h:363 */
-class tt__RealTimeStreamingCapabilitiesExtension;	/* vantel.h:366 */
-class tt__ProfileCapabilities;	/* vantel.h:369 */
-class tt__NetworkCapabilities;	/* vantel.h:372 */
-class tt__NetworkCapabilitiesExtension;	/* vantel.h:375 */
-class tt__NetworkCapabilitiesExtension2;	/* vantel.h:378 */
-class tt__SecurityCapabilities;	/* vantel.h:381 */
-class tt__SecurityCapabilitiesExtension;	/* vantel.h:384 */
-class tt__SecurityCapabilitiesExtension2;	/* vantel.h:387 */
-class tt__SystemCapabilities;	/* vantel.h:390 */
-class tt__SystemCapabilitiesExtension;	/* vantel.h:393 */
-class tt__SystemCapabilitiesExtension2;	/* vantel.h:396 */
-class tt__OnvifVersion;	/* vantel.h:399 */
-class tt__ImagingCapabilities;	/* vantel.h:402 */
-class tt__DeviceIOCapabilities;	/* vantel.h:407 */
-class tt__DisplayCapabilities;	/* vantel.h:410 */
-class tt__RecordingCapabilities;	/* vantel.h:413 */
-class tt__SearchCapabilities;	/* vantel.h:416 */
-class tt__ReplayCapabilities;	/* vantel.h:419 */
-class tt__ReceiverCapabilities;	/* vantel.h:422 */
-class tt__AnalyticsDeviceCapabilities;	/* vantel.h:425 */
-class tt__AnalyticsDeviceExtension;	/* vantel.h:428 */
-class tt__PTZNodeExtension;	/* vantel.h:433 */
-class tt__PTZNodeExtension2;	/* vantel.h:436 */
-class tt__PTZPresetTourSupported;	/* vantel.h:439 */
-class tt__PTZPresetTourSupportedExtension;	/* vantel.h:442 */
-class tt__PTZConfiguration;	/* vantel.h:445 */
-class tt__PTZConfigurationExtension;	/* vantel.h:448 */
-class tt__PTZConfigurationExtension2;	/* vantel.h:451 */
-class tt__PTControlDirection;	/* vantel.h:454 */
-class tt__PTControlDirectionExtension;	/* vantel.h:457 */
-class tt__EFlip;	/* vantel.h:460 */
-class tt__Reverse;	/* vantel.h:463 */
-class tt__PanTiltLimits;	/* vantel.h:466 */
-class tt__ZoomLimits;	/* vantel.h:469 */
-class tt__ItemList;	/* vantel.h:484 */
-class tt__ItemListExtension;	/* vantel.h:487 */
-class tt__AnalyticsEngineConfiguration;	/* vantel.h:490 */
-class tt__AnalyticsEngineConfigurationExtension;	/* vantel.h:493 */
-class tt__RuleEngineConfiguration;	/* vantel.h:496 */
-class tt__RuleEngineConfigurationExtension;	/* vantel.h:499 */
-class tt__Config;	/* vantel.h:502 */
+class tt__IntRectangle;	/* vantel.h:206 */
+class tt__ProfileExtension;	/* vantel.h:213 */
+class tt__ProfileExtension2;	/* vantel.h:216 */
+class tt__VideoSourceConfiguration;	/* vantel.h:221 */
+class tt__VideoSourceConfigurationExtension;	/* vantel.h:224 */
+class tt__VideoSourceConfigurationExtension2;	/* vantel.h:227 */
+class tt__Rotate;	/* vantel.h:230 */
+class tt__RotateExtension;	/* vantel.h:233 */
+class tt__LensProjection;	/* vantel.h:236 */
+class tt__LensOffset;	/* vantel.h:239 */
+class tt__LensDescription;	/* vantel.h:242 */
+class tt__SceneOrientation;	/* vantel.h:245 */
+class tt__AudioSourceConfiguration;	/* vantel.h:276 */
+class tt__AudioEncoderConfiguration;	/* vantel.h:279 */
+class tt__VideoAnalyticsConfiguration;	/* vantel.h:282 */
+class tt__MetadataConfiguration;	/* vantel.h:285 */
+class tt__MetadataConfigurationExtension;	/* vantel.h:288 */
+class tt__PTZFilter;	/* vantel.h:291 */
+class tt__SensorDataFilter;	/* vantel.h:303 */
+class tt__EventSubscription;	/* vantel.h:310 */
+class tt__AudioOutputConfiguration;	/* vantel.h:313 */
+class tt__AudioDecoderConfiguration;	/* vantel.h:321 */
+class tt__CapabilitiesExtension;	/* vantel.h:336 */
+class tt__CapabilitiesExtension2;	/* vantel.h:339 */
+class tt__AnalyticsCapabilities;	/* vantel.h:342 */
+class tt__DeviceCapabilitiesExtension;	/* vantel.h:347 */
+class tt__EventCapabilities;	/* vantel.h:350 */
+class tt__IOCapabilities;	/* vantel.h:353 */
+class tt__IOCapabilitiesExtension;	/* vantel.h:356 */
+class tt__IOCapabilitiesExtension2;	/* vantel.h:359 */
+class tt__MediaCapabilitiesExtension;	/* vantel.h:364 */
+class tt__RealTimeStreamingCapabilities;	/* vantel.h:367 */
+class tt__RealTimeStreamingCapabilitiesExtension;	/* vantel.h:370 */
+class tt__ProfileCapabilities;	/* vantel.h:373 */
+class tt__NetworkCapabilities;	/* vantel.h:376 */
+class tt__NetworkCapabilitiesExtension;	/* vantel.h:379 */
+class tt__NetworkCapabilitiesExtension2;	/* vantel.h:382 */
+class tt__SecurityCapabilities;	/* vantel.h:385 */
+class tt__SecurityCapabilitiesExtension;	/* vantel.h:388 */
+class tt__SecurityCapabilitiesExtension2;	/* vantel.h:391 */
+class tt__SystemCapabilities;	/* vantel.h:394 */
+class tt__SystemCapabilitiesExtension;	/* vantel.h:397 */
+class tt__SystemCapabilitiesExtension2;	/* vantel.h:400 */
+class tt__OnvifVersion;	/* vantel.h:403 */
+class tt__ImagingCapabilities;	/* vantel.h:406 */
+class tt__DeviceIOCapabilities;	/* vantel.h:411 */
+class tt__DisplayCapabilities;	/* vantel.h:414 */
+class tt__RecordingCapabilities;	/* vantel.h:417 */
+class tt__SearchCapabilities;	/* vantel.h:420 */
+class tt__ReplayCapabilities;	/* vantel.h:423 */
+class tt__ReceiverCapabilities;	/* vantel.h:426 */
+class tt__AnalyticsDeviceCapabilities;	/* vantel.h:429 */
+class tt__AnalyticsDeviceExtension;	/* vantel.h:432 */
+class tt__SystemDateTimeExtension;	/* vantel.h:437 */
+class tt__PTZNodeExtension;	/* vantel.h:450 */
+class tt__PTZNodeExtension2;	/* vantel.h:453 */
+class tt__PTZPresetTourSupported;	/* vantel.h:456 */
+class tt__PTZPresetTourSupportedExtension;	/* vantel.h:459 */
+class tt__PTZConfiguration;	/* vantel.h:462 */
+class tt__PTZConfigurationExtension;	/* vantel.h:465 */
+class tt__PTZConfigurationExtension2;	/* vantel.h:468 */
+class tt__PTControlDirection;	/* vantel.h:471 */
+class tt__PTControlDirectionExtension;	/* vantel.h:474 */
+class tt__EFlip;	/* vantel.h:477 */
+class tt__Reverse;	/* vantel.h:480 */
+class tt__PanTiltLimits;	/* vantel.h:483 */
+class tt__ZoomLimits;	/* vantel.h:486 */
+class tt__ItemList;	/* vantel.h:501 */
+class tt__ItemListExtension;	/* vantel.h:504 */
+class tt__AnalyticsEngineConfiguration;	/* vantel.h:507 */
+class tt__AnalyticsEngineConfigurationExtension;	/* vantel.h:510 */
+class tt__RuleEngineConfiguration;	/* vantel.h:513 */
+class tt__RuleEngineConfigurationExtension;	/* vantel.h:516 */
+class tt__Config;	/* vantel.h:519 */
 class _tds__GetDeviceInformation;	/* vantel.h:183 */
 class _tds__GetDeviceInformationResponse;	/* vantel.h:185 */
-class _tds__SystemReboot;	/* vantel.h:187 */
-class _tds__SystemRebootResponse;	/* vantel.h:189 */
-class _tds__GetCapabilities;	/* vantel.h:191 */
-class _tds__GetCapabilitiesResponse;	/* vantel.h:193 */
-class tt__DeviceEntity;	/* vantel.h:195 */
-class tt__FloatRange;	/* vantel.h:204 */
-class tt__Profile;	/* vantel.h:206 */
-class tt__ConfigurationEntity;	/* vantel.h:214 */
-class tt__VideoResolution;	/* vantel.h:245 */
-class tt__VideoRateControl;	/* vantel.h:247 */
-class tt__Mpeg4Configuration;	/* vantel.h:249 */
-class tt__H264Configuration;	/* vantel.h:251 */
-class tt__VideoEncoderConfigurationOptions;	/* vantel.h:253 */
-class tt__VideoEncoderOptionsExtension;	/* vantel.h:255 */
-class tt__VideoEncoderOptionsExtension2;	/* vantel.h:257 */
-class tt__JpegOptions;	/* vantel.h:259 */
-class tt__Mpeg4Options;	/* vantel.h:263 */
-class tt__H264Options;	/* vantel.h:267 */
-class tt__MulticastConfiguration;	/* vantel.h:319 */
-class tt__StreamSetup;	/* vantel.h:321 */
-class _tt__Transport_Tunnel;	/* vantel.h:1700 */
-class tt__Transport;	/* vantel.h:323 */
-class tt__MediaUri;	/* vantel.h:325 */
-class tt__IPAddress;	/* vantel.h:327 */
-class tt__Capabilities;	/* vantel.h:329 */
-class tt__DeviceCapabilities;	/* vantel.h:340 */
-class tt__MediaCapabilities;	/* vantel.h:357 */
-class tt__PTZCapabilities;	/* vantel.h:404 */
-class tt__PTZSpaces;	/* vantel.h:471 */
-class tt__PTZSpacesExtension;	/* vantel.h:473 */
-class tt__Space2DDescription;	/* vantel.h:475 */
-class tt__Space1DDescription;	/* vantel.h:477 */
-class tt__PTZSpeed;	/* vantel.h:479 */
-class tt__PTZPreset;	/* vantel.h:481 */
-class tt__IntRange;	/* vantel.h:504 */
-class tt__Vector2D;	/* vantel.h:506 */
-class tt__Vector1D;	/* vantel.h:508 */
-class tt__PTZVector;	/* vantel.h:510 */
-class _trt__GetProfile;	/* vantel.h:512 */
-class _trt__GetProfileResponse;	/* vantel.h:514 */
-class _trt__GetProfiles;	/* vantel.h:516 */
-class _trt__GetProfilesResponse;	/* vantel.h:518 */
-class _trt__GetVideoEncoderConfigurations;	/* vantel.h:520 */
-class _trt__GetVideoEncoderConfigurationsResponse;	/* vantel.h:522 */
-class _trt__GetVideoEncoderConfiguration;	/* vantel.h:524 */
-class _trt__GetVideoEncoderConfigurationResponse;	/* vantel.h:526 */
-class _trt__SetVideoEncoderConfiguration;	/* vantel.h:528 */
-class _trt__SetVideoEncoderConfigurationResponse;	/* vantel.h:530 */
-class _trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:532 */
-class _trt__GetVideoEncoderConfigurationOptionsResponse;	/* vantel.h:534 */
-class _trt__GetStreamUri;	/* vantel.h:536 */
-class _trt__GetStreamUriResponse;	/* vantel.h:538 */
-class _tptz__GetNodes;	/* vantel.h:540 */
-class _tptz__GetNodesResponse;	/* vantel.h:542 */
-class _tptz__GetNode;	/* vantel.h:544 */
-class _tptz__GetNodeResponse;	/* vantel.h:546 */
-class _tptz__GetPresets;	/* vantel.h:548 */
-class _tptz__GetPresetsResponse;	/* vantel.h:550 */
-class _tptz__SetPreset;	/* vantel.h:552 */
-class _tptz__SetPresetResponse;	/* vantel.h:554 */
-class _tptz__GotoPreset;	/* vantel.h:556 */
-class _tptz__GotoPresetResponse;	/* vantel.h:558 */
-class _tptz__ContinuousMove;	/* vantel.h:560 */
-class _tptz__ContinuousMoveResponse;	/* vantel.h:562 */
-class _tptz__Stop;	/* vantel.h:564 */
-class _tptz__StopResponse;	/* vantel.h:566 */
-class tt__VideoEncoderConfiguration;	/* vantel.h:243 */
-class tt__JpegOptions2;	/* vantel.h:261 */
-class tt__Mpeg4Options2;	/* vantel.h:265 */
-class tt__H264Options2;	/* vantel.h:269 */
-class tt__PTZNode;	/* vantel.h:430 */
-struct __tds__GetDeviceInformation;	/* vantel.h:3809 */
-struct __tds__SystemReboot;	/* vantel.h:3840 */
-struct __tds__GetCapabilities;	/* vantel.h:3873 */
-struct __tptz__GetPresets;	/* vantel.h:3922 */
-struct __tptz__SetPreset;	/* vantel.h:3970 */
-struct __tptz__GotoPreset;	/* vantel.h:4003 */
-struct __tptz__GetNodes;	/* vantel.h:4044 */
-struct __tptz__GetNode;	/* vantel.h:4077 */
-struct __tptz__ContinuousMove;	/* vantel.h:4111 */
-struct __tptz__Stop;	/* vantel.h:4145 */
-struct __trt__GetProfile;	/* vantel.h:4193 */
-struct __trt__GetProfiles;	/* vantel.h:4229 */
-struct __trt__GetVideoEncoderConfigurations;	/* vantel.h:4263 */
-struct __trt__GetVideoEncoderConfiguration;	/* vantel.h:4295 */
-struct __trt__SetVideoEncoderConfiguration;	/* vantel.h:4335 */
-struct __trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:4380 */
-struct __trt__GetStreamUri;	/* vantel.h:4434 */
+class _tds__GetSystemDateAndTime;	/* vantel.h:187 */
+class _tds__GetSystemDateAndTimeResponse;	/* vantel.h:189 */
+class _tds__SystemReboot;	/* vantel.h:191 */
+class _tds__SystemRebootResponse;	/* vantel.h:193 */
+class _tds__GetCapabilities;	/* vantel.h:195 */
+class _tds__GetCapabilitiesResponse;	/* vantel.h:197 */
+class tt__DeviceEntity;	/* vantel.h:199 */
+class tt__FloatRange;	/* vantel.h:208 */
+class tt__Profile;	/* vantel.h:210 */
+class tt__ConfigurationEntity;	/* vantel.h:218 */
+class tt__VideoResolution;	/* vantel.h:249 */
+class tt__VideoRateControl;	/* vantel.h:251 */
+class tt__Mpeg4Configuration;	/* vantel.h:253 */
+class tt__H264Configuration;	/* vantel.h:255 */
+class tt__VideoEncoderConfigurationOptions;	/* vantel.h:257 */
+class tt__VideoEncoderOptionsExtension;	/* vantel.h:259 */
+class tt__VideoEncoderOptionsExtension2;	/* vantel.h:261 */
+class tt__JpegOptions;	/* vantel.h:263 */
+class tt__Mpeg4Options;	/* vantel.h:267 */
+class tt__H264Options;	/* vantel.h:271 */
+class tt__MulticastConfiguration;	/* vantel.h:323 */
+class tt__StreamSetup;	/* vantel.h:325 */
+class _tt__Transport_Tunnel;	/* vantel.h:1630 */
+class tt__Transport;	/* vantel.h:327 */
+class tt__MediaUri;	/* vantel.h:329 */
+class tt__IPAddress;	/* vantel.h:331 */
+class tt__Capabilities;	/* vantel.h:333 */
+class tt__DeviceCapabilities;	/* vantel.h:344 */
+class tt__MediaCapabilities;	/* vantel.h:361 */
+class tt__PTZCapabilities;	/* vantel.h:408 */
+class tt__SystemDateTime;	/* vantel.h:434 */
+class tt__DateTime;	/* vantel.h:439 */
+class tt__Date;	/* vantel.h:441 */
+class tt__Time;	/* vantel.h:443 */
+class tt__TimeZone;	/* vantel.h:445 */
+class tt__PTZSpaces;	/* vantel.h:488 */
+class tt__PTZSpacesExtension;	/* vantel.h:490 */
+class tt__Space2DDescription;	/* vantel.h:492 */
+class tt__Space1DDescription;	/* vantel.h:494 */
+class tt__PTZSpeed;	/* vantel.h:496 */
+class tt__PTZPreset;	/* vantel.h:498 */
+class tt__IntRange;	/* vantel.h:521 */
+class tt__Vector2D;	/* vantel.h:523 */
+class tt__Vector1D;	/* vantel.h:525 */
+class tt__PTZVector;	/* vantel.h:527 */
+class _trt__GetProfile;	/* vantel.h:529 */
+class _trt__GetProfileResponse;	/* vantel.h:531 */
+class _trt__GetProfiles;	/* vantel.h:533 */
+class _trt__GetProfilesResponse;	/* vantel.h:535 */
+class _trt__GetVideoEncoderConfigurations;	/* vantel.h:537 */
+class _trt__GetVideoEncoderConfigurationsResponse;	/* vantel.h:539 */
+class _trt__GetVideoEncoderConfiguration;	/* vantel.h:541 */
+class _trt__GetVideoEncoderConfigurationResponse;	/* vantel.h:543 */
+class _trt__SetVideoEncoderConfiguration;	/* vantel.h:545 */
+class _trt__SetVideoEncoderConfigurationResponse;	/* vantel.h:547 */
+class _trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:549 */
+class _trt__GetVideoEncoderConfigurationOptionsResponse;	/* vantel.h:551 */
+class _trt__GetStreamUri;	/* vantel.h:553 */
+class _trt__GetStreamUriResponse;	/* vantel.h:555 */
+class _tptz__GetNodes;	/* vantel.h:557 */
+class _tptz__GetNodesResponse;	/* vantel.h:559 */
+class _tptz__GetNode;	/* vantel.h:561 */
+class _tptz__GetNodeResponse;	/* vantel.h:563 */
+class _tptz__GetPresets;	/* vantel.h:565 */
+class _tptz__GetPresetsResponse;	/* vantel.h:567 */
+class _tptz__SetPreset;	/* vantel.h:569 */
+class _tptz__SetPresetResponse;	/* vantel.h:571 */
+class _tptz__GotoPreset;	/* vantel.h:573 */
+class _tptz__GotoPresetResponse;	/* vantel.h:575 */
+class _tptz__ContinuousMove;	/* vantel.h:577 */
+class _tptz__ContinuousMoveResponse;	/* vantel.h:579 */
+class _tptz__Stop;	/* vantel.h:581 */
+class _tptz__StopResponse;	/* vantel.h:583 */
+class tt__VideoEncoderConfiguration;	/* vantel.h:247 */
+class tt__JpegOptions2;	/* vantel.h:265 */
+class tt__Mpeg4Options2;	/* vantel.h:269 */
+class tt__H264Options2;	/* vantel.h:273 */
+class tt__PTZNode;	/* vantel.h:447 */
+struct __tds__GetDeviceInformation;	/* vantel.h:3861 */
+struct __tds__GetSystemDateAndTime;	/* vantel.h:3898 */
+struct __tds__SystemReboot;	/* vantel.h:3929 */
+struct __tds__GetCapabilities;	/* vantel.h:3962 */
+struct __tptz__GetPresets;	/* vantel.h:4011 */
+struct __tptz__SetPreset;	/* vantel.h:4059 */
+struct __tptz__GotoPreset;	/* vantel.h:4092 */
+struct __tptz__GetNodes;	/* vantel.h:4133 */
+struct __tptz__GetNode;	/* vantel.h:4166 */
+struct __tptz__ContinuousMove;	/* vantel.h:4200 */
+struct __tptz__Stop;	/* vantel.h:4234 */
+struct __trt__GetProfile;	/* vantel.h:4282 */
+struct __trt__GetProfiles;	/* vantel.h:4318 */
+struct __trt__GetVideoEncoderConfigurations;	/* vantel.h:4352 */
+struct __trt__GetVideoEncoderConfiguration;	/* vantel.h:4384 */
+struct __trt__SetVideoEncoderConfiguration;	/* vantel.h:4424 */
+struct __trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:4469 */
+struct __trt__GetStreamUri;	/* vantel.h:4523 */
 struct wsa5__EndpointReferenceType;	/* wsa5.h:65 */
 struct wsa5__ReferenceParametersType;	/* wsa5.h:68 */
 struct wsa5__MetadataType;	/* wsa5.h:71 */
@@ -791,9 +653,9 @@ class SOAP_CMAC xsd__hexBinary {
 };
 #endif
 
-/* vantel.h:202 */
+/* vantel.h:206 */
 #ifndef SOAP_TYPE_tt__IntRectangle
-#define SOAP_TYPE_tt__IntRectangle (41)
+#define SOAP_TYPE_tt__IntRectangle (43)
 /* complex XML schema type 'tt:IntRectangle': */
 class SOAP_CMAC tt__IntRectangle {
       public:
@@ -823,9 +685,9 @@ class SOAP_CMAC tt__IntRectangle {
 };
 #endif
 
-/* vantel.h:209 */
+/* vantel.h:213 */
 #ifndef SOAP_TYPE_tt__ProfileExtension
-#define SOAP_TYPE_tt__ProfileExtension (44)
+#define SOAP_TYPE_tt__ProfileExtension (46)
 /* complex XML schema type 'tt:ProfileExtension': */
 class SOAP_CMAC tt__ProfileExtension {
       public:
@@ -857,9 +719,9 @@ class SOAP_CMAC tt__ProfileExtension {
 };
 #endif
 
-/* vantel.h:212 */
+/* vantel.h:216 */
 #ifndef SOAP_TYPE_tt__ProfileExtension2
-#define SOAP_TYPE_tt__ProfileExtension2 (46)
+#define SOAP_TYPE_tt__ProfileExtension2 (48)
 /* complex XML schema type 'tt:ProfileExtension2': */
 class SOAP_CMAC tt__ProfileExtension2 {
       public:
@@ -889,9 +751,9 @@ class SOAP_CMAC tt__ProfileExtension2 {
 };
 #endif
 
-/* vantel.h:217 */
+/* vantel.h:221 */
 #ifndef SOAP_TYPE_tt__VideoSourceConfiguration
-#define SOAP_TYPE_tt__VideoSourceConfiguration (48)
+#define SOAP_TYPE_tt__VideoSourceConfiguration (50)
 /* complex XML schema type 'tt:VideoSourceConfiguration': */
 class SOAP_CMAC tt__VideoSourceConfiguration {
       public:
@@ -923,9 +785,9 @@ class SOAP_CMAC tt__VideoSourceConfiguration {
 };
 #endif
 
-/* vantel.h:220 */
+/* vantel.h:224 */
 #ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (49)
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (51)
 /* complex XML schema type 'tt:VideoSourceConfigurationExtension': */
 class SOAP_CMAC tt__VideoSourceConfigurationExtension {
       public:
@@ -955,9 +817,9 @@ class SOAP_CMAC tt__VideoSourceConfigurationExtension {
 };
 #endif
 
-/* vantel.h:223 */
+/* vantel.h:227 */
 #ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension2
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (50)
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (52)
 /* complex XML schema type 'tt:VideoSourceConfigurationExtension2': */
 class SOAP_CMAC tt__VideoSourceConfigurationExtension2 {
       public:
@@ -987,9 +849,9 @@ class SOAP_CMAC tt__VideoSourceConfigurationExtension2 {
 };
 #endif
 
-/* vantel.h:226 */
+/* vantel.h:230 */
 #ifndef SOAP_TYPE_tt__Rotate
-#define SOAP_TYPE_tt__Rotate (51)
+#define SOAP_TYPE_tt__Rotate (53)
 /* complex XML schema type 'tt:Rotate': */
 class SOAP_CMAC tt__Rotate {
       public:
@@ -1019,9 +881,9 @@ class SOAP_CMAC tt__Rotate {
 };
 #endif
 
-/* vantel.h:229 */
+/* vantel.h:233 */
 #ifndef SOAP_TYPE_tt__RotateExtension
-#define SOAP_TYPE_tt__RotateExtension (52)
+#define SOAP_TYPE_tt__RotateExtension (54)
 /* complex XML schema type 'tt:RotateExtension': */
 class SOAP_CMAC tt__RotateExtension {
       public:
@@ -1051,9 +913,9 @@ class SOAP_CMAC tt__RotateExtension {
 };
 #endif
 
-/* vantel.h:232 */
+/* vantel.h:236 */
 #ifndef SOAP_TYPE_tt__LensProjection
-#define SOAP_TYPE_tt__LensProjection (53)
+#define SOAP_TYPE_tt__LensProjection (55)
 /* complex XML schema type 'tt:LensProjection': */
 class SOAP_CMAC tt__LensProjection {
       public:
@@ -1083,9 +945,9 @@ class SOAP_CMAC tt__LensProjection {
 };
 #endif
 
-/* vantel.h:235 */
+/* vantel.h:239 */
 #ifndef SOAP_TYPE_tt__LensOffset
-#define SOAP_TYPE_tt__LensOffset (54)
+#define SOAP_TYPE_tt__LensOffset (56)
 /* complex XML schema type 'tt:LensOffset': */
 class SOAP_CMAC tt__LensOffset {
       public:
@@ -1115,9 +977,9 @@ class SOAP_CMAC tt__LensOffset {
 };
 #endif
 
-/* vantel.h:238 */
+/* vantel.h:242 */
 #ifndef SOAP_TYPE_tt__LensDescription
-#define SOAP_TYPE_tt__LensDescription (55)
+#define SOAP_TYPE_tt__LensDescription (57)
 /* complex XML schema type 'tt:LensDescription': */
 class SOAP_CMAC tt__LensDescription {
       public:
@@ -1147,9 +1009,9 @@ class SOAP_CMAC tt__LensDescription {
 };
 #endif
 
-/* vantel.h:241 */
+/* vantel.h:245 */
 #ifndef SOAP_TYPE_tt__SceneOrientation
-#define SOAP_TYPE_tt__SceneOrientation (56)
+#define SOAP_TYPE_tt__SceneOrientation (58)
 /* complex XML schema type 'tt:SceneOrientation': */
 class SOAP_CMAC tt__SceneOrientation {
       public:
@@ -1179,9 +1041,9 @@ class SOAP_CMAC tt__SceneOrientation {
 };
 #endif
 
-/* vantel.h:272 */
+/* vantel.h:276 */
 #ifndef SOAP_TYPE_tt__AudioSourceConfiguration
-#define SOAP_TYPE_tt__AudioSourceConfiguration (71)
+#define SOAP_TYPE_tt__AudioSourceConfiguration (73)
 /* complex XML schema type 'tt:AudioSourceConfiguration': */
 class SOAP_CMAC tt__AudioSourceConfiguration {
       public:
@@ -1213,9 +1075,9 @@ class SOAP_CMAC tt__AudioSourceConfiguration {
 };
 #endif
 
-/* vantel.h:275 */
+/* vantel.h:279 */
 #ifndef SOAP_TYPE_tt__AudioEncoderConfiguration
-#define SOAP_TYPE_tt__AudioEncoderConfiguration (72)
+#define SOAP_TYPE_tt__AudioEncoderConfiguration (74)
 /* complex XML schema type 'tt:AudioEncoderConfiguration': */
 class SOAP_CMAC tt__AudioEncoderConfiguration {
       public:
@@ -1247,9 +1109,9 @@ class SOAP_CMAC tt__AudioEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:278 */
+/* vantel.h:282 */
 #ifndef SOAP_TYPE_tt__VideoAnalyticsConfiguration
-#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (73)
+#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (75)
 /* complex XML schema type 'tt:VideoAnalyticsConfiguration': */
 class SOAP_CMAC tt__VideoAnalyticsConfiguration {
       public:
@@ -1281,9 +1143,9 @@ class SOAP_CMAC tt__VideoAnalyticsConfiguration {
 };
 #endif
 
-/* vantel.h:281 */
+/* vantel.h:285 */
 #ifndef SOAP_TYPE_tt__MetadataConfiguration
-#define SOAP_TYPE_tt__MetadataConfiguration (74)
+#define SOAP_TYPE_tt__MetadataConfiguration (76)
 /* complex XML schema type 'tt:MetadataConfiguration': */
 class SOAP_CMAC tt__MetadataConfiguration {
       public:
@@ -1315,9 +1177,9 @@ class SOAP_CMAC tt__MetadataConfiguration {
 };
 #endif
 
-/* vantel.h:284 */
+/* vantel.h:288 */
 #ifndef SOAP_TYPE_tt__MetadataConfigurationExtension
-#define SOAP_TYPE_tt__MetadataConfigurationExtension (75)
+#define SOAP_TYPE_tt__MetadataConfigurationExtension (77)
 /* complex XML schema type 'tt:MetadataConfigurationExtension': */
 class SOAP_CMAC tt__MetadataConfigurationExtension {
       public:
@@ -1347,9 +1209,9 @@ class SOAP_CMAC tt__MetadataConfigurationExtension {
 };
 #endif
 
-/* vantel.h:287 */
+/* vantel.h:291 */
 #ifndef SOAP_TYPE_tt__PTZFilter
-#define SOAP_TYPE_tt__PTZFilter (76)
+#define SOAP_TYPE_tt__PTZFilter (78)
 /* complex XML schema type 'tt:PTZFilter': */
 class SOAP_CMAC tt__PTZFilter {
       public:
@@ -1379,9 +1241,9 @@ class SOAP_CMAC tt__PTZFilter {
 };
 #endif
 
-/* vantel.h:299 */
+/* vantel.h:303 */
 #ifndef SOAP_TYPE_tt__SensorDataFilter
-#define SOAP_TYPE_tt__SensorDataFilter (77)
+#define SOAP_TYPE_tt__SensorDataFilter (79)
 /* complex XML schema type 'tt:SensorDataFilter': */
 class SOAP_CMAC tt__SensorDataFilter {
       public:
@@ -1411,9 +1273,9 @@ class SOAP_CMAC tt__SensorDataFilter {
 };
 #endif
 
-/* vantel.h:306 */
+/* vantel.h:310 */
 #ifndef SOAP_TYPE_tt__EventSubscription
-#define SOAP_TYPE_tt__EventSubscription (78)
+#define SOAP_TYPE_tt__EventSubscription (80)
 /* complex XML schema type 'tt:EventSubscription': */
 class SOAP_CMAC tt__EventSubscription {
       public:
@@ -1443,9 +1305,9 @@ class SOAP_CMAC tt__EventSubscription {
 };
 #endif
 
-/* vantel.h:309 */
+/* vantel.h:313 */
 #ifndef SOAP_TYPE_tt__AudioOutputConfiguration
-#define SOAP_TYPE_tt__AudioOutputConfiguration (79)
+#define SOAP_TYPE_tt__AudioOutputConfiguration (81)
 /* complex XML schema type 'tt:AudioOutputConfiguration': */
 class SOAP_CMAC tt__AudioOutputConfiguration {
       public:
@@ -1475,9 +1337,9 @@ class SOAP_CMAC tt__AudioOutputConfiguration {
 };
 #endif
 
-/* vantel.h:317 */
+/* vantel.h:321 */
 #ifndef SOAP_TYPE_tt__AudioDecoderConfiguration
-#define SOAP_TYPE_tt__AudioDecoderConfiguration (80)
+#define SOAP_TYPE_tt__AudioDecoderConfiguration (82)
 /* complex XML schema type 'tt:AudioDecoderConfiguration': */
 class SOAP_CMAC tt__AudioDecoderConfiguration {
       public:
@@ -1507,9 +1369,9 @@ class SOAP_CMAC tt__AudioDecoderConfiguration {
 };
 #endif
 
-/* vantel.h:332 */
+/* vantel.h:336 */
 #ifndef SOAP_TYPE_tt__CapabilitiesExtension
-#define SOAP_TYPE_tt__CapabilitiesExtension (87)
+#define SOAP_TYPE_tt__CapabilitiesExtension (89)
 /* complex XML schema type 'tt:CapabilitiesExtension': */
 class SOAP_CMAC tt__CapabilitiesExtension {
       public:
@@ -1541,9 +1403,9 @@ class SOAP_CMAC tt__CapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:335 */
+/* vantel.h:339 */
 #ifndef SOAP_TYPE_tt__CapabilitiesExtension2
-#define SOAP_TYPE_tt__CapabilitiesExtension2 (88)
+#define SOAP_TYPE_tt__CapabilitiesExtension2 (90)
 /* complex XML schema type 'tt:CapabilitiesExtension2': */
 class SOAP_CMAC tt__CapabilitiesExtension2 {
       public:
@@ -1573,9 +1435,9 @@ class SOAP_CMAC tt__CapabilitiesExtension2 {
 };
 #endif
 
-/* vantel.h:338 */
+/* vantel.h:342 */
 #ifndef SOAP_TYPE_tt__AnalyticsCapabilities
-#define SOAP_TYPE_tt__AnalyticsCapabilities (89)
+#define SOAP_TYPE_tt__AnalyticsCapabilities (91)
 /* complex XML schema type 'tt:AnalyticsCapabilities': */
 class SOAP_CMAC tt__AnalyticsCapabilities {
       public:
@@ -1607,9 +1469,9 @@ class SOAP_CMAC tt__AnalyticsCapabilities {
 };
 #endif
 
-/* vantel.h:343 */
+/* vantel.h:347 */
 #ifndef SOAP_TYPE_tt__DeviceCapabilitiesExtension
-#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (91)
+#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (93)
 /* complex XML schema type 'tt:DeviceCapabilitiesExtension': */
 class SOAP_CMAC tt__DeviceCapabilitiesExtension {
       public:
@@ -1641,9 +1503,9 @@ class SOAP_CMAC tt__DeviceCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:346 */
+/* vantel.h:350 */
 #ifndef SOAP_TYPE_tt__EventCapabilities
-#define SOAP_TYPE_tt__EventCapabilities (92)
+#define SOAP_TYPE_tt__EventCapabilities (94)
 /* complex XML schema type 'tt:EventCapabilities': */
 class SOAP_CMAC tt__EventCapabilities {
       public:
@@ -1675,9 +1537,9 @@ class SOAP_CMAC tt__EventCapabilities {
 };
 #endif
 
-/* vantel.h:349 */
+/* vantel.h:353 */
 #ifndef SOAP_TYPE_tt__IOCapabilities
-#define SOAP_TYPE_tt__IOCapabilities (93)
+#define SOAP_TYPE_tt__IOCapabilities (95)
 /* complex XML schema type 'tt:IOCapabilities': */
 class SOAP_CMAC tt__IOCapabilities {
       public:
@@ -1709,9 +1571,9 @@ class SOAP_CMAC tt__IOCapabilities {
 };
 #endif
 
-/* vantel.h:352 */
+/* vantel.h:356 */
 #ifndef SOAP_TYPE_tt__IOCapabilitiesExtension
-#define SOAP_TYPE_tt__IOCapabilitiesExtension (94)
+#define SOAP_TYPE_tt__IOCapabilitiesExtension (96)
 /* complex XML schema type 'tt:IOCapabilitiesExtension': */
 class SOAP_CMAC tt__IOCapabilitiesExtension {
       public:
@@ -1741,9 +1603,9 @@ class SOAP_CMAC tt__IOCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:355 */
+/* vantel.h:359 */
 #ifndef SOAP_TYPE_tt__IOCapabilitiesExtension2
-#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (95)
+#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (97)
 /* complex XML schema type 'tt:IOCapabilitiesExtension2': */
 class SOAP_CMAC tt__IOCapabilitiesExtension2 {
       public:
@@ -1773,9 +1635,9 @@ class SOAP_CMAC tt__IOCapabilitiesExtension2 {
 };
 #endif
 
-/* vantel.h:360 */
+/* vantel.h:364 */
 #ifndef SOAP_TYPE_tt__MediaCapabilitiesExtension
-#define SOAP_TYPE_tt__MediaCapabilitiesExtension (97)
+#define SOAP_TYPE_tt__MediaCapabilitiesExtension (99)
 /* complex XML schema type 'tt:MediaCapabilitiesExtension': */
 class SOAP_CMAC tt__MediaCapabilitiesExtension {
       public:
@@ -1807,9 +1669,9 @@ class SOAP_CMAC tt__MediaCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:363 */
+/* vantel.h:367 */
 #ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilities
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (98)
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (100)
 /* complex XML schema type 'tt:RealTimeStreamingCapabilities': */
 class SOAP_CMAC tt__RealTimeStreamingCapabilities {
       public:
@@ -1841,9 +1703,9 @@ class SOAP_CMAC tt__RealTimeStreamingCapabilities {
 };
 #endif
 
-/* vantel.h:366 */
+/* vantel.h:370 */
 #ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (99)
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (101)
 /* complex XML schema type 'tt:RealTimeStreamingCapabilitiesExtension': */
 class SOAP_CMAC tt__RealTimeStreamingCapabilitiesExtension {
       public:
@@ -1873,9 +1735,9 @@ class SOAP_CMAC tt__RealTimeStreamingCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:369 */
+/* vantel.h:373 */
 #ifndef SOAP_TYPE_tt__ProfileCapabilities
-#define SOAP_TYPE_tt__ProfileCapabilities (100)
+#define SOAP_TYPE_tt__ProfileCapabilities (102)
 /* complex XML schema type 'tt:ProfileCapabilities': */
 class SOAP_CMAC tt__ProfileCapabilities {
       public:
@@ -1905,9 +1767,9 @@ class SOAP_CMAC tt__ProfileCapabilities {
 };
 #endif
 
-/* vantel.h:372 */
+/* vantel.h:376 */
 #ifndef SOAP_TYPE_tt__NetworkCapabilities
-#define SOAP_TYPE_tt__NetworkCapabilities (101)
+#define SOAP_TYPE_tt__NetworkCapabilities (103)
 /* complex XML schema type 'tt:NetworkCapabilities': */
 class SOAP_CMAC tt__NetworkCapabilities {
       public:
@@ -1939,9 +1801,9 @@ class SOAP_CMAC tt__NetworkCapabilities {
 };
 #endif
 
-/* vantel.h:375 */
+/* vantel.h:379 */
 #ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (102)
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (104)
 /* complex XML schema type 'tt:NetworkCapabilitiesExtension': */
 class SOAP_CMAC tt__NetworkCapabilitiesExtension {
       public:
@@ -1971,9 +1833,9 @@ class SOAP_CMAC tt__NetworkCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:378 */
+/* vantel.h:382 */
 #ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension2
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (103)
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (105)
 /* complex XML schema type 'tt:NetworkCapabilitiesExtension2': */
 class SOAP_CMAC tt__NetworkCapabilitiesExtension2 {
       public:
@@ -2003,9 +1865,9 @@ class SOAP_CMAC tt__NetworkCapabilitiesExtension2 {
 };
 #endif
 
-/* vantel.h:381 */
+/* vantel.h:385 */
 #ifndef SOAP_TYPE_tt__SecurityCapabilities
-#define SOAP_TYPE_tt__SecurityCapabilities (104)
+#define SOAP_TYPE_tt__SecurityCapabilities (106)
 /* complex XML schema type 'tt:SecurityCapabilities': */
 class SOAP_CMAC tt__SecurityCapabilities {
       public:
@@ -2037,9 +1899,9 @@ class SOAP_CMAC tt__SecurityCapabilities {
 };
 #endif
 
-/* vantel.h:384 */
+/* vantel.h:388 */
 #ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (105)
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (107)
 /* complex XML schema type 'tt:SecurityCapabilitiesExtension': */
 class SOAP_CMAC tt__SecurityCapabilitiesExtension {
       public:
@@ -2069,9 +1931,9 @@ class SOAP_CMAC tt__SecurityCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:387 */
+/* vantel.h:391 */
 #ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension2
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (106)
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (108)
 /* complex XML schema type 'tt:SecurityCapabilitiesExtension2': */
 class SOAP_CMAC tt__SecurityCapabilitiesExtension2 {
       public:
@@ -2101,9 +1963,9 @@ class SOAP_CMAC tt__SecurityCapabilitiesExtension2 {
 };
 #endif
 
-/* vantel.h:390 */
+/* vantel.h:394 */
 #ifndef SOAP_TYPE_tt__SystemCapabilities
-#define SOAP_TYPE_tt__SystemCapabilities (107)
+#define SOAP_TYPE_tt__SystemCapabilities (109)
 /* complex XML schema type 'tt:SystemCapabilities': */
 class SOAP_CMAC tt__SystemCapabilities {
       public:
@@ -2135,9 +1997,9 @@ class SOAP_CMAC tt__SystemCapabilities {
 };
 #endif
 
-/* vantel.h:393 */
+/* vantel.h:397 */
 #ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension (108)
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension (110)
 /* complex XML schema type 'tt:SystemCapabilitiesExtension': */
 class SOAP_CMAC tt__SystemCapabilitiesExtension {
       public:
@@ -2167,9 +2029,9 @@ class SOAP_CMAC tt__SystemCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:396 */
+/* vantel.h:400 */
 #ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension2
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (109)
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (111)
 /* complex XML schema type 'tt:SystemCapabilitiesExtension2': */
 class SOAP_CMAC tt__SystemCapabilitiesExtension2 {
       public:
@@ -2199,9 +2061,9 @@ class SOAP_CMAC tt__SystemCapabilitiesExtension2 {
 };
 #endif
 
-/* vantel.h:399 */
+/* vantel.h:403 */
 #ifndef SOAP_TYPE_tt__OnvifVersion
-#define SOAP_TYPE_tt__OnvifVersion (110)
+#define SOAP_TYPE_tt__OnvifVersion (112)
 /* complex XML schema type 'tt:OnvifVersion': */
 class SOAP_CMAC tt__OnvifVersion {
       public:
@@ -2231,9 +2093,9 @@ class SOAP_CMAC tt__OnvifVersion {
 };
 #endif
 
-/* vantel.h:402 */
+/* vantel.h:406 */
 #ifndef SOAP_TYPE_tt__ImagingCapabilities
-#define SOAP_TYPE_tt__ImagingCapabilities (111)
+#define SOAP_TYPE_tt__ImagingCapabilities (113)
 /* complex XML schema type 'tt:ImagingCapabilities': */
 class SOAP_CMAC tt__ImagingCapabilities {
       public:
@@ -2265,9 +2127,9 @@ class SOAP_CMAC tt__ImagingCapabilities {
 };
 #endif
 
-/* vantel.h:407 */
+/* vantel.h:411 */
 #ifndef SOAP_TYPE_tt__DeviceIOCapabilities
-#define SOAP_TYPE_tt__DeviceIOCapabilities (113)
+#define SOAP_TYPE_tt__DeviceIOCapabilities (115)
 /* complex XML schema type 'tt:DeviceIOCapabilities': */
 class SOAP_CMAC tt__DeviceIOCapabilities {
       public:
@@ -2297,9 +2159,9 @@ class SOAP_CMAC tt__DeviceIOCapabilities {
 };
 #endif
 
-/* vantel.h:410 */
+/* vantel.h:414 */
 #ifndef SOAP_TYPE_tt__DisplayCapabilities
-#define SOAP_TYPE_tt__DisplayCapabilities (114)
+#define SOAP_TYPE_tt__DisplayCapabilities (116)
 /* complex XML schema type 'tt:DisplayCapabilities': */
 class SOAP_CMAC tt__DisplayCapabilities {
       public:
@@ -2329,9 +2191,9 @@ class SOAP_CMAC tt__DisplayCapabilities {
 };
 #endif
 
-/* vantel.h:413 */
+/* vantel.h:417 */
 #ifndef SOAP_TYPE_tt__RecordingCapabilities
-#define SOAP_TYPE_tt__RecordingCapabilities (115)
+#define SOAP_TYPE_tt__RecordingCapabilities (117)
 /* complex XML schema type 'tt:RecordingCapabilities': */
 class SOAP_CMAC tt__RecordingCapabilities {
       public:
@@ -2361,9 +2223,9 @@ class SOAP_CMAC tt__RecordingCapabilities {
 };
 #endif
 
-/* vantel.h:416 */
+/* vantel.h:420 */
 #ifndef SOAP_TYPE_tt__SearchCapabilities
-#define SOAP_TYPE_tt__SearchCapabilities (116)
+#define SOAP_TYPE_tt__SearchCapabilities (118)
 /* complex XML schema type 'tt:SearchCapabilities': */
 class SOAP_CMAC tt__SearchCapabilities {
       public:
@@ -2393,9 +2255,9 @@ class SOAP_CMAC tt__SearchCapabilities {
 };
 #endif
 
-/* vantel.h:419 */
+/* vantel.h:423 */
 #ifndef SOAP_TYPE_tt__ReplayCapabilities
-#define SOAP_TYPE_tt__ReplayCapabilities (117)
+#define SOAP_TYPE_tt__ReplayCapabilities (119)
 /* complex XML schema type 'tt:ReplayCapabilities': */
 class SOAP_CMAC tt__ReplayCapabilities {
       public:
@@ -2425,9 +2287,9 @@ class SOAP_CMAC tt__ReplayCapabilities {
 };
 #endif
 
-/* vantel.h:422 */
+/* vantel.h:426 */
 #ifndef SOAP_TYPE_tt__ReceiverCapabilities
-#define SOAP_TYPE_tt__ReceiverCapabilities (118)
+#define SOAP_TYPE_tt__ReceiverCapabilities (120)
 /* complex XML schema type 'tt:ReceiverCapabilities': */
 class SOAP_CMAC tt__ReceiverCapabilities {
       public:
@@ -2457,9 +2319,9 @@ class SOAP_CMAC tt__ReceiverCapabilities {
 };
 #endif
 
-/* vantel.h:425 */
+/* vantel.h:429 */
 #ifndef SOAP_TYPE_tt__AnalyticsDeviceCapabilities
-#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (119)
+#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (121)
 /* complex XML schema type 'tt:AnalyticsDeviceCapabilities': */
 class SOAP_CMAC tt__AnalyticsDeviceCapabilities {
       public:
@@ -2489,9 +2351,9 @@ class SOAP_CMAC tt__AnalyticsDeviceCapabilities {
 };
 #endif
 
-/* vantel.h:428 */
+/* vantel.h:432 */
 #ifndef SOAP_TYPE_tt__AnalyticsDeviceExtension
-#define SOAP_TYPE_tt__AnalyticsDeviceExtension (120)
+#define SOAP_TYPE_tt__AnalyticsDeviceExtension (122)
 /* complex XML schema type 'tt:AnalyticsDeviceExtension': */
 class SOAP_CMAC tt__AnalyticsDeviceExtension {
       public:
@@ -2521,9 +2383,43 @@ class SOAP_CMAC tt__AnalyticsDeviceExtension {
 };
 #endif
 
-/* vantel.h:433 */
+/* vantel.h:437 */
+#ifndef SOAP_TYPE_tt__SystemDateTimeExtension
+#define SOAP_TYPE_tt__SystemDateTimeExtension (124)
+/* complex XML schema type 'tt:SystemDateTimeExtension': */
+class SOAP_CMAC tt__SystemDateTimeExtension {
+      public:
+        std::vector<char *> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SystemDateTimeExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SystemDateTimeExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SystemDateTimeExtension, default initialized and not managed by a soap context
+        virtual tt__SystemDateTimeExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SystemDateTimeExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__SystemDateTimeExtension() : __any() { }
+        /// Destructor
+        virtual ~tt__SystemDateTimeExtension() { }
+        /// Friend allocator used by soap_new_tt__SystemDateTimeExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__SystemDateTimeExtension * SOAP_FMAC2 soap_instantiate_tt__SystemDateTimeExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:450 */
 #ifndef SOAP_TYPE_tt__PTZNodeExtension
-#define SOAP_TYPE_tt__PTZNodeExtension (122)
+#define SOAP_TYPE_tt__PTZNodeExtension (130)
 /* complex XML schema type 'tt:PTZNodeExtension': */
 class SOAP_CMAC tt__PTZNodeExtension {
       public:
@@ -2555,9 +2451,9 @@ class SOAP_CMAC tt__PTZNodeExtension {
 };
 #endif
 
-/* vantel.h:436 */
+/* vantel.h:453 */
 #ifndef SOAP_TYPE_tt__PTZNodeExtension2
-#define SOAP_TYPE_tt__PTZNodeExtension2 (123)
+#define SOAP_TYPE_tt__PTZNodeExtension2 (131)
 /* complex XML schema type 'tt:PTZNodeExtension2': */
 class SOAP_CMAC tt__PTZNodeExtension2 {
       public:
@@ -2587,9 +2483,9 @@ class SOAP_CMAC tt__PTZNodeExtension2 {
 };
 #endif
 
-/* vantel.h:439 */
+/* vantel.h:456 */
 #ifndef SOAP_TYPE_tt__PTZPresetTourSupported
-#define SOAP_TYPE_tt__PTZPresetTourSupported (124)
+#define SOAP_TYPE_tt__PTZPresetTourSupported (132)
 /* complex XML schema type 'tt:PTZPresetTourSupported': */
 class SOAP_CMAC tt__PTZPresetTourSupported {
       public:
@@ -2619,9 +2515,9 @@ class SOAP_CMAC tt__PTZPresetTourSupported {
 };
 #endif
 
-/* vantel.h:442 */
+/* vantel.h:459 */
 #ifndef SOAP_TYPE_tt__PTZPresetTourSupportedExtension
-#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (125)
+#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (133)
 /* complex XML schema type 'tt:PTZPresetTourSupportedExtension': */
 class SOAP_CMAC tt__PTZPresetTourSupportedExtension {
       public:
@@ -2651,9 +2547,9 @@ class SOAP_CMAC tt__PTZPresetTourSupportedExtension {
 };
 #endif
 
-/* vantel.h:445 */
+/* vantel.h:462 */
 #ifndef SOAP_TYPE_tt__PTZConfiguration
-#define SOAP_TYPE_tt__PTZConfiguration (126)
+#define SOAP_TYPE_tt__PTZConfiguration (134)
 /* complex XML schema type 'tt:PTZConfiguration': */
 class SOAP_CMAC tt__PTZConfiguration {
       public:
@@ -2687,9 +2583,9 @@ class SOAP_CMAC tt__PTZConfiguration {
 };
 #endif
 
-/* vantel.h:448 */
+/* vantel.h:465 */
 #ifndef SOAP_TYPE_tt__PTZConfigurationExtension
-#define SOAP_TYPE_tt__PTZConfigurationExtension (127)
+#define SOAP_TYPE_tt__PTZConfigurationExtension (135)
 /* complex XML schema type 'tt:PTZConfigurationExtension': */
 class SOAP_CMAC tt__PTZConfigurationExtension {
       public:
@@ -2719,9 +2615,9 @@ class SOAP_CMAC tt__PTZConfigurationExtension {
 };
 #endif
 
-/* vantel.h:451 */
+/* vantel.h:468 */
 #ifndef SOAP_TYPE_tt__PTZConfigurationExtension2
-#define SOAP_TYPE_tt__PTZConfigurationExtension2 (128)
+#define SOAP_TYPE_tt__PTZConfigurationExtension2 (136)
 /* complex XML schema type 'tt:PTZConfigurationExtension2': */
 class SOAP_CMAC tt__PTZConfigurationExtension2 {
       public:
@@ -2751,9 +2647,9 @@ class SOAP_CMAC tt__PTZConfigurationExtension2 {
 };
 #endif
 
-/* vantel.h:454 */
+/* vantel.h:471 */
 #ifndef SOAP_TYPE_tt__PTControlDirection
-#define SOAP_TYPE_tt__PTControlDirection (129)
+#define SOAP_TYPE_tt__PTControlDirection (137)
 /* complex XML schema type 'tt:PTControlDirection': */
 class SOAP_CMAC tt__PTControlDirection {
       public:
@@ -2783,9 +2679,9 @@ class SOAP_CMAC tt__PTControlDirection {
 };
 #endif
 
-/* vantel.h:457 */
+/* vantel.h:474 */
 #ifndef SOAP_TYPE_tt__PTControlDirectionExtension
-#define SOAP_TYPE_tt__PTControlDirectionExtension (130)
+#define SOAP_TYPE_tt__PTControlDirectionExtension (138)
 /* complex XML schema type 'tt:PTControlDirectionExtension': */
 class SOAP_CMAC tt__PTControlDirectionExtension {
       public:
@@ -2815,9 +2711,9 @@ class SOAP_CMAC tt__PTControlDirectionExtension {
 };
 #endif
 
-/* vantel.h:460 */
+/* vantel.h:477 */
 #ifndef SOAP_TYPE_tt__EFlip
-#define SOAP_TYPE_tt__EFlip (131)
+#define SOAP_TYPE_tt__EFlip (139)
 /* complex XML schema type 'tt:EFlip': */
 class SOAP_CMAC tt__EFlip {
       public:
@@ -2847,9 +2743,9 @@ class SOAP_CMAC tt__EFlip {
 };
 #endif
 
-/* vantel.h:463 */
+/* vantel.h:480 */
 #ifndef SOAP_TYPE_tt__Reverse
-#define SOAP_TYPE_tt__Reverse (132)
+#define SOAP_TYPE_tt__Reverse (140)
 /* complex XML schema type 'tt:Reverse': */
 class SOAP_CMAC tt__Reverse {
       public:
@@ -2879,9 +2775,9 @@ class SOAP_CMAC tt__Reverse {
 };
 #endif
 
-/* vantel.h:466 */
+/* vantel.h:483 */
 #ifndef SOAP_TYPE_tt__PanTiltLimits
-#define SOAP_TYPE_tt__PanTiltLimits (133)
+#define SOAP_TYPE_tt__PanTiltLimits (141)
 /* complex XML schema type 'tt:PanTiltLimits': */
 class SOAP_CMAC tt__PanTiltLimits {
       public:
@@ -2911,9 +2807,9 @@ class SOAP_CMAC tt__PanTiltLimits {
 };
 #endif
 
-/* vantel.h:469 */
+/* vantel.h:486 */
 #ifndef SOAP_TYPE_tt__ZoomLimits
-#define SOAP_TYPE_tt__ZoomLimits (134)
+#define SOAP_TYPE_tt__ZoomLimits (142)
 /* complex XML schema type 'tt:ZoomLimits': */
 class SOAP_CMAC tt__ZoomLimits {
       public:
@@ -2943,9 +2839,9 @@ class SOAP_CMAC tt__ZoomLimits {
 };
 #endif
 
-/* vantel.h:484 */
+/* vantel.h:501 */
 #ifndef SOAP_TYPE_tt__ItemList
-#define SOAP_TYPE_tt__ItemList (141)
+#define SOAP_TYPE_tt__ItemList (149)
 /* complex XML schema type 'tt:ItemList': */
 class SOAP_CMAC tt__ItemList {
       public:
@@ -2975,9 +2871,9 @@ class SOAP_CMAC tt__ItemList {
 };
 #endif
 
-/* vantel.h:487 */
+/* vantel.h:504 */
 #ifndef SOAP_TYPE_tt__ItemListExtension
-#define SOAP_TYPE_tt__ItemListExtension (142)
+#define SOAP_TYPE_tt__ItemListExtension (150)
 /* complex XML schema type 'tt:ItemListExtension': */
 class SOAP_CMAC tt__ItemListExtension {
       public:
@@ -3007,9 +2903,9 @@ class SOAP_CMAC tt__ItemListExtension {
 };
 #endif
 
-/* vantel.h:490 */
+/* vantel.h:507 */
 #ifndef SOAP_TYPE_tt__AnalyticsEngineConfiguration
-#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (143)
+#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (151)
 /* complex XML schema type 'tt:AnalyticsEngineConfiguration': */
 class SOAP_CMAC tt__AnalyticsEngineConfiguration {
       public:
@@ -3039,9 +2935,9 @@ class SOAP_CMAC tt__AnalyticsEngineConfiguration {
 };
 #endif
 
-/* vantel.h:493 */
+/* vantel.h:510 */
 #ifndef SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension
-#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (144)
+#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (152)
 /* complex XML schema type 'tt:AnalyticsEngineConfigurationExtension': */
 class SOAP_CMAC tt__AnalyticsEngineConfigurationExtension {
       public:
@@ -3071,9 +2967,9 @@ class SOAP_CMAC tt__AnalyticsEngineConfigurationExtension {
 };
 #endif
 
-/* vantel.h:496 */
+/* vantel.h:513 */
 #ifndef SOAP_TYPE_tt__RuleEngineConfiguration
-#define SOAP_TYPE_tt__RuleEngineConfiguration (145)
+#define SOAP_TYPE_tt__RuleEngineConfiguration (153)
 /* complex XML schema type 'tt:RuleEngineConfiguration': */
 class SOAP_CMAC tt__RuleEngineConfiguration {
       public:
@@ -3103,9 +2999,9 @@ class SOAP_CMAC tt__RuleEngineConfiguration {
 };
 #endif
 
-/* vantel.h:499 */
+/* vantel.h:516 */
 #ifndef SOAP_TYPE_tt__RuleEngineConfigurationExtension
-#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (146)
+#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (154)
 /* complex XML schema type 'tt:RuleEngineConfigurationExtension': */
 class SOAP_CMAC tt__RuleEngineConfigurationExtension {
       public:
@@ -3135,9 +3031,9 @@ class SOAP_CMAC tt__RuleEngineConfigurationExtension {
 };
 #endif
 
-/* vantel.h:502 */
+/* vantel.h:519 */
 #ifndef SOAP_TYPE_tt__Config
-#define SOAP_TYPE_tt__Config (147)
+#define SOAP_TYPE_tt__Config (155)
 /* complex XML schema type 'tt:Config': */
 class SOAP_CMAC tt__Config {
       public:
@@ -3248,8 +3144,80 @@ class SOAP_CMAC _tds__GetDeviceInformationResponse {
 #endif
 
 /* vantel.h:187 */
+#ifndef SOAP_TYPE__tds__GetSystemDateAndTime
+#define SOAP_TYPE__tds__GetSystemDateAndTime (36)
+/* complex XML schema type 'tds:GetSystemDateAndTime': */
+class SOAP_CMAC _tds__GetSystemDateAndTime {
+      public:
+        /// Context that manages this object
+        struct soap *soap;
+      public:
+        /// Return unique type id SOAP_TYPE__tds__GetSystemDateAndTime
+        virtual long soap_type(void) const { return SOAP_TYPE__tds__GetSystemDateAndTime; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type _tds__GetSystemDateAndTime, default initialized and not managed by a soap context
+        virtual _tds__GetSystemDateAndTime *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(_tds__GetSystemDateAndTime); }
+      public:
+        /// Constructor with default initializations
+        _tds__GetSystemDateAndTime() : soap() { }
+        /// Destructor
+        virtual ~_tds__GetSystemDateAndTime() { }
+        /// Friend allocator used by soap_new__tds__GetSystemDateAndTime(struct soap*, int)
+        friend SOAP_FMAC1 _tds__GetSystemDateAndTime * SOAP_FMAC2 soap_instantiate__tds__GetSystemDateAndTime(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:189 */
+#ifndef SOAP_TYPE__tds__GetSystemDateAndTimeResponse
+#define SOAP_TYPE__tds__GetSystemDateAndTimeResponse (37)
+/* complex XML schema type 'tds:GetSystemDateAndTimeResponse': */
+class SOAP_CMAC _tds__GetSystemDateAndTimeResponse {
+      public:
+        /// Required element 'tds:SystemDateAndTime' of XML schema type 'tt:SystemDateTime'
+        tt__SystemDateTime *SystemDateAndTime;
+        /// Context that manages this object
+        struct soap *soap;
+      public:
+        /// Return unique type id SOAP_TYPE__tds__GetSystemDateAndTimeResponse
+        virtual long soap_type(void) const { return SOAP_TYPE__tds__GetSystemDateAndTimeResponse; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type _tds__GetSystemDateAndTimeResponse, default initialized and not managed by a soap context
+        virtual _tds__GetSystemDateAndTimeResponse *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(_tds__GetSystemDateAndTimeResponse); }
+      public:
+        /// Constructor with default initializations
+        _tds__GetSystemDateAndTimeResponse() : SystemDateAndTime(), soap() { }
+        /// Destructor
+        virtual ~_tds__GetSystemDateAndTimeResponse() { }
+        /// Friend allocator used by soap_new__tds__GetSystemDateAndTimeResponse(struct soap*, int)
+        friend SOAP_FMAC1 _tds__GetSystemDateAndTimeResponse * SOAP_FMAC2 soap_instantiate__tds__GetSystemDateAndTimeResponse(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:191 */
 #ifndef SOAP_TYPE__tds__SystemReboot
-#define SOAP_TYPE__tds__SystemReboot (36)
+#define SOAP_TYPE__tds__SystemReboot (38)
 /* complex XML schema type 'tds:SystemReboot': */
 class SOAP_CMAC _tds__SystemReboot {
       public:
@@ -3282,9 +3250,9 @@ class SOAP_CMAC _tds__SystemReboot {
 };
 #endif
 
-/* vantel.h:189 */
+/* vantel.h:193 */
 #ifndef SOAP_TYPE__tds__SystemRebootResponse
-#define SOAP_TYPE__tds__SystemRebootResponse (37)
+#define SOAP_TYPE__tds__SystemRebootResponse (39)
 /* complex XML schema type 'tds:SystemRebootResponse': */
 class SOAP_CMAC _tds__SystemRebootResponse {
       public:
@@ -3319,14 +3287,14 @@ class SOAP_CMAC _tds__SystemRebootResponse {
 };
 #endif
 
-/* vantel.h:191 */
+/* vantel.h:195 */
 #ifndef SOAP_TYPE__tds__GetCapabilities
-#define SOAP_TYPE__tds__GetCapabilities (38)
+#define SOAP_TYPE__tds__GetCapabilities (40)
 /* complex XML schema type 'tds:GetCapabilities': */
 class SOAP_CMAC _tds__GetCapabilities {
       public:
         /// Optional element 'tds:Category' of XML schema type 'tt:CapabilityCategory'
-        std::vector<enum tt__CapabilityCategory> Category;
+        std::vector<std::string> Category;
         /// Context that manages this object
         struct soap *soap;
       public:
@@ -3356,9 +3324,9 @@ class SOAP_CMAC _tds__GetCapabilities {
 };
 #endif
 
-/* vantel.h:193 */
+/* vantel.h:197 */
 #ifndef SOAP_TYPE__tds__GetCapabilitiesResponse
-#define SOAP_TYPE__tds__GetCapabilitiesResponse (39)
+#define SOAP_TYPE__tds__GetCapabilitiesResponse (41)
 /* complex XML schema type 'tds:GetCapabilitiesResponse': */
 class SOAP_CMAC _tds__GetCapabilitiesResponse {
       public:
@@ -3393,9 +3361,9 @@ class SOAP_CMAC _tds__GetCapabilitiesResponse {
 };
 #endif
 
-/* vantel.h:195 */
+/* vantel.h:199 */
 #ifndef SOAP_TYPE_tt__DeviceEntity
-#define SOAP_TYPE_tt__DeviceEntity (40)
+#define SOAP_TYPE_tt__DeviceEntity (42)
 /* complex XML schema type 'tt:DeviceEntity': */
 class SOAP_CMAC tt__DeviceEntity {
       public:
@@ -3430,9 +3398,9 @@ class SOAP_CMAC tt__DeviceEntity {
 };
 #endif
 
-/* vantel.h:204 */
+/* vantel.h:208 */
 #ifndef SOAP_TYPE_tt__FloatRange
-#define SOAP_TYPE_tt__FloatRange (42)
+#define SOAP_TYPE_tt__FloatRange (44)
 /* complex XML schema type 'tt:FloatRange': */
 class SOAP_CMAC tt__FloatRange {
       public:
@@ -3469,9 +3437,9 @@ class SOAP_CMAC tt__FloatRange {
 };
 #endif
 
-/* vantel.h:206 */
+/* vantel.h:210 */
 #ifndef SOAP_TYPE_tt__Profile
-#define SOAP_TYPE_tt__Profile (43)
+#define SOAP_TYPE_tt__Profile (45)
 /* complex XML schema type 'tt:Profile': */
 class SOAP_CMAC tt__Profile {
       public:
@@ -3526,9 +3494,9 @@ class SOAP_CMAC tt__Profile {
 };
 #endif
 
-/* vantel.h:214 */
+/* vantel.h:218 */
 #ifndef SOAP_TYPE_tt__ConfigurationEntity
-#define SOAP_TYPE_tt__ConfigurationEntity (47)
+#define SOAP_TYPE_tt__ConfigurationEntity (49)
 /* complex XML schema type 'tt:ConfigurationEntity': */
 class SOAP_CMAC tt__ConfigurationEntity {
       public:
@@ -3567,9 +3535,9 @@ class SOAP_CMAC tt__ConfigurationEntity {
 };
 #endif
 
-/* vantel.h:245 */
+/* vantel.h:249 */
 #ifndef SOAP_TYPE_tt__VideoResolution
-#define SOAP_TYPE_tt__VideoResolution (58)
+#define SOAP_TYPE_tt__VideoResolution (60)
 /* complex XML schema type 'tt:VideoResolution': */
 class SOAP_CMAC tt__VideoResolution {
       public:
@@ -3606,9 +3574,9 @@ class SOAP_CMAC tt__VideoResolution {
 };
 #endif
 
-/* vantel.h:247 */
+/* vantel.h:251 */
 #ifndef SOAP_TYPE_tt__VideoRateControl
-#define SOAP_TYPE_tt__VideoRateControl (59)
+#define SOAP_TYPE_tt__VideoRateControl (61)
 /* complex XML schema type 'tt:VideoRateControl': */
 class SOAP_CMAC tt__VideoRateControl {
       public:
@@ -3647,16 +3615,16 @@ class SOAP_CMAC tt__VideoRateControl {
 };
 #endif
 
-/* vantel.h:249 */
+/* vantel.h:253 */
 #ifndef SOAP_TYPE_tt__Mpeg4Configuration
-#define SOAP_TYPE_tt__Mpeg4Configuration (60)
+#define SOAP_TYPE_tt__Mpeg4Configuration (62)
 /* complex XML schema type 'tt:Mpeg4Configuration': */
 class SOAP_CMAC tt__Mpeg4Configuration {
       public:
         /// Required element 'tt:GovLength' of XML schema type 'xsd:int'
         int GovLength;
         /// Required element 'tt:Mpeg4Profile' of XML schema type 'tt:Mpeg4Profile'
-        enum tt__Mpeg4Profile Mpeg4Profile;
+        std::string Mpeg4Profile;
         /// Context that manages this object
         struct soap *soap;
       public:
@@ -3686,16 +3654,16 @@ class SOAP_CMAC tt__Mpeg4Configuration {
 };
 #endif
 
-/* vantel.h:251 */
+/* vantel.h:255 */
 #ifndef SOAP_TYPE_tt__H264Configuration
-#define SOAP_TYPE_tt__H264Configuration (61)
+#define SOAP_TYPE_tt__H264Configuration (63)
 /* complex XML schema type 'tt:H264Configuration': */
 class SOAP_CMAC tt__H264Configuration {
       public:
         /// Required element 'tt:GovLength' of XML schema type 'xsd:int'
         int GovLength;
         /// Required element 'tt:H264Profile' of XML schema type 'tt:H264Profile'
-        enum tt__H264Profile H264Profile;
+        std::string H264Profile;
         /// Context that manages this object
         struct soap *soap;
       public:
@@ -3725,9 +3693,9 @@ class SOAP_CMAC tt__H264Configuration {
 };
 #endif
 
-/* vantel.h:253 */
+/* vantel.h:257 */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfigurationOptions
-#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (62)
+#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (64)
 /* complex XML schema type 'tt:VideoEncoderConfigurationOptions': */
 class SOAP_CMAC tt__VideoEncoderConfigurationOptions {
       public:
@@ -3772,9 +3740,9 @@ class SOAP_CMAC tt__VideoEncoderConfigurationOptions {
 };
 #endif
 
-/* vantel.h:255 */
+/* vantel.h:259 */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (63)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (65)
 /* complex XML schema type 'tt:VideoEncoderOptionsExtension': */
 class SOAP_CMAC tt__VideoEncoderOptionsExtension {
       public:
@@ -3815,9 +3783,9 @@ class SOAP_CMAC tt__VideoEncoderOptionsExtension {
 };
 #endif
 
-/* vantel.h:257 */
+/* vantel.h:261 */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension2
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (64)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (66)
 /* complex XML schema type 'tt:VideoEncoderOptionsExtension2': */
 class SOAP_CMAC tt__VideoEncoderOptionsExtension2 {
       public:
@@ -3850,9 +3818,9 @@ class SOAP_CMAC tt__VideoEncoderOptionsExtension2 {
 };
 #endif
 
-/* vantel.h:259 */
+/* vantel.h:263 */
 #ifndef SOAP_TYPE_tt__JpegOptions
-#define SOAP_TYPE_tt__JpegOptions (65)
+#define SOAP_TYPE_tt__JpegOptions (67)
 /* complex XML schema type 'tt:JpegOptions': */
 class SOAP_CMAC tt__JpegOptions {
       public:
@@ -3891,9 +3859,9 @@ class SOAP_CMAC tt__JpegOptions {
 };
 #endif
 
-/* vantel.h:263 */
+/* vantel.h:267 */
 #ifndef SOAP_TYPE_tt__Mpeg4Options
-#define SOAP_TYPE_tt__Mpeg4Options (67)
+#define SOAP_TYPE_tt__Mpeg4Options (69)
 /* complex XML schema type 'tt:Mpeg4Options': */
 class SOAP_CMAC tt__Mpeg4Options {
       public:
@@ -3906,7 +3874,7 @@ class SOAP_CMAC tt__Mpeg4Options {
         /// Required element 'tt:EncodingIntervalRange' of XML schema type 'tt:IntRange'
         tt__IntRange *EncodingIntervalRange;
         /// Required element 'tt:Mpeg4ProfilesSupported' of XML schema type 'tt:Mpeg4Profile'
-        std::vector<enum tt__Mpeg4Profile> Mpeg4ProfilesSupported;
+        std::vector<std::string> Mpeg4ProfilesSupported;
         /// Context that manages this object
         struct soap *soap;
       public:
@@ -3936,9 +3904,9 @@ class SOAP_CMAC tt__Mpeg4Options {
 };
 #endif
 
-/* vantel.h:267 */
+/* vantel.h:271 */
 #ifndef SOAP_TYPE_tt__H264Options
-#define SOAP_TYPE_tt__H264Options (69)
+#define SOAP_TYPE_tt__H264Options (71)
 /* complex XML schema type 'tt:H264Options': */
 class SOAP_CMAC tt__H264Options {
       public:
@@ -3951,7 +3919,7 @@ class SOAP_CMAC tt__H264Options {
         /// Required element 'tt:EncodingIntervalRange' of XML schema type 'tt:IntRange'
         tt__IntRange *EncodingIntervalRange;
         /// Required element 'tt:H264ProfilesSupported' of XML schema type 'tt:H264Profile'
-        std::vector<enum tt__H264Profile> H264ProfilesSupported;
+        std::vector<std::string> H264ProfilesSupported;
         /// Context that manages this object
         struct soap *soap;
       public:
@@ -3981,9 +3949,9 @@ class SOAP_CMAC tt__H264Options {
 };
 #endif
 
-/* vantel.h:319 */
+/* vantel.h:323 */
 #ifndef SOAP_TYPE_tt__MulticastConfiguration
-#define SOAP_TYPE_tt__MulticastConfiguration (81)
+#define SOAP_TYPE_tt__MulticastConfiguration (83)
 /* complex XML schema type 'tt:MulticastConfiguration': */
 class SOAP_CMAC tt__MulticastConfiguration {
       public:
@@ -4024,14 +3992,14 @@ class SOAP_CMAC tt__MulticastConfiguration {
 };
 #endif
 
-/* vantel.h:321 */
+/* vantel.h:325 */
 #ifndef SOAP_TYPE_tt__StreamSetup
-#define SOAP_TYPE_tt__StreamSetup (82)
+#define SOAP_TYPE_tt__StreamSetup (84)
 /* complex XML schema type 'tt:StreamSetup': */
 class SOAP_CMAC tt__StreamSetup {
       public:
         /// Required element 'tt:Stream' of XML schema type 'tt:StreamType'
-        enum tt__StreamType Stream;
+        std::string Stream;
         /// Required element 'tt:Transport' of XML schema type 'tt:Transport'
         tt__Transport *Transport;
         /// Context that manages this object
@@ -4063,9 +4031,9 @@ class SOAP_CMAC tt__StreamSetup {
 };
 #endif
 
-/* vantel.h:1700 */
+/* vantel.h:1630 */
 #ifndef SOAP_TYPE__tt__Transport_Tunnel
-#define SOAP_TYPE__tt__Transport_Tunnel (227)
+#define SOAP_TYPE__tt__Transport_Tunnel (237)
 /* complex XML schema type 'tt:Transport-Tunnel': */
 class SOAP_CMAC _tt__Transport_Tunnel {
       public:
@@ -4095,14 +4063,14 @@ class SOAP_CMAC _tt__Transport_Tunnel {
 };
 #endif
 
-/* vantel.h:323 */
+/* vantel.h:327 */
 #ifndef SOAP_TYPE_tt__Transport
-#define SOAP_TYPE_tt__Transport (83)
+#define SOAP_TYPE_tt__Transport (85)
 /* complex XML schema type 'tt:Transport': */
 class SOAP_CMAC tt__Transport {
       public:
         /// Required element 'tt:Protocol' of XML schema type 'tt:TransportProtocol'
-        enum tt__TransportProtocol Protocol;
+        std::string Protocol;
         /// Optional element 'tt:Tunnel' of XML schema type 'tt:Transport-Tunnel'
         _tt__Transport_Tunnel *Tunnel;
         /// Context that manages this object
@@ -4134,9 +4102,9 @@ class SOAP_CMAC tt__Transport {
 };
 #endif
 
-/* vantel.h:325 */
+/* vantel.h:329 */
 #ifndef SOAP_TYPE_tt__MediaUri
-#define SOAP_TYPE_tt__MediaUri (84)
+#define SOAP_TYPE_tt__MediaUri (86)
 /* complex XML schema type 'tt:MediaUri': */
 class SOAP_CMAC tt__MediaUri {
       public:
@@ -4177,14 +4145,14 @@ class SOAP_CMAC tt__MediaUri {
 };
 #endif
 
-/* vantel.h:327 */
+/* vantel.h:331 */
 #ifndef SOAP_TYPE_tt__IPAddress
-#define SOAP_TYPE_tt__IPAddress (85)
+#define SOAP_TYPE_tt__IPAddress (87)
 /* complex XML schema type 'tt:IPAddress': */
 class SOAP_CMAC tt__IPAddress {
       public:
         /// Required element 'tt:Type' of XML schema type 'tt:IPType'
-        enum tt__IPType Type;
+        std::string Type;
         /// Optional element 'tt:IPv4Address' of XML schema type 'tt:IPv4Address'
         std::string *IPv4Address;
         /// Optional element 'tt:IPv6Address' of XML schema type 'tt:IPv6Address'
@@ -4218,9 +4186,9 @@ class SOAP_CMAC tt__IPAddress {
 };
 #endif
 
-/* vantel.h:329 */
+/* vantel.h:333 */
 #ifndef SOAP_TYPE_tt__Capabilities
-#define SOAP_TYPE_tt__Capabilities (86)
+#define SOAP_TYPE_tt__Capabilities (88)
 /* complex XML schema type 'tt:Capabilities': */
 class SOAP_CMAC tt__Capabilities {
       public:
@@ -4267,9 +4235,9 @@ class SOAP_CMAC tt__Capabilities {
 };
 #endif
 
-/* vantel.h:340 */
+/* vantel.h:344 */
 #ifndef SOAP_TYPE_tt__DeviceCapabilities
-#define SOAP_TYPE_tt__DeviceCapabilities (90)
+#define SOAP_TYPE_tt__DeviceCapabilities (92)
 /* complex XML schema type 'tt:DeviceCapabilities': */
 class SOAP_CMAC tt__DeviceCapabilities {
       public:
@@ -4314,9 +4282,9 @@ class SOAP_CMAC tt__DeviceCapabilities {
 };
 #endif
 
-/* vantel.h:357 */
+/* vantel.h:361 */
 #ifndef SOAP_TYPE_tt__MediaCapabilities
-#define SOAP_TYPE_tt__MediaCapabilities (96)
+#define SOAP_TYPE_tt__MediaCapabilities (98)
 /* complex XML schema type 'tt:MediaCapabilities': */
 class SOAP_CMAC tt__MediaCapabilities {
       public:
@@ -4355,9 +4323,9 @@ class SOAP_CMAC tt__MediaCapabilities {
 };
 #endif
 
-/* vantel.h:404 */
+/* vantel.h:408 */
 #ifndef SOAP_TYPE_tt__PTZCapabilities
-#define SOAP_TYPE_tt__PTZCapabilities (112)
+#define SOAP_TYPE_tt__PTZCapabilities (114)
 /* complex XML schema type 'tt:PTZCapabilities': */
 class SOAP_CMAC tt__PTZCapabilities {
       public:
@@ -4392,9 +4360,214 @@ class SOAP_CMAC tt__PTZCapabilities {
 };
 #endif
 
-/* vantel.h:471 */
+/* vantel.h:434 */
+#ifndef SOAP_TYPE_tt__SystemDateTime
+#define SOAP_TYPE_tt__SystemDateTime (123)
+/* complex XML schema type 'tt:SystemDateTime': */
+class SOAP_CMAC tt__SystemDateTime {
+      public:
+        /// Required element 'tt:DateTimeType' of XML schema type 'tt:SetDateTimeType'
+        std::string DateTimeType;
+        /// Required element 'tt:DaylightSavings' of XML schema type 'xsd:boolean'
+        bool DaylightSavings;
+        /// Optional element 'tt:TimeZone' of XML schema type 'tt:TimeZone'
+        tt__TimeZone *TimeZone;
+        /// Optional element 'tt:UTCDateTime' of XML schema type 'tt:DateTime'
+        tt__DateTime *UTCDateTime;
+        /// Optional element 'tt:LocalDateTime' of XML schema type 'tt:DateTime'
+        tt__DateTime *LocalDateTime;
+        /// Optional element 'tt:Extension' of XML schema type 'tt:SystemDateTimeExtension'
+        tt__SystemDateTimeExtension *Extension;
+        /// Context that manages this object
+        struct soap *soap;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SystemDateTime
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SystemDateTime; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SystemDateTime, default initialized and not managed by a soap context
+        virtual tt__SystemDateTime *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SystemDateTime); }
+      public:
+        /// Constructor with default initializations
+        tt__SystemDateTime() : DateTimeType(), DaylightSavings(), TimeZone(), UTCDateTime(), LocalDateTime(), Extension(), soap() { }
+        /// Destructor
+        virtual ~tt__SystemDateTime() { }
+        /// Friend allocator used by soap_new_tt__SystemDateTime(struct soap*, int)
+        friend SOAP_FMAC1 tt__SystemDateTime * SOAP_FMAC2 soap_instantiate_tt__SystemDateTime(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:439 */
+#ifndef SOAP_TYPE_tt__DateTime
+#define SOAP_TYPE_tt__DateTime (125)
+/* complex XML schema type 'tt:DateTime': */
+class SOAP_CMAC tt__DateTime {
+      public:
+        /// Required element 'tt:Time' of XML schema type 'tt:Time'
+        tt__Time *Time;
+        /// Required element 'tt:Date' of XML schema type 'tt:Date'
+        tt__Date *Date;
+        /// Context that manages this object
+        struct soap *soap;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__DateTime
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__DateTime; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__DateTime, default initialized and not managed by a soap context
+        virtual tt__DateTime *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__DateTime); }
+      public:
+        /// Constructor with default initializations
+        tt__DateTime() : Time(), Date(), soap() { }
+        /// Destructor
+        virtual ~tt__DateTime() { }
+        /// Friend allocator used by soap_new_tt__DateTime(struct soap*, int)
+        friend SOAP_FMAC1 tt__DateTime * SOAP_FMAC2 soap_instantiate_tt__DateTime(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:441 */
+#ifndef SOAP_TYPE_tt__Date
+#define SOAP_TYPE_tt__Date (126)
+/* complex XML schema type 'tt:Date': */
+class SOAP_CMAC tt__Date {
+      public:
+        /// Required element 'tt:Year' of XML schema type 'xsd:int'
+        int Year;
+        /// Required element 'tt:Month' of XML schema type 'xsd:int'
+        int Month;
+        /// Required element 'tt:Day' of XML schema type 'xsd:int'
+        int Day;
+        /// Context that manages this object
+        struct soap *soap;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__Date
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__Date; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__Date, default initialized and not managed by a soap context
+        virtual tt__Date *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Date); }
+      public:
+        /// Constructor with default initializations
+        tt__Date() : Year(), Month(), Day(), soap() { }
+        /// Destructor
+        virtual ~tt__Date() { }
+        /// Friend allocator used by soap_new_tt__Date(struct soap*, int)
+        friend SOAP_FMAC1 tt__Date * SOAP_FMAC2 soap_instantiate_tt__Date(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:443 */
+#ifndef SOAP_TYPE_tt__Time
+#define SOAP_TYPE_tt__Time (127)
+/* complex XML schema type 'tt:Time': */
+class SOAP_CMAC tt__Time {
+      public:
+        /// Required element 'tt:Hour' of XML schema type 'xsd:int'
+        int Hour;
+        /// Required element 'tt:Minute' of XML schema type 'xsd:int'
+        int Minute;
+        /// Required element 'tt:Second' of XML schema type 'xsd:int'
+        int Second;
+        /// Context that manages this object
+        struct soap *soap;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__Time
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__Time; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__Time, default initialized and not managed by a soap context
+        virtual tt__Time *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Time); }
+      public:
+        /// Constructor with default initializations
+        tt__Time() : Hour(), Minute(), Second(), soap() { }
+        /// Destructor
+        virtual ~tt__Time() { }
+        /// Friend allocator used by soap_new_tt__Time(struct soap*, int)
+        friend SOAP_FMAC1 tt__Time * SOAP_FMAC2 soap_instantiate_tt__Time(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:445 */
+#ifndef SOAP_TYPE_tt__TimeZone
+#define SOAP_TYPE_tt__TimeZone (128)
+/* complex XML schema type 'tt:TimeZone': */
+class SOAP_CMAC tt__TimeZone {
+      public:
+        /// Required element 'tt:TZ' of XML schema type 'xsd:token'
+        std::string TZ;
+        /// Context that manages this object
+        struct soap *soap;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__TimeZone
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__TimeZone; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__TimeZone, default initialized and not managed by a soap context
+        virtual tt__TimeZone *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__TimeZone); }
+      public:
+        /// Constructor with default initializations
+        tt__TimeZone() : TZ(), soap() { }
+        /// Destructor
+        virtual ~tt__TimeZone() { }
+        /// Friend allocator used by soap_new_tt__TimeZone(struct soap*, int)
+        friend SOAP_FMAC1 tt__TimeZone * SOAP_FMAC2 soap_instantiate_tt__TimeZone(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:488 */
 #ifndef SOAP_TYPE_tt__PTZSpaces
-#define SOAP_TYPE_tt__PTZSpaces (135)
+#define SOAP_TYPE_tt__PTZSpaces (143)
 /* complex XML schema type 'tt:PTZSpaces': */
 class SOAP_CMAC tt__PTZSpaces {
       public:
@@ -4445,9 +4618,9 @@ class SOAP_CMAC tt__PTZSpaces {
 };
 #endif
 
-/* vantel.h:473 */
+/* vantel.h:490 */
 #ifndef SOAP_TYPE_tt__PTZSpacesExtension
-#define SOAP_TYPE_tt__PTZSpacesExtension (136)
+#define SOAP_TYPE_tt__PTZSpacesExtension (144)
 /* complex XML schema type 'tt:PTZSpacesExtension': */
 class SOAP_CMAC tt__PTZSpacesExtension {
       public:
@@ -4480,9 +4653,9 @@ class SOAP_CMAC tt__PTZSpacesExtension {
 };
 #endif
 
-/* vantel.h:475 */
+/* vantel.h:492 */
 #ifndef SOAP_TYPE_tt__Space2DDescription
-#define SOAP_TYPE_tt__Space2DDescription (137)
+#define SOAP_TYPE_tt__Space2DDescription (145)
 /* complex XML schema type 'tt:Space2DDescription': */
 class SOAP_CMAC tt__Space2DDescription {
       public:
@@ -4521,9 +4694,9 @@ class SOAP_CMAC tt__Space2DDescription {
 };
 #endif
 
-/* vantel.h:477 */
+/* vantel.h:494 */
 #ifndef SOAP_TYPE_tt__Space1DDescription
-#define SOAP_TYPE_tt__Space1DDescription (138)
+#define SOAP_TYPE_tt__Space1DDescription (146)
 /* complex XML schema type 'tt:Space1DDescription': */
 class SOAP_CMAC tt__Space1DDescription {
       public:
@@ -4560,9 +4733,9 @@ class SOAP_CMAC tt__Space1DDescription {
 };
 #endif
 
-/* vantel.h:479 */
+/* vantel.h:496 */
 #ifndef SOAP_TYPE_tt__PTZSpeed
-#define SOAP_TYPE_tt__PTZSpeed (139)
+#define SOAP_TYPE_tt__PTZSpeed (147)
 /* complex XML schema type 'tt:PTZSpeed': */
 class SOAP_CMAC tt__PTZSpeed {
       public:
@@ -4599,9 +4772,9 @@ class SOAP_CMAC tt__PTZSpeed {
 };
 #endif
 
-/* vantel.h:481 */
+/* vantel.h:498 */
 #ifndef SOAP_TYPE_tt__PTZPreset
-#define SOAP_TYPE_tt__PTZPreset (140)
+#define SOAP_TYPE_tt__PTZPreset (148)
 /* complex XML schema type 'tt:PTZPreset': */
 class SOAP_CMAC tt__PTZPreset {
       public:
@@ -4640,9 +4813,9 @@ class SOAP_CMAC tt__PTZPreset {
 };
 #endif
 
-/* vantel.h:504 */
+/* vantel.h:521 */
 #ifndef SOAP_TYPE_tt__IntRange
-#define SOAP_TYPE_tt__IntRange (148)
+#define SOAP_TYPE_tt__IntRange (156)
 /* complex XML schema type 'tt:IntRange': */
 class SOAP_CMAC tt__IntRange {
       public:
@@ -4679,9 +4852,9 @@ class SOAP_CMAC tt__IntRange {
 };
 #endif
 
-/* vantel.h:506 */
+/* vantel.h:523 */
 #ifndef SOAP_TYPE_tt__Vector2D
-#define SOAP_TYPE_tt__Vector2D (149)
+#define SOAP_TYPE_tt__Vector2D (157)
 /* complex XML schema type 'tt:Vector2D': */
 class SOAP_CMAC tt__Vector2D {
       public:
@@ -4720,9 +4893,9 @@ class SOAP_CMAC tt__Vector2D {
 };
 #endif
 
-/* vantel.h:508 */
+/* vantel.h:525 */
 #ifndef SOAP_TYPE_tt__Vector1D
-#define SOAP_TYPE_tt__Vector1D (150)
+#define SOAP_TYPE_tt__Vector1D (158)
 /* complex XML schema type 'tt:Vector1D': */
 class SOAP_CMAC tt__Vector1D {
       public:
@@ -4759,9 +4932,9 @@ class SOAP_CMAC tt__Vector1D {
 };
 #endif
 
-/* vantel.h:510 */
+/* vantel.h:527 */
 #ifndef SOAP_TYPE_tt__PTZVector
-#define SOAP_TYPE_tt__PTZVector (151)
+#define SOAP_TYPE_tt__PTZVector (159)
 /* complex XML schema type 'tt:PTZVector': */
 class SOAP_CMAC tt__PTZVector {
       public:
@@ -4798,9 +4971,9 @@ class SOAP_CMAC tt__PTZVector {
 };
 #endif
 
-/* vantel.h:512 */
+/* vantel.h:529 */
 #ifndef SOAP_TYPE__trt__GetProfile
-#define SOAP_TYPE__trt__GetProfile (152)
+#define SOAP_TYPE__trt__GetProfile (160)
 /* complex XML schema type 'trt:GetProfile': */
 class SOAP_CMAC _trt__GetProfile {
       public:
@@ -4835,9 +5008,9 @@ class SOAP_CMAC _trt__GetProfile {
 };
 #endif
 
-/* vantel.h:514 */
+/* vantel.h:531 */
 #ifndef SOAP_TYPE__trt__GetProfileResponse
-#define SOAP_TYPE__trt__GetProfileResponse (153)
+#define SOAP_TYPE__trt__GetProfileResponse (161)
 /* complex XML schema type 'trt:GetProfileResponse': */
 class SOAP_CMAC _trt__GetProfileResponse {
       public:
@@ -4872,9 +5045,9 @@ class SOAP_CMAC _trt__GetProfileResponse {
 };
 #endif
 
-/* vantel.h:516 */
+/* vantel.h:533 */
 #ifndef SOAP_TYPE__trt__GetProfiles
-#define SOAP_TYPE__trt__GetProfiles (154)
+#define SOAP_TYPE__trt__GetProfiles (162)
 /* complex XML schema type 'trt:GetProfiles': */
 class SOAP_CMAC _trt__GetProfiles {
       public:
@@ -4907,9 +5080,9 @@ class SOAP_CMAC _trt__GetProfiles {
 };
 #endif
 
-/* vantel.h:518 */
+/* vantel.h:535 */
 #ifndef SOAP_TYPE__trt__GetProfilesResponse
-#define SOAP_TYPE__trt__GetProfilesResponse (155)
+#define SOAP_TYPE__trt__GetProfilesResponse (163)
 /* complex XML schema type 'trt:GetProfilesResponse': */
 class SOAP_CMAC _trt__GetProfilesResponse {
       public:
@@ -4944,9 +5117,9 @@ class SOAP_CMAC _trt__GetProfilesResponse {
 };
 #endif
 
-/* vantel.h:520 */
+/* vantel.h:537 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (156)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (164)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurations': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurations {
       public:
@@ -4979,9 +5152,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurations {
 };
 #endif
 
-/* vantel.h:522 */
+/* vantel.h:539 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (157)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (165)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationsResponse': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationsResponse {
       public:
@@ -5016,9 +5189,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationsResponse {
 };
 #endif
 
-/* vantel.h:524 */
+/* vantel.h:541 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (158)
+#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (166)
 /* complex XML schema type 'trt:GetVideoEncoderConfiguration': */
 class SOAP_CMAC _trt__GetVideoEncoderConfiguration {
       public:
@@ -5053,9 +5226,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:526 */
+/* vantel.h:543 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (159)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (167)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationResponse': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationResponse {
       public:
@@ -5090,9 +5263,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationResponse {
 };
 #endif
 
-/* vantel.h:528 */
+/* vantel.h:545 */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (160)
+#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (168)
 /* complex XML schema type 'trt:SetVideoEncoderConfiguration': */
 class SOAP_CMAC _trt__SetVideoEncoderConfiguration {
       public:
@@ -5129,9 +5302,9 @@ class SOAP_CMAC _trt__SetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:530 */
+/* vantel.h:547 */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (161)
+#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (169)
 /* complex XML schema type 'trt:SetVideoEncoderConfigurationResponse': */
 class SOAP_CMAC _trt__SetVideoEncoderConfigurationResponse {
       public:
@@ -5164,9 +5337,9 @@ class SOAP_CMAC _trt__SetVideoEncoderConfigurationResponse {
 };
 #endif
 
-/* vantel.h:532 */
+/* vantel.h:549 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (162)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (170)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationOptions': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptions {
       public:
@@ -5203,9 +5376,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptions {
 };
 #endif
 
-/* vantel.h:534 */
+/* vantel.h:551 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (163)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (171)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationOptionsResponse': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptionsResponse {
       public:
@@ -5240,9 +5413,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptionsResponse {
 };
 #endif
 
-/* vantel.h:536 */
+/* vantel.h:553 */
 #ifndef SOAP_TYPE__trt__GetStreamUri
-#define SOAP_TYPE__trt__GetStreamUri (164)
+#define SOAP_TYPE__trt__GetStreamUri (172)
 /* complex XML schema type 'trt:GetStreamUri': */
 class SOAP_CMAC _trt__GetStreamUri {
       public:
@@ -5279,9 +5452,9 @@ class SOAP_CMAC _trt__GetStreamUri {
 };
 #endif
 
-/* vantel.h:538 */
+/* vantel.h:555 */
 #ifndef SOAP_TYPE__trt__GetStreamUriResponse
-#define SOAP_TYPE__trt__GetStreamUriResponse (165)
+#define SOAP_TYPE__trt__GetStreamUriResponse (173)
 /* complex XML schema type 'trt:GetStreamUriResponse': */
 class SOAP_CMAC _trt__GetStreamUriResponse {
       public:
@@ -5316,9 +5489,9 @@ class SOAP_CMAC _trt__GetStreamUriResponse {
 };
 #endif
 
-/* vantel.h:540 */
+/* vantel.h:557 */
 #ifndef SOAP_TYPE__tptz__GetNodes
-#define SOAP_TYPE__tptz__GetNodes (166)
+#define SOAP_TYPE__tptz__GetNodes (174)
 /* complex XML schema type 'tptz:GetNodes': */
 class SOAP_CMAC _tptz__GetNodes {
       public:
@@ -5351,9 +5524,9 @@ class SOAP_CMAC _tptz__GetNodes {
 };
 #endif
 
-/* vantel.h:542 */
+/* vantel.h:559 */
 #ifndef SOAP_TYPE__tptz__GetNodesResponse
-#define SOAP_TYPE__tptz__GetNodesResponse (167)
+#define SOAP_TYPE__tptz__GetNodesResponse (175)
 /* complex XML schema type 'tptz:GetNodesResponse': */
 class SOAP_CMAC _tptz__GetNodesResponse {
       public:
@@ -5388,9 +5561,9 @@ class SOAP_CMAC _tptz__GetNodesResponse {
 };
 #endif
 
-/* vantel.h:544 */
+/* vantel.h:561 */
 #ifndef SOAP_TYPE__tptz__GetNode
-#define SOAP_TYPE__tptz__GetNode (168)
+#define SOAP_TYPE__tptz__GetNode (176)
 /* complex XML schema type 'tptz:GetNode': */
 class SOAP_CMAC _tptz__GetNode {
       public:
@@ -5425,9 +5598,9 @@ class SOAP_CMAC _tptz__GetNode {
 };
 #endif
 
-/* vantel.h:546 */
+/* vantel.h:563 */
 #ifndef SOAP_TYPE__tptz__GetNodeResponse
-#define SOAP_TYPE__tptz__GetNodeResponse (169)
+#define SOAP_TYPE__tptz__GetNodeResponse (177)
 /* complex XML schema type 'tptz:GetNodeResponse': */
 class SOAP_CMAC _tptz__GetNodeResponse {
       public:
@@ -5462,9 +5635,9 @@ class SOAP_CMAC _tptz__GetNodeResponse {
 };
 #endif
 
-/* vantel.h:548 */
+/* vantel.h:565 */
 #ifndef SOAP_TYPE__tptz__GetPresets
-#define SOAP_TYPE__tptz__GetPresets (170)
+#define SOAP_TYPE__tptz__GetPresets (178)
 /* complex XML schema type 'tptz:GetPresets': */
 class SOAP_CMAC _tptz__GetPresets {
       public:
@@ -5499,9 +5672,9 @@ class SOAP_CMAC _tptz__GetPresets {
 };
 #endif
 
-/* vantel.h:550 */
+/* vantel.h:567 */
 #ifndef SOAP_TYPE__tptz__GetPresetsResponse
-#define SOAP_TYPE__tptz__GetPresetsResponse (171)
+#define SOAP_TYPE__tptz__GetPresetsResponse (179)
 /* complex XML schema type 'tptz:GetPresetsResponse': */
 class SOAP_CMAC _tptz__GetPresetsResponse {
       public:
@@ -5536,9 +5709,9 @@ class SOAP_CMAC _tptz__GetPresetsResponse {
 };
 #endif
 
-/* vantel.h:552 */
+/* vantel.h:569 */
 #ifndef SOAP_TYPE__tptz__SetPreset
-#define SOAP_TYPE__tptz__SetPreset (172)
+#define SOAP_TYPE__tptz__SetPreset (180)
 /* complex XML schema type 'tptz:SetPreset': */
 class SOAP_CMAC _tptz__SetPreset {
       public:
@@ -5577,9 +5750,9 @@ class SOAP_CMAC _tptz__SetPreset {
 };
 #endif
 
-/* vantel.h:554 */
+/* vantel.h:571 */
 #ifndef SOAP_TYPE__tptz__SetPresetResponse
-#define SOAP_TYPE__tptz__SetPresetResponse (173)
+#define SOAP_TYPE__tptz__SetPresetResponse (181)
 /* complex XML schema type 'tptz:SetPresetResponse': */
 class SOAP_CMAC _tptz__SetPresetResponse {
       public:
@@ -5614,9 +5787,9 @@ class SOAP_CMAC _tptz__SetPresetResponse {
 };
 #endif
 
-/* vantel.h:556 */
+/* vantel.h:573 */
 #ifndef SOAP_TYPE__tptz__GotoPreset
-#define SOAP_TYPE__tptz__GotoPreset (174)
+#define SOAP_TYPE__tptz__GotoPreset (182)
 /* complex XML schema type 'tptz:GotoPreset': */
 class SOAP_CMAC _tptz__GotoPreset {
       public:
@@ -5655,9 +5828,9 @@ class SOAP_CMAC _tptz__GotoPreset {
 };
 #endif
 
-/* vantel.h:558 */
+/* vantel.h:575 */
 #ifndef SOAP_TYPE__tptz__GotoPresetResponse
-#define SOAP_TYPE__tptz__GotoPresetResponse (175)
+#define SOAP_TYPE__tptz__GotoPresetResponse (183)
 /* complex XML schema type 'tptz:GotoPresetResponse': */
 class SOAP_CMAC _tptz__GotoPresetResponse {
       public:
@@ -5690,9 +5863,9 @@ class SOAP_CMAC _tptz__GotoPresetResponse {
 };
 #endif
 
-/* vantel.h:560 */
+/* vantel.h:577 */
 #ifndef SOAP_TYPE__tptz__ContinuousMove
-#define SOAP_TYPE__tptz__ContinuousMove (176)
+#define SOAP_TYPE__tptz__ContinuousMove (184)
 /* complex XML schema type 'tptz:ContinuousMove': */
 class SOAP_CMAC _tptz__ContinuousMove {
       public:
@@ -5731,9 +5904,9 @@ class SOAP_CMAC _tptz__ContinuousMove {
 };
 #endif
 
-/* vantel.h:562 */
+/* vantel.h:579 */
 #ifndef SOAP_TYPE__tptz__ContinuousMoveResponse
-#define SOAP_TYPE__tptz__ContinuousMoveResponse (177)
+#define SOAP_TYPE__tptz__ContinuousMoveResponse (185)
 /* complex XML schema type 'tptz:ContinuousMoveResponse': */
 class SOAP_CMAC _tptz__ContinuousMoveResponse {
       public:
@@ -5766,9 +5939,9 @@ class SOAP_CMAC _tptz__ContinuousMoveResponse {
 };
 #endif
 
-/* vantel.h:564 */
+/* vantel.h:581 */
 #ifndef SOAP_TYPE__tptz__Stop
-#define SOAP_TYPE__tptz__Stop (178)
+#define SOAP_TYPE__tptz__Stop (186)
 /* complex XML schema type 'tptz:Stop': */
 class SOAP_CMAC _tptz__Stop {
       public:
@@ -5807,9 +5980,9 @@ class SOAP_CMAC _tptz__Stop {
 };
 #endif
 
-/* vantel.h:566 */
+/* vantel.h:583 */
 #ifndef SOAP_TYPE__tptz__StopResponse
-#define SOAP_TYPE__tptz__StopResponse (179)
+#define SOAP_TYPE__tptz__StopResponse (187)
 /* complex XML schema type 'tptz:StopResponse': */
 class SOAP_CMAC _tptz__StopResponse {
       public:
@@ -5842,14 +6015,14 @@ class SOAP_CMAC _tptz__StopResponse {
 };
 #endif
 
-/* vantel.h:243 */
+/* vantel.h:247 */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfiguration
-#define SOAP_TYPE_tt__VideoEncoderConfiguration (57)
+#define SOAP_TYPE_tt__VideoEncoderConfiguration (59)
 /* complex XML schema type 'tt:VideoEncoderConfiguration': */
 class SOAP_CMAC tt__VideoEncoderConfiguration : public tt__ConfigurationEntity {
       public:
         /// Required element 'tt:Encoding' of XML schema type 'tt:VideoEncoding'
-        enum tt__VideoEncoding Encoding;
+        std::string Encoding;
         /// Required element 'tt:Resolution' of XML schema type 'tt:VideoResolution'
         tt__VideoResolution *Resolution;
         /// Required element 'tt:Quality' of XML schema type 'xsd:float'
@@ -5893,9 +6066,9 @@ class SOAP_CMAC tt__VideoEncoderConfiguration : public tt__ConfigurationEntity {
 };
 #endif
 
-/* vantel.h:261 */
+/* vantel.h:265 */
 #ifndef SOAP_TYPE_tt__JpegOptions2
-#define SOAP_TYPE_tt__JpegOptions2 (66)
+#define SOAP_TYPE_tt__JpegOptions2 (68)
 /* complex XML schema type 'tt:JpegOptions2': */
 class SOAP_CMAC tt__JpegOptions2 : public tt__JpegOptions {
       public:
@@ -5928,9 +6101,9 @@ class SOAP_CMAC tt__JpegOptions2 : public tt__JpegOptions {
 };
 #endif
 
-/* vantel.h:265 */
+/* vantel.h:269 */
 #ifndef SOAP_TYPE_tt__Mpeg4Options2
-#define SOAP_TYPE_tt__Mpeg4Options2 (68)
+#define SOAP_TYPE_tt__Mpeg4Options2 (70)
 /* complex XML schema type 'tt:Mpeg4Options2': */
 class SOAP_CMAC tt__Mpeg4Options2 : public tt__Mpeg4Options {
       public:
@@ -5963,9 +6136,9 @@ class SOAP_CMAC tt__Mpeg4Options2 : public tt__Mpeg4Options {
 };
 #endif
 
-/* vantel.h:269 */
+/* vantel.h:273 */
 #ifndef SOAP_TYPE_tt__H264Options2
-#define SOAP_TYPE_tt__H264Options2 (70)
+#define SOAP_TYPE_tt__H264Options2 (72)
 /* complex XML schema type 'tt:H264Options2': */
 class SOAP_CMAC tt__H264Options2 : public tt__H264Options {
       public:
@@ -5998,9 +6171,9 @@ class SOAP_CMAC tt__H264Options2 : public tt__H264Options {
 };
 #endif
 
-/* vantel.h:430 */
+/* vantel.h:447 */
 #ifndef SOAP_TYPE_tt__PTZNode
-#define SOAP_TYPE_tt__PTZNode (121)
+#define SOAP_TYPE_tt__PTZNode (129)
 /* complex XML schema type 'tt:PTZNode': */
 class SOAP_CMAC tt__PTZNode : public tt__DeviceEntity {
       public:
@@ -6047,9 +6220,9 @@ class SOAP_CMAC tt__PTZNode : public tt__DeviceEntity {
 };
 #endif
 
-/* vantel.h:3809 */
+/* vantel.h:3861 */
 #ifndef SOAP_TYPE___tds__GetDeviceInformation
-#define SOAP_TYPE___tds__GetDeviceInformation (279)
+#define SOAP_TYPE___tds__GetDeviceInformation (294)
 /* Wrapper: */
 struct SOAP_CMAC __tds__GetDeviceInformation {
       public:
@@ -6065,9 +6238,27 @@ struct SOAP_CMAC __tds__GetDeviceInformation {
 };
 #endif
 
-/* vantel.h:3840 */
+/* vantel.h:3898 */
+#ifndef SOAP_TYPE___tds__GetSystemDateAndTime
+#define SOAP_TYPE___tds__GetSystemDateAndTime (298)
+/* Wrapper: */
+struct SOAP_CMAC __tds__GetSystemDateAndTime {
+      public:
+        /** Optional element 'tds:GetSystemDateAndTime' of XML schema type 'tds:GetSystemDateAndTime' */
+        _tds__GetSystemDateAndTime *tds__GetSystemDateAndTime;
+      public:
+        /** Return unique type id SOAP_TYPE___tds__GetSystemDateAndTime */
+        long soap_type() const { return SOAP_TYPE___tds__GetSystemDateAndTime; }
+        /** Constructor with member initializations */
+        __tds__GetSystemDateAndTime() : tds__GetSystemDateAndTime() { }
+        /** Friend allocator */
+        friend SOAP_FMAC1 __tds__GetSystemDateAndTime * SOAP_FMAC2 soap_instantiate___tds__GetSystemDateAndTime(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:3929 */
 #ifndef SOAP_TYPE___tds__SystemReboot
-#define SOAP_TYPE___tds__SystemReboot (283)
+#define SOAP_TYPE___tds__SystemReboot (302)
 /* Wrapper: */
 struct SOAP_CMAC __tds__SystemReboot {
       public:
@@ -6083,9 +6274,9 @@ struct SOAP_CMAC __tds__SystemReboot {
 };
 #endif
 
-/* vantel.h:3873 */
+/* vantel.h:3962 */
 #ifndef SOAP_TYPE___tds__GetCapabilities
-#define SOAP_TYPE___tds__GetCapabilities (287)
+#define SOAP_TYPE___tds__GetCapabilities (306)
 /* Wrapper: */
 struct SOAP_CMAC __tds__GetCapabilities {
       public:
@@ -6101,9 +6292,9 @@ struct SOAP_CMAC __tds__GetCapabilities {
 };
 #endif
 
-/* vantel.h:3922 */
+/* vantel.h:4011 */
 #ifndef SOAP_TYPE___tptz__GetPresets
-#define SOAP_TYPE___tptz__GetPresets (291)
+#define SOAP_TYPE___tptz__GetPresets (310)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GetPresets {
       public:
@@ -6119,9 +6310,9 @@ struct SOAP_CMAC __tptz__GetPresets {
 };
 #endif
 
-/* vantel.h:3970 */
+/* vantel.h:4059 */
 #ifndef SOAP_TYPE___tptz__SetPreset
-#define SOAP_TYPE___tptz__SetPreset (295)
+#define SOAP_TYPE___tptz__SetPreset (314)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__SetPreset {
       public:
@@ -6137,9 +6328,9 @@ struct SOAP_CMAC __tptz__SetPreset {
 };
 #endif
 
-/* vantel.h:4003 */
+/* vantel.h:4092 */
 #ifndef SOAP_TYPE___tptz__GotoPreset
-#define SOAP_TYPE___tptz__GotoPreset (299)
+#define SOAP_TYPE___tptz__GotoPreset (318)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GotoPreset {
       public:
@@ -6155,9 +6346,9 @@ struct SOAP_CMAC __tptz__GotoPreset {
 };
 #endif
 
-/* vantel.h:4044 */
+/* vantel.h:4133 */
 #ifndef SOAP_TYPE___tptz__GetNodes
-#define SOAP_TYPE___tptz__GetNodes (303)
+#define SOAP_TYPE___tptz__GetNodes (322)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GetNodes {
       public:
@@ -6173,9 +6364,9 @@ struct SOAP_CMAC __tptz__GetNodes {
 };
 #endif
 
-/* vantel.h:4077 */
+/* vantel.h:4166 */
 #ifndef SOAP_TYPE___tptz__GetNode
-#define SOAP_TYPE___tptz__GetNode (307)
+#define SOAP_TYPE___tptz__GetNode (326)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GetNode {
       public:
@@ -6191,9 +6382,9 @@ struct SOAP_CMAC __tptz__GetNode {
 };
 #endif
 
-/* vantel.h:4111 */
+/* vantel.h:4200 */
 #ifndef SOAP_TYPE___tptz__ContinuousMove
-#define SOAP_TYPE___tptz__ContinuousMove (311)
+#define SOAP_TYPE___tptz__ContinuousMove (330)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__ContinuousMove {
       public:
@@ -6209,9 +6400,9 @@ struct SOAP_CMAC __tptz__ContinuousMove {
 };
 #endif
 
-/* vantel.h:4145 */
+/* vantel.h:4234 */
 #ifndef SOAP_TYPE___tptz__Stop
-#define SOAP_TYPE___tptz__Stop (315)
+#define SOAP_TYPE___tptz__Stop (334)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__Stop {
       public:
@@ -6227,9 +6418,9 @@ struct SOAP_CMAC __tptz__Stop {
 };
 #endif
 
-/* vantel.h:4193 */
+/* vantel.h:4282 */
 #ifndef SOAP_TYPE___trt__GetProfile
-#define SOAP_TYPE___trt__GetProfile (319)
+#define SOAP_TYPE___trt__GetProfile (338)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetProfile {
       public:
@@ -6245,9 +6436,9 @@ struct SOAP_CMAC __trt__GetProfile {
 };
 #endif
 
-/* vantel.h:4229 */
+/* vantel.h:4318 */
 #ifndef SOAP_TYPE___trt__GetProfiles
-#define SOAP_TYPE___trt__GetProfiles (323)
+#define SOAP_TYPE___trt__GetProfiles (342)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetProfiles {
       public:
@@ -6263,9 +6454,9 @@ struct SOAP_CMAC __trt__GetProfiles {
 };
 #endif
 
-/* vantel.h:4263 */
+/* vantel.h:4352 */
 #ifndef SOAP_TYPE___trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE___trt__GetVideoEncoderConfigurations (327)
+#define SOAP_TYPE___trt__GetVideoEncoderConfigurations (346)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetVideoEncoderConfigurations {
       public:
@@ -6281,9 +6472,9 @@ struct SOAP_CMAC __trt__GetVideoEncoderConfigurations {
 };
 #endif
 
-/* vantel.h:4295 */
+/* vantel.h:4384 */
 #ifndef SOAP_TYPE___trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE___trt__GetVideoEncoderConfiguration (331)
+#define SOAP_TYPE___trt__GetVideoEncoderConfiguration (350)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetVideoEncoderConfiguration {
       public:
@@ -6299,9 +6490,9 @@ struct SOAP_CMAC __trt__GetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:4335 */
+/* vantel.h:4424 */
 #ifndef SOAP_TYPE___trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE___trt__SetVideoEncoderConfiguration (335)
+#define SOAP_TYPE___trt__SetVideoEncoderConfiguration (354)
 /* Wrapper: */
 struct SOAP_CMAC __trt__SetVideoEncoderConfiguration {
       public:
@@ -6317,9 +6508,9 @@ struct SOAP_CMAC __trt__SetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:4380 */
+/* vantel.h:4469 */
 #ifndef SOAP_TYPE___trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE___trt__GetVideoEncoderConfigurationOptions (339)
+#define SOAP_TYPE___trt__GetVideoEncoderConfigurationOptions (358)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetVideoEncoderConfigurationOptions {
       public:
@@ -6335,9 +6526,9 @@ struct SOAP_CMAC __trt__GetVideoEncoderConfigurationOptions {
 };
 #endif
 
-/* vantel.h:4434 */
+/* vantel.h:4523 */
 #ifndef SOAP_TYPE___trt__GetStreamUri
-#define SOAP_TYPE___trt__GetStreamUri (343)
+#define SOAP_TYPE___trt__GetStreamUri (362)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetStreamUri {
       public:
@@ -6355,7 +6546,7 @@ struct SOAP_CMAC __trt__GetStreamUri {
 
 /* wsa5.h:65 */
 #ifndef SOAP_TYPE_wsa5__EndpointReferenceType
-#define SOAP_TYPE_wsa5__EndpointReferenceType (344)
+#define SOAP_TYPE_wsa5__EndpointReferenceType (363)
 /* complex XML schema type 'wsa5:EndpointReferenceType': */
 struct SOAP_CMAC wsa5__EndpointReferenceType {
       public:
@@ -6382,7 +6573,7 @@ struct SOAP_CMAC wsa5__EndpointReferenceType {
 
 /* wsa5.h:68 */
 #ifndef SOAP_TYPE_wsa5__ReferenceParametersType
-#define SOAP_TYPE_wsa5__ReferenceParametersType (345)
+#define SOAP_TYPE_wsa5__ReferenceParametersType (364)
 /* complex XML schema type 'wsa5:ReferenceParametersType': */
 struct SOAP_CMAC wsa5__ReferenceParametersType {
       public:
@@ -6405,7 +6596,7 @@ struct SOAP_CMAC wsa5__ReferenceParametersType {
 
 /* wsa5.h:71 */
 #ifndef SOAP_TYPE_wsa5__MetadataType
-#define SOAP_TYPE_wsa5__MetadataType (346)
+#define SOAP_TYPE_wsa5__MetadataType (365)
 /* complex XML schema type 'wsa5:MetadataType': */
 struct SOAP_CMAC wsa5__MetadataType {
       public:
@@ -6426,7 +6617,7 @@ struct SOAP_CMAC wsa5__MetadataType {
 
 /* wsa5.h:86 */
 #ifndef SOAP_TYPE_wsa5__ProblemActionType
-#define SOAP_TYPE_wsa5__ProblemActionType (348)
+#define SOAP_TYPE_wsa5__ProblemActionType (367)
 /* complex XML schema type 'wsa5:ProblemActionType': */
 struct SOAP_CMAC wsa5__ProblemActionType {
       public:
@@ -6448,7 +6639,7 @@ struct SOAP_CMAC wsa5__ProblemActionType {
 
 /* wsa5.h:74 */
 #ifndef SOAP_TYPE_wsa5__RelatesToType
-#define SOAP_TYPE_wsa5__RelatesToType (347)
+#define SOAP_TYPE_wsa5__RelatesToType (366)
 /* simple XML schema type 'wsa5:RelatesToType': */
 struct SOAP_CMAC wsa5__RelatesToType {
       public:
@@ -6470,7 +6661,7 @@ struct SOAP_CMAC wsa5__RelatesToType {
 
 /* wsa5.h:260 */
 #ifndef SOAP_TYPE_chan__ChannelInstanceType
-#define SOAP_TYPE_chan__ChannelInstanceType (373)
+#define SOAP_TYPE_chan__ChannelInstanceType (392)
 /* simple XML schema type 'chan:ChannelInstanceType': */
 struct SOAP_CMAC chan__ChannelInstanceType {
       public:
@@ -6527,7 +6718,7 @@ struct SOAP_CMAC SOAP_ENV__Header {
 /* wsa5.h:283 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Detail
-#define SOAP_TYPE_SOAP_ENV__Detail (379)
+#define SOAP_TYPE_SOAP_ENV__Detail (398)
 /* SOAP_ENV__Detail: */
 struct SOAP_CMAC SOAP_ENV__Detail {
       public:
@@ -6550,7 +6741,7 @@ struct SOAP_CMAC SOAP_ENV__Detail {
 /* wsa5.h:284 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Code
-#define SOAP_TYPE_SOAP_ENV__Code (381)
+#define SOAP_TYPE_SOAP_ENV__Code (400)
 /* Type SOAP_ENV__Code is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* SOAP_ENV__Code: */
 struct SOAP_CMAC SOAP_ENV__Code {
@@ -6573,7 +6764,7 @@ struct SOAP_CMAC SOAP_ENV__Code {
 /* wsa5.h:285 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Reason
-#define SOAP_TYPE_SOAP_ENV__Reason (383)
+#define SOAP_TYPE_SOAP_ENV__Reason (402)
 /* SOAP_ENV__Reason: */
 struct SOAP_CMAC SOAP_ENV__Reason {
       public:
@@ -6593,7 +6784,7 @@ struct SOAP_CMAC SOAP_ENV__Reason {
 /* wsa5.h:290 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Fault
-#define SOAP_TYPE_SOAP_ENV__Fault (387)
+#define SOAP_TYPE_SOAP_ENV__Fault (406)
 /* SOAP_ENV__Fault: */
 struct SOAP_CMAC SOAP_ENV__Fault {
       public:
@@ -6628,7 +6819,7 @@ struct SOAP_CMAC SOAP_ENV__Fault {
 
 /* wsu.h:77 */
 #ifndef SOAP_TYPE__wsu__Timestamp
-#define SOAP_TYPE__wsu__Timestamp (389)
+#define SOAP_TYPE__wsu__Timestamp (408)
 /* complex XML schema type 'wsu:Timestamp': */
 struct SOAP_CMAC _wsu__Timestamp {
       public:
@@ -6650,7 +6841,7 @@ struct SOAP_CMAC _wsu__Timestamp {
 
 /* wsse.h:74 */
 #ifndef SOAP_TYPE_wsse__EncodedString
-#define SOAP_TYPE_wsse__EncodedString (390)
+#define SOAP_TYPE_wsse__EncodedString (409)
 /* simple XML schema type 'wsse:EncodedString': */
 struct SOAP_CMAC wsse__EncodedString {
       public:
@@ -6672,7 +6863,7 @@ struct SOAP_CMAC wsse__EncodedString {
 
 /* wsse.h:145 */
 #ifndef SOAP_TYPE__wsse__UsernameToken
-#define SOAP_TYPE__wsse__UsernameToken (392)
+#define SOAP_TYPE__wsse__UsernameToken (411)
 /* complex XML schema type 'wsse:UsernameToken': */
 struct SOAP_CMAC _wsse__UsernameToken {
       public:
@@ -6702,7 +6893,7 @@ struct SOAP_CMAC _wsse__UsernameToken {
 
 /* wsse.h:158 */
 #ifndef SOAP_TYPE__wsse__BinarySecurityToken
-#define SOAP_TYPE__wsse__BinarySecurityToken (397)
+#define SOAP_TYPE__wsse__BinarySecurityToken (416)
 /* simple XML schema type 'wsse:BinarySecurityToken': */
 struct SOAP_CMAC _wsse__BinarySecurityToken {
       public:
@@ -6726,7 +6917,7 @@ struct SOAP_CMAC _wsse__BinarySecurityToken {
 
 /* wsse.h:168 */
 #ifndef SOAP_TYPE__wsse__Reference
-#define SOAP_TYPE__wsse__Reference (398)
+#define SOAP_TYPE__wsse__Reference (417)
 /* complex XML schema type 'wsse:Reference': */
 struct SOAP_CMAC _wsse__Reference {
       public:
@@ -6746,7 +6937,7 @@ struct SOAP_CMAC _wsse__Reference {
 
 /* wsse.h:176 */
 #ifndef SOAP_TYPE__wsse__Embedded
-#define SOAP_TYPE__wsse__Embedded (399)
+#define SOAP_TYPE__wsse__Embedded (418)
 /* complex XML schema type 'wsse:Embedded': */
 struct SOAP_CMAC _wsse__Embedded {
       public:
@@ -6766,7 +6957,7 @@ struct SOAP_CMAC _wsse__Embedded {
 
 /* wsse.h:185 */
 #ifndef SOAP_TYPE__wsse__KeyIdentifier
-#define SOAP_TYPE__wsse__KeyIdentifier (400)
+#define SOAP_TYPE__wsse__KeyIdentifier (419)
 /* simple XML schema type 'wsse:KeyIdentifier': */
 struct SOAP_CMAC _wsse__KeyIdentifier {
       public:
@@ -6790,7 +6981,7 @@ struct SOAP_CMAC _wsse__KeyIdentifier {
 
 /* wsse.h:195 */
 #ifndef SOAP_TYPE__wsse__SecurityTokenReference
-#define SOAP_TYPE__wsse__SecurityTokenReference (401)
+#define SOAP_TYPE__wsse__SecurityTokenReference (420)
 /* complex XML schema type 'wsse:SecurityTokenReference': */
 struct SOAP_CMAC _wsse__SecurityTokenReference {
       public:
@@ -6820,7 +7011,7 @@ struct SOAP_CMAC _wsse__SecurityTokenReference {
 
 /* xenc.h:38 */
 #ifndef SOAP_TYPE_ds__KeyInfoType
-#define SOAP_TYPE_ds__KeyInfoType (407)
+#define SOAP_TYPE_ds__KeyInfoType (426)
 /* complex XML schema type 'ds:KeyInfoType': */
 struct SOAP_CMAC ds__KeyInfoType {
       public:
@@ -6850,7 +7041,7 @@ struct SOAP_CMAC ds__KeyInfoType {
 
 /* ds.h:50 */
 #ifndef SOAP_TYPE_ds__SignatureType
-#define SOAP_TYPE_ds__SignatureType (411)
+#define SOAP_TYPE_ds__SignatureType (430)
 /* complex XML schema type 'ds:SignatureType': */
 struct SOAP_CMAC ds__SignatureType {
       public:
@@ -6874,7 +7065,7 @@ struct SOAP_CMAC ds__SignatureType {
 
 /* c14n.h:24 */
 #ifndef SOAP_TYPE__c14n__InclusiveNamespaces
-#define SOAP_TYPE__c14n__InclusiveNamespaces (420)
+#define SOAP_TYPE__c14n__InclusiveNamespaces (439)
 /* complex XML schema type 'c14n:InclusiveNamespaces': */
 struct SOAP_CMAC _c14n__InclusiveNamespaces {
       public:
@@ -6892,7 +7083,7 @@ struct SOAP_CMAC _c14n__InclusiveNamespaces {
 
 /* ds.h:77 */
 #ifndef SOAP_TYPE_ds__TransformType
-#define SOAP_TYPE_ds__TransformType (421)
+#define SOAP_TYPE_ds__TransformType (440)
 /* complex XML schema type 'ds:TransformType': */
 struct SOAP_CMAC ds__TransformType {
       public:
@@ -6913,7 +7104,7 @@ struct SOAP_CMAC ds__TransformType {
 
 /* ds.h:50 */
 #ifndef SOAP_TYPE_ds__SignedInfoType
-#define SOAP_TYPE_ds__SignedInfoType (412)
+#define SOAP_TYPE_ds__SignedInfoType (431)
 /* complex XML schema type 'ds:SignedInfoType': */
 struct SOAP_CMAC ds__SignedInfoType {
       public:
@@ -6938,7 +7129,7 @@ struct SOAP_CMAC ds__SignedInfoType {
 
 /* ds.h:63 */
 #ifndef SOAP_TYPE_ds__CanonicalizationMethodType
-#define SOAP_TYPE_ds__CanonicalizationMethodType (416)
+#define SOAP_TYPE_ds__CanonicalizationMethodType (435)
 /* complex XML schema type 'ds:CanonicalizationMethodType': */
 struct SOAP_CMAC ds__CanonicalizationMethodType {
       public:
@@ -6958,7 +7149,7 @@ struct SOAP_CMAC ds__CanonicalizationMethodType {
 
 /* ds.h:66 */
 #ifndef SOAP_TYPE_ds__SignatureMethodType
-#define SOAP_TYPE_ds__SignatureMethodType (417)
+#define SOAP_TYPE_ds__SignatureMethodType (436)
 /* complex XML schema type 'ds:SignatureMethodType': */
 struct SOAP_CMAC ds__SignatureMethodType {
       public:
@@ -6978,7 +7169,7 @@ struct SOAP_CMAC ds__SignatureMethodType {
 
 /* ds.h:69 */
 #ifndef SOAP_TYPE_ds__ReferenceType
-#define SOAP_TYPE_ds__ReferenceType (418)
+#define SOAP_TYPE_ds__ReferenceType (437)
 /* complex XML schema type 'ds:ReferenceType': */
 struct SOAP_CMAC ds__ReferenceType {
       public:
@@ -7006,7 +7197,7 @@ struct SOAP_CMAC ds__ReferenceType {
 
 /* ds.h:72 */
 #ifndef SOAP_TYPE_ds__TransformsType
-#define SOAP_TYPE_ds__TransformsType (419)
+#define SOAP_TYPE_ds__TransformsType (438)
 /* complex XML schema type 'ds:TransformsType': */
 struct SOAP_CMAC ds__TransformsType {
       public:
@@ -7025,7 +7216,7 @@ struct SOAP_CMAC ds__TransformsType {
 
 /* ds.h:83 */
 #ifndef SOAP_TYPE_ds__DigestMethodType
-#define SOAP_TYPE_ds__DigestMethodType (424)
+#define SOAP_TYPE_ds__DigestMethodType (443)
 /* complex XML schema type 'ds:DigestMethodType': */
 struct SOAP_CMAC ds__DigestMethodType {
       public:
@@ -7043,7 +7234,7 @@ struct SOAP_CMAC ds__DigestMethodType {
 
 /* ds.h:88 */
 #ifndef SOAP_TYPE_ds__KeyValueType
-#define SOAP_TYPE_ds__KeyValueType (425)
+#define SOAP_TYPE_ds__KeyValueType (444)
 /* complex XML schema type 'ds:KeyValueType': */
 struct SOAP_CMAC ds__KeyValueType {
       public:
@@ -7063,7 +7254,7 @@ struct SOAP_CMAC ds__KeyValueType {
 
 /* ds.h:89 */
 #ifndef SOAP_TYPE_ds__RetrievalMethodType
-#define SOAP_TYPE_ds__RetrievalMethodType (427)
+#define SOAP_TYPE_ds__RetrievalMethodType (446)
 /* complex XML schema type 'ds:RetrievalMethodType': */
 struct SOAP_CMAC ds__RetrievalMethodType {
       public:
@@ -7085,7 +7276,7 @@ struct SOAP_CMAC ds__RetrievalMethodType {
 
 /* wsse.h:198 */
 #ifndef SOAP_TYPE_ds__X509DataType
-#define SOAP_TYPE_ds__X509DataType (405)
+#define SOAP_TYPE_ds__X509DataType (424)
 /* complex XML schema type 'ds:X509DataType': */
 struct SOAP_CMAC ds__X509DataType {
       public:
@@ -7111,7 +7302,7 @@ struct SOAP_CMAC ds__X509DataType {
 
 /* ds.h:106 */
 #ifndef SOAP_TYPE_ds__X509IssuerSerialType
-#define SOAP_TYPE_ds__X509IssuerSerialType (431)
+#define SOAP_TYPE_ds__X509IssuerSerialType (450)
 /* complex XML schema type 'ds:X509IssuerSerialType': */
 struct SOAP_CMAC ds__X509IssuerSerialType {
       public:
@@ -7131,7 +7322,7 @@ struct SOAP_CMAC ds__X509IssuerSerialType {
 
 /* ds.h:127 */
 #ifndef SOAP_TYPE_ds__DSAKeyValueType
-#define SOAP_TYPE_ds__DSAKeyValueType (432)
+#define SOAP_TYPE_ds__DSAKeyValueType (451)
 /* complex XML schema type 'ds:DSAKeyValueType': */
 struct SOAP_CMAC ds__DSAKeyValueType {
       public:
@@ -7161,7 +7352,7 @@ struct SOAP_CMAC ds__DSAKeyValueType {
 
 /* ds.h:130 */
 #ifndef SOAP_TYPE_ds__RSAKeyValueType
-#define SOAP_TYPE_ds__RSAKeyValueType (433)
+#define SOAP_TYPE_ds__RSAKeyValueType (452)
 /* complex XML schema type 'ds:RSAKeyValueType': */
 struct SOAP_CMAC ds__RSAKeyValueType {
       public:
@@ -7181,7 +7372,7 @@ struct SOAP_CMAC ds__RSAKeyValueType {
 
 /* xenc.h:101 */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertyType
-#define SOAP_TYPE_xenc__EncryptionPropertyType (453)
+#define SOAP_TYPE_xenc__EncryptionPropertyType (472)
 /* complex XML schema type 'xenc:EncryptionPropertyType': */
 struct SOAP_CMAC xenc__EncryptionPropertyType {
       public:
@@ -7201,7 +7392,7 @@ struct SOAP_CMAC xenc__EncryptionPropertyType {
 
 /* xenc.h:70 */
 #ifndef SOAP_TYPE_xenc__EncryptedType
-#define SOAP_TYPE_xenc__EncryptedType (444)
+#define SOAP_TYPE_xenc__EncryptedType (463)
 /* complex XML schema type 'xenc:EncryptedType': */
 struct SOAP_CMAC xenc__EncryptedType {
       public:
@@ -7233,7 +7424,7 @@ struct SOAP_CMAC xenc__EncryptedType {
 
 /* xenc.h:73 */
 #ifndef SOAP_TYPE_xenc__EncryptionMethodType
-#define SOAP_TYPE_xenc__EncryptionMethodType (445)
+#define SOAP_TYPE_xenc__EncryptionMethodType (464)
 /* complex XML schema type 'xenc:EncryptionMethodType': */
 struct SOAP_CMAC xenc__EncryptionMethodType {
       public:
@@ -7258,7 +7449,7 @@ struct SOAP_CMAC xenc__EncryptionMethodType {
 
 /* xenc.h:76 */
 #ifndef SOAP_TYPE_xenc__CipherDataType
-#define SOAP_TYPE_xenc__CipherDataType (446)
+#define SOAP_TYPE_xenc__CipherDataType (465)
 /* complex XML schema type 'xenc:CipherDataType': */
 struct SOAP_CMAC xenc__CipherDataType {
       public:
@@ -7278,7 +7469,7 @@ struct SOAP_CMAC xenc__CipherDataType {
 
 /* xenc.h:79 */
 #ifndef SOAP_TYPE_xenc__CipherReferenceType
-#define SOAP_TYPE_xenc__CipherReferenceType (447)
+#define SOAP_TYPE_xenc__CipherReferenceType (466)
 /* complex XML schema type 'xenc:CipherReferenceType': */
 struct SOAP_CMAC xenc__CipherReferenceType {
       public:
@@ -7298,7 +7489,7 @@ struct SOAP_CMAC xenc__CipherReferenceType {
 
 /* xenc.h:82 */
 #ifndef SOAP_TYPE_xenc__TransformsType
-#define SOAP_TYPE_xenc__TransformsType (448)
+#define SOAP_TYPE_xenc__TransformsType (467)
 /* complex XML schema type 'xenc:TransformsType': */
 struct SOAP_CMAC xenc__TransformsType {
       public:
@@ -7316,7 +7507,7 @@ struct SOAP_CMAC xenc__TransformsType {
 
 /* xenc.h:91 */
 #ifndef SOAP_TYPE_xenc__AgreementMethodType
-#define SOAP_TYPE_xenc__AgreementMethodType (450)
+#define SOAP_TYPE_xenc__AgreementMethodType (469)
 /* complex XML schema type 'xenc:AgreementMethodType': */
 struct SOAP_CMAC xenc__AgreementMethodType {
       public:
@@ -7341,7 +7532,7 @@ struct SOAP_CMAC xenc__AgreementMethodType {
 
 /* xenc.h:94 */
 #ifndef SOAP_TYPE_xenc__ReferenceType
-#define SOAP_TYPE_xenc__ReferenceType (451)
+#define SOAP_TYPE_xenc__ReferenceType (470)
 /* complex XML schema type 'xenc:ReferenceType': */
 struct SOAP_CMAC xenc__ReferenceType {
       public:
@@ -7359,7 +7550,7 @@ struct SOAP_CMAC xenc__ReferenceType {
 
 /* xenc.h:97 */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertiesType
-#define SOAP_TYPE_xenc__EncryptionPropertiesType (452)
+#define SOAP_TYPE_xenc__EncryptionPropertiesType (471)
 /* complex XML schema type 'xenc:EncryptionPropertiesType': */
 struct SOAP_CMAC xenc__EncryptionPropertiesType {
       public:
@@ -7380,7 +7571,7 @@ struct SOAP_CMAC xenc__EncryptionPropertiesType {
 
 /* xenc.h:253 */
 #ifndef SOAP_TYPE___xenc__union_ReferenceList
-#define SOAP_TYPE___xenc__union_ReferenceList (462)
+#define SOAP_TYPE___xenc__union_ReferenceList (481)
 /* Wrapper: */
 struct SOAP_CMAC __xenc__union_ReferenceList {
       public:
@@ -7400,7 +7591,7 @@ struct SOAP_CMAC __xenc__union_ReferenceList {
 
 /* xenc.h:106 */
 #ifndef SOAP_TYPE__xenc__ReferenceList
-#define SOAP_TYPE__xenc__ReferenceList (454)
+#define SOAP_TYPE__xenc__ReferenceList (473)
 /* complex XML schema type 'xenc:ReferenceList': */
 struct SOAP_CMAC _xenc__ReferenceList {
       public:
@@ -7419,7 +7610,7 @@ struct SOAP_CMAC _xenc__ReferenceList {
 
 /* xenc.h:85 */
 #ifndef SOAP_TYPE_xenc__EncryptedDataType
-#define SOAP_TYPE_xenc__EncryptedDataType (449)
+#define SOAP_TYPE_xenc__EncryptedDataType (468)
 /* complex XML schema type 'xenc:EncryptedDataType': */
 struct SOAP_CMAC xenc__EncryptedDataType {
       public:
@@ -7451,7 +7642,7 @@ struct SOAP_CMAC xenc__EncryptedDataType {
 
 /* xenc.h:39 */
 #ifndef SOAP_TYPE_xenc__EncryptedKeyType
-#define SOAP_TYPE_xenc__EncryptedKeyType (408)
+#define SOAP_TYPE_xenc__EncryptedKeyType (427)
 /* Type xenc__EncryptedKeyType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'xenc:EncryptedKeyType': */
 struct SOAP_CMAC xenc__EncryptedKeyType {
@@ -7490,7 +7681,7 @@ struct SOAP_CMAC xenc__EncryptedKeyType {
 
 /* wsc.h:88 */
 #ifndef SOAP_TYPE_wsc__SecurityContextTokenType
-#define SOAP_TYPE_wsc__SecurityContextTokenType (468)
+#define SOAP_TYPE_wsc__SecurityContextTokenType (487)
 /* complex XML schema type 'wsc:SecurityContextTokenType': */
 struct SOAP_CMAC wsc__SecurityContextTokenType {
       public:
@@ -7512,7 +7703,7 @@ struct SOAP_CMAC wsc__SecurityContextTokenType {
 
 /* wsc.h:121 */
 #ifndef SOAP_TYPE__wsc__union_DerivedKeyTokenType
-#define SOAP_TYPE__wsc__union_DerivedKeyTokenType (473)
+#define SOAP_TYPE__wsc__union_DerivedKeyTokenType (492)
 /* union serializable only when used as a member of a struct or class with a union variant selector */
 union _wsc__union_DerivedKeyTokenType
 {
@@ -7525,7 +7716,7 @@ union _wsc__union_DerivedKeyTokenType
 
 /* wsc.h:117 */
 #ifndef SOAP_TYPE___wsc__DerivedKeyTokenType_sequence
-#define SOAP_TYPE___wsc__DerivedKeyTokenType_sequence (472)
+#define SOAP_TYPE___wsc__DerivedKeyTokenType_sequence (491)
 /* Wrapper: */
 struct SOAP_CMAC __wsc__DerivedKeyTokenType_sequence {
       public:
@@ -7546,7 +7737,7 @@ struct SOAP_CMAC __wsc__DerivedKeyTokenType_sequence {
 
 /* wsc.h:110 */
 #ifndef SOAP_TYPE_wsc__DerivedKeyTokenType
-#define SOAP_TYPE_wsc__DerivedKeyTokenType (469)
+#define SOAP_TYPE_wsc__DerivedKeyTokenType (488)
 /* complex XML schema type 'wsc:DerivedKeyTokenType': */
 struct SOAP_CMAC wsc__DerivedKeyTokenType {
       public:
@@ -7575,7 +7766,7 @@ struct SOAP_CMAC wsc__DerivedKeyTokenType {
 
 /* wsc.h:114 */
 #ifndef SOAP_TYPE_wsc__PropertiesType
-#define SOAP_TYPE_wsc__PropertiesType (470)
+#define SOAP_TYPE_wsc__PropertiesType (489)
 /* complex XML schema type 'wsc:PropertiesType': */
 struct SOAP_CMAC wsc__PropertiesType {
       public:
@@ -7590,7 +7781,7 @@ struct SOAP_CMAC wsc__PropertiesType {
 
 /* saml1.h:181 */
 #ifndef SOAP_TYPE___saml1__union_AssertionType
-#define SOAP_TYPE___saml1__union_AssertionType (499)
+#define SOAP_TYPE___saml1__union_AssertionType (518)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_AssertionType {
       public:
@@ -7616,7 +7807,7 @@ struct SOAP_CMAC __saml1__union_AssertionType {
 
 /* saml1.h:75 */
 #ifndef SOAP_TYPE_saml1__AssertionType
-#define SOAP_TYPE_saml1__AssertionType (476)
+#define SOAP_TYPE_saml1__AssertionType (495)
 /* Type saml1__AssertionType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'saml1:AssertionType': */
 struct SOAP_CMAC saml1__AssertionType {
@@ -7654,7 +7845,7 @@ struct SOAP_CMAC saml1__AssertionType {
 
 /* saml1.h:224 */
 #ifndef SOAP_TYPE___saml1__union_ConditionsType
-#define SOAP_TYPE___saml1__union_ConditionsType (507)
+#define SOAP_TYPE___saml1__union_ConditionsType (526)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_ConditionsType {
       public:
@@ -7676,7 +7867,7 @@ struct SOAP_CMAC __saml1__union_ConditionsType {
 
 /* saml1.h:78 */
 #ifndef SOAP_TYPE_saml1__ConditionsType
-#define SOAP_TYPE_saml1__ConditionsType (477)
+#define SOAP_TYPE_saml1__ConditionsType (496)
 /* complex XML schema type 'saml1:ConditionsType': */
 struct SOAP_CMAC saml1__ConditionsType {
       public:
@@ -7699,7 +7890,7 @@ struct SOAP_CMAC saml1__ConditionsType {
 
 /* saml1.h:81 */
 #ifndef SOAP_TYPE_saml1__ConditionAbstractType
-#define SOAP_TYPE_saml1__ConditionAbstractType (478)
+#define SOAP_TYPE_saml1__ConditionAbstractType (497)
 /* complex XML schema type 'saml1:ConditionAbstractType': */
 struct SOAP_CMAC saml1__ConditionAbstractType {
       public:
@@ -7714,7 +7905,7 @@ struct SOAP_CMAC saml1__ConditionAbstractType {
 
 /* saml1.h:270 */
 #ifndef SOAP_TYPE___saml1__union_AdviceType
-#define SOAP_TYPE___saml1__union_AdviceType (513)
+#define SOAP_TYPE___saml1__union_AdviceType (532)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_AdviceType {
       public:
@@ -7734,7 +7925,7 @@ struct SOAP_CMAC __saml1__union_AdviceType {
 
 /* saml1.h:90 */
 #ifndef SOAP_TYPE_saml1__AdviceType
-#define SOAP_TYPE_saml1__AdviceType (481)
+#define SOAP_TYPE_saml1__AdviceType (500)
 /* complex XML schema type 'saml1:AdviceType': */
 struct SOAP_CMAC saml1__AdviceType {
       public:
@@ -7753,7 +7944,7 @@ struct SOAP_CMAC saml1__AdviceType {
 
 /* saml1.h:93 */
 #ifndef SOAP_TYPE_saml1__StatementAbstractType
-#define SOAP_TYPE_saml1__StatementAbstractType (482)
+#define SOAP_TYPE_saml1__StatementAbstractType (501)
 /* complex XML schema type 'saml1:StatementAbstractType': */
 struct SOAP_CMAC saml1__StatementAbstractType {
       public:
@@ -7768,7 +7959,7 @@ struct SOAP_CMAC saml1__StatementAbstractType {
 
 /* saml1.h:99 */
 #ifndef SOAP_TYPE_saml1__SubjectType
-#define SOAP_TYPE_saml1__SubjectType (484)
+#define SOAP_TYPE_saml1__SubjectType (503)
 /* complex XML schema type 'saml1:SubjectType': */
 struct SOAP_CMAC saml1__SubjectType {
       public:
@@ -7790,7 +7981,7 @@ struct SOAP_CMAC saml1__SubjectType {
 
 /* saml1.h:105 */
 #ifndef SOAP_TYPE_saml1__SubjectConfirmationType
-#define SOAP_TYPE_saml1__SubjectConfirmationType (486)
+#define SOAP_TYPE_saml1__SubjectConfirmationType (505)
 /* complex XML schema type 'saml1:SubjectConfirmationType': */
 struct SOAP_CMAC saml1__SubjectConfirmationType {
       public:
@@ -7813,7 +8004,7 @@ struct SOAP_CMAC saml1__SubjectConfirmationType {
 
 /* saml1.h:111 */
 #ifndef SOAP_TYPE_saml1__SubjectLocalityType
-#define SOAP_TYPE_saml1__SubjectLocalityType (488)
+#define SOAP_TYPE_saml1__SubjectLocalityType (507)
 /* complex XML schema type 'saml1:SubjectLocalityType': */
 struct SOAP_CMAC saml1__SubjectLocalityType {
       public:
@@ -7833,7 +8024,7 @@ struct SOAP_CMAC saml1__SubjectLocalityType {
 
 /* saml1.h:114 */
 #ifndef SOAP_TYPE_saml1__AuthorityBindingType
-#define SOAP_TYPE_saml1__AuthorityBindingType (489)
+#define SOAP_TYPE_saml1__AuthorityBindingType (508)
 /* complex XML schema type 'saml1:AuthorityBindingType': */
 struct SOAP_CMAC saml1__AuthorityBindingType {
       public:
@@ -7855,7 +8046,7 @@ struct SOAP_CMAC saml1__AuthorityBindingType {
 
 /* saml1.h:395 */
 #ifndef SOAP_TYPE___saml1__union_EvidenceType
-#define SOAP_TYPE___saml1__union_EvidenceType (519)
+#define SOAP_TYPE___saml1__union_EvidenceType (538)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_EvidenceType {
       public:
@@ -7875,7 +8066,7 @@ struct SOAP_CMAC __saml1__union_EvidenceType {
 
 /* saml1.h:123 */
 #ifndef SOAP_TYPE_saml1__EvidenceType
-#define SOAP_TYPE_saml1__EvidenceType (492)
+#define SOAP_TYPE_saml1__EvidenceType (511)
 /* complex XML schema type 'saml1:EvidenceType': */
 struct SOAP_CMAC saml1__EvidenceType {
       public:
@@ -7894,7 +8085,7 @@ struct SOAP_CMAC saml1__EvidenceType {
 
 /* saml1.h:129 */
 #ifndef SOAP_TYPE_saml1__AttributeDesignatorType
-#define SOAP_TYPE_saml1__AttributeDesignatorType (494)
+#define SOAP_TYPE_saml1__AttributeDesignatorType (513)
 /* complex XML schema type 'saml1:AttributeDesignatorType': */
 struct SOAP_CMAC saml1__AttributeDesignatorType {
       public:
@@ -7914,7 +8105,7 @@ struct SOAP_CMAC saml1__AttributeDesignatorType {
 
 /* saml1.h:84 */
 #ifndef SOAP_TYPE_saml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (479)
+#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (498)
 /* complex XML schema type 'saml1:AudienceRestrictionConditionType': */
 struct SOAP_CMAC saml1__AudienceRestrictionConditionType {
       public:
@@ -7933,7 +8124,7 @@ struct SOAP_CMAC saml1__AudienceRestrictionConditionType {
 
 /* saml1.h:87 */
 #ifndef SOAP_TYPE_saml1__DoNotCacheConditionType
-#define SOAP_TYPE_saml1__DoNotCacheConditionType (480)
+#define SOAP_TYPE_saml1__DoNotCacheConditionType (499)
 /* complex XML schema type 'saml1:DoNotCacheConditionType': */
 struct SOAP_CMAC saml1__DoNotCacheConditionType {
       public:
@@ -7948,7 +8139,7 @@ struct SOAP_CMAC saml1__DoNotCacheConditionType {
 
 /* saml1.h:96 */
 #ifndef SOAP_TYPE_saml1__SubjectStatementAbstractType
-#define SOAP_TYPE_saml1__SubjectStatementAbstractType (483)
+#define SOAP_TYPE_saml1__SubjectStatementAbstractType (502)
 /* complex XML schema type 'saml1:SubjectStatementAbstractType': */
 struct SOAP_CMAC saml1__SubjectStatementAbstractType {
       public:
@@ -7966,7 +8157,7 @@ struct SOAP_CMAC saml1__SubjectStatementAbstractType {
 
 /* saml1.h:102 */
 #ifndef SOAP_TYPE_saml1__NameIdentifierType
-#define SOAP_TYPE_saml1__NameIdentifierType (485)
+#define SOAP_TYPE_saml1__NameIdentifierType (504)
 /* simple XML schema type 'saml1:NameIdentifierType': */
 struct SOAP_CMAC saml1__NameIdentifierType {
       public:
@@ -7988,7 +8179,7 @@ struct SOAP_CMAC saml1__NameIdentifierType {
 
 /* saml1.h:120 */
 #ifndef SOAP_TYPE_saml1__ActionType
-#define SOAP_TYPE_saml1__ActionType (491)
+#define SOAP_TYPE_saml1__ActionType (510)
 /* simple XML schema type 'saml1:ActionType': */
 struct SOAP_CMAC saml1__ActionType {
       public:
@@ -8008,7 +8199,7 @@ struct SOAP_CMAC saml1__ActionType {
 
 /* saml1.h:132 */
 #ifndef SOAP_TYPE_saml1__AttributeType
-#define SOAP_TYPE_saml1__AttributeType (495)
+#define SOAP_TYPE_saml1__AttributeType (514)
 /* complex XML schema type 'saml1:AttributeType': */
 struct SOAP_CMAC saml1__AttributeType {
       public:
@@ -8031,7 +8222,7 @@ struct SOAP_CMAC saml1__AttributeType {
 
 /* saml1.h:108 */
 #ifndef SOAP_TYPE_saml1__AuthenticationStatementType
-#define SOAP_TYPE_saml1__AuthenticationStatementType (487)
+#define SOAP_TYPE_saml1__AuthenticationStatementType (506)
 /* complex XML schema type 'saml1:AuthenticationStatementType': */
 struct SOAP_CMAC saml1__AuthenticationStatementType {
       public:
@@ -8058,7 +8249,7 @@ struct SOAP_CMAC saml1__AuthenticationStatementType {
 
 /* saml1.h:117 */
 #ifndef SOAP_TYPE_saml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (490)
+#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (509)
 /* complex XML schema type 'saml1:AuthorizationDecisionStatementType': */
 struct SOAP_CMAC saml1__AuthorizationDecisionStatementType {
       public:
@@ -8085,7 +8276,7 @@ struct SOAP_CMAC saml1__AuthorizationDecisionStatementType {
 
 /* saml1.h:126 */
 #ifndef SOAP_TYPE_saml1__AttributeStatementType
-#define SOAP_TYPE_saml1__AttributeStatementType (493)
+#define SOAP_TYPE_saml1__AttributeStatementType (512)
 /* complex XML schema type 'saml1:AttributeStatementType': */
 struct SOAP_CMAC saml1__AttributeStatementType {
       public:
@@ -8106,7 +8297,7 @@ struct SOAP_CMAC saml1__AttributeStatementType {
 
 /* saml2.h:75 */
 #ifndef SOAP_TYPE_saml2__BaseIDAbstractType
-#define SOAP_TYPE_saml2__BaseIDAbstractType (552)
+#define SOAP_TYPE_saml2__BaseIDAbstractType (571)
 /* complex XML schema type 'saml2:BaseIDAbstractType': */
 struct SOAP_CMAC saml2__BaseIDAbstractType {
       public:
@@ -8126,7 +8317,7 @@ struct SOAP_CMAC saml2__BaseIDAbstractType {
 
 /* saml2.h:81 */
 #ifndef SOAP_TYPE_saml2__EncryptedElementType
-#define SOAP_TYPE_saml2__EncryptedElementType (554)
+#define SOAP_TYPE_saml2__EncryptedElementType (573)
 /* complex XML schema type 'saml2:EncryptedElementType': */
 struct SOAP_CMAC saml2__EncryptedElementType {
       public:
@@ -8147,7 +8338,7 @@ struct SOAP_CMAC saml2__EncryptedElementType {
 
 /* saml2.h:234 */
 #ifndef SOAP_TYPE___saml2__union_AssertionType
-#define SOAP_TYPE___saml2__union_AssertionType (581)
+#define SOAP_TYPE___saml2__union_AssertionType (600)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AssertionType {
       public:
@@ -8171,7 +8362,7 @@ struct SOAP_CMAC __saml2__union_AssertionType {
 
 /* saml2.h:84 */
 #ifndef SOAP_TYPE_saml2__AssertionType
-#define SOAP_TYPE_saml2__AssertionType (555)
+#define SOAP_TYPE_saml2__AssertionType (574)
 /* Type saml2__AssertionType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'saml2:AssertionType': */
 struct SOAP_CMAC saml2__AssertionType {
@@ -8209,7 +8400,7 @@ struct SOAP_CMAC saml2__AssertionType {
 
 /* saml2.h:87 */
 #ifndef SOAP_TYPE_saml2__SubjectType
-#define SOAP_TYPE_saml2__SubjectType (556)
+#define SOAP_TYPE_saml2__SubjectType (575)
 /* complex XML schema type 'saml2:SubjectType': */
 struct SOAP_CMAC saml2__SubjectType {
       public:
@@ -8237,7 +8428,7 @@ struct SOAP_CMAC saml2__SubjectType {
 
 /* saml2.h:90 */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationType
-#define SOAP_TYPE_saml2__SubjectConfirmationType (557)
+#define SOAP_TYPE_saml2__SubjectConfirmationType (576)
 /* complex XML schema type 'saml2:SubjectConfirmationType': */
 struct SOAP_CMAC saml2__SubjectConfirmationType {
       public:
@@ -8263,7 +8454,7 @@ struct SOAP_CMAC saml2__SubjectConfirmationType {
 
 /* saml2.h:327 */
 #ifndef SOAP_TYPE___saml2__union_ConditionsType
-#define SOAP_TYPE___saml2__union_ConditionsType (591)
+#define SOAP_TYPE___saml2__union_ConditionsType (610)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_ConditionsType {
       public:
@@ -8287,7 +8478,7 @@ struct SOAP_CMAC __saml2__union_ConditionsType {
 
 /* saml2.h:99 */
 #ifndef SOAP_TYPE_saml2__ConditionsType
-#define SOAP_TYPE_saml2__ConditionsType (560)
+#define SOAP_TYPE_saml2__ConditionsType (579)
 /* complex XML schema type 'saml2:ConditionsType': */
 struct SOAP_CMAC saml2__ConditionsType {
       public:
@@ -8310,7 +8501,7 @@ struct SOAP_CMAC saml2__ConditionsType {
 
 /* saml2.h:102 */
 #ifndef SOAP_TYPE_saml2__ConditionAbstractType
-#define SOAP_TYPE_saml2__ConditionAbstractType (561)
+#define SOAP_TYPE_saml2__ConditionAbstractType (580)
 /* complex XML schema type 'saml2:ConditionAbstractType': */
 struct SOAP_CMAC saml2__ConditionAbstractType {
       public:
@@ -8325,7 +8516,7 @@ struct SOAP_CMAC saml2__ConditionAbstractType {
 
 /* saml2.h:376 */
 #ifndef SOAP_TYPE___saml2__union_AdviceType
-#define SOAP_TYPE___saml2__union_AdviceType (597)
+#define SOAP_TYPE___saml2__union_AdviceType (616)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AdviceType {
       public:
@@ -8349,7 +8540,7 @@ struct SOAP_CMAC __saml2__union_AdviceType {
 
 /* saml2.h:114 */
 #ifndef SOAP_TYPE_saml2__AdviceType
-#define SOAP_TYPE_saml2__AdviceType (565)
+#define SOAP_TYPE_saml2__AdviceType (584)
 /* complex XML schema type 'saml2:AdviceType': */
 struct SOAP_CMAC saml2__AdviceType {
       public:
@@ -8368,7 +8559,7 @@ struct SOAP_CMAC saml2__AdviceType {
 
 /* saml2.h:117 */
 #ifndef SOAP_TYPE_saml2__StatementAbstractType
-#define SOAP_TYPE_saml2__StatementAbstractType (566)
+#define SOAP_TYPE_saml2__StatementAbstractType (585)
 /* complex XML schema type 'saml2:StatementAbstractType': */
 struct SOAP_CMAC saml2__StatementAbstractType {
       public:
@@ -8383,7 +8574,7 @@ struct SOAP_CMAC saml2__StatementAbstractType {
 
 /* saml2.h:123 */
 #ifndef SOAP_TYPE_saml2__SubjectLocalityType
-#define SOAP_TYPE_saml2__SubjectLocalityType (568)
+#define SOAP_TYPE_saml2__SubjectLocalityType (587)
 /* complex XML schema type 'saml2:SubjectLocalityType': */
 struct SOAP_CMAC saml2__SubjectLocalityType {
       public:
@@ -8403,7 +8594,7 @@ struct SOAP_CMAC saml2__SubjectLocalityType {
 
 /* saml2.h:126 */
 #ifndef SOAP_TYPE_saml2__AuthnContextType
-#define SOAP_TYPE_saml2__AuthnContextType (569)
+#define SOAP_TYPE_saml2__AuthnContextType (588)
 /* complex XML schema type 'saml2:AuthnContextType': */
 struct SOAP_CMAC saml2__AuthnContextType {
       public:
@@ -8432,7 +8623,7 @@ struct SOAP_CMAC saml2__AuthnContextType {
 
 /* saml2.h:479 */
 #ifndef SOAP_TYPE___saml2__union_EvidenceType
-#define SOAP_TYPE___saml2__union_EvidenceType (600)
+#define SOAP_TYPE___saml2__union_EvidenceType (619)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_EvidenceType {
       public:
@@ -8456,7 +8647,7 @@ struct SOAP_CMAC __saml2__union_EvidenceType {
 
 /* saml2.h:135 */
 #ifndef SOAP_TYPE_saml2__EvidenceType
-#define SOAP_TYPE_saml2__EvidenceType (572)
+#define SOAP_TYPE_saml2__EvidenceType (591)
 /* complex XML schema type 'saml2:EvidenceType': */
 struct SOAP_CMAC saml2__EvidenceType {
       public:
@@ -8475,7 +8666,7 @@ struct SOAP_CMAC saml2__EvidenceType {
 
 /* saml2.h:141 */
 #ifndef SOAP_TYPE_saml2__AttributeType
-#define SOAP_TYPE_saml2__AttributeType (574)
+#define SOAP_TYPE_saml2__AttributeType (593)
 /* complex XML schema type 'saml2:AttributeType': */
 struct SOAP_CMAC saml2__AttributeType {
       public:
@@ -8500,7 +8691,7 @@ struct SOAP_CMAC saml2__AttributeType {
 
 /* saml2.h:78 */
 #ifndef SOAP_TYPE_saml2__NameIDType
-#define SOAP_TYPE_saml2__NameIDType (553)
+#define SOAP_TYPE_saml2__NameIDType (572)
 /* simple XML schema type 'saml2:NameIDType': */
 struct SOAP_CMAC saml2__NameIDType {
       public:
@@ -8526,7 +8717,7 @@ struct SOAP_CMAC saml2__NameIDType {
 
 /* saml2.h:93 */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationDataType
-#define SOAP_TYPE_saml2__SubjectConfirmationDataType (558)
+#define SOAP_TYPE_saml2__SubjectConfirmationDataType (577)
 /* complex XML schema type 'saml2:SubjectConfirmationDataType': */
 struct SOAP_CMAC saml2__SubjectConfirmationDataType {
       public:
@@ -8553,7 +8744,7 @@ struct SOAP_CMAC saml2__SubjectConfirmationDataType {
 
 /* saml2.h:105 */
 #ifndef SOAP_TYPE_saml2__AudienceRestrictionType
-#define SOAP_TYPE_saml2__AudienceRestrictionType (562)
+#define SOAP_TYPE_saml2__AudienceRestrictionType (581)
 /* complex XML schema type 'saml2:AudienceRestrictionType': */
 struct SOAP_CMAC saml2__AudienceRestrictionType {
       public:
@@ -8572,7 +8763,7 @@ struct SOAP_CMAC saml2__AudienceRestrictionType {
 
 /* saml2.h:108 */
 #ifndef SOAP_TYPE_saml2__OneTimeUseType
-#define SOAP_TYPE_saml2__OneTimeUseType (563)
+#define SOAP_TYPE_saml2__OneTimeUseType (582)
 /* complex XML schema type 'saml2:OneTimeUseType': */
 struct SOAP_CMAC saml2__OneTimeUseType {
       public:
@@ -8587,7 +8778,7 @@ struct SOAP_CMAC saml2__OneTimeUseType {
 
 /* saml2.h:111 */
 #ifndef SOAP_TYPE_saml2__ProxyRestrictionType
-#define SOAP_TYPE_saml2__ProxyRestrictionType (564)
+#define SOAP_TYPE_saml2__ProxyRestrictionType (583)
 /* complex XML schema type 'saml2:ProxyRestrictionType': */
 struct SOAP_CMAC saml2__ProxyRestrictionType {
       public:
@@ -8608,7 +8799,7 @@ struct SOAP_CMAC saml2__ProxyRestrictionType {
 
 /* saml2.h:120 */
 #ifndef SOAP_TYPE_saml2__AuthnStatementType
-#define SOAP_TYPE_saml2__AuthnStatementType (567)
+#define SOAP_TYPE_saml2__AuthnStatementType (586)
 /* complex XML schema type 'saml2:AuthnStatementType': */
 struct SOAP_CMAC saml2__AuthnStatementType {
       public:
@@ -8634,7 +8825,7 @@ struct SOAP_CMAC saml2__AuthnStatementType {
 
 /* saml2.h:129 */
 #ifndef SOAP_TYPE_saml2__AuthzDecisionStatementType
-#define SOAP_TYPE_saml2__AuthzDecisionStatementType (570)
+#define SOAP_TYPE_saml2__AuthzDecisionStatementType (589)
 /* complex XML schema type 'saml2:AuthzDecisionStatementType': */
 struct SOAP_CMAC saml2__AuthzDecisionStatementType {
       public:
@@ -8659,7 +8850,7 @@ struct SOAP_CMAC saml2__AuthzDecisionStatementType {
 
 /* saml2.h:132 */
 #ifndef SOAP_TYPE_saml2__ActionType
-#define SOAP_TYPE_saml2__ActionType (571)
+#define SOAP_TYPE_saml2__ActionType (590)
 /* simple XML schema type 'saml2:ActionType': */
 struct SOAP_CMAC saml2__ActionType {
       public:
@@ -8679,7 +8870,7 @@ struct SOAP_CMAC saml2__ActionType {
 
 /* saml2.h:729 */
 #ifndef SOAP_TYPE___saml2__union_AttributeStatementType
-#define SOAP_TYPE___saml2__union_AttributeStatementType (606)
+#define SOAP_TYPE___saml2__union_AttributeStatementType (625)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AttributeStatementType {
       public:
@@ -8699,7 +8890,7 @@ struct SOAP_CMAC __saml2__union_AttributeStatementType {
 
 /* saml2.h:138 */
 #ifndef SOAP_TYPE_saml2__AttributeStatementType
-#define SOAP_TYPE_saml2__AttributeStatementType (573)
+#define SOAP_TYPE_saml2__AttributeStatementType (592)
 /* complex XML schema type 'saml2:AttributeStatementType': */
 struct SOAP_CMAC saml2__AttributeStatementType {
       public:
@@ -8718,7 +8909,7 @@ struct SOAP_CMAC saml2__AttributeStatementType {
 
 /* saml2.h:96 */
 #ifndef SOAP_TYPE_saml2__KeyInfoConfirmationDataType
-#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (559)
+#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (578)
 /* complex XML schema type 'saml2:KeyInfoConfirmationDataType': */
 struct SOAP_CMAC saml2__KeyInfoConfirmationDataType {
       public:
@@ -8737,7 +8928,7 @@ struct SOAP_CMAC saml2__KeyInfoConfirmationDataType {
 
 /* wsse.h:212 */
 #ifndef SOAP_TYPE__wsse__Security
-#define SOAP_TYPE__wsse__Security (643)
+#define SOAP_TYPE__wsse__Security (662)
 /* complex XML schema type 'wsse:Security': */
 struct SOAP_CMAC _wsse__Security {
       public:
@@ -8775,7 +8966,7 @@ struct SOAP_CMAC _wsse__Security {
 
 /* wsse.h:146 */
 #ifndef SOAP_TYPE__wsse__Password
-#define SOAP_TYPE__wsse__Password (393)
+#define SOAP_TYPE__wsse__Password (412)
 /* simple XML schema type 'wsse:Password': */
 struct SOAP_CMAC _wsse__Password {
       public:
@@ -8795,7 +8986,7 @@ struct SOAP_CMAC _wsse__Password {
 
 /* ptz10.h:20 */
 #ifndef SOAP_TYPE_tptz1__StopRequest
-#define SOAP_TYPE_tptz1__StopRequest (650)
+#define SOAP_TYPE_tptz1__StopRequest (669)
 /* complex XML schema type 'tptz1:StopRequest': */
 class SOAP_CMAC tptz1__StopRequest {
       public:
@@ -8836,7 +9027,7 @@ class SOAP_CMAC tptz1__StopRequest {
 
 /* ptz10.h:28 */
 #ifndef SOAP_TYPE_tptz1__StopResponse
-#define SOAP_TYPE_tptz1__StopResponse (651)
+#define SOAP_TYPE_tptz1__StopResponse (670)
 /* complex XML schema type 'tptz1:StopResponse': */
 class SOAP_CMAC tptz1__StopResponse {
       public:
@@ -8871,7 +9062,7 @@ class SOAP_CMAC tptz1__StopResponse {
 
 /* ptz10.h:34 */
 #ifndef SOAP_TYPE_tptz1__RemovePreset
-#define SOAP_TYPE_tptz1__RemovePreset (652)
+#define SOAP_TYPE_tptz1__RemovePreset (671)
 /* complex XML schema type 'tptz1:RemovePreset': */
 class SOAP_CMAC tptz1__RemovePreset {
       public:
@@ -8910,7 +9101,7 @@ class SOAP_CMAC tptz1__RemovePreset {
 
 /* ptz10.h:41 */
 #ifndef SOAP_TYPE_tptz1__RemovePresetResponse
-#define SOAP_TYPE_tptz1__RemovePresetResponse (653)
+#define SOAP_TYPE_tptz1__RemovePresetResponse (672)
 /* complex XML schema type 'tptz1:RemovePresetResponse': */
 class SOAP_CMAC tptz1__RemovePresetResponse {
       public:
@@ -8945,7 +9136,7 @@ class SOAP_CMAC tptz1__RemovePresetResponse {
 
 /* ptz10.h:54 */
 #ifndef SOAP_TYPE___tptz1__Stop
-#define SOAP_TYPE___tptz1__Stop (657)
+#define SOAP_TYPE___tptz1__Stop (676)
 /* Wrapper: */
 struct SOAP_CMAC __tptz1__Stop {
       public:
@@ -8963,7 +9154,7 @@ struct SOAP_CMAC __tptz1__Stop {
 
 /* ptz10.h:62 */
 #ifndef SOAP_TYPE___tptz1__RemovePreset
-#define SOAP_TYPE___tptz1__RemovePreset (661)
+#define SOAP_TYPE___tptz1__RemovePreset (680)
 /* Wrapper: */
 struct SOAP_CMAC __tptz1__RemovePreset {
       public:
@@ -9034,507 +9225,591 @@ typedef std::string xsd__token;
 typedef std::string _xmime__contentType;
 #endif
 
-/* vantel.h:619 */
+/* vantel.h:636 */
 #ifndef SOAP_TYPE_tt__Name
-#define SOAP_TYPE_tt__Name (180)
+#define SOAP_TYPE_tt__Name (188)
 typedef std::string tt__Name;
 #endif
 
-/* vantel.h:740 */
+/* vantel.h:639 */
+#ifndef SOAP_TYPE_tt__RotateMode
+#define SOAP_TYPE_tt__RotateMode (189)
+typedef std::string tt__RotateMode;
+#endif
+
+/* vantel.h:641 */
+#ifndef SOAP_TYPE_tt__SceneOrientationMode
+#define SOAP_TYPE_tt__SceneOrientationMode (190)
+typedef std::string tt__SceneOrientationMode;
+#endif
+
+/* vantel.h:647 */
+#ifndef SOAP_TYPE_tt__VideoEncoding
+#define SOAP_TYPE_tt__VideoEncoding (191)
+typedef std::string tt__VideoEncoding;
+#endif
+
+/* vantel.h:649 */
+#ifndef SOAP_TYPE_tt__Mpeg4Profile
+#define SOAP_TYPE_tt__Mpeg4Profile (192)
+typedef std::string tt__Mpeg4Profile;
+#endif
+
+/* vantel.h:651 */
+#ifndef SOAP_TYPE_tt__H264Profile
+#define SOAP_TYPE_tt__H264Profile (193)
+typedef std::string tt__H264Profile;
+#endif
+
+/* vantel.h:659 */
+#ifndef SOAP_TYPE_tt__AudioEncoding
+#define SOAP_TYPE_tt__AudioEncoding (194)
+typedef std::string tt__AudioEncoding;
+#endif
+
+/* vantel.h:665 */
+#ifndef SOAP_TYPE_tt__StreamType
+#define SOAP_TYPE_tt__StreamType (195)
+typedef std::string tt__StreamType;
+#endif
+
+/* vantel.h:667 */
+#ifndef SOAP_TYPE_tt__TransportProtocol
+#define SOAP_TYPE_tt__TransportProtocol (196)
+typedef std::string tt__TransportProtocol;
+#endif
+
+/* vantel.h:686 */
 #ifndef SOAP_TYPE_tt__IPv4Address
-#define SOAP_TYPE_tt__IPv4Address (189)
+#define SOAP_TYPE_tt__IPv4Address (197)
 typedef xsd__token tt__IPv4Address;
 #endif
 
-/* vantel.h:744 */
+/* vantel.h:690 */
 #ifndef SOAP_TYPE_tt__IPv6Address
-#define SOAP_TYPE_tt__IPv6Address (190)
+#define SOAP_TYPE_tt__IPv6Address (198)
 typedef xsd__token tt__IPv6Address;
 #endif
 
-/* vantel.h:831 */
+/* vantel.h:695 */
+#ifndef SOAP_TYPE_tt__IPType
+#define SOAP_TYPE_tt__IPType (199)
+typedef std::string tt__IPType;
+#endif
+
+/* vantel.h:721 */
+#ifndef SOAP_TYPE_tt__CapabilityCategory
+#define SOAP_TYPE_tt__CapabilityCategory (200)
+typedef std::string tt__CapabilityCategory;
+#endif
+
+/* vantel.h:727 */
+#ifndef SOAP_TYPE_tt__SetDateTimeType
+#define SOAP_TYPE_tt__SetDateTimeType (201)
+typedef std::string tt__SetDateTimeType;
+#endif
+
+/* vantel.h:739 */
+#ifndef SOAP_TYPE_tt__EFlipMode
+#define SOAP_TYPE_tt__EFlipMode (202)
+typedef std::string tt__EFlipMode;
+#endif
+
+/* vantel.h:741 */
+#ifndef SOAP_TYPE_tt__ReverseMode
+#define SOAP_TYPE_tt__ReverseMode (203)
+typedef std::string tt__ReverseMode;
+#endif
+
+/* vantel.h:745 */
 #ifndef SOAP_TYPE_tt__AuxiliaryData
-#define SOAP_TYPE_tt__AuxiliaryData (195)
+#define SOAP_TYPE_tt__AuxiliaryData (204)
 typedef std::string tt__AuxiliaryData;
 #endif
 
-/* vantel.h:923 */
+/* vantel.h:752 */
+#ifndef SOAP_TYPE_tt__PTZPresetTourOperation
+#define SOAP_TYPE_tt__PTZPresetTourOperation (205)
+typedef std::string tt__PTZPresetTourOperation;
+#endif
+
+/* vantel.h:829 */
 #ifndef SOAP_TYPE_tt__ReferenceToken
-#define SOAP_TYPE_tt__ReferenceToken (197)
+#define SOAP_TYPE_tt__ReferenceToken (206)
 typedef std::string tt__ReferenceToken;
 #endif
 
 /* wsa5.h:89 */
 #ifndef SOAP_TYPE_wsa5__RelationshipTypeOpenEnum
-#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (349)
+#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (368)
 typedef char *wsa5__RelationshipTypeOpenEnum;
 #endif
 
 /* wsa5.h:92 */
 #ifndef SOAP_TYPE_wsa5__FaultCodesOpenEnumType
-#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (350)
+#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (369)
 typedef char *wsa5__FaultCodesOpenEnumType;
 #endif
 
 /* wsa5.h:211 */
 #ifndef SOAP_TYPE__wsa5__EndpointReference
-#define SOAP_TYPE__wsa5__EndpointReference (357)
+#define SOAP_TYPE__wsa5__EndpointReference (376)
 typedef struct wsa5__EndpointReferenceType _wsa5__EndpointReference;
 #endif
 
 /* wsa5.h:214 */
 #ifndef SOAP_TYPE__wsa5__ReferenceParameters
-#define SOAP_TYPE__wsa5__ReferenceParameters (358)
+#define SOAP_TYPE__wsa5__ReferenceParameters (377)
 typedef struct wsa5__ReferenceParametersType _wsa5__ReferenceParameters;
 #endif
 
 /* wsa5.h:217 */
 #ifndef SOAP_TYPE__wsa5__Metadata
-#define SOAP_TYPE__wsa5__Metadata (359)
+#define SOAP_TYPE__wsa5__Metadata (378)
 typedef struct wsa5__MetadataType _wsa5__Metadata;
 #endif
 
 /* wsa5.h:220 */
 #ifndef SOAP_TYPE__wsa5__MessageID
-#define SOAP_TYPE__wsa5__MessageID (360)
+#define SOAP_TYPE__wsa5__MessageID (379)
 typedef char *_wsa5__MessageID;
 #endif
 
 /* wsa5.h:223 */
 #ifndef SOAP_TYPE__wsa5__RelatesTo
-#define SOAP_TYPE__wsa5__RelatesTo (361)
+#define SOAP_TYPE__wsa5__RelatesTo (380)
 typedef struct wsa5__RelatesToType _wsa5__RelatesTo;
 #endif
 
 /* wsa5.h:226 */
 #ifndef SOAP_TYPE__wsa5__ReplyTo
-#define SOAP_TYPE__wsa5__ReplyTo (362)
+#define SOAP_TYPE__wsa5__ReplyTo (381)
 typedef struct wsa5__EndpointReferenceType _wsa5__ReplyTo;
 #endif
 
 /* wsa5.h:229 */
 #ifndef SOAP_TYPE__wsa5__From
-#define SOAP_TYPE__wsa5__From (363)
+#define SOAP_TYPE__wsa5__From (382)
 typedef struct wsa5__EndpointReferenceType _wsa5__From;
 #endif
 
 /* wsa5.h:232 */
 #ifndef SOAP_TYPE__wsa5__FaultTo
-#define SOAP_TYPE__wsa5__FaultTo (364)
+#define SOAP_TYPE__wsa5__FaultTo (383)
 typedef struct wsa5__EndpointReferenceType _wsa5__FaultTo;
 #endif
 
 /* wsa5.h:235 */
 #ifndef SOAP_TYPE__wsa5__To
-#define SOAP_TYPE__wsa5__To (365)
+#define SOAP_TYPE__wsa5__To (384)
 typedef char *_wsa5__To;
 #endif
 
 /* wsa5.h:238 */
 #ifndef SOAP_TYPE__wsa5__Action
-#define SOAP_TYPE__wsa5__Action (366)
+#define SOAP_TYPE__wsa5__Action (385)
 typedef char *_wsa5__Action;
 #endif
 
 /* wsa5.h:241 */
 #ifndef SOAP_TYPE__wsa5__RetryAfter
-#define SOAP_TYPE__wsa5__RetryAfter (368)
+#define SOAP_TYPE__wsa5__RetryAfter (387)
 typedef ULONG64 _wsa5__RetryAfter;
 #endif
 
 /* wsa5.h:244 */
 #ifndef SOAP_TYPE__wsa5__ProblemHeaderQName
-#define SOAP_TYPE__wsa5__ProblemHeaderQName (369)
+#define SOAP_TYPE__wsa5__ProblemHeaderQName (388)
 typedef _QName _wsa5__ProblemHeaderQName;
 #endif
 
 /* wsa5.h:247 */
 #ifndef SOAP_TYPE__wsa5__ProblemIRI
-#define SOAP_TYPE__wsa5__ProblemIRI (370)
+#define SOAP_TYPE__wsa5__ProblemIRI (389)
 typedef char *_wsa5__ProblemIRI;
 #endif
 
 /* wsa5.h:250 */
 #ifndef SOAP_TYPE__wsa5__ProblemAction
-#define SOAP_TYPE__wsa5__ProblemAction (371)
+#define SOAP_TYPE__wsa5__ProblemAction (390)
 typedef struct wsa5__ProblemActionType _wsa5__ProblemAction;
 #endif
 
 /* ds.h:48 */
 #ifndef SOAP_TYPE__ds__SignatureValue
-#define SOAP_TYPE__ds__SignatureValue (410)
+#define SOAP_TYPE__ds__SignatureValue (429)
 typedef char *_ds__SignatureValue;
 #endif
 
 /* ds.h:54 */
 #ifndef SOAP_TYPE__ds__Signature
-#define SOAP_TYPE__ds__Signature (415)
+#define SOAP_TYPE__ds__Signature (434)
 typedef struct ds__SignatureType _ds__Signature;
 #endif
 
 /* ds.h:80 */
 #ifndef SOAP_TYPE__ds__Transform
-#define SOAP_TYPE__ds__Transform (423)
+#define SOAP_TYPE__ds__Transform (442)
 typedef struct ds__TransformType _ds__Transform;
 #endif
 
 /* ds.h:94 */
 #ifndef SOAP_TYPE__ds__KeyInfo
-#define SOAP_TYPE__ds__KeyInfo (430)
+#define SOAP_TYPE__ds__KeyInfo (449)
 typedef struct ds__KeyInfoType _ds__KeyInfo;
 #endif
 
 /* wsc.h:58 */
 #ifndef SOAP_TYPE_wsc__FaultCodeOpenEnumType
-#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (466)
+#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (485)
 typedef char *wsc__FaultCodeOpenEnumType;
 #endif
 
 /* saml1.h:628 */
 #ifndef SOAP_TYPE__saml1__AssertionIDReference
-#define SOAP_TYPE__saml1__AssertionIDReference (527)
+#define SOAP_TYPE__saml1__AssertionIDReference (546)
 typedef char *_saml1__AssertionIDReference;
 #endif
 
 /* saml1.h:631 */
 #ifndef SOAP_TYPE__saml1__Assertion
-#define SOAP_TYPE__saml1__Assertion (528)
+#define SOAP_TYPE__saml1__Assertion (547)
 typedef struct saml1__AssertionType _saml1__Assertion;
 #endif
 
 /* saml1.h:634 */
 #ifndef SOAP_TYPE__saml1__Conditions
-#define SOAP_TYPE__saml1__Conditions (529)
+#define SOAP_TYPE__saml1__Conditions (548)
 typedef struct saml1__ConditionsType _saml1__Conditions;
 #endif
 
 /* saml1.h:637 */
 #ifndef SOAP_TYPE__saml1__Condition
-#define SOAP_TYPE__saml1__Condition (530)
+#define SOAP_TYPE__saml1__Condition (549)
 typedef struct saml1__ConditionAbstractType _saml1__Condition;
 #endif
 
 /* saml1.h:640 */
 #ifndef SOAP_TYPE__saml1__AudienceRestrictionCondition
-#define SOAP_TYPE__saml1__AudienceRestrictionCondition (531)
+#define SOAP_TYPE__saml1__AudienceRestrictionCondition (550)
 typedef struct saml1__AudienceRestrictionConditionType _saml1__AudienceRestrictionCondition;
 #endif
 
 /* saml1.h:643 */
 #ifndef SOAP_TYPE__saml1__Audience
-#define SOAP_TYPE__saml1__Audience (532)
+#define SOAP_TYPE__saml1__Audience (551)
 typedef char *_saml1__Audience;
 #endif
 
 /* saml1.h:646 */
 #ifndef SOAP_TYPE__saml1__DoNotCacheCondition
-#define SOAP_TYPE__saml1__DoNotCacheCondition (533)
+#define SOAP_TYPE__saml1__DoNotCacheCondition (552)
 typedef struct saml1__DoNotCacheConditionType _saml1__DoNotCacheCondition;
 #endif
 
 /* saml1.h:649 */
 #ifndef SOAP_TYPE__saml1__Advice
-#define SOAP_TYPE__saml1__Advice (534)
+#define SOAP_TYPE__saml1__Advice (553)
 typedef struct saml1__AdviceType _saml1__Advice;
 #endif
 
 /* saml1.h:652 */
 #ifndef SOAP_TYPE__saml1__Statement
-#define SOAP_TYPE__saml1__Statement (535)
+#define SOAP_TYPE__saml1__Statement (554)
 typedef struct saml1__StatementAbstractType _saml1__Statement;
 #endif
 
 /* saml1.h:655 */
 #ifndef SOAP_TYPE__saml1__SubjectStatement
-#define SOAP_TYPE__saml1__SubjectStatement (536)
+#define SOAP_TYPE__saml1__SubjectStatement (555)
 typedef struct saml1__SubjectStatementAbstractType _saml1__SubjectStatement;
 #endif
 
 /* saml1.h:658 */
 #ifndef SOAP_TYPE__saml1__Subject
-#define SOAP_TYPE__saml1__Subject (537)
+#define SOAP_TYPE__saml1__Subject (556)
 typedef struct saml1__SubjectType _saml1__Subject;
 #endif
 
 /* saml1.h:661 */
 #ifndef SOAP_TYPE__saml1__NameIdentifier
-#define SOAP_TYPE__saml1__NameIdentifier (538)
+#define SOAP_TYPE__saml1__NameIdentifier (557)
 typedef struct saml1__NameIdentifierType _saml1__NameIdentifier;
 #endif
 
 /* saml1.h:664 */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmation
-#define SOAP_TYPE__saml1__SubjectConfirmation (539)
+#define SOAP_TYPE__saml1__SubjectConfirmation (558)
 typedef struct saml1__SubjectConfirmationType _saml1__SubjectConfirmation;
 #endif
 
 /* saml1.h:667 */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmationData
-#define SOAP_TYPE__saml1__SubjectConfirmationData (540)
+#define SOAP_TYPE__saml1__SubjectConfirmationData (559)
 typedef _XML _saml1__SubjectConfirmationData;
 #endif
 
 /* saml1.h:670 */
 #ifndef SOAP_TYPE__saml1__ConfirmationMethod
-#define SOAP_TYPE__saml1__ConfirmationMethod (541)
+#define SOAP_TYPE__saml1__ConfirmationMethod (560)
 typedef char *_saml1__ConfirmationMethod;
 #endif
 
 /* saml1.h:673 */
 #ifndef SOAP_TYPE__saml1__AuthenticationStatement
-#define SOAP_TYPE__saml1__AuthenticationStatement (542)
+#define SOAP_TYPE__saml1__AuthenticationStatement (561)
 typedef struct saml1__AuthenticationStatementType _saml1__AuthenticationStatement;
 #endif
 
 /* saml1.h:676 */
 #ifndef SOAP_TYPE__saml1__SubjectLocality
-#define SOAP_TYPE__saml1__SubjectLocality (543)
+#define SOAP_TYPE__saml1__SubjectLocality (562)
 typedef struct saml1__SubjectLocalityType _saml1__SubjectLocality;
 #endif
 
 /* saml1.h:679 */
 #ifndef SOAP_TYPE__saml1__AuthorityBinding
-#define SOAP_TYPE__saml1__AuthorityBinding (544)
+#define SOAP_TYPE__saml1__AuthorityBinding (563)
 typedef struct saml1__AuthorityBindingType _saml1__AuthorityBinding;
 #endif
 
 /* saml1.h:682 */
 #ifndef SOAP_TYPE__saml1__AuthorizationDecisionStatement
-#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (545)
+#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (564)
 typedef struct saml1__AuthorizationDecisionStatementType _saml1__AuthorizationDecisionStatement;
 #endif
 
 /* saml1.h:685 */
 #ifndef SOAP_TYPE__saml1__Action
-#define SOAP_TYPE__saml1__Action (546)
+#define SOAP_TYPE__saml1__Action (565)
 typedef struct saml1__ActionType _saml1__Action;
 #endif
 
 /* saml1.h:688 */
 #ifndef SOAP_TYPE__saml1__Evidence
-#define SOAP_TYPE__saml1__Evidence (547)
+#define SOAP_TYPE__saml1__Evidence (566)
 typedef struct saml1__EvidenceType _saml1__Evidence;
 #endif
 
 /* saml1.h:691 */
 #ifndef SOAP_TYPE__saml1__AttributeStatement
-#define SOAP_TYPE__saml1__AttributeStatement (548)
+#define SOAP_TYPE__saml1__AttributeStatement (567)
 typedef struct saml1__AttributeStatementType _saml1__AttributeStatement;
 #endif
 
 /* saml1.h:694 */
 #ifndef SOAP_TYPE__saml1__AttributeDesignator
-#define SOAP_TYPE__saml1__AttributeDesignator (549)
+#define SOAP_TYPE__saml1__AttributeDesignator (568)
 typedef struct saml1__AttributeDesignatorType _saml1__AttributeDesignator;
 #endif
 
 /* saml1.h:697 */
 #ifndef SOAP_TYPE__saml1__Attribute
-#define SOAP_TYPE__saml1__Attribute (550)
+#define SOAP_TYPE__saml1__Attribute (569)
 typedef struct saml1__AttributeType _saml1__Attribute;
 #endif
 
 /* saml1.h:700 */
 #ifndef SOAP_TYPE__saml1__AttributeValue
-#define SOAP_TYPE__saml1__AttributeValue (551)
+#define SOAP_TYPE__saml1__AttributeValue (570)
 typedef _XML _saml1__AttributeValue;
 #endif
 
 /* saml2.h:781 */
 #ifndef SOAP_TYPE__saml2__BaseID
-#define SOAP_TYPE__saml2__BaseID (610)
+#define SOAP_TYPE__saml2__BaseID (629)
 typedef struct saml2__BaseIDAbstractType _saml2__BaseID;
 #endif
 
 /* saml2.h:784 */
 #ifndef SOAP_TYPE__saml2__NameID
-#define SOAP_TYPE__saml2__NameID (611)
+#define SOAP_TYPE__saml2__NameID (630)
 typedef struct saml2__NameIDType _saml2__NameID;
 #endif
 
 /* saml2.h:787 */
 #ifndef SOAP_TYPE__saml2__EncryptedID
-#define SOAP_TYPE__saml2__EncryptedID (612)
+#define SOAP_TYPE__saml2__EncryptedID (631)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedID;
 #endif
 
 /* saml2.h:790 */
 #ifndef SOAP_TYPE__saml2__Issuer
-#define SOAP_TYPE__saml2__Issuer (613)
+#define SOAP_TYPE__saml2__Issuer (632)
 typedef struct saml2__NameIDType _saml2__Issuer;
 #endif
 
 /* saml2.h:793 */
 #ifndef SOAP_TYPE__saml2__AssertionIDRef
-#define SOAP_TYPE__saml2__AssertionIDRef (614)
+#define SOAP_TYPE__saml2__AssertionIDRef (633)
 typedef char *_saml2__AssertionIDRef;
 #endif
 
 /* saml2.h:796 */
 #ifndef SOAP_TYPE__saml2__AssertionURIRef
-#define SOAP_TYPE__saml2__AssertionURIRef (615)
+#define SOAP_TYPE__saml2__AssertionURIRef (634)
 typedef char *_saml2__AssertionURIRef;
 #endif
 
 /* saml2.h:799 */
 #ifndef SOAP_TYPE__saml2__Assertion
-#define SOAP_TYPE__saml2__Assertion (616)
+#define SOAP_TYPE__saml2__Assertion (635)
 typedef struct saml2__AssertionType _saml2__Assertion;
 #endif
 
 /* saml2.h:802 */
 #ifndef SOAP_TYPE__saml2__Subject
-#define SOAP_TYPE__saml2__Subject (617)
+#define SOAP_TYPE__saml2__Subject (636)
 typedef struct saml2__SubjectType _saml2__Subject;
 #endif
 
 /* saml2.h:805 */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmation
-#define SOAP_TYPE__saml2__SubjectConfirmation (618)
+#define SOAP_TYPE__saml2__SubjectConfirmation (637)
 typedef struct saml2__SubjectConfirmationType _saml2__SubjectConfirmation;
 #endif
 
 /* saml2.h:808 */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmationData
-#define SOAP_TYPE__saml2__SubjectConfirmationData (619)
+#define SOAP_TYPE__saml2__SubjectConfirmationData (638)
 typedef struct saml2__SubjectConfirmationDataType _saml2__SubjectConfirmationData;
 #endif
 
 /* saml2.h:811 */
 #ifndef SOAP_TYPE__saml2__Conditions
-#define SOAP_TYPE__saml2__Conditions (620)
+#define SOAP_TYPE__saml2__Conditions (639)
 typedef struct saml2__ConditionsType _saml2__Conditions;
 #endif
 
 /* saml2.h:814 */
 #ifndef SOAP_TYPE__saml2__Condition
-#define SOAP_TYPE__saml2__Condition (621)
+#define SOAP_TYPE__saml2__Condition (640)
 typedef struct saml2__ConditionAbstractType _saml2__Condition;
 #endif
 
 /* saml2.h:817 */
 #ifndef SOAP_TYPE__saml2__AudienceRestriction
-#define SOAP_TYPE__saml2__AudienceRestriction (622)
+#define SOAP_TYPE__saml2__AudienceRestriction (641)
 typedef struct saml2__AudienceRestrictionType _saml2__AudienceRestriction;
 #endif
 
 /* saml2.h:820 */
 #ifndef SOAP_TYPE__saml2__Audience
-#define SOAP_TYPE__saml2__Audience (623)
+#define SOAP_TYPE__saml2__Audience (642)
 typedef char *_saml2__Audience;
 #endif
 
 /* saml2.h:823 */
 #ifndef SOAP_TYPE__saml2__OneTimeUse
-#define SOAP_TYPE__saml2__OneTimeUse (624)
+#define SOAP_TYPE__saml2__OneTimeUse (643)
 typedef struct saml2__OneTimeUseType _saml2__OneTimeUse;
 #endif
 
 /* saml2.h:826 */
 #ifndef SOAP_TYPE__saml2__ProxyRestriction
-#define SOAP_TYPE__saml2__ProxyRestriction (625)
+#define SOAP_TYPE__saml2__ProxyRestriction (644)
 typedef struct saml2__ProxyRestrictionType _saml2__ProxyRestriction;
 #endif
 
 /* saml2.h:829 */
 #ifndef SOAP_TYPE__saml2__Advice
-#define SOAP_TYPE__saml2__Advice (626)
+#define SOAP_TYPE__saml2__Advice (645)
 typedef struct saml2__AdviceType _saml2__Advice;
 #endif
 
 /* saml2.h:832 */
 #ifndef SOAP_TYPE__saml2__EncryptedAssertion
-#define SOAP_TYPE__saml2__EncryptedAssertion (627)
+#define SOAP_TYPE__saml2__EncryptedAssertion (646)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedAssertion;
 #endif
 
 /* saml2.h:835 */
 #ifndef SOAP_TYPE__saml2__Statement
-#define SOAP_TYPE__saml2__Statement (628)
+#define SOAP_TYPE__saml2__Statement (647)
 typedef struct saml2__StatementAbstractType _saml2__Statement;
 #endif
 
 /* saml2.h:838 */
 #ifndef SOAP_TYPE__saml2__AuthnStatement
-#define SOAP_TYPE__saml2__AuthnStatement (629)
+#define SOAP_TYPE__saml2__AuthnStatement (648)
 typedef struct saml2__AuthnStatementType _saml2__AuthnStatement;
 #endif
 
 /* saml2.h:841 */
 #ifndef SOAP_TYPE__saml2__SubjectLocality
-#define SOAP_TYPE__saml2__SubjectLocality (630)
+#define SOAP_TYPE__saml2__SubjectLocality (649)
 typedef struct saml2__SubjectLocalityType _saml2__SubjectLocality;
 #endif
 
 /* saml2.h:844 */
 #ifndef SOAP_TYPE__saml2__AuthnContext
-#define SOAP_TYPE__saml2__AuthnContext (631)
+#define SOAP_TYPE__saml2__AuthnContext (650)
 typedef struct saml2__AuthnContextType _saml2__AuthnContext;
 #endif
 
 /* saml2.h:847 */
 #ifndef SOAP_TYPE__saml2__AuthnContextClassRef
-#define SOAP_TYPE__saml2__AuthnContextClassRef (632)
+#define SOAP_TYPE__saml2__AuthnContextClassRef (651)
 typedef char *_saml2__AuthnContextClassRef;
 #endif
 
 /* saml2.h:850 */
 #ifndef SOAP_TYPE__saml2__AuthnContextDeclRef
-#define SOAP_TYPE__saml2__AuthnContextDeclRef (633)
+#define SOAP_TYPE__saml2__AuthnContextDeclRef (652)
 typedef char *_saml2__AuthnContextDeclRef;
 #endif
 
 /* saml2.h:853 */
 #ifndef SOAP_TYPE__saml2__AuthnContextDecl
-#define SOAP_TYPE__saml2__AuthnContextDecl (634)
+#define SOAP_TYPE__saml2__AuthnContextDecl (653)
 typedef _XML _saml2__AuthnContextDecl;
 #endif
 
 /* saml2.h:856 */
 #ifndef SOAP_TYPE__saml2__AuthenticatingAuthority
-#define SOAP_TYPE__saml2__AuthenticatingAuthority (635)
+#define SOAP_TYPE__saml2__AuthenticatingAuthority (654)
 typedef char *_saml2__AuthenticatingAuthority;
 #endif
 
 /* saml2.h:859 */
 #ifndef SOAP_TYPE__saml2__AuthzDecisionStatement
-#define SOAP_TYPE__saml2__AuthzDecisionStatement (636)
+#define SOAP_TYPE__saml2__AuthzDecisionStatement (655)
 typedef struct saml2__AuthzDecisionStatementType _saml2__AuthzDecisionStatement;
 #endif
 
 /* saml2.h:862 */
 #ifndef SOAP_TYPE__saml2__Action
-#define SOAP_TYPE__saml2__Action (637)
+#define SOAP_TYPE__saml2__Action (656)
 typedef struct saml2__ActionType _saml2__Action;
 #endif
 
 /* saml2.h:865 */
 #ifndef SOAP_TYPE__saml2__Evidence
-#define SOAP_TYPE__saml2__Evidence (638)
+#define SOAP_TYPE__saml2__Evidence (657)
 typedef struct saml2__EvidenceType _saml2__Evidence;
 #endif
 
 /* saml2.h:868 */
 #ifndef SOAP_TYPE__saml2__AttributeStatement
-#define SOAP_TYPE__saml2__AttributeStatement (639)
+#define SOAP_TYPE__saml2__AttributeStatement (658)
 typedef struct saml2__AttributeStatementType _saml2__AttributeStatement;
 #endif
 
 /* saml2.h:871 */
 #ifndef SOAP_TYPE__saml2__Attribute
-#define SOAP_TYPE__saml2__Attribute (640)
+#define SOAP_TYPE__saml2__Attribute (659)
 typedef struct saml2__AttributeType _saml2__Attribute;
 #endif
 
 /* saml2.h:874 */
 #ifndef SOAP_TYPE__saml2__AttributeValue
-#define SOAP_TYPE__saml2__AttributeValue (641)
+#define SOAP_TYPE__saml2__AttributeValue (660)
 typedef _XML _saml2__AttributeValue;
 #endif
 
 /* saml2.h:877 */
 #ifndef SOAP_TYPE__saml2__EncryptedAttribute
-#define SOAP_TYPE__saml2__EncryptedAttribute (642)
+#define SOAP_TYPE__saml2__EncryptedAttribute (661)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 #endif
 
@@ -9557,7 +9832,7 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* float has binding name 'float' for type 'xsd:float' */
 #ifndef SOAP_TYPE_float
-#define SOAP_TYPE_float (201)
+#define SOAP_TYPE_float (211)
 #endif
 
 /* unsigned char has binding name 'unsignedByte' for type 'xsd:unsignedByte' */
@@ -9572,887 +9847,932 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* _wsa5__RetryAfter has binding name '_wsa5__RetryAfter' for type '' */
 #ifndef SOAP_TYPE__wsa5__RetryAfter
-#define SOAP_TYPE__wsa5__RetryAfter (368)
+#define SOAP_TYPE__wsa5__RetryAfter (387)
 #endif
 
 /* ULONG64 has binding name 'ULONG64' for type 'xsd:unsignedLong' */
 #ifndef SOAP_TYPE_ULONG64
-#define SOAP_TYPE_ULONG64 (367)
+#define SOAP_TYPE_ULONG64 (386)
 #endif
 
 /* enum saml2__DecisionType has binding name 'saml2__DecisionType' for type 'saml2:DecisionType' */
 #ifndef SOAP_TYPE_saml2__DecisionType
-#define SOAP_TYPE_saml2__DecisionType (575)
+#define SOAP_TYPE_saml2__DecisionType (594)
 #endif
 
 /* enum saml1__DecisionType has binding name 'saml1__DecisionType' for type 'saml1:DecisionType' */
 #ifndef SOAP_TYPE_saml1__DecisionType
-#define SOAP_TYPE_saml1__DecisionType (496)
+#define SOAP_TYPE_saml1__DecisionType (515)
 #endif
 
 /* enum wsc__FaultCodeType has binding name 'wsc__FaultCodeType' for type 'wsc:FaultCodeType' */
 #ifndef SOAP_TYPE_wsc__FaultCodeType
-#define SOAP_TYPE_wsc__FaultCodeType (467)
+#define SOAP_TYPE_wsc__FaultCodeType (486)
 #endif
 
 /* enum wsse__FaultcodeEnum has binding name 'wsse__FaultcodeEnum' for type 'wsse:FaultcodeEnum' */
 #ifndef SOAP_TYPE_wsse__FaultcodeEnum
-#define SOAP_TYPE_wsse__FaultcodeEnum (391)
+#define SOAP_TYPE_wsse__FaultcodeEnum (410)
 #endif
 
 /* enum wsu__tTimestampFault has binding name 'wsu__tTimestampFault' for type 'wsu:tTimestampFault' */
 #ifndef SOAP_TYPE_wsu__tTimestampFault
-#define SOAP_TYPE_wsu__tTimestampFault (388)
+#define SOAP_TYPE_wsu__tTimestampFault (407)
 #endif
 
 /* enum _wsa5__IsReferenceParameter has binding name '_wsa5__IsReferenceParameter' for type 'wsa5:IsReferenceParameter' */
 #ifndef SOAP_TYPE__wsa5__IsReferenceParameter
-#define SOAP_TYPE__wsa5__IsReferenceParameter (372)
+#define SOAP_TYPE__wsa5__IsReferenceParameter (391)
 #endif
 
 /* enum wsa5__FaultCodesType has binding name 'wsa5__FaultCodesType' for type 'wsa5:FaultCodesType' */
 #ifndef SOAP_TYPE_wsa5__FaultCodesType
-#define SOAP_TYPE_wsa5__FaultCodesType (352)
+#define SOAP_TYPE_wsa5__FaultCodesType (371)
 #endif
 
 /* enum wsa5__RelationshipType has binding name 'wsa5__RelationshipType' for type 'wsa5:RelationshipType' */
 #ifndef SOAP_TYPE_wsa5__RelationshipType
-#define SOAP_TYPE_wsa5__RelationshipType (351)
+#define SOAP_TYPE_wsa5__RelationshipType (370)
 #endif
 
 /* bool has binding name 'bool' for type 'xsd:boolean' */
 #ifndef SOAP_TYPE_bool
-#define SOAP_TYPE_bool (210)
-#endif
-
-/* enum tt__PTZPresetTourOperation has binding name 'tt__PTZPresetTourOperation' for type 'tt:PTZPresetTourOperation' */
-#ifndef SOAP_TYPE_tt__PTZPresetTourOperation
-#define SOAP_TYPE_tt__PTZPresetTourOperation (196)
-#endif
-
-/* enum tt__ReverseMode has binding name 'tt__ReverseMode' for type 'tt:ReverseMode' */
-#ifndef SOAP_TYPE_tt__ReverseMode
-#define SOAP_TYPE_tt__ReverseMode (194)
-#endif
-
-/* enum tt__EFlipMode has binding name 'tt__EFlipMode' for type 'tt:EFlipMode' */
-#ifndef SOAP_TYPE_tt__EFlipMode
-#define SOAP_TYPE_tt__EFlipMode (193)
-#endif
-
-/* enum tt__CapabilityCategory has binding name 'tt__CapabilityCategory' for type 'tt:CapabilityCategory' */
-#ifndef SOAP_TYPE_tt__CapabilityCategory
-#define SOAP_TYPE_tt__CapabilityCategory (192)
-#endif
-
-/* enum tt__IPType has binding name 'tt__IPType' for type 'tt:IPType' */
-#ifndef SOAP_TYPE_tt__IPType
-#define SOAP_TYPE_tt__IPType (191)
-#endif
-
-/* enum tt__TransportProtocol has binding name 'tt__TransportProtocol' for type 'tt:TransportProtocol' */
-#ifndef SOAP_TYPE_tt__TransportProtocol
-#define SOAP_TYPE_tt__TransportProtocol (188)
-#endif
-
-/* enum tt__StreamType has binding name 'tt__StreamType' for type 'tt:StreamType' */
-#ifndef SOAP_TYPE_tt__StreamType
-#define SOAP_TYPE_tt__StreamType (187)
-#endif
-
-/* enum tt__AudioEncoding has binding name 'tt__AudioEncoding' for type 'tt:AudioEncoding' */
-#ifndef SOAP_TYPE_tt__AudioEncoding
-#define SOAP_TYPE_tt__AudioEncoding (186)
-#endif
-
-/* enum tt__H264Profile has binding name 'tt__H264Profile' for type 'tt:H264Profile' */
-#ifndef SOAP_TYPE_tt__H264Profile
-#define SOAP_TYPE_tt__H264Profile (185)
-#endif
-
-/* enum tt__Mpeg4Profile has binding name 'tt__Mpeg4Profile' for type 'tt:Mpeg4Profile' */
-#ifndef SOAP_TYPE_tt__Mpeg4Profile
-#define SOAP_TYPE_tt__Mpeg4Profile (184)
-#endif
-
-/* enum tt__VideoEncoding has binding name 'tt__VideoEncoding' for type 'tt:VideoEncoding' */
-#ifndef SOAP_TYPE_tt__VideoEncoding
-#define SOAP_TYPE_tt__VideoEncoding (183)
-#endif
-
-/* enum tt__SceneOrientationMode has binding name 'tt__SceneOrientationMode' for type 'tt:SceneOrientationMode' */
-#ifndef SOAP_TYPE_tt__SceneOrientationMode
-#define SOAP_TYPE_tt__SceneOrientationMode (182)
-#endif
-
-/* enum tt__RotateMode has binding name 'tt__RotateMode' for type 'tt:RotateMode' */
-#ifndef SOAP_TYPE_tt__RotateMode
-#define SOAP_TYPE_tt__RotateMode (181)
+#define SOAP_TYPE_bool (220)
 #endif
 
 /* tptz1__RemovePresetResponse has binding name 'tptz1__RemovePresetResponse' for type 'tptz1:RemovePresetResponse' */
 #ifndef SOAP_TYPE_tptz1__RemovePresetResponse
-#define SOAP_TYPE_tptz1__RemovePresetResponse (653)
+#define SOAP_TYPE_tptz1__RemovePresetResponse (672)
 #endif
 
 /* tptz1__RemovePreset has binding name 'tptz1__RemovePreset' for type 'tptz1:RemovePreset' */
 #ifndef SOAP_TYPE_tptz1__RemovePreset
-#define SOAP_TYPE_tptz1__RemovePreset (652)
+#define SOAP_TYPE_tptz1__RemovePreset (671)
 #endif
 
 /* tptz1__StopResponse has binding name 'tptz1__StopResponse' for type 'tptz1:StopResponse' */
 #ifndef SOAP_TYPE_tptz1__StopResponse
-#define SOAP_TYPE_tptz1__StopResponse (651)
+#define SOAP_TYPE_tptz1__StopResponse (670)
 #endif
 
 /* tptz1__StopRequest has binding name 'tptz1__StopRequest' for type 'tptz1:StopRequest' */
 #ifndef SOAP_TYPE_tptz1__StopRequest
-#define SOAP_TYPE_tptz1__StopRequest (650)
+#define SOAP_TYPE_tptz1__StopRequest (669)
 #endif
 
 /* _tt__Transport_Tunnel has binding name '_tt__Transport_Tunnel' for type '' */
 #ifndef SOAP_TYPE__tt__Transport_Tunnel
-#define SOAP_TYPE__tt__Transport_Tunnel (227)
+#define SOAP_TYPE__tt__Transport_Tunnel (237)
 #endif
 
 /* tt__ReferenceToken has binding name 'tt__ReferenceToken' for type 'tt:ReferenceToken' */
 #ifndef SOAP_TYPE_tt__ReferenceToken
-#define SOAP_TYPE_tt__ReferenceToken (197)
+#define SOAP_TYPE_tt__ReferenceToken (206)
+#endif
+
+/* tt__PTZPresetTourOperation has binding name 'tt__PTZPresetTourOperation' for type 'tt:PTZPresetTourOperation' */
+#ifndef SOAP_TYPE_tt__PTZPresetTourOperation
+#define SOAP_TYPE_tt__PTZPresetTourOperation (205)
 #endif
 
 /* tt__AuxiliaryData has binding name 'tt__AuxiliaryData' for type 'tt:AuxiliaryData' */
 #ifndef SOAP_TYPE_tt__AuxiliaryData
-#define SOAP_TYPE_tt__AuxiliaryData (195)
+#define SOAP_TYPE_tt__AuxiliaryData (204)
+#endif
+
+/* tt__ReverseMode has binding name 'tt__ReverseMode' for type 'tt:ReverseMode' */
+#ifndef SOAP_TYPE_tt__ReverseMode
+#define SOAP_TYPE_tt__ReverseMode (203)
+#endif
+
+/* tt__EFlipMode has binding name 'tt__EFlipMode' for type 'tt:EFlipMode' */
+#ifndef SOAP_TYPE_tt__EFlipMode
+#define SOAP_TYPE_tt__EFlipMode (202)
+#endif
+
+/* tt__SetDateTimeType has binding name 'tt__SetDateTimeType' for type 'tt:SetDateTimeType' */
+#ifndef SOAP_TYPE_tt__SetDateTimeType
+#define SOAP_TYPE_tt__SetDateTimeType (201)
+#endif
+
+/* tt__CapabilityCategory has binding name 'tt__CapabilityCategory' for type 'tt:CapabilityCategory' */
+#ifndef SOAP_TYPE_tt__CapabilityCategory
+#define SOAP_TYPE_tt__CapabilityCategory (200)
+#endif
+
+/* tt__IPType has binding name 'tt__IPType' for type 'tt:IPType' */
+#ifndef SOAP_TYPE_tt__IPType
+#define SOAP_TYPE_tt__IPType (199)
 #endif
 
 /* tt__IPv6Address has binding name 'tt__IPv6Address' for type 'tt:IPv6Address' */
 #ifndef SOAP_TYPE_tt__IPv6Address
-#define SOAP_TYPE_tt__IPv6Address (190)
+#define SOAP_TYPE_tt__IPv6Address (198)
 #endif
 
 /* tt__IPv4Address has binding name 'tt__IPv4Address' for type 'tt:IPv4Address' */
 #ifndef SOAP_TYPE_tt__IPv4Address
-#define SOAP_TYPE_tt__IPv4Address (189)
+#define SOAP_TYPE_tt__IPv4Address (197)
+#endif
+
+/* tt__TransportProtocol has binding name 'tt__TransportProtocol' for type 'tt:TransportProtocol' */
+#ifndef SOAP_TYPE_tt__TransportProtocol
+#define SOAP_TYPE_tt__TransportProtocol (196)
+#endif
+
+/* tt__StreamType has binding name 'tt__StreamType' for type 'tt:StreamType' */
+#ifndef SOAP_TYPE_tt__StreamType
+#define SOAP_TYPE_tt__StreamType (195)
+#endif
+
+/* tt__AudioEncoding has binding name 'tt__AudioEncoding' for type 'tt:AudioEncoding' */
+#ifndef SOAP_TYPE_tt__AudioEncoding
+#define SOAP_TYPE_tt__AudioEncoding (194)
+#endif
+
+/* tt__H264Profile has binding name 'tt__H264Profile' for type 'tt:H264Profile' */
+#ifndef SOAP_TYPE_tt__H264Profile
+#define SOAP_TYPE_tt__H264Profile (193)
+#endif
+
+/* tt__Mpeg4Profile has binding name 'tt__Mpeg4Profile' for type 'tt:Mpeg4Profile' */
+#ifndef SOAP_TYPE_tt__Mpeg4Profile
+#define SOAP_TYPE_tt__Mpeg4Profile (192)
+#endif
+
+/* tt__VideoEncoding has binding name 'tt__VideoEncoding' for type 'tt:VideoEncoding' */
+#ifndef SOAP_TYPE_tt__VideoEncoding
+#define SOAP_TYPE_tt__VideoEncoding (191)
+#endif
+
+/* tt__SceneOrientationMode has binding name 'tt__SceneOrientationMode' for type 'tt:SceneOrientationMode' */
+#ifndef SOAP_TYPE_tt__SceneOrientationMode
+#define SOAP_TYPE_tt__SceneOrientationMode (190)
+#endif
+
+/* tt__RotateMode has binding name 'tt__RotateMode' for type 'tt:RotateMode' */
+#ifndef SOAP_TYPE_tt__RotateMode
+#define SOAP_TYPE_tt__RotateMode (189)
 #endif
 
 /* tt__Name has binding name 'tt__Name' for type 'tt:Name' */
 #ifndef SOAP_TYPE_tt__Name
-#define SOAP_TYPE_tt__Name (180)
+#define SOAP_TYPE_tt__Name (188)
 #endif
 
 /* _tptz__StopResponse has binding name '_tptz__StopResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__StopResponse
-#define SOAP_TYPE__tptz__StopResponse (179)
+#define SOAP_TYPE__tptz__StopResponse (187)
 #endif
 
 /* _tptz__Stop has binding name '_tptz__Stop' for type '' */
 #ifndef SOAP_TYPE__tptz__Stop
-#define SOAP_TYPE__tptz__Stop (178)
+#define SOAP_TYPE__tptz__Stop (186)
 #endif
 
 /* _tptz__ContinuousMoveResponse has binding name '_tptz__ContinuousMoveResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__ContinuousMoveResponse
-#define SOAP_TYPE__tptz__ContinuousMoveResponse (177)
+#define SOAP_TYPE__tptz__ContinuousMoveResponse (185)
 #endif
 
 /* _tptz__ContinuousMove has binding name '_tptz__ContinuousMove' for type '' */
 #ifndef SOAP_TYPE__tptz__ContinuousMove
-#define SOAP_TYPE__tptz__ContinuousMove (176)
+#define SOAP_TYPE__tptz__ContinuousMove (184)
 #endif
 
 /* _tptz__GotoPresetResponse has binding name '_tptz__GotoPresetResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GotoPresetResponse
-#define SOAP_TYPE__tptz__GotoPresetResponse (175)
+#define SOAP_TYPE__tptz__GotoPresetResponse (183)
 #endif
 
 /* _tptz__GotoPreset has binding name '_tptz__GotoPreset' for type '' */
 #ifndef SOAP_TYPE__tptz__GotoPreset
-#define SOAP_TYPE__tptz__GotoPreset (174)
+#define SOAP_TYPE__tptz__GotoPreset (182)
 #endif
 
 /* _tptz__SetPresetResponse has binding name '_tptz__SetPresetResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__SetPresetResponse
-#define SOAP_TYPE__tptz__SetPresetResponse (173)
+#define SOAP_TYPE__tptz__SetPresetResponse (181)
 #endif
 
 /* _tptz__SetPreset has binding name '_tptz__SetPreset' for type '' */
 #ifndef SOAP_TYPE__tptz__SetPreset
-#define SOAP_TYPE__tptz__SetPreset (172)
+#define SOAP_TYPE__tptz__SetPreset (180)
 #endif
 
 /* _tptz__GetPresetsResponse has binding name '_tptz__GetPresetsResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GetPresetsResponse
-#define SOAP_TYPE__tptz__GetPresetsResponse (171)
+#define SOAP_TYPE__tptz__GetPresetsResponse (179)
 #endif
 
 /* _tptz__GetPresets has binding name '_tptz__GetPresets' for type '' */
 #ifndef SOAP_TYPE__tptz__GetPresets
-#define SOAP_TYPE__tptz__GetPresets (170)
+#define SOAP_TYPE__tptz__GetPresets (178)
 #endif
 
 /* _tptz__GetNodeResponse has binding name '_tptz__GetNodeResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNodeResponse
-#define SOAP_TYPE__tptz__GetNodeResponse (169)
+#define SOAP_TYPE__tptz__GetNodeResponse (177)
 #endif
 
 /* _tptz__GetNode has binding name '_tptz__GetNode' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNode
-#define SOAP_TYPE__tptz__GetNode (168)
+#define SOAP_TYPE__tptz__GetNode (176)
 #endif
 
 /* _tptz__GetNodesResponse has binding name '_tptz__GetNodesResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNodesResponse
-#define SOAP_TYPE__tptz__GetNodesResponse (167)
+#define SOAP_TYPE__tptz__GetNodesResponse (175)
 #endif
 
 /* _tptz__GetNodes has binding name '_tptz__GetNodes' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNodes
-#define SOAP_TYPE__tptz__GetNodes (166)
+#define SOAP_TYPE__tptz__GetNodes (174)
 #endif
 
 /* _trt__GetStreamUriResponse has binding name '_trt__GetStreamUriResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetStreamUriResponse
-#define SOAP_TYPE__trt__GetStreamUriResponse (165)
+#define SOAP_TYPE__trt__GetStreamUriResponse (173)
 #endif
 
 /* _trt__GetStreamUri has binding name '_trt__GetStreamUri' for type '' */
 #ifndef SOAP_TYPE__trt__GetStreamUri
-#define SOAP_TYPE__trt__GetStreamUri (164)
+#define SOAP_TYPE__trt__GetStreamUri (172)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationOptionsResponse has binding name '_trt__GetVideoEncoderConfigurationOptionsResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (163)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (171)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationOptions has binding name '_trt__GetVideoEncoderConfigurationOptions' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (162)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (170)
 #endif
 
 /* _trt__SetVideoEncoderConfigurationResponse has binding name '_trt__SetVideoEncoderConfigurationResponse' for type '' */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (161)
+#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (169)
 #endif
 
 /* _trt__SetVideoEncoderConfiguration has binding name '_trt__SetVideoEncoderConfiguration' for type '' */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (160)
+#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (168)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationResponse has binding name '_trt__GetVideoEncoderConfigurationResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (159)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (167)
 #endif
 
 /* _trt__GetVideoEncoderConfiguration has binding name '_trt__GetVideoEncoderConfiguration' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (158)
+#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (166)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationsResponse has binding name '_trt__GetVideoEncoderConfigurationsResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (157)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (165)
 #endif
 
 /* _trt__GetVideoEncoderConfigurations has binding name '_trt__GetVideoEncoderConfigurations' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (156)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (164)
 #endif
 
 /* _trt__GetProfilesResponse has binding name '_trt__GetProfilesResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfilesResponse
-#define SOAP_TYPE__trt__GetProfilesResponse (155)
+#define SOAP_TYPE__trt__GetProfilesResponse (163)
 #endif
 
 /* _trt__GetProfiles has binding name '_trt__GetProfiles' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfiles
-#define SOAP_TYPE__trt__GetProfiles (154)
+#define SOAP_TYPE__trt__GetProfiles (162)
 #endif
 
 /* _trt__GetProfileResponse has binding name '_trt__GetProfileResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfileResponse
-#define SOAP_TYPE__trt__GetProfileResponse (153)
+#define SOAP_TYPE__trt__GetProfileResponse (161)
 #endif
 
 /* _trt__GetProfile has binding name '_trt__GetProfile' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfile
-#define SOAP_TYPE__trt__GetProfile (152)
+#define SOAP_TYPE__trt__GetProfile (160)
 #endif
 
 /* tt__PTZVector has binding name 'tt__PTZVector' for type 'tt:PTZVector' */
 #ifndef SOAP_TYPE_tt__PTZVector
-#define SOAP_TYPE_tt__PTZVector (151)
+#define SOAP_TYPE_tt__PTZVector (159)
 #endif
 
 /* tt__Vector1D has binding name 'tt__Vector1D' for type 'tt:Vector1D' */
 #ifndef SOAP_TYPE_tt__Vector1D
-#define SOAP_TYPE_tt__Vector1D (150)
+#define SOAP_TYPE_tt__Vector1D (158)
 #endif
 
 /* tt__Vector2D has binding name 'tt__Vector2D' for type 'tt:Vector2D' */
 #ifndef SOAP_TYPE_tt__Vector2D
-#define SOAP_TYPE_tt__Vector2D (149)
+#define SOAP_TYPE_tt__Vector2D (157)
 #endif
 
 /* tt__IntRange has binding name 'tt__IntRange' for type 'tt:IntRange' */
 #ifndef SOAP_TYPE_tt__IntRange
-#define SOAP_TYPE_tt__IntRange (148)
+#define SOAP_TYPE_tt__IntRange (156)
 #endif
 
 /* tt__Config has binding name 'tt__Config' for type 'tt:Config' */
 #ifndef SOAP_TYPE_tt__Config
-#define SOAP_TYPE_tt__Config (147)
+#define SOAP_TYPE_tt__Config (155)
 #endif
 
 /* tt__RuleEngineConfigurationExtension has binding name 'tt__RuleEngineConfigurationExtension' for type 'tt:RuleEngineConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__RuleEngineConfigurationExtension
-#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (146)
+#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (154)
 #endif
 
 /* tt__RuleEngineConfiguration has binding name 'tt__RuleEngineConfiguration' for type 'tt:RuleEngineConfiguration' */
 #ifndef SOAP_TYPE_tt__RuleEngineConfiguration
-#define SOAP_TYPE_tt__RuleEngineConfiguration (145)
+#define SOAP_TYPE_tt__RuleEngineConfiguration (153)
 #endif
 
 /* tt__AnalyticsEngineConfigurationExtension has binding name 'tt__AnalyticsEngineConfigurationExtension' for type 'tt:AnalyticsEngineConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension
-#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (144)
+#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (152)
 #endif
 
 /* tt__AnalyticsEngineConfiguration has binding name 'tt__AnalyticsEngineConfiguration' for type 'tt:AnalyticsEngineConfiguration' */
 #ifndef SOAP_TYPE_tt__AnalyticsEngineConfiguration
-#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (143)
+#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (151)
 #endif
 
 /* tt__ItemListExtension has binding name 'tt__ItemListExtension' for type 'tt:ItemListExtension' */
 #ifndef SOAP_TYPE_tt__ItemListExtension
-#define SOAP_TYPE_tt__ItemListExtension (142)
+#define SOAP_TYPE_tt__ItemListExtension (150)
 #endif
 
 /* tt__ItemList has binding name 'tt__ItemList' for type 'tt:ItemList' */
 #ifndef SOAP_TYPE_tt__ItemList
-#define SOAP_TYPE_tt__ItemList (141)
+#define SOAP_TYPE_tt__ItemList (149)
 #endif
 
 /* tt__PTZPreset has binding name 'tt__PTZPreset' for type 'tt:PTZPreset' */
 #ifndef SOAP_TYPE_tt__PTZPreset
-#define SOAP_TYPE_tt__PTZPreset (140)
+#define SOAP_TYPE_tt__PTZPreset (148)
 #endif
 
 /* tt__PTZSpeed has binding name 'tt__PTZSpeed' for type 'tt:PTZSpeed' */
 #ifndef SOAP_TYPE_tt__PTZSpeed
-#define SOAP_TYPE_tt__PTZSpeed (139)
+#define SOAP_TYPE_tt__PTZSpeed (147)
 #endif
 
 /* tt__Space1DDescription has binding name 'tt__Space1DDescription' for type 'tt:Space1DDescription' */
 #ifndef SOAP_TYPE_tt__Space1DDescription
-#define SOAP_TYPE_tt__Space1DDescription (138)
+#define SOAP_TYPE_tt__Space1DDescription (146)
 #endif
 
 /* tt__Space2DDescription has binding name 'tt__Space2DDescription' for type 'tt:Space2DDescription' */
 #ifndef SOAP_TYPE_tt__Space2DDescription
-#define SOAP_TYPE_tt__Space2DDescription (137)
+#define SOAP_TYPE_tt__Space2DDescription (145)
 #endif
 
 /* tt__PTZSpacesExtension has binding name 'tt__PTZSpacesExtension' for type 'tt:PTZSpacesExtension' */
 #ifndef SOAP_TYPE_tt__PTZSpacesExtension
-#define SOAP_TYPE_tt__PTZSpacesExtension (136)
+#define SOAP_TYPE_tt__PTZSpacesExtension (144)
 #endif
 
 /* tt__PTZSpaces has binding name 'tt__PTZSpaces' for type 'tt:PTZSpaces' */
 #ifndef SOAP_TYPE_tt__PTZSpaces
-#define SOAP_TYPE_tt__PTZSpaces (135)
+#define SOAP_TYPE_tt__PTZSpaces (143)
 #endif
 
 /* tt__ZoomLimits has binding name 'tt__ZoomLimits' for type 'tt:ZoomLimits' */
 #ifndef SOAP_TYPE_tt__ZoomLimits
-#define SOAP_TYPE_tt__ZoomLimits (134)
+#define SOAP_TYPE_tt__ZoomLimits (142)
 #endif
 
 /* tt__PanTiltLimits has binding name 'tt__PanTiltLimits' for type 'tt:PanTiltLimits' */
 #ifndef SOAP_TYPE_tt__PanTiltLimits
-#define SOAP_TYPE_tt__PanTiltLimits (133)
+#define SOAP_TYPE_tt__PanTiltLimits (141)
 #endif
 
 /* tt__Reverse has binding name 'tt__Reverse' for type 'tt:Reverse' */
 #ifndef SOAP_TYPE_tt__Reverse
-#define SOAP_TYPE_tt__Reverse (132)
+#define SOAP_TYPE_tt__Reverse (140)
 #endif
 
 /* tt__EFlip has binding name 'tt__EFlip' for type 'tt:EFlip' */
 #ifndef SOAP_TYPE_tt__EFlip
-#define SOAP_TYPE_tt__EFlip (131)
+#define SOAP_TYPE_tt__EFlip (139)
 #endif
 
 /* tt__PTControlDirectionExtension has binding name 'tt__PTControlDirectionExtension' for type 'tt:PTControlDirectionExtension' */
 #ifndef SOAP_TYPE_tt__PTControlDirectionExtension
-#define SOAP_TYPE_tt__PTControlDirectionExtension (130)
+#define SOAP_TYPE_tt__PTControlDirectionExtension (138)
 #endif
 
 /* tt__PTControlDirection has binding name 'tt__PTControlDirection' for type 'tt:PTControlDirection' */
 #ifndef SOAP_TYPE_tt__PTControlDirection
-#define SOAP_TYPE_tt__PTControlDirection (129)
+#define SOAP_TYPE_tt__PTControlDirection (137)
 #endif
 
 /* tt__PTZConfigurationExtension2 has binding name 'tt__PTZConfigurationExtension2' for type 'tt:PTZConfigurationExtension2' */
 #ifndef SOAP_TYPE_tt__PTZConfigurationExtension2
-#define SOAP_TYPE_tt__PTZConfigurationExtension2 (128)
+#define SOAP_TYPE_tt__PTZConfigurationExtension2 (136)
 #endif
 
 /* tt__PTZConfigurationExtension has binding name 'tt__PTZConfigurationExtension' for type 'tt:PTZConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__PTZConfigurationExtension
-#define SOAP_TYPE_tt__PTZConfigurationExtension (127)
+#define SOAP_TYPE_tt__PTZConfigurationExtension (135)
 #endif
 
 /* tt__PTZConfiguration has binding name 'tt__PTZConfiguration' for type 'tt:PTZConfiguration' */
 #ifndef SOAP_TYPE_tt__PTZConfiguration
-#define SOAP_TYPE_tt__PTZConfiguration (126)
+#define SOAP_TYPE_tt__PTZConfiguration (134)
 #endif
 
 /* tt__PTZPresetTourSupportedExtension has binding name 'tt__PTZPresetTourSupportedExtension' for type 'tt:PTZPresetTourSupportedExtension' */
 #ifndef SOAP_TYPE_tt__PTZPresetTourSupportedExtension
-#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (125)
+#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (133)
 #endif
 
 /* tt__PTZPresetTourSupported has binding name 'tt__PTZPresetTourSupported' for type 'tt:PTZPresetTourSupported' */
 #ifndef SOAP_TYPE_tt__PTZPresetTourSupported
-#define SOAP_TYPE_tt__PTZPresetTourSupported (124)
+#define SOAP_TYPE_tt__PTZPresetTourSupported (132)
 #endif
 
 /* tt__PTZNodeExtension2 has binding name 'tt__PTZNodeExtension2' for type 'tt:PTZNodeExtension2' */
 #ifndef SOAP_TYPE_tt__PTZNodeExtension2
-#define SOAP_TYPE_tt__PTZNodeExtension2 (123)
+#define SOAP_TYPE_tt__PTZNodeExtension2 (131)
 #endif
 
 /* tt__PTZNodeExtension has binding name 'tt__PTZNodeExtension' for type 'tt:PTZNodeExtension' */
 #ifndef SOAP_TYPE_tt__PTZNodeExtension
-#define SOAP_TYPE_tt__PTZNodeExtension (122)
+#define SOAP_TYPE_tt__PTZNodeExtension (130)
 #endif
 
 /* tt__PTZNode has binding name 'tt__PTZNode' for type 'tt:PTZNode' */
 #ifndef SOAP_TYPE_tt__PTZNode
-#define SOAP_TYPE_tt__PTZNode (121)
+#define SOAP_TYPE_tt__PTZNode (129)
+#endif
+
+/* tt__TimeZone has binding name 'tt__TimeZone' for type 'tt:TimeZone' */
+#ifndef SOAP_TYPE_tt__TimeZone
+#define SOAP_TYPE_tt__TimeZone (128)
+#endif
+
+/* tt__Time has binding name 'tt__Time' for type 'tt:Time' */
+#ifndef SOAP_TYPE_tt__Time
+#define SOAP_TYPE_tt__Time (127)
+#endif
+
+/* tt__Date has binding name 'tt__Date' for type 'tt:Date' */
+#ifndef SOAP_TYPE_tt__Date
+#define SOAP_TYPE_tt__Date (126)
+#endif
+
+/* tt__DateTime has binding name 'tt__DateTime' for type 'tt:DateTime' */
+#ifndef SOAP_TYPE_tt__DateTime
+#define SOAP_TYPE_tt__DateTime (125)
+#endif
+
+/* tt__SystemDateTimeExtension has binding name 'tt__SystemDateTimeExtension' for type 'tt:SystemDateTimeExtension' */
+#ifndef SOAP_TYPE_tt__SystemDateTimeExtension
+#define SOAP_TYPE_tt__SystemDateTimeExtension (124)
+#endif
+
+/* tt__SystemDateTime has binding name 'tt__SystemDateTime' for type 'tt:SystemDateTime' */
+#ifndef SOAP_TYPE_tt__SystemDateTime
+#define SOAP_TYPE_tt__SystemDateTime (123)
 #endif
 
 /* tt__AnalyticsDeviceExtension has binding name 'tt__AnalyticsDeviceExtension' for type 'tt:AnalyticsDeviceExtension' */
 #ifndef SOAP_TYPE_tt__AnalyticsDeviceExtension
-#define SOAP_TYPE_tt__AnalyticsDeviceExtension (120)
+#define SOAP_TYPE_tt__AnalyticsDeviceExtension (122)
 #endif
 
 /* tt__AnalyticsDeviceCapabilities has binding name 'tt__AnalyticsDeviceCapabilities' for type 'tt:AnalyticsDeviceCapabilities' */
 #ifndef SOAP_TYPE_tt__AnalyticsDeviceCapabilities
-#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (119)
+#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (121)
 #endif
 
 /* tt__ReceiverCapabilities has binding name 'tt__ReceiverCapabilities' for type 'tt:ReceiverCapabilities' */
 #ifndef SOAP_TYPE_tt__ReceiverCapabilities
-#define SOAP_TYPE_tt__ReceiverCapabilities (118)
+#define SOAP_TYPE_tt__ReceiverCapabilities (120)
 #endif
 
 /* tt__ReplayCapabilities has binding name 'tt__ReplayCapabilities' for type 'tt:ReplayCapabilities' */
 #ifndef SOAP_TYPE_tt__ReplayCapabilities
-#define SOAP_TYPE_tt__ReplayCapabilities (117)
+#define SOAP_TYPE_tt__ReplayCapabilities (119)
 #endif
 
 /* tt__SearchCapabilities has binding name 'tt__SearchCapabilities' for type 'tt:SearchCapabilities' */
 #ifndef SOAP_TYPE_tt__SearchCapabilities
-#define SOAP_TYPE_tt__SearchCapabilities (116)
+#define SOAP_TYPE_tt__SearchCapabilities (118)
 #endif
 
 /* tt__RecordingCapabilities has binding name 'tt__RecordingCapabilities' for type 'tt:RecordingCapabilities' */
 #ifndef SOAP_TYPE_tt__RecordingCapabilities
-#define SOAP_TYPE_tt__RecordingCapabilities (115)
+#define SOAP_TYPE_tt__RecordingCapabilities (117)
 #endif
 
 /* tt__DisplayCapabilities has binding name 'tt__DisplayCapabilities' for type 'tt:DisplayCapabilities' */
 #ifndef SOAP_TYPE_tt__DisplayCapabilities
-#define SOAP_TYPE_tt__DisplayCapabilities (114)
+#define SOAP_TYPE_tt__DisplayCapabilities (116)
 #endif
 
 /* tt__DeviceIOCapabilities has binding name 'tt__DeviceIOCapabilities' for type 'tt:DeviceIOCapabilities' */
 #ifndef SOAP_TYPE_tt__DeviceIOCapabilities
-#define SOAP_TYPE_tt__DeviceIOCapabilities (113)
+#define SOAP_TYPE_tt__DeviceIOCapabilities (115)
 #endif
 
 /* tt__PTZCapabilities has binding name 'tt__PTZCapabilities' for type 'tt:PTZCapabilities' */
 #ifndef SOAP_TYPE_tt__PTZCapabilities
-#define SOAP_TYPE_tt__PTZCapabilities (112)
+#define SOAP_TYPE_tt__PTZCapabilities (114)
 #endif
 
 /* tt__ImagingCapabilities has binding name 'tt__ImagingCapabilities' for type 'tt:ImagingCapabilities' */
 #ifndef SOAP_TYPE_tt__ImagingCapabilities
-#define SOAP_TYPE_tt__ImagingCapabilities (111)
+#define SOAP_TYPE_tt__ImagingCapabilities (113)
 #endif
 
 /* tt__OnvifVersion has binding name 'tt__OnvifVersion' for type 'tt:OnvifVersion' */
 #ifndef SOAP_TYPE_tt__OnvifVersion
-#define SOAP_TYPE_tt__OnvifVersion (110)
+#define SOAP_TYPE_tt__OnvifVersion (112)
 #endif
 
 /* tt__SystemCapabilitiesExtension2 has binding name 'tt__SystemCapabilitiesExtension2' for type 'tt:SystemCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension2
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (109)
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (111)
 #endif
 
 /* tt__SystemCapabilitiesExtension has binding name 'tt__SystemCapabilitiesExtension' for type 'tt:SystemCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension (108)
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension (110)
 #endif
 
 /* tt__SystemCapabilities has binding name 'tt__SystemCapabilities' for type 'tt:SystemCapabilities' */
 #ifndef SOAP_TYPE_tt__SystemCapabilities
-#define SOAP_TYPE_tt__SystemCapabilities (107)
+#define SOAP_TYPE_tt__SystemCapabilities (109)
 #endif
 
 /* tt__SecurityCapabilitiesExtension2 has binding name 'tt__SecurityCapabilitiesExtension2' for type 'tt:SecurityCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension2
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (106)
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (108)
 #endif
 
 /* tt__SecurityCapabilitiesExtension has binding name 'tt__SecurityCapabilitiesExtension' for type 'tt:SecurityCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (105)
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (107)
 #endif
 
 /* tt__SecurityCapabilities has binding name 'tt__SecurityCapabilities' for type 'tt:SecurityCapabilities' */
 #ifndef SOAP_TYPE_tt__SecurityCapabilities
-#define SOAP_TYPE_tt__SecurityCapabilities (104)
+#define SOAP_TYPE_tt__SecurityCapabilities (106)
 #endif
 
 /* tt__NetworkCapabilitiesExtension2 has binding name 'tt__NetworkCapabilitiesExtension2' for type 'tt:NetworkCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension2
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (103)
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (105)
 #endif
 
 /* tt__NetworkCapabilitiesExtension has binding name 'tt__NetworkCapabilitiesExtension' for type 'tt:NetworkCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (102)
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (104)
 #endif
 
 /* tt__NetworkCapabilities has binding name 'tt__NetworkCapabilities' for type 'tt:NetworkCapabilities' */
 #ifndef SOAP_TYPE_tt__NetworkCapabilities
-#define SOAP_TYPE_tt__NetworkCapabilities (101)
+#define SOAP_TYPE_tt__NetworkCapabilities (103)
 #endif
 
 /* tt__ProfileCapabilities has binding name 'tt__ProfileCapabilities' for type 'tt:ProfileCapabilities' */
 #ifndef SOAP_TYPE_tt__ProfileCapabilities
-#define SOAP_TYPE_tt__ProfileCapabilities (100)
+#define SOAP_TYPE_tt__ProfileCapabilities (102)
 #endif
 
 /* tt__RealTimeStreamingCapabilitiesExtension has binding name 'tt__RealTimeStreamingCapabilitiesExtension' for type 'tt:RealTimeStreamingCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (99)
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (101)
 #endif
 
 /* tt__RealTimeStreamingCapabilities has binding name 'tt__RealTimeStreamingCapabilities' for type 'tt:RealTimeStreamingCapabilities' */
 #ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilities
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (98)
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (100)
 #endif
 
 /* tt__MediaCapabilitiesExtension has binding name 'tt__MediaCapabilitiesExtension' for type 'tt:MediaCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__MediaCapabilitiesExtension
-#define SOAP_TYPE_tt__MediaCapabilitiesExtension (97)
+#define SOAP_TYPE_tt__MediaCapabilitiesExtension (99)
 #endif
 
 /* tt__MediaCapabilities has binding name 'tt__MediaCapabilities' for type 'tt:MediaCapabilities' */
 #ifndef SOAP_TYPE_tt__MediaCapabilities
-#define SOAP_TYPE_tt__MediaCapabilities (96)
+#define SOAP_TYPE_tt__MediaCapabilities (98)
 #endif
 
 /* tt__IOCapabilitiesExtension2 has binding name 'tt__IOCapabilitiesExtension2' for type 'tt:IOCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__IOCapabilitiesExtension2
-#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (95)
+#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (97)
 #endif
 
 /* tt__IOCapabilitiesExtension has binding name 'tt__IOCapabilitiesExtension' for type 'tt:IOCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__IOCapabilitiesExtension
-#define SOAP_TYPE_tt__IOCapabilitiesExtension (94)
+#define SOAP_TYPE_tt__IOCapabilitiesExtension (96)
 #endif
 
 /* tt__IOCapabilities has binding name 'tt__IOCapabilities' for type 'tt:IOCapabilities' */
 #ifndef SOAP_TYPE_tt__IOCapabilities
-#define SOAP_TYPE_tt__IOCapabilities (93)
+#define SOAP_TYPE_tt__IOCapabilities (95)
 #endif
 
 /* tt__EventCapabilities has binding name 'tt__EventCapabilities' for type 'tt:EventCapabilities' */
 #ifndef SOAP_TYPE_tt__EventCapabilities
-#define SOAP_TYPE_tt__EventCapabilities (92)
+#define SOAP_TYPE_tt__EventCapabilities (94)
 #endif
 
 /* tt__DeviceCapabilitiesExtension has binding name 'tt__DeviceCapabilitiesExtension' for type 'tt:DeviceCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__DeviceCapabilitiesExtension
-#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (91)
+#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (93)
 #endif
 
 /* tt__DeviceCapabilities has binding name 'tt__DeviceCapabilities' for type 'tt:DeviceCapabilities' */
 #ifndef SOAP_TYPE_tt__DeviceCapabilities
-#define SOAP_TYPE_tt__DeviceCapabilities (90)
+#define SOAP_TYPE_tt__DeviceCapabilities (92)
 #endif
 
 /* tt__AnalyticsCapabilities has binding name 'tt__AnalyticsCapabilities' for type 'tt:AnalyticsCapabilities' */
 #ifndef SOAP_TYPE_tt__AnalyticsCapabilities
-#define SOAP_TYPE_tt__AnalyticsCapabilities (89)
+#define SOAP_TYPE_tt__AnalyticsCapabilities (91)
 #endif
 
 /* tt__CapabilitiesExtension2 has binding name 'tt__CapabilitiesExtension2' for type 'tt:CapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__CapabilitiesExtension2
-#define SOAP_TYPE_tt__CapabilitiesExtension2 (88)
+#define SOAP_TYPE_tt__CapabilitiesExtension2 (90)
 #endif
 
 /* tt__CapabilitiesExtension has binding name 'tt__CapabilitiesExtension' for type 'tt:CapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__CapabilitiesExtension
-#define SOAP_TYPE_tt__CapabilitiesExtension (87)
+#define SOAP_TYPE_tt__CapabilitiesExtension (89)
 #endif
 
 /* tt__Capabilities has binding name 'tt__Capabilities' for type 'tt:Capabilities' */
 #ifndef SOAP_TYPE_tt__Capabilities
-#define SOAP_TYPE_tt__Capabilities (86)
+#define SOAP_TYPE_tt__Capabilities (88)
 #endif
 
 /* tt__IPAddress has binding name 'tt__IPAddress' for type 'tt:IPAddress' */
 #ifndef SOAP_TYPE_tt__IPAddress
-#define SOAP_TYPE_tt__IPAddress (85)
+#define SOAP_TYPE_tt__IPAddress (87)
 #endif
 
 /* tt__MediaUri has binding name 'tt__MediaUri' for type 'tt:MediaUri' */
 #ifndef SOAP_TYPE_tt__MediaUri
-#define SOAP_TYPE_tt__MediaUri (84)
+#define SOAP_TYPE_tt__MediaUri (86)
 #endif
 
 /* tt__Transport has binding name 'tt__Transport' for type 'tt:Transport' */
 #ifndef SOAP_TYPE_tt__Transport
-#define SOAP_TYPE_tt__Transport (83)
+#define SOAP_TYPE_tt__Transport (85)
 #endif
 
 /* tt__StreamSetup has binding name 'tt__StreamSetup' for type 'tt:StreamSetup' */
 #ifndef SOAP_TYPE_tt__StreamSetup
-#define SOAP_TYPE_tt__StreamSetup (82)
+#define SOAP_TYPE_tt__StreamSetup (84)
 #endif
 
 /* tt__MulticastConfiguration has binding name 'tt__MulticastConfiguration' for type 'tt:MulticastConfiguration' */
 #ifndef SOAP_TYPE_tt__MulticastConfiguration
-#define SOAP_TYPE_tt__MulticastConfiguration (81)
+#define SOAP_TYPE_tt__MulticastConfiguration (83)
 #endif
 
 /* tt__AudioDecoderConfiguration has binding name 'tt__AudioDecoderConfiguration' for type 'tt:AudioDecoderConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioDecoderConfiguration
-#define SOAP_TYPE_tt__AudioDecoderConfiguration (80)
+#define SOAP_TYPE_tt__AudioDecoderConfiguration (82)
 #endif
 
 /* tt__AudioOutputConfiguration has binding name 'tt__AudioOutputConfiguration' for type 'tt:AudioOutputConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioOutputConfiguration
-#define SOAP_TYPE_tt__AudioOutputConfiguration (79)
+#define SOAP_TYPE_tt__AudioOutputConfiguration (81)
 #endif
 
 /* tt__EventSubscription has binding name 'tt__EventSubscription' for type 'tt:EventSubscription' */
 #ifndef SOAP_TYPE_tt__EventSubscription
-#define SOAP_TYPE_tt__EventSubscription (78)
+#define SOAP_TYPE_tt__EventSubscription (80)
 #endif
 
 /* tt__SensorDataFilter has binding name 'tt__SensorDataFilter' for type 'tt:SensorDataFilter' */
 #ifndef SOAP_TYPE_tt__SensorDataFilter
-#define SOAP_TYPE_tt__SensorDataFilter (77)
+#define SOAP_TYPE_tt__SensorDataFilter (79)
 #endif
 
 /* tt__PTZFilter has binding name 'tt__PTZFilter' for type 'tt:PTZFilter' */
 #ifndef SOAP_TYPE_tt__PTZFilter
-#define SOAP_TYPE_tt__PTZFilter (76)
+#define SOAP_TYPE_tt__PTZFilter (78)
 #endif
 
 /* tt__MetadataConfigurationExtension has binding name 'tt__MetadataConfigurationExtension' for type 'tt:MetadataConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__MetadataConfigurationExtension
-#define SOAP_TYPE_tt__MetadataConfigurationExtension (75)
+#define SOAP_TYPE_tt__MetadataConfigurationExtension (77)
 #endif
 
 /* tt__MetadataConfiguration has binding name 'tt__MetadataConfiguration' for type 'tt:MetadataConfiguration' */
 #ifndef SOAP_TYPE_tt__MetadataConfiguration
-#define SOAP_TYPE_tt__MetadataConfiguration (74)
+#define SOAP_TYPE_tt__MetadataConfiguration (76)
 #endif
 
 /* tt__VideoAnalyticsConfiguration has binding name 'tt__VideoAnalyticsConfiguration' for type 'tt:VideoAnalyticsConfiguration' */
 #ifndef SOAP_TYPE_tt__VideoAnalyticsConfiguration
-#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (73)
+#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (75)
 #endif
 
 /* tt__AudioEncoderConfiguration has binding name 'tt__AudioEncoderConfiguration' for type 'tt:AudioEncoderConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioEncoderConfiguration
-#define SOAP_TYPE_tt__AudioEncoderConfiguration (72)
+#define SOAP_TYPE_tt__AudioEncoderConfiguration (74)
 #endif
 
 /* tt__AudioSourceConfiguration has binding name 'tt__AudioSourceConfiguration' for type 'tt:AudioSourceConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioSourceConfiguration
-#define SOAP_TYPE_tt__AudioSourceConfiguration (71)
+#define SOAP_TYPE_tt__AudioSourceConfiguration (73)
 #endif
 
 /* tt__H264Options2 has binding name 'tt__H264Options2' for type 'tt:H264Options2' */
 #ifndef SOAP_TYPE_tt__H264Options2
-#define SOAP_TYPE_tt__H264Options2 (70)
+#define SOAP_TYPE_tt__H264Options2 (72)
 #endif
 
 /* tt__H264Options has binding name 'tt__H264Options' for type 'tt:H264Options' */
 #ifndef SOAP_TYPE_tt__H264Options
-#define SOAP_TYPE_tt__H264Options (69)
+#define SOAP_TYPE_tt__H264Options (71)
 #endif
 
 /* tt__Mpeg4Options2 has binding name 'tt__Mpeg4Options2' for type 'tt:Mpeg4Options2' */
 #ifndef SOAP_TYPE_tt__Mpeg4Options2
-#define SOAP_TYPE_tt__Mpeg4Options2 (68)
+#define SOAP_TYPE_tt__Mpeg4Options2 (70)
 #endif
 
 /* tt__Mpeg4Options has binding name 'tt__Mpeg4Options' for type 'tt:Mpeg4Options' */
 #ifndef SOAP_TYPE_tt__Mpeg4Options
-#define SOAP_TYPE_tt__Mpeg4Options (67)
+#define SOAP_TYPE_tt__Mpeg4Options (69)
 #endif
 
 /* tt__JpegOptions2 has binding name 'tt__JpegOptions2' for type 'tt:JpegOptions2' */
 #ifndef SOAP_TYPE_tt__JpegOptions2
-#define SOAP_TYPE_tt__JpegOptions2 (66)
+#define SOAP_TYPE_tt__JpegOptions2 (68)
 #endif
 
 /* tt__JpegOptions has binding name 'tt__JpegOptions' for type 'tt:JpegOptions' */
 #ifndef SOAP_TYPE_tt__JpegOptions
-#define SOAP_TYPE_tt__JpegOptions (65)
+#define SOAP_TYPE_tt__JpegOptions (67)
 #endif
 
 /* tt__VideoEncoderOptionsExtension2 has binding name 'tt__VideoEncoderOptionsExtension2' for type 'tt:VideoEncoderOptionsExtension2' */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension2
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (64)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (66)
 #endif
 
 /* tt__VideoEncoderOptionsExtension has binding name 'tt__VideoEncoderOptionsExtension' for type 'tt:VideoEncoderOptionsExtension' */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (63)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (65)
 #endif
 
 /* tt__VideoEncoderConfigurationOptions has binding name 'tt__VideoEncoderConfigurationOptions' for type 'tt:VideoEncoderConfigurationOptions' */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfigurationOptions
-#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (62)
+#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (64)
 #endif
 
 /* tt__H264Configuration has binding name 'tt__H264Configuration' for type 'tt:H264Configuration' */
 #ifndef SOAP_TYPE_tt__H264Configuration
-#define SOAP_TYPE_tt__H264Configuration (61)
+#define SOAP_TYPE_tt__H264Configuration (63)
 #endif
 
 /* tt__Mpeg4Configuration has binding name 'tt__Mpeg4Configuration' for type 'tt:Mpeg4Configuration' */
 #ifndef SOAP_TYPE_tt__Mpeg4Configuration
-#define SOAP_TYPE_tt__Mpeg4Configuration (60)
+#define SOAP_TYPE_tt__Mpeg4Configuration (62)
 #endif
 
 /* tt__VideoRateControl has binding name 'tt__VideoRateControl' for type 'tt:VideoRateControl' */
 #ifndef SOAP_TYPE_tt__VideoRateControl
-#define SOAP_TYPE_tt__VideoRateControl (59)
+#define SOAP_TYPE_tt__VideoRateControl (61)
 #endif
 
 /* tt__VideoResolution has binding name 'tt__VideoResolution' for type 'tt:VideoResolution' */
 #ifndef SOAP_TYPE_tt__VideoResolution
-#define SOAP_TYPE_tt__VideoResolution (58)
+#define SOAP_TYPE_tt__VideoResolution (60)
 #endif
 
 /* tt__VideoEncoderConfiguration has binding name 'tt__VideoEncoderConfiguration' for type 'tt:VideoEncoderConfiguration' */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfiguration
-#define SOAP_TYPE_tt__VideoEncoderConfiguration (57)
+#define SOAP_TYPE_tt__VideoEncoderConfiguration (59)
 #endif
 
 /* tt__SceneOrientation has binding name 'tt__SceneOrientation' for type 'tt:SceneOrientation' */
 #ifndef SOAP_TYPE_tt__SceneOrientation
-#define SOAP_TYPE_tt__SceneOrientation (56)
+#define SOAP_TYPE_tt__SceneOrientation (58)
 #endif
 
 /* tt__LensDescription has binding name 'tt__LensDescription' for type 'tt:LensDescription' */
 #ifndef SOAP_TYPE_tt__LensDescription
-#define SOAP_TYPE_tt__LensDescription (55)
+#define SOAP_TYPE_tt__LensDescription (57)
 #endif
 
 /* tt__LensOffset has binding name 'tt__LensOffset' for type 'tt:LensOffset' */
 #ifndef SOAP_TYPE_tt__LensOffset
-#define SOAP_TYPE_tt__LensOffset (54)
+#define SOAP_TYPE_tt__LensOffset (56)
 #endif
 
 /* tt__LensProjection has binding name 'tt__LensProjection' for type 'tt:LensProjection' */
 #ifndef SOAP_TYPE_tt__LensProjection
-#define SOAP_TYPE_tt__LensProjection (53)
+#define SOAP_TYPE_tt__LensProjection (55)
 #endif
 
 /* tt__RotateExtension has binding name 'tt__RotateExtension' for type 'tt:RotateExtension' */
 #ifndef SOAP_TYPE_tt__RotateExtension
-#define SOAP_TYPE_tt__RotateExtension (52)
+#define SOAP_TYPE_tt__RotateExtension (54)
 #endif
 
 /* tt__Rotate has binding name 'tt__Rotate' for type 'tt:Rotate' */
 #ifndef SOAP_TYPE_tt__Rotate
-#define SOAP_TYPE_tt__Rotate (51)
+#define SOAP_TYPE_tt__Rotate (53)
 #endif
 
 /* tt__VideoSourceConfigurationExtension2 has binding name 'tt__VideoSourceConfigurationExtension2' for type 'tt:VideoSourceConfigurationExtension2' */
 #ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension2
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (50)
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (52)
 #endif
 
 /* tt__VideoSourceConfigurationExtension has binding name 'tt__VideoSourceConfigurationExtension' for type 'tt:VideoSourceConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (49)
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (51)
 #endif
 
 /* tt__VideoSourceConfiguration has binding name 'tt__VideoSourceConfiguration' for type 'tt:VideoSourceConfiguration' */
 #ifndef SOAP_TYPE_tt__VideoSourceConfiguration
-#define SOAP_TYPE_tt__VideoSourceConfiguration (48)
+#define SOAP_TYPE_tt__VideoSourceConfiguration (50)
 #endif
 
 /* tt__ConfigurationEntity has binding name 'tt__ConfigurationEntity' for type 'tt:ConfigurationEntity' */
 #ifndef SOAP_TYPE_tt__ConfigurationEntity
-#define SOAP_TYPE_tt__ConfigurationEntity (47)
+#define SOAP_TYPE_tt__ConfigurationEntity (49)
 #endif
 
 /* tt__ProfileExtension2 has binding name 'tt__ProfileExtension2' for type 'tt:ProfileExtension2' */
 #ifndef SOAP_TYPE_tt__ProfileExtension2
-#define SOAP_TYPE_tt__ProfileExtension2 (46)
+#define SOAP_TYPE_tt__ProfileExtension2 (48)
 #endif
 
 /* tt__ProfileExtension has binding name 'tt__ProfileExtension' for type 'tt:ProfileExtension' */
 #ifndef SOAP_TYPE_tt__ProfileExtension
-#define SOAP_TYPE_tt__ProfileExtension (44)
+#define SOAP_TYPE_tt__ProfileExtension (46)
 #endif
 
 /* tt__Profile has binding name 'tt__Profile' for type 'tt:Profile' */
 #ifndef SOAP_TYPE_tt__Profile
-#define SOAP_TYPE_tt__Profile (43)
+#define SOAP_TYPE_tt__Profile (45)
 #endif
 
 /* tt__FloatRange has binding name 'tt__FloatRange' for type 'tt:FloatRange' */
 #ifndef SOAP_TYPE_tt__FloatRange
-#define SOAP_TYPE_tt__FloatRange (42)
+#define SOAP_TYPE_tt__FloatRange (44)
 #endif
 
 /* tt__IntRectangle has binding name 'tt__IntRectangle' for type 'tt:IntRectangle' */
 #ifndef SOAP_TYPE_tt__IntRectangle
-#define SOAP_TYPE_tt__IntRectangle (41)
+#define SOAP_TYPE_tt__IntRectangle (43)
 #endif
 
 /* tt__DeviceEntity has binding name 'tt__DeviceEntity' for type 'tt:DeviceEntity' */
 #ifndef SOAP_TYPE_tt__DeviceEntity
-#define SOAP_TYPE_tt__DeviceEntity (40)
+#define SOAP_TYPE_tt__DeviceEntity (42)
 #endif
 
 /* _tds__GetCapabilitiesResponse has binding name '_tds__GetCapabilitiesResponse' for type '' */
 #ifndef SOAP_TYPE__tds__GetCapabilitiesResponse
-#define SOAP_TYPE__tds__GetCapabilitiesResponse (39)
+#define SOAP_TYPE__tds__GetCapabilitiesResponse (41)
 #endif
 
 /* _tds__GetCapabilities has binding name '_tds__GetCapabilities' for type '' */
 #ifndef SOAP_TYPE__tds__GetCapabilities
-#define SOAP_TYPE__tds__GetCapabilities (38)
+#define SOAP_TYPE__tds__GetCapabilities (40)
 #endif
 
 /* _tds__SystemRebootResponse has binding name '_tds__SystemRebootResponse' for type '' */
 #ifndef SOAP_TYPE__tds__SystemRebootResponse
-#define SOAP_TYPE__tds__SystemRebootResponse (37)
+#define SOAP_TYPE__tds__SystemRebootResponse (39)
 #endif
 
 /* _tds__SystemReboot has binding name '_tds__SystemReboot' for type '' */
 #ifndef SOAP_TYPE__tds__SystemReboot
-#define SOAP_TYPE__tds__SystemReboot (36)
+#define SOAP_TYPE__tds__SystemReboot (38)
+#endif
+
+/* _tds__GetSystemDateAndTimeResponse has binding name '_tds__GetSystemDateAndTimeResponse' for type '' */
+#ifndef SOAP_TYPE__tds__GetSystemDateAndTimeResponse
+#define SOAP_TYPE__tds__GetSystemDateAndTimeResponse (37)
+#endif
+
+/* _tds__GetSystemDateAndTime has binding name '_tds__GetSystemDateAndTime' for type '' */
+#ifndef SOAP_TYPE__tds__GetSystemDateAndTime
+#define SOAP_TYPE__tds__GetSystemDateAndTime (36)
 #endif
 
 /* _tds__GetDeviceInformationResponse has binding name '_tds__GetDeviceInformationResponse' for type '' */
@@ -10527,752 +10847,752 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* struct _wsse__Security has binding name '_wsse__Security' for type '' */
 #ifndef SOAP_TYPE__wsse__Security
-#define SOAP_TYPE__wsse__Security (643)
+#define SOAP_TYPE__wsse__Security (662)
 #endif
 
 /* _saml2__EncryptedAttribute has binding name '_saml2__EncryptedAttribute' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedAttribute
-#define SOAP_TYPE__saml2__EncryptedAttribute (642)
+#define SOAP_TYPE__saml2__EncryptedAttribute (661)
 #endif
 
 /* _saml2__Attribute has binding name '_saml2__Attribute' for type '' */
 #ifndef SOAP_TYPE__saml2__Attribute
-#define SOAP_TYPE__saml2__Attribute (640)
+#define SOAP_TYPE__saml2__Attribute (659)
 #endif
 
 /* _saml2__AttributeStatement has binding name '_saml2__AttributeStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AttributeStatement
-#define SOAP_TYPE__saml2__AttributeStatement (639)
+#define SOAP_TYPE__saml2__AttributeStatement (658)
 #endif
 
 /* _saml2__Evidence has binding name '_saml2__Evidence' for type '' */
 #ifndef SOAP_TYPE__saml2__Evidence
-#define SOAP_TYPE__saml2__Evidence (638)
+#define SOAP_TYPE__saml2__Evidence (657)
 #endif
 
 /* _saml2__Action has binding name '_saml2__Action' for type '' */
 #ifndef SOAP_TYPE__saml2__Action
-#define SOAP_TYPE__saml2__Action (637)
+#define SOAP_TYPE__saml2__Action (656)
 #endif
 
 /* _saml2__AuthzDecisionStatement has binding name '_saml2__AuthzDecisionStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthzDecisionStatement
-#define SOAP_TYPE__saml2__AuthzDecisionStatement (636)
+#define SOAP_TYPE__saml2__AuthzDecisionStatement (655)
 #endif
 
 /* _saml2__AuthnContext has binding name '_saml2__AuthnContext' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContext
-#define SOAP_TYPE__saml2__AuthnContext (631)
+#define SOAP_TYPE__saml2__AuthnContext (650)
 #endif
 
 /* _saml2__SubjectLocality has binding name '_saml2__SubjectLocality' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectLocality
-#define SOAP_TYPE__saml2__SubjectLocality (630)
+#define SOAP_TYPE__saml2__SubjectLocality (649)
 #endif
 
 /* _saml2__AuthnStatement has binding name '_saml2__AuthnStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnStatement
-#define SOAP_TYPE__saml2__AuthnStatement (629)
+#define SOAP_TYPE__saml2__AuthnStatement (648)
 #endif
 
 /* _saml2__Statement has binding name '_saml2__Statement' for type '' */
 #ifndef SOAP_TYPE__saml2__Statement
-#define SOAP_TYPE__saml2__Statement (628)
+#define SOAP_TYPE__saml2__Statement (647)
 #endif
 
 /* _saml2__EncryptedAssertion has binding name '_saml2__EncryptedAssertion' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedAssertion
-#define SOAP_TYPE__saml2__EncryptedAssertion (627)
+#define SOAP_TYPE__saml2__EncryptedAssertion (646)
 #endif
 
 /* _saml2__Advice has binding name '_saml2__Advice' for type '' */
 #ifndef SOAP_TYPE__saml2__Advice
-#define SOAP_TYPE__saml2__Advice (626)
+#define SOAP_TYPE__saml2__Advice (645)
 #endif
 
 /* _saml2__ProxyRestriction has binding name '_saml2__ProxyRestriction' for type '' */
 #ifndef SOAP_TYPE__saml2__ProxyRestriction
-#define SOAP_TYPE__saml2__ProxyRestriction (625)
+#define SOAP_TYPE__saml2__ProxyRestriction (644)
 #endif
 
 /* _saml2__OneTimeUse has binding name '_saml2__OneTimeUse' for type '' */
 #ifndef SOAP_TYPE__saml2__OneTimeUse
-#define SOAP_TYPE__saml2__OneTimeUse (624)
+#define SOAP_TYPE__saml2__OneTimeUse (643)
 #endif
 
 /* _saml2__AudienceRestriction has binding name '_saml2__AudienceRestriction' for type '' */
 #ifndef SOAP_TYPE__saml2__AudienceRestriction
-#define SOAP_TYPE__saml2__AudienceRestriction (622)
+#define SOAP_TYPE__saml2__AudienceRestriction (641)
 #endif
 
 /* _saml2__Condition has binding name '_saml2__Condition' for type '' */
 #ifndef SOAP_TYPE__saml2__Condition
-#define SOAP_TYPE__saml2__Condition (621)
+#define SOAP_TYPE__saml2__Condition (640)
 #endif
 
 /* _saml2__Conditions has binding name '_saml2__Conditions' for type '' */
 #ifndef SOAP_TYPE__saml2__Conditions
-#define SOAP_TYPE__saml2__Conditions (620)
+#define SOAP_TYPE__saml2__Conditions (639)
 #endif
 
 /* _saml2__SubjectConfirmationData has binding name '_saml2__SubjectConfirmationData' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmationData
-#define SOAP_TYPE__saml2__SubjectConfirmationData (619)
+#define SOAP_TYPE__saml2__SubjectConfirmationData (638)
 #endif
 
 /* _saml2__SubjectConfirmation has binding name '_saml2__SubjectConfirmation' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmation
-#define SOAP_TYPE__saml2__SubjectConfirmation (618)
+#define SOAP_TYPE__saml2__SubjectConfirmation (637)
 #endif
 
 /* _saml2__Subject has binding name '_saml2__Subject' for type '' */
 #ifndef SOAP_TYPE__saml2__Subject
-#define SOAP_TYPE__saml2__Subject (617)
+#define SOAP_TYPE__saml2__Subject (636)
 #endif
 
 /* _saml2__Assertion has binding name '_saml2__Assertion' for type '' */
 #ifndef SOAP_TYPE__saml2__Assertion
-#define SOAP_TYPE__saml2__Assertion (616)
+#define SOAP_TYPE__saml2__Assertion (635)
 #endif
 
 /* _saml2__Issuer has binding name '_saml2__Issuer' for type '' */
 #ifndef SOAP_TYPE__saml2__Issuer
-#define SOAP_TYPE__saml2__Issuer (613)
+#define SOAP_TYPE__saml2__Issuer (632)
 #endif
 
 /* _saml2__EncryptedID has binding name '_saml2__EncryptedID' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedID
-#define SOAP_TYPE__saml2__EncryptedID (612)
+#define SOAP_TYPE__saml2__EncryptedID (631)
 #endif
 
 /* _saml2__NameID has binding name '_saml2__NameID' for type '' */
 #ifndef SOAP_TYPE__saml2__NameID
-#define SOAP_TYPE__saml2__NameID (611)
+#define SOAP_TYPE__saml2__NameID (630)
 #endif
 
 /* _saml2__BaseID has binding name '_saml2__BaseID' for type '' */
 #ifndef SOAP_TYPE__saml2__BaseID
-#define SOAP_TYPE__saml2__BaseID (610)
+#define SOAP_TYPE__saml2__BaseID (629)
 #endif
 
 /* struct saml2__AttributeType has binding name 'saml2__AttributeType' for type 'saml2:AttributeType' */
 #ifndef SOAP_TYPE_saml2__AttributeType
-#define SOAP_TYPE_saml2__AttributeType (574)
+#define SOAP_TYPE_saml2__AttributeType (593)
 #endif
 
 /* struct saml2__AttributeStatementType has binding name 'saml2__AttributeStatementType' for type 'saml2:AttributeStatementType' */
 #ifndef SOAP_TYPE_saml2__AttributeStatementType
-#define SOAP_TYPE_saml2__AttributeStatementType (573)
+#define SOAP_TYPE_saml2__AttributeStatementType (592)
 #endif
 
 /* struct saml2__EvidenceType has binding name 'saml2__EvidenceType' for type 'saml2:EvidenceType' */
 #ifndef SOAP_TYPE_saml2__EvidenceType
-#define SOAP_TYPE_saml2__EvidenceType (572)
+#define SOAP_TYPE_saml2__EvidenceType (591)
 #endif
 
 /* struct saml2__ActionType has binding name 'saml2__ActionType' for type 'saml2:ActionType' */
 #ifndef SOAP_TYPE_saml2__ActionType
-#define SOAP_TYPE_saml2__ActionType (571)
+#define SOAP_TYPE_saml2__ActionType (590)
 #endif
 
 /* struct saml2__AuthzDecisionStatementType has binding name 'saml2__AuthzDecisionStatementType' for type 'saml2:AuthzDecisionStatementType' */
 #ifndef SOAP_TYPE_saml2__AuthzDecisionStatementType
-#define SOAP_TYPE_saml2__AuthzDecisionStatementType (570)
+#define SOAP_TYPE_saml2__AuthzDecisionStatementType (589)
 #endif
 
 /* struct saml2__AuthnContextType has binding name 'saml2__AuthnContextType' for type 'saml2:AuthnContextType' */
 #ifndef SOAP_TYPE_saml2__AuthnContextType
-#define SOAP_TYPE_saml2__AuthnContextType (569)
+#define SOAP_TYPE_saml2__AuthnContextType (588)
 #endif
 
 /* struct saml2__SubjectLocalityType has binding name 'saml2__SubjectLocalityType' for type 'saml2:SubjectLocalityType' */
 #ifndef SOAP_TYPE_saml2__SubjectLocalityType
-#define SOAP_TYPE_saml2__SubjectLocalityType (568)
+#define SOAP_TYPE_saml2__SubjectLocalityType (587)
 #endif
 
 /* struct saml2__AuthnStatementType has binding name 'saml2__AuthnStatementType' for type 'saml2:AuthnStatementType' */
 #ifndef SOAP_TYPE_saml2__AuthnStatementType
-#define SOAP_TYPE_saml2__AuthnStatementType (567)
+#define SOAP_TYPE_saml2__AuthnStatementType (586)
 #endif
 
 /* struct saml2__StatementAbstractType has binding name 'saml2__StatementAbstractType' for type 'saml2:StatementAbstractType' */
 #ifndef SOAP_TYPE_saml2__StatementAbstractType
-#define SOAP_TYPE_saml2__StatementAbstractType (566)
+#define SOAP_TYPE_saml2__StatementAbstractType (585)
 #endif
 
 /* struct saml2__AdviceType has binding name 'saml2__AdviceType' for type 'saml2:AdviceType' */
 #ifndef SOAP_TYPE_saml2__AdviceType
-#define SOAP_TYPE_saml2__AdviceType (565)
+#define SOAP_TYPE_saml2__AdviceType (584)
 #endif
 
 /* struct saml2__ProxyRestrictionType has binding name 'saml2__ProxyRestrictionType' for type 'saml2:ProxyRestrictionType' */
 #ifndef SOAP_TYPE_saml2__ProxyRestrictionType
-#define SOAP_TYPE_saml2__ProxyRestrictionType (564)
+#define SOAP_TYPE_saml2__ProxyRestrictionType (583)
 #endif
 
 /* struct saml2__OneTimeUseType has binding name 'saml2__OneTimeUseType' for type 'saml2:OneTimeUseType' */
 #ifndef SOAP_TYPE_saml2__OneTimeUseType
-#define SOAP_TYPE_saml2__OneTimeUseType (563)
+#define SOAP_TYPE_saml2__OneTimeUseType (582)
 #endif
 
 /* struct saml2__AudienceRestrictionType has binding name 'saml2__AudienceRestrictionType' for type 'saml2:AudienceRestrictionType' */
 #ifndef SOAP_TYPE_saml2__AudienceRestrictionType
-#define SOAP_TYPE_saml2__AudienceRestrictionType (562)
+#define SOAP_TYPE_saml2__AudienceRestrictionType (581)
 #endif
 
 /* struct saml2__ConditionAbstractType has binding name 'saml2__ConditionAbstractType' for type 'saml2:ConditionAbstractType' */
 #ifndef SOAP_TYPE_saml2__ConditionAbstractType
-#define SOAP_TYPE_saml2__ConditionAbstractType (561)
+#define SOAP_TYPE_saml2__ConditionAbstractType (580)
 #endif
 
 /* struct saml2__ConditionsType has binding name 'saml2__ConditionsType' for type 'saml2:ConditionsType' */
 #ifndef SOAP_TYPE_saml2__ConditionsType
-#define SOAP_TYPE_saml2__ConditionsType (560)
+#define SOAP_TYPE_saml2__ConditionsType (579)
 #endif
 
 /* struct saml2__KeyInfoConfirmationDataType has binding name 'saml2__KeyInfoConfirmationDataType' for type 'saml2:KeyInfoConfirmationDataType' */
 #ifndef SOAP_TYPE_saml2__KeyInfoConfirmationDataType
-#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (559)
+#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (578)
 #endif
 
 /* struct saml2__SubjectConfirmationDataType has binding name 'saml2__SubjectConfirmationDataType' for type 'saml2:SubjectConfirmationDataType' */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationDataType
-#define SOAP_TYPE_saml2__SubjectConfirmationDataType (558)
+#define SOAP_TYPE_saml2__SubjectConfirmationDataType (577)
 #endif
 
 /* struct saml2__SubjectConfirmationType has binding name 'saml2__SubjectConfirmationType' for type 'saml2:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationType
-#define SOAP_TYPE_saml2__SubjectConfirmationType (557)
+#define SOAP_TYPE_saml2__SubjectConfirmationType (576)
 #endif
 
 /* struct saml2__SubjectType has binding name 'saml2__SubjectType' for type 'saml2:SubjectType' */
 #ifndef SOAP_TYPE_saml2__SubjectType
-#define SOAP_TYPE_saml2__SubjectType (556)
+#define SOAP_TYPE_saml2__SubjectType (575)
 #endif
 
 /* struct saml2__AssertionType has binding name 'saml2__AssertionType' for type 'saml2:AssertionType' */
 #ifndef SOAP_TYPE_saml2__AssertionType
-#define SOAP_TYPE_saml2__AssertionType (555)
+#define SOAP_TYPE_saml2__AssertionType (574)
 #endif
 
 /* struct saml2__EncryptedElementType has binding name 'saml2__EncryptedElementType' for type 'saml2:EncryptedElementType' */
 #ifndef SOAP_TYPE_saml2__EncryptedElementType
-#define SOAP_TYPE_saml2__EncryptedElementType (554)
+#define SOAP_TYPE_saml2__EncryptedElementType (573)
 #endif
 
 /* struct saml2__NameIDType has binding name 'saml2__NameIDType' for type 'saml2:NameIDType' */
 #ifndef SOAP_TYPE_saml2__NameIDType
-#define SOAP_TYPE_saml2__NameIDType (553)
+#define SOAP_TYPE_saml2__NameIDType (572)
 #endif
 
 /* struct saml2__BaseIDAbstractType has binding name 'saml2__BaseIDAbstractType' for type 'saml2:BaseIDAbstractType' */
 #ifndef SOAP_TYPE_saml2__BaseIDAbstractType
-#define SOAP_TYPE_saml2__BaseIDAbstractType (552)
+#define SOAP_TYPE_saml2__BaseIDAbstractType (571)
 #endif
 
 /* _saml1__Attribute has binding name '_saml1__Attribute' for type '' */
 #ifndef SOAP_TYPE__saml1__Attribute
-#define SOAP_TYPE__saml1__Attribute (550)
+#define SOAP_TYPE__saml1__Attribute (569)
 #endif
 
 /* _saml1__AttributeDesignator has binding name '_saml1__AttributeDesignator' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeDesignator
-#define SOAP_TYPE__saml1__AttributeDesignator (549)
+#define SOAP_TYPE__saml1__AttributeDesignator (568)
 #endif
 
 /* _saml1__AttributeStatement has binding name '_saml1__AttributeStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeStatement
-#define SOAP_TYPE__saml1__AttributeStatement (548)
+#define SOAP_TYPE__saml1__AttributeStatement (567)
 #endif
 
 /* _saml1__Evidence has binding name '_saml1__Evidence' for type '' */
 #ifndef SOAP_TYPE__saml1__Evidence
-#define SOAP_TYPE__saml1__Evidence (547)
+#define SOAP_TYPE__saml1__Evidence (566)
 #endif
 
 /* _saml1__Action has binding name '_saml1__Action' for type '' */
 #ifndef SOAP_TYPE__saml1__Action
-#define SOAP_TYPE__saml1__Action (546)
+#define SOAP_TYPE__saml1__Action (565)
 #endif
 
 /* _saml1__AuthorizationDecisionStatement has binding name '_saml1__AuthorizationDecisionStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthorizationDecisionStatement
-#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (545)
+#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (564)
 #endif
 
 /* _saml1__AuthorityBinding has binding name '_saml1__AuthorityBinding' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthorityBinding
-#define SOAP_TYPE__saml1__AuthorityBinding (544)
+#define SOAP_TYPE__saml1__AuthorityBinding (563)
 #endif
 
 /* _saml1__SubjectLocality has binding name '_saml1__SubjectLocality' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectLocality
-#define SOAP_TYPE__saml1__SubjectLocality (543)
+#define SOAP_TYPE__saml1__SubjectLocality (562)
 #endif
 
 /* _saml1__AuthenticationStatement has binding name '_saml1__AuthenticationStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthenticationStatement
-#define SOAP_TYPE__saml1__AuthenticationStatement (542)
+#define SOAP_TYPE__saml1__AuthenticationStatement (561)
 #endif
 
 /* _saml1__SubjectConfirmation has binding name '_saml1__SubjectConfirmation' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmation
-#define SOAP_TYPE__saml1__SubjectConfirmation (539)
+#define SOAP_TYPE__saml1__SubjectConfirmation (558)
 #endif
 
 /* _saml1__NameIdentifier has binding name '_saml1__NameIdentifier' for type '' */
 #ifndef SOAP_TYPE__saml1__NameIdentifier
-#define SOAP_TYPE__saml1__NameIdentifier (538)
+#define SOAP_TYPE__saml1__NameIdentifier (557)
 #endif
 
 /* _saml1__Subject has binding name '_saml1__Subject' for type '' */
 #ifndef SOAP_TYPE__saml1__Subject
-#define SOAP_TYPE__saml1__Subject (537)
+#define SOAP_TYPE__saml1__Subject (556)
 #endif
 
 /* _saml1__SubjectStatement has binding name '_saml1__SubjectStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectStatement
-#define SOAP_TYPE__saml1__SubjectStatement (536)
+#define SOAP_TYPE__saml1__SubjectStatement (555)
 #endif
 
 /* _saml1__Statement has binding name '_saml1__Statement' for type '' */
 #ifndef SOAP_TYPE__saml1__Statement
-#define SOAP_TYPE__saml1__Statement (535)
+#define SOAP_TYPE__saml1__Statement (554)
 #endif
 
 /* _saml1__Advice has binding name '_saml1__Advice' for type '' */
 #ifndef SOAP_TYPE__saml1__Advice
-#define SOAP_TYPE__saml1__Advice (534)
+#define SOAP_TYPE__saml1__Advice (553)
 #endif
 
 /* _saml1__DoNotCacheCondition has binding name '_saml1__DoNotCacheCondition' for type '' */
 #ifndef SOAP_TYPE__saml1__DoNotCacheCondition
-#define SOAP_TYPE__saml1__DoNotCacheCondition (533)
+#define SOAP_TYPE__saml1__DoNotCacheCondition (552)
 #endif
 
 /* _saml1__AudienceRestrictionCondition has binding name '_saml1__AudienceRestrictionCondition' for type '' */
 #ifndef SOAP_TYPE__saml1__AudienceRestrictionCondition
-#define SOAP_TYPE__saml1__AudienceRestrictionCondition (531)
+#define SOAP_TYPE__saml1__AudienceRestrictionCondition (550)
 #endif
 
 /* _saml1__Condition has binding name '_saml1__Condition' for type '' */
 #ifndef SOAP_TYPE__saml1__Condition
-#define SOAP_TYPE__saml1__Condition (530)
+#define SOAP_TYPE__saml1__Condition (549)
 #endif
 
 /* _saml1__Conditions has binding name '_saml1__Conditions' for type '' */
 #ifndef SOAP_TYPE__saml1__Conditions
-#define SOAP_TYPE__saml1__Conditions (529)
+#define SOAP_TYPE__saml1__Conditions (548)
 #endif
 
 /* _saml1__Assertion has binding name '_saml1__Assertion' for type '' */
 #ifndef SOAP_TYPE__saml1__Assertion
-#define SOAP_TYPE__saml1__Assertion (528)
+#define SOAP_TYPE__saml1__Assertion (547)
 #endif
 
 /* struct saml1__AttributeType has binding name 'saml1__AttributeType' for type 'saml1:AttributeType' */
 #ifndef SOAP_TYPE_saml1__AttributeType
-#define SOAP_TYPE_saml1__AttributeType (495)
+#define SOAP_TYPE_saml1__AttributeType (514)
 #endif
 
 /* struct saml1__AttributeDesignatorType has binding name 'saml1__AttributeDesignatorType' for type 'saml1:AttributeDesignatorType' */
 #ifndef SOAP_TYPE_saml1__AttributeDesignatorType
-#define SOAP_TYPE_saml1__AttributeDesignatorType (494)
+#define SOAP_TYPE_saml1__AttributeDesignatorType (513)
 #endif
 
 /* struct saml1__AttributeStatementType has binding name 'saml1__AttributeStatementType' for type 'saml1:AttributeStatementType' */
 #ifndef SOAP_TYPE_saml1__AttributeStatementType
-#define SOAP_TYPE_saml1__AttributeStatementType (493)
+#define SOAP_TYPE_saml1__AttributeStatementType (512)
 #endif
 
 /* struct saml1__EvidenceType has binding name 'saml1__EvidenceType' for type 'saml1:EvidenceType' */
 #ifndef SOAP_TYPE_saml1__EvidenceType
-#define SOAP_TYPE_saml1__EvidenceType (492)
+#define SOAP_TYPE_saml1__EvidenceType (511)
 #endif
 
 /* struct saml1__ActionType has binding name 'saml1__ActionType' for type 'saml1:ActionType' */
 #ifndef SOAP_TYPE_saml1__ActionType
-#define SOAP_TYPE_saml1__ActionType (491)
+#define SOAP_TYPE_saml1__ActionType (510)
 #endif
 
 /* struct saml1__AuthorizationDecisionStatementType has binding name 'saml1__AuthorizationDecisionStatementType' for type 'saml1:AuthorizationDecisionStatementType' */
 #ifndef SOAP_TYPE_saml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (490)
+#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (509)
 #endif
 
 /* struct saml1__AuthorityBindingType has binding name 'saml1__AuthorityBindingType' for type 'saml1:AuthorityBindingType' */
 #ifndef SOAP_TYPE_saml1__AuthorityBindingType
-#define SOAP_TYPE_saml1__AuthorityBindingType (489)
+#define SOAP_TYPE_saml1__AuthorityBindingType (508)
 #endif
 
 /* struct saml1__SubjectLocalityType has binding name 'saml1__SubjectLocalityType' for type 'saml1:SubjectLocalityType' */
 #ifndef SOAP_TYPE_saml1__SubjectLocalityType
-#define SOAP_TYPE_saml1__SubjectLocalityType (488)
+#define SOAP_TYPE_saml1__SubjectLocalityType (507)
 #endif
 
 /* struct saml1__AuthenticationStatementType has binding name 'saml1__AuthenticationStatementType' for type 'saml1:AuthenticationStatementType' */
 #ifndef SOAP_TYPE_saml1__AuthenticationStatementType
-#define SOAP_TYPE_saml1__AuthenticationStatementType (487)
+#define SOAP_TYPE_saml1__AuthenticationStatementType (506)
 #endif
 
 /* struct saml1__SubjectConfirmationType has binding name 'saml1__SubjectConfirmationType' for type 'saml1:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_saml1__SubjectConfirmationType
-#define SOAP_TYPE_saml1__SubjectConfirmationType (486)
+#define SOAP_TYPE_saml1__SubjectConfirmationType (505)
 #endif
 
 /* struct saml1__NameIdentifierType has binding name 'saml1__NameIdentifierType' for type 'saml1:NameIdentifierType' */
 #ifndef SOAP_TYPE_saml1__NameIdentifierType
-#define SOAP_TYPE_saml1__NameIdentifierType (485)
+#define SOAP_TYPE_saml1__NameIdentifierType (504)
 #endif
 
 /* struct saml1__SubjectType has binding name 'saml1__SubjectType' for type 'saml1:SubjectType' */
 #ifndef SOAP_TYPE_saml1__SubjectType
-#define SOAP_TYPE_saml1__SubjectType (484)
+#define SOAP_TYPE_saml1__SubjectType (503)
 #endif
 
 /* struct saml1__SubjectStatementAbstractType has binding name 'saml1__SubjectStatementAbstractType' for type 'saml1:SubjectStatementAbstractType' */
 #ifndef SOAP_TYPE_saml1__SubjectStatementAbstractType
-#define SOAP_TYPE_saml1__SubjectStatementAbstractType (483)
+#define SOAP_TYPE_saml1__SubjectStatementAbstractType (502)
 #endif
 
 /* struct saml1__StatementAbstractType has binding name 'saml1__StatementAbstractType' for type 'saml1:StatementAbstractType' */
 #ifndef SOAP_TYPE_saml1__StatementAbstractType
-#define SOAP_TYPE_saml1__StatementAbstractType (482)
+#define SOAP_TYPE_saml1__StatementAbstractType (501)
 #endif
 
 /* struct saml1__AdviceType has binding name 'saml1__AdviceType' for type 'saml1:AdviceType' */
 #ifndef SOAP_TYPE_saml1__AdviceType
-#define SOAP_TYPE_saml1__AdviceType (481)
+#define SOAP_TYPE_saml1__AdviceType (500)
 #endif
 
 /* struct saml1__DoNotCacheConditionType has binding name 'saml1__DoNotCacheConditionType' for type 'saml1:DoNotCacheConditionType' */
 #ifndef SOAP_TYPE_saml1__DoNotCacheConditionType
-#define SOAP_TYPE_saml1__DoNotCacheConditionType (480)
+#define SOAP_TYPE_saml1__DoNotCacheConditionType (499)
 #endif
 
 /* struct saml1__AudienceRestrictionConditionType has binding name 'saml1__AudienceRestrictionConditionType' for type 'saml1:AudienceRestrictionConditionType' */
 #ifndef SOAP_TYPE_saml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (479)
+#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (498)
 #endif
 
 /* struct saml1__ConditionAbstractType has binding name 'saml1__ConditionAbstractType' for type 'saml1:ConditionAbstractType' */
 #ifndef SOAP_TYPE_saml1__ConditionAbstractType
-#define SOAP_TYPE_saml1__ConditionAbstractType (478)
+#define SOAP_TYPE_saml1__ConditionAbstractType (497)
 #endif
 
 /* struct saml1__ConditionsType has binding name 'saml1__ConditionsType' for type 'saml1:ConditionsType' */
 #ifndef SOAP_TYPE_saml1__ConditionsType
-#define SOAP_TYPE_saml1__ConditionsType (477)
+#define SOAP_TYPE_saml1__ConditionsType (496)
 #endif
 
 /* struct saml1__AssertionType has binding name 'saml1__AssertionType' for type 'saml1:AssertionType' */
 #ifndef SOAP_TYPE_saml1__AssertionType
-#define SOAP_TYPE_saml1__AssertionType (476)
+#define SOAP_TYPE_saml1__AssertionType (495)
 #endif
 
 /* struct wsc__PropertiesType has binding name 'wsc__PropertiesType' for type 'wsc:PropertiesType' */
 #ifndef SOAP_TYPE_wsc__PropertiesType
-#define SOAP_TYPE_wsc__PropertiesType (470)
+#define SOAP_TYPE_wsc__PropertiesType (489)
 #endif
 
 /* struct wsc__DerivedKeyTokenType has binding name 'wsc__DerivedKeyTokenType' for type 'wsc:DerivedKeyTokenType' */
 #ifndef SOAP_TYPE_wsc__DerivedKeyTokenType
-#define SOAP_TYPE_wsc__DerivedKeyTokenType (469)
+#define SOAP_TYPE_wsc__DerivedKeyTokenType (488)
 #endif
 
 /* struct wsc__SecurityContextTokenType has binding name 'wsc__SecurityContextTokenType' for type 'wsc:SecurityContextTokenType' */
 #ifndef SOAP_TYPE_wsc__SecurityContextTokenType
-#define SOAP_TYPE_wsc__SecurityContextTokenType (468)
+#define SOAP_TYPE_wsc__SecurityContextTokenType (487)
 #endif
 
 /* struct _xenc__ReferenceList has binding name '_xenc__ReferenceList' for type '' */
 #ifndef SOAP_TYPE__xenc__ReferenceList
-#define SOAP_TYPE__xenc__ReferenceList (454)
+#define SOAP_TYPE__xenc__ReferenceList (473)
 #endif
 
 /* struct xenc__EncryptionPropertyType has binding name 'xenc__EncryptionPropertyType' for type 'xenc:EncryptionPropertyType' */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertyType
-#define SOAP_TYPE_xenc__EncryptionPropertyType (453)
+#define SOAP_TYPE_xenc__EncryptionPropertyType (472)
 #endif
 
 /* struct xenc__EncryptionPropertiesType has binding name 'xenc__EncryptionPropertiesType' for type 'xenc:EncryptionPropertiesType' */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertiesType
-#define SOAP_TYPE_xenc__EncryptionPropertiesType (452)
+#define SOAP_TYPE_xenc__EncryptionPropertiesType (471)
 #endif
 
 /* struct xenc__ReferenceType has binding name 'xenc__ReferenceType' for type 'xenc:ReferenceType' */
 #ifndef SOAP_TYPE_xenc__ReferenceType
-#define SOAP_TYPE_xenc__ReferenceType (451)
+#define SOAP_TYPE_xenc__ReferenceType (470)
 #endif
 
 /* struct xenc__AgreementMethodType has binding name 'xenc__AgreementMethodType' for type 'xenc:AgreementMethodType' */
 #ifndef SOAP_TYPE_xenc__AgreementMethodType
-#define SOAP_TYPE_xenc__AgreementMethodType (450)
+#define SOAP_TYPE_xenc__AgreementMethodType (469)
 #endif
 
 /* struct xenc__EncryptedDataType has binding name 'xenc__EncryptedDataType' for type 'xenc:EncryptedDataType' */
 #ifndef SOAP_TYPE_xenc__EncryptedDataType
-#define SOAP_TYPE_xenc__EncryptedDataType (449)
+#define SOAP_TYPE_xenc__EncryptedDataType (468)
 #endif
 
 /* struct xenc__TransformsType has binding name 'xenc__TransformsType' for type 'xenc:TransformsType' */
 #ifndef SOAP_TYPE_xenc__TransformsType
-#define SOAP_TYPE_xenc__TransformsType (448)
+#define SOAP_TYPE_xenc__TransformsType (467)
 #endif
 
 /* struct xenc__CipherReferenceType has binding name 'xenc__CipherReferenceType' for type 'xenc:CipherReferenceType' */
 #ifndef SOAP_TYPE_xenc__CipherReferenceType
-#define SOAP_TYPE_xenc__CipherReferenceType (447)
+#define SOAP_TYPE_xenc__CipherReferenceType (466)
 #endif
 
 /* struct xenc__CipherDataType has binding name 'xenc__CipherDataType' for type 'xenc:CipherDataType' */
 #ifndef SOAP_TYPE_xenc__CipherDataType
-#define SOAP_TYPE_xenc__CipherDataType (446)
+#define SOAP_TYPE_xenc__CipherDataType (465)
 #endif
 
 /* struct xenc__EncryptionMethodType has binding name 'xenc__EncryptionMethodType' for type 'xenc:EncryptionMethodType' */
 #ifndef SOAP_TYPE_xenc__EncryptionMethodType
-#define SOAP_TYPE_xenc__EncryptionMethodType (445)
+#define SOAP_TYPE_xenc__EncryptionMethodType (464)
 #endif
 
 /* struct xenc__EncryptedType has binding name 'xenc__EncryptedType' for type 'xenc:EncryptedType' */
 #ifndef SOAP_TYPE_xenc__EncryptedType
-#define SOAP_TYPE_xenc__EncryptedType (444)
+#define SOAP_TYPE_xenc__EncryptedType (463)
 #endif
 
 /* struct ds__RSAKeyValueType has binding name 'ds__RSAKeyValueType' for type 'ds:RSAKeyValueType' */
 #ifndef SOAP_TYPE_ds__RSAKeyValueType
-#define SOAP_TYPE_ds__RSAKeyValueType (433)
+#define SOAP_TYPE_ds__RSAKeyValueType (452)
 #endif
 
 /* struct ds__DSAKeyValueType has binding name 'ds__DSAKeyValueType' for type 'ds:DSAKeyValueType' */
 #ifndef SOAP_TYPE_ds__DSAKeyValueType
-#define SOAP_TYPE_ds__DSAKeyValueType (432)
+#define SOAP_TYPE_ds__DSAKeyValueType (451)
 #endif
 
 /* struct ds__X509IssuerSerialType has binding name 'ds__X509IssuerSerialType' for type 'ds:X509IssuerSerialType' */
 #ifndef SOAP_TYPE_ds__X509IssuerSerialType
-#define SOAP_TYPE_ds__X509IssuerSerialType (431)
+#define SOAP_TYPE_ds__X509IssuerSerialType (450)
 #endif
 
 /* _ds__KeyInfo has binding name '_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE__ds__KeyInfo
-#define SOAP_TYPE__ds__KeyInfo (430)
+#define SOAP_TYPE__ds__KeyInfo (449)
 #endif
 
 /* struct ds__RetrievalMethodType has binding name 'ds__RetrievalMethodType' for type 'ds:RetrievalMethodType' */
 #ifndef SOAP_TYPE_ds__RetrievalMethodType
-#define SOAP_TYPE_ds__RetrievalMethodType (427)
+#define SOAP_TYPE_ds__RetrievalMethodType (446)
 #endif
 
 /* struct ds__KeyValueType has binding name 'ds__KeyValueType' for type 'ds:KeyValueType' */
 #ifndef SOAP_TYPE_ds__KeyValueType
-#define SOAP_TYPE_ds__KeyValueType (425)
+#define SOAP_TYPE_ds__KeyValueType (444)
 #endif
 
 /* struct ds__DigestMethodType has binding name 'ds__DigestMethodType' for type 'ds:DigestMethodType' */
 #ifndef SOAP_TYPE_ds__DigestMethodType
-#define SOAP_TYPE_ds__DigestMethodType (424)
+#define SOAP_TYPE_ds__DigestMethodType (443)
 #endif
 
 /* _ds__Transform has binding name '_ds__Transform' for type '' */
 #ifndef SOAP_TYPE__ds__Transform
-#define SOAP_TYPE__ds__Transform (423)
+#define SOAP_TYPE__ds__Transform (442)
 #endif
 
 /* struct ds__TransformType has binding name 'ds__TransformType' for type 'ds:TransformType' */
 #ifndef SOAP_TYPE_ds__TransformType
-#define SOAP_TYPE_ds__TransformType (421)
+#define SOAP_TYPE_ds__TransformType (440)
 #endif
 
 /* struct _c14n__InclusiveNamespaces has binding name '_c14n__InclusiveNamespaces' for type '' */
 #ifndef SOAP_TYPE__c14n__InclusiveNamespaces
-#define SOAP_TYPE__c14n__InclusiveNamespaces (420)
+#define SOAP_TYPE__c14n__InclusiveNamespaces (439)
 #endif
 
 /* struct ds__TransformsType has binding name 'ds__TransformsType' for type 'ds:TransformsType' */
 #ifndef SOAP_TYPE_ds__TransformsType
-#define SOAP_TYPE_ds__TransformsType (419)
+#define SOAP_TYPE_ds__TransformsType (438)
 #endif
 
 /* struct ds__ReferenceType has binding name 'ds__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_ds__ReferenceType
-#define SOAP_TYPE_ds__ReferenceType (418)
+#define SOAP_TYPE_ds__ReferenceType (437)
 #endif
 
 /* struct ds__SignatureMethodType has binding name 'ds__SignatureMethodType' for type 'ds:SignatureMethodType' */
 #ifndef SOAP_TYPE_ds__SignatureMethodType
-#define SOAP_TYPE_ds__SignatureMethodType (417)
+#define SOAP_TYPE_ds__SignatureMethodType (436)
 #endif
 
 /* struct ds__CanonicalizationMethodType has binding name 'ds__CanonicalizationMethodType' for type 'ds:CanonicalizationMethodType' */
 #ifndef SOAP_TYPE_ds__CanonicalizationMethodType
-#define SOAP_TYPE_ds__CanonicalizationMethodType (416)
+#define SOAP_TYPE_ds__CanonicalizationMethodType (435)
 #endif
 
 /* _ds__Signature has binding name '_ds__Signature' for type '' */
 #ifndef SOAP_TYPE__ds__Signature
-#define SOAP_TYPE__ds__Signature (415)
+#define SOAP_TYPE__ds__Signature (434)
 #endif
 
 /* struct ds__SignedInfoType has binding name 'ds__SignedInfoType' for type 'ds:SignedInfoType' */
 #ifndef SOAP_TYPE_ds__SignedInfoType
-#define SOAP_TYPE_ds__SignedInfoType (412)
+#define SOAP_TYPE_ds__SignedInfoType (431)
 #endif
 
 /* struct ds__SignatureType has binding name 'ds__SignatureType' for type 'ds:SignatureType' */
 #ifndef SOAP_TYPE_ds__SignatureType
-#define SOAP_TYPE_ds__SignatureType (411)
+#define SOAP_TYPE_ds__SignatureType (430)
 #endif
 
 /* struct xenc__EncryptedKeyType has binding name 'xenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_xenc__EncryptedKeyType
-#define SOAP_TYPE_xenc__EncryptedKeyType (408)
+#define SOAP_TYPE_xenc__EncryptedKeyType (427)
 #endif
 
 /* struct ds__KeyInfoType has binding name 'ds__KeyInfoType' for type 'ds:KeyInfoType' */
 #ifndef SOAP_TYPE_ds__KeyInfoType
-#define SOAP_TYPE_ds__KeyInfoType (407)
+#define SOAP_TYPE_ds__KeyInfoType (426)
 #endif
 
 /* struct ds__X509DataType has binding name 'ds__X509DataType' for type 'ds:X509DataType' */
 #ifndef SOAP_TYPE_ds__X509DataType
-#define SOAP_TYPE_ds__X509DataType (405)
+#define SOAP_TYPE_ds__X509DataType (424)
 #endif
 
 /* struct _wsse__SecurityTokenReference has binding name '_wsse__SecurityTokenReference' for type '' */
 #ifndef SOAP_TYPE__wsse__SecurityTokenReference
-#define SOAP_TYPE__wsse__SecurityTokenReference (401)
+#define SOAP_TYPE__wsse__SecurityTokenReference (420)
 #endif
 
 /* struct _wsse__KeyIdentifier has binding name '_wsse__KeyIdentifier' for type '' */
 #ifndef SOAP_TYPE__wsse__KeyIdentifier
-#define SOAP_TYPE__wsse__KeyIdentifier (400)
+#define SOAP_TYPE__wsse__KeyIdentifier (419)
 #endif
 
 /* struct _wsse__Embedded has binding name '_wsse__Embedded' for type '' */
 #ifndef SOAP_TYPE__wsse__Embedded
-#define SOAP_TYPE__wsse__Embedded (399)
+#define SOAP_TYPE__wsse__Embedded (418)
 #endif
 
 /* struct _wsse__Reference has binding name '_wsse__Reference' for type '' */
 #ifndef SOAP_TYPE__wsse__Reference
-#define SOAP_TYPE__wsse__Reference (398)
+#define SOAP_TYPE__wsse__Reference (417)
 #endif
 
 /* struct _wsse__BinarySecurityToken has binding name '_wsse__BinarySecurityToken' for type '' */
 #ifndef SOAP_TYPE__wsse__BinarySecurityToken
-#define SOAP_TYPE__wsse__BinarySecurityToken (397)
+#define SOAP_TYPE__wsse__BinarySecurityToken (416)
 #endif
 
 /* struct _wsse__Password has binding name '_wsse__Password' for type '' */
 #ifndef SOAP_TYPE__wsse__Password
-#define SOAP_TYPE__wsse__Password (393)
+#define SOAP_TYPE__wsse__Password (412)
 #endif
 
 /* struct _wsse__UsernameToken has binding name '_wsse__UsernameToken' for type '' */
 #ifndef SOAP_TYPE__wsse__UsernameToken
-#define SOAP_TYPE__wsse__UsernameToken (392)
+#define SOAP_TYPE__wsse__UsernameToken (411)
 #endif
 
 /* struct wsse__EncodedString has binding name 'wsse__EncodedString' for type 'wsse:EncodedString' */
 #ifndef SOAP_TYPE_wsse__EncodedString
-#define SOAP_TYPE_wsse__EncodedString (390)
+#define SOAP_TYPE_wsse__EncodedString (409)
 #endif
 
 /* struct _wsu__Timestamp has binding name '_wsu__Timestamp' for type '' */
 #ifndef SOAP_TYPE__wsu__Timestamp
-#define SOAP_TYPE__wsu__Timestamp (389)
+#define SOAP_TYPE__wsu__Timestamp (408)
 #endif
 
 /* struct SOAP_ENV__Fault has binding name 'SOAP_ENV__Fault' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Fault
-#define SOAP_TYPE_SOAP_ENV__Fault (387)
+#define SOAP_TYPE_SOAP_ENV__Fault (406)
 #endif
 
 /* struct SOAP_ENV__Reason has binding name 'SOAP_ENV__Reason' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Reason
-#define SOAP_TYPE_SOAP_ENV__Reason (383)
+#define SOAP_TYPE_SOAP_ENV__Reason (402)
 #endif
 
 /* struct SOAP_ENV__Code has binding name 'SOAP_ENV__Code' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Code
-#define SOAP_TYPE_SOAP_ENV__Code (381)
+#define SOAP_TYPE_SOAP_ENV__Code (400)
 #endif
 
 /* struct SOAP_ENV__Detail has binding name 'SOAP_ENV__Detail' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Detail
-#define SOAP_TYPE_SOAP_ENV__Detail (379)
+#define SOAP_TYPE_SOAP_ENV__Detail (398)
 #endif
 
 /* struct chan__ChannelInstanceType has binding name 'chan__ChannelInstanceType' for type 'chan:ChannelInstanceType' */
 #ifndef SOAP_TYPE_chan__ChannelInstanceType
-#define SOAP_TYPE_chan__ChannelInstanceType (373)
+#define SOAP_TYPE_chan__ChannelInstanceType (392)
 #endif
 
 /* _wsa5__ProblemAction has binding name '_wsa5__ProblemAction' for type '' */
 #ifndef SOAP_TYPE__wsa5__ProblemAction
-#define SOAP_TYPE__wsa5__ProblemAction (371)
+#define SOAP_TYPE__wsa5__ProblemAction (390)
 #endif
 
 /* _wsa5__FaultTo has binding name '_wsa5__FaultTo' for type '' */
 #ifndef SOAP_TYPE__wsa5__FaultTo
-#define SOAP_TYPE__wsa5__FaultTo (364)
+#define SOAP_TYPE__wsa5__FaultTo (383)
 #endif
 
 /* _wsa5__From has binding name '_wsa5__From' for type '' */
 #ifndef SOAP_TYPE__wsa5__From
-#define SOAP_TYPE__wsa5__From (363)
+#define SOAP_TYPE__wsa5__From (382)
 #endif
 
 /* _wsa5__ReplyTo has binding name '_wsa5__ReplyTo' for type '' */
 #ifndef SOAP_TYPE__wsa5__ReplyTo
-#define SOAP_TYPE__wsa5__ReplyTo (362)
+#define SOAP_TYPE__wsa5__ReplyTo (381)
 #endif
 
 /* _wsa5__RelatesTo has binding name '_wsa5__RelatesTo' for type '' */
 #ifndef SOAP_TYPE__wsa5__RelatesTo
-#define SOAP_TYPE__wsa5__RelatesTo (361)
+#define SOAP_TYPE__wsa5__RelatesTo (380)
 #endif
 
 /* _wsa5__Metadata has binding name '_wsa5__Metadata' for type '' */
 #ifndef SOAP_TYPE__wsa5__Metadata
-#define SOAP_TYPE__wsa5__Metadata (359)
+#define SOAP_TYPE__wsa5__Metadata (378)
 #endif
 
 /* _wsa5__ReferenceParameters has binding name '_wsa5__ReferenceParameters' for type '' */
 #ifndef SOAP_TYPE__wsa5__ReferenceParameters
-#define SOAP_TYPE__wsa5__ReferenceParameters (358)
+#define SOAP_TYPE__wsa5__ReferenceParameters (377)
 #endif
 
 /* _wsa5__EndpointReference has binding name '_wsa5__EndpointReference' for type '' */
 #ifndef SOAP_TYPE__wsa5__EndpointReference
-#define SOAP_TYPE__wsa5__EndpointReference (357)
+#define SOAP_TYPE__wsa5__EndpointReference (376)
 #endif
 
 /* struct wsa5__ProblemActionType has binding name 'wsa5__ProblemActionType' for type 'wsa5:ProblemActionType' */
 #ifndef SOAP_TYPE_wsa5__ProblemActionType
-#define SOAP_TYPE_wsa5__ProblemActionType (348)
+#define SOAP_TYPE_wsa5__ProblemActionType (367)
 #endif
 
 /* struct wsa5__RelatesToType has binding name 'wsa5__RelatesToType' for type 'wsa5:RelatesToType' */
 #ifndef SOAP_TYPE_wsa5__RelatesToType
-#define SOAP_TYPE_wsa5__RelatesToType (347)
+#define SOAP_TYPE_wsa5__RelatesToType (366)
 #endif
 
 /* struct wsa5__MetadataType has binding name 'wsa5__MetadataType' for type 'wsa5:MetadataType' */
 #ifndef SOAP_TYPE_wsa5__MetadataType
-#define SOAP_TYPE_wsa5__MetadataType (346)
+#define SOAP_TYPE_wsa5__MetadataType (365)
 #endif
 
 /* struct wsa5__ReferenceParametersType has binding name 'wsa5__ReferenceParametersType' for type 'wsa5:ReferenceParametersType' */
 #ifndef SOAP_TYPE_wsa5__ReferenceParametersType
-#define SOAP_TYPE_wsa5__ReferenceParametersType (345)
+#define SOAP_TYPE_wsa5__ReferenceParametersType (364)
 #endif
 
 /* struct wsa5__EndpointReferenceType has binding name 'wsa5__EndpointReferenceType' for type 'wsa5:EndpointReferenceType' */
 #ifndef SOAP_TYPE_wsa5__EndpointReferenceType
-#define SOAP_TYPE_wsa5__EndpointReferenceType (344)
+#define SOAP_TYPE_wsa5__EndpointReferenceType (363)
 #endif
 
 /* xsd__dateTime has binding name 'xsd__dateTime' for type 'xsd:dateTime' */
@@ -11307,1072 +11627,1107 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* tptz1__RemovePreset * has binding name 'PointerTotptz1__RemovePreset' for type 'tptz1:RemovePreset' */
 #ifndef SOAP_TYPE_PointerTotptz1__RemovePreset
-#define SOAP_TYPE_PointerTotptz1__RemovePreset (658)
+#define SOAP_TYPE_PointerTotptz1__RemovePreset (677)
 #endif
 
 /* tptz1__StopRequest * has binding name 'PointerTotptz1__StopRequest' for type 'tptz1:StopRequest' */
 #ifndef SOAP_TYPE_PointerTotptz1__StopRequest
-#define SOAP_TYPE_PointerTotptz1__StopRequest (654)
+#define SOAP_TYPE_PointerTotptz1__StopRequest (673)
 #endif
 
 /* struct _wsse__Security * has binding name 'PointerTo_wsse__Security' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Security
-#define SOAP_TYPE_PointerTo_wsse__Security (649)
+#define SOAP_TYPE_PointerTo_wsse__Security (668)
 #endif
 
 /* struct ds__SignatureType * has binding name 'PointerTods__SignatureType' for type 'ds:SignatureType' */
 #ifndef SOAP_TYPE_PointerTods__SignatureType
-#define SOAP_TYPE_PointerTods__SignatureType (648)
+#define SOAP_TYPE_PointerTods__SignatureType (667)
 #endif
 
 /* struct wsc__SecurityContextTokenType * has binding name 'PointerTowsc__SecurityContextTokenType' for type 'wsc:SecurityContextTokenType' */
 #ifndef SOAP_TYPE_PointerTowsc__SecurityContextTokenType
-#define SOAP_TYPE_PointerTowsc__SecurityContextTokenType (647)
+#define SOAP_TYPE_PointerTowsc__SecurityContextTokenType (666)
 #endif
 
 /* struct _wsse__BinarySecurityToken * has binding name 'PointerTo_wsse__BinarySecurityToken' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__BinarySecurityToken
-#define SOAP_TYPE_PointerTo_wsse__BinarySecurityToken (646)
+#define SOAP_TYPE_PointerTo_wsse__BinarySecurityToken (665)
 #endif
 
 /* struct _wsse__UsernameToken * has binding name 'PointerTo_wsse__UsernameToken' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__UsernameToken
-#define SOAP_TYPE_PointerTo_wsse__UsernameToken (645)
+#define SOAP_TYPE_PointerTo_wsse__UsernameToken (664)
 #endif
 
 /* struct _wsu__Timestamp * has binding name 'PointerTo_wsu__Timestamp' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsu__Timestamp
-#define SOAP_TYPE_PointerTo_wsu__Timestamp (644)
+#define SOAP_TYPE_PointerTo_wsu__Timestamp (663)
 #endif
 
 /* _saml2__AttributeValue has binding name '_saml2__AttributeValue' for type '' */
 #ifndef SOAP_TYPE__saml2__AttributeValue
-#define SOAP_TYPE__saml2__AttributeValue (641)
+#define SOAP_TYPE__saml2__AttributeValue (660)
 #endif
 
 /* _saml2__AuthenticatingAuthority has binding name '_saml2__AuthenticatingAuthority' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthenticatingAuthority
-#define SOAP_TYPE__saml2__AuthenticatingAuthority (635)
+#define SOAP_TYPE__saml2__AuthenticatingAuthority (654)
 #endif
 
 /* _saml2__AuthnContextDecl has binding name '_saml2__AuthnContextDecl' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextDecl
-#define SOAP_TYPE__saml2__AuthnContextDecl (634)
+#define SOAP_TYPE__saml2__AuthnContextDecl (653)
 #endif
 
 /* _saml2__AuthnContextDeclRef has binding name '_saml2__AuthnContextDeclRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextDeclRef
-#define SOAP_TYPE__saml2__AuthnContextDeclRef (633)
+#define SOAP_TYPE__saml2__AuthnContextDeclRef (652)
 #endif
 
 /* _saml2__AuthnContextClassRef has binding name '_saml2__AuthnContextClassRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextClassRef
-#define SOAP_TYPE__saml2__AuthnContextClassRef (632)
+#define SOAP_TYPE__saml2__AuthnContextClassRef (651)
 #endif
 
 /* _saml2__Audience has binding name '_saml2__Audience' for type '' */
 #ifndef SOAP_TYPE__saml2__Audience
-#define SOAP_TYPE__saml2__Audience (623)
+#define SOAP_TYPE__saml2__Audience (642)
 #endif
 
 /* _saml2__AssertionURIRef has binding name '_saml2__AssertionURIRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AssertionURIRef
-#define SOAP_TYPE__saml2__AssertionURIRef (615)
+#define SOAP_TYPE__saml2__AssertionURIRef (634)
 #endif
 
 /* _saml2__AssertionIDRef has binding name '_saml2__AssertionIDRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AssertionIDRef
-#define SOAP_TYPE__saml2__AssertionIDRef (614)
+#define SOAP_TYPE__saml2__AssertionIDRef (633)
 #endif
 
 /* struct ds__KeyInfoType ** has binding name 'PointerToPointerTo_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE_PointerToPointerTo_ds__KeyInfo
-#define SOAP_TYPE_PointerToPointerTo_ds__KeyInfo (609)
+#define SOAP_TYPE_PointerToPointerTo_ds__KeyInfo (628)
 #endif
 
 /* struct __saml2__union_AttributeStatementType * has binding name 'PointerTo__saml2__union_AttributeStatementType' for type '-saml2:union-AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType
-#define SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType (608)
+#define SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType (627)
 #endif
 
 /* struct saml2__AttributeType * has binding name 'PointerTosaml2__AttributeType' for type 'saml2:AttributeType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AttributeType
-#define SOAP_TYPE_PointerTosaml2__AttributeType (607)
+#define SOAP_TYPE_PointerTosaml2__AttributeType (626)
 #endif
 
 /* struct saml2__EvidenceType * has binding name 'PointerTosaml2__EvidenceType' for type 'saml2:EvidenceType' */
 #ifndef SOAP_TYPE_PointerTosaml2__EvidenceType
-#define SOAP_TYPE_PointerTosaml2__EvidenceType (605)
+#define SOAP_TYPE_PointerTosaml2__EvidenceType (624)
 #endif
 
 /* struct saml2__ActionType * has binding name 'PointerTosaml2__ActionType' for type 'saml2:ActionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ActionType
-#define SOAP_TYPE_PointerTosaml2__ActionType (604)
+#define SOAP_TYPE_PointerTosaml2__ActionType (623)
 #endif
 
 /* struct saml2__AuthnContextType * has binding name 'PointerTosaml2__AuthnContextType' for type 'saml2:AuthnContextType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthnContextType
-#define SOAP_TYPE_PointerTosaml2__AuthnContextType (603)
+#define SOAP_TYPE_PointerTosaml2__AuthnContextType (622)
 #endif
 
 /* struct saml2__SubjectLocalityType * has binding name 'PointerTosaml2__SubjectLocalityType' for type 'saml2:SubjectLocalityType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectLocalityType
-#define SOAP_TYPE_PointerTosaml2__SubjectLocalityType (602)
+#define SOAP_TYPE_PointerTosaml2__SubjectLocalityType (621)
 #endif
 
 /* struct __saml2__union_EvidenceType * has binding name 'PointerTo__saml2__union_EvidenceType' for type '-saml2:union-EvidenceType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_EvidenceType
-#define SOAP_TYPE_PointerTo__saml2__union_EvidenceType (601)
+#define SOAP_TYPE_PointerTo__saml2__union_EvidenceType (620)
 #endif
 
 /* struct __saml2__union_AdviceType * has binding name 'PointerTo__saml2__union_AdviceType' for type '-saml2:union-AdviceType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AdviceType
-#define SOAP_TYPE_PointerTo__saml2__union_AdviceType (599)
+#define SOAP_TYPE_PointerTo__saml2__union_AdviceType (618)
 #endif
 
 /* struct saml2__AssertionType * has binding name 'PointerTosaml2__AssertionType' for type 'saml2:AssertionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AssertionType
-#define SOAP_TYPE_PointerTosaml2__AssertionType (598)
+#define SOAP_TYPE_PointerTosaml2__AssertionType (617)
 #endif
 
 /* struct __saml2__union_ConditionsType * has binding name 'PointerTo__saml2__union_ConditionsType' for type '-saml2:union-ConditionsType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_ConditionsType
-#define SOAP_TYPE_PointerTo__saml2__union_ConditionsType (596)
+#define SOAP_TYPE_PointerTo__saml2__union_ConditionsType (615)
 #endif
 
 /* struct saml2__ProxyRestrictionType * has binding name 'PointerTosaml2__ProxyRestrictionType' for type 'saml2:ProxyRestrictionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ProxyRestrictionType
-#define SOAP_TYPE_PointerTosaml2__ProxyRestrictionType (595)
+#define SOAP_TYPE_PointerTosaml2__ProxyRestrictionType (614)
 #endif
 
 /* struct saml2__OneTimeUseType * has binding name 'PointerTosaml2__OneTimeUseType' for type 'saml2:OneTimeUseType' */
 #ifndef SOAP_TYPE_PointerTosaml2__OneTimeUseType
-#define SOAP_TYPE_PointerTosaml2__OneTimeUseType (594)
+#define SOAP_TYPE_PointerTosaml2__OneTimeUseType (613)
 #endif
 
 /* struct saml2__AudienceRestrictionType * has binding name 'PointerTosaml2__AudienceRestrictionType' for type 'saml2:AudienceRestrictionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AudienceRestrictionType
-#define SOAP_TYPE_PointerTosaml2__AudienceRestrictionType (593)
+#define SOAP_TYPE_PointerTosaml2__AudienceRestrictionType (612)
 #endif
 
 /* struct saml2__ConditionAbstractType * has binding name 'PointerTosaml2__ConditionAbstractType' for type 'saml2:ConditionAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ConditionAbstractType
-#define SOAP_TYPE_PointerTosaml2__ConditionAbstractType (592)
+#define SOAP_TYPE_PointerTosaml2__ConditionAbstractType (611)
 #endif
 
 /* struct saml2__SubjectConfirmationDataType * has binding name 'PointerTosaml2__SubjectConfirmationDataType' for type 'saml2:SubjectConfirmationDataType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType
-#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType (590)
+#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType (609)
 #endif
 
 /* struct saml2__SubjectConfirmationType * has binding name 'PointerTosaml2__SubjectConfirmationType' for type 'saml2:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectConfirmationType
-#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationType (589)
+#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationType (608)
 #endif
 
 /* struct saml2__EncryptedElementType * has binding name 'PointerTosaml2__EncryptedElementType' for type 'saml2:EncryptedElementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__EncryptedElementType
-#define SOAP_TYPE_PointerTosaml2__EncryptedElementType (588)
+#define SOAP_TYPE_PointerTosaml2__EncryptedElementType (607)
 #endif
 
 /* struct saml2__BaseIDAbstractType * has binding name 'PointerTosaml2__BaseIDAbstractType' for type 'saml2:BaseIDAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__BaseIDAbstractType
-#define SOAP_TYPE_PointerTosaml2__BaseIDAbstractType (587)
+#define SOAP_TYPE_PointerTosaml2__BaseIDAbstractType (606)
 #endif
 
 /* struct __saml2__union_AssertionType * has binding name 'PointerTo__saml2__union_AssertionType' for type '-saml2:union-AssertionType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AssertionType
-#define SOAP_TYPE_PointerTo__saml2__union_AssertionType (586)
+#define SOAP_TYPE_PointerTo__saml2__union_AssertionType (605)
 #endif
 
 /* struct saml2__AttributeStatementType * has binding name 'PointerTosaml2__AttributeStatementType' for type 'saml2:AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AttributeStatementType
-#define SOAP_TYPE_PointerTosaml2__AttributeStatementType (585)
+#define SOAP_TYPE_PointerTosaml2__AttributeStatementType (604)
 #endif
 
 /* struct saml2__AuthzDecisionStatementType * has binding name 'PointerTosaml2__AuthzDecisionStatementType' for type 'saml2:AuthzDecisionStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType
-#define SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType (584)
+#define SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType (603)
 #endif
 
 /* struct saml2__AuthnStatementType * has binding name 'PointerTosaml2__AuthnStatementType' for type 'saml2:AuthnStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthnStatementType
-#define SOAP_TYPE_PointerTosaml2__AuthnStatementType (583)
+#define SOAP_TYPE_PointerTosaml2__AuthnStatementType (602)
 #endif
 
 /* struct saml2__StatementAbstractType * has binding name 'PointerTosaml2__StatementAbstractType' for type 'saml2:StatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__StatementAbstractType
-#define SOAP_TYPE_PointerTosaml2__StatementAbstractType (582)
+#define SOAP_TYPE_PointerTosaml2__StatementAbstractType (601)
 #endif
 
 /* struct saml2__AdviceType * has binding name 'PointerTosaml2__AdviceType' for type 'saml2:AdviceType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AdviceType
-#define SOAP_TYPE_PointerTosaml2__AdviceType (580)
+#define SOAP_TYPE_PointerTosaml2__AdviceType (599)
 #endif
 
 /* struct saml2__ConditionsType * has binding name 'PointerTosaml2__ConditionsType' for type 'saml2:ConditionsType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ConditionsType
-#define SOAP_TYPE_PointerTosaml2__ConditionsType (579)
+#define SOAP_TYPE_PointerTosaml2__ConditionsType (598)
 #endif
 
 /* struct saml2__SubjectType * has binding name 'PointerTosaml2__SubjectType' for type 'saml2:SubjectType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectType
-#define SOAP_TYPE_PointerTosaml2__SubjectType (578)
+#define SOAP_TYPE_PointerTosaml2__SubjectType (597)
 #endif
 
 /* struct saml2__NameIDType * has binding name 'PointerTosaml2__NameIDType' for type 'saml2:NameIDType' */
 #ifndef SOAP_TYPE_PointerTosaml2__NameIDType
-#define SOAP_TYPE_PointerTosaml2__NameIDType (577)
+#define SOAP_TYPE_PointerTosaml2__NameIDType (596)
 #endif
 
 /* struct xenc__EncryptedKeyType ** has binding name 'PointerToPointerToxenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType
-#define SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType (576)
+#define SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType (595)
 #endif
 
 /* _saml1__AttributeValue has binding name '_saml1__AttributeValue' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeValue
-#define SOAP_TYPE__saml1__AttributeValue (551)
+#define SOAP_TYPE__saml1__AttributeValue (570)
 #endif
 
 /* _saml1__ConfirmationMethod has binding name '_saml1__ConfirmationMethod' for type '' */
 #ifndef SOAP_TYPE__saml1__ConfirmationMethod
-#define SOAP_TYPE__saml1__ConfirmationMethod (541)
+#define SOAP_TYPE__saml1__ConfirmationMethod (560)
 #endif
 
 /* _saml1__SubjectConfirmationData has binding name '_saml1__SubjectConfirmationData' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmationData
-#define SOAP_TYPE__saml1__SubjectConfirmationData (540)
+#define SOAP_TYPE__saml1__SubjectConfirmationData (559)
 #endif
 
 /* _saml1__Audience has binding name '_saml1__Audience' for type '' */
 #ifndef SOAP_TYPE__saml1__Audience
-#define SOAP_TYPE__saml1__Audience (532)
+#define SOAP_TYPE__saml1__Audience (551)
 #endif
 
 /* _saml1__AssertionIDReference has binding name '_saml1__AssertionIDReference' for type '' */
 #ifndef SOAP_TYPE__saml1__AssertionIDReference
-#define SOAP_TYPE__saml1__AssertionIDReference (527)
+#define SOAP_TYPE__saml1__AssertionIDReference (546)
 #endif
 
 /* struct saml1__AttributeType * has binding name 'PointerTosaml1__AttributeType' for type 'saml1:AttributeType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AttributeType
-#define SOAP_TYPE_PointerTosaml1__AttributeType (526)
+#define SOAP_TYPE_PointerTosaml1__AttributeType (545)
 #endif
 
 /* struct saml1__EvidenceType * has binding name 'PointerTosaml1__EvidenceType' for type 'saml1:EvidenceType' */
 #ifndef SOAP_TYPE_PointerTosaml1__EvidenceType
-#define SOAP_TYPE_PointerTosaml1__EvidenceType (525)
+#define SOAP_TYPE_PointerTosaml1__EvidenceType (544)
 #endif
 
 /* struct saml1__ActionType * has binding name 'PointerTosaml1__ActionType' for type 'saml1:ActionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ActionType
-#define SOAP_TYPE_PointerTosaml1__ActionType (524)
+#define SOAP_TYPE_PointerTosaml1__ActionType (543)
 #endif
 
 /* struct saml1__AuthorityBindingType * has binding name 'PointerTosaml1__AuthorityBindingType' for type 'saml1:AuthorityBindingType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthorityBindingType
-#define SOAP_TYPE_PointerTosaml1__AuthorityBindingType (523)
+#define SOAP_TYPE_PointerTosaml1__AuthorityBindingType (542)
 #endif
 
 /* struct saml1__SubjectLocalityType * has binding name 'PointerTosaml1__SubjectLocalityType' for type 'saml1:SubjectLocalityType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectLocalityType
-#define SOAP_TYPE_PointerTosaml1__SubjectLocalityType (522)
+#define SOAP_TYPE_PointerTosaml1__SubjectLocalityType (541)
 #endif
 
 /* struct saml1__SubjectType * has binding name 'PointerTosaml1__SubjectType' for type 'saml1:SubjectType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectType
-#define SOAP_TYPE_PointerTosaml1__SubjectType (521)
+#define SOAP_TYPE_PointerTosaml1__SubjectType (540)
 #endif
 
 /* struct __saml1__union_EvidenceType * has binding name 'PointerTo__saml1__union_EvidenceType' for type '-saml1:union-EvidenceType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_EvidenceType
-#define SOAP_TYPE_PointerTo__saml1__union_EvidenceType (520)
+#define SOAP_TYPE_PointerTo__saml1__union_EvidenceType (539)
 #endif
 
 /* char ** has binding name 'PointerTostring' for type 'xsd:string' */
 #ifndef SOAP_TYPE_PointerTostring
-#define SOAP_TYPE_PointerTostring (518)
+#define SOAP_TYPE_PointerTostring (537)
 #endif
 
 /* struct saml1__SubjectConfirmationType * has binding name 'PointerTosaml1__SubjectConfirmationType' for type 'saml1:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectConfirmationType
-#define SOAP_TYPE_PointerTosaml1__SubjectConfirmationType (517)
+#define SOAP_TYPE_PointerTosaml1__SubjectConfirmationType (536)
 #endif
 
 /* struct saml1__NameIdentifierType * has binding name 'PointerTosaml1__NameIdentifierType' for type 'saml1:NameIdentifierType' */
 #ifndef SOAP_TYPE_PointerTosaml1__NameIdentifierType
-#define SOAP_TYPE_PointerTosaml1__NameIdentifierType (516)
+#define SOAP_TYPE_PointerTosaml1__NameIdentifierType (535)
 #endif
 
 /* struct __saml1__union_AdviceType * has binding name 'PointerTo__saml1__union_AdviceType' for type '-saml1:union-AdviceType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_AdviceType
-#define SOAP_TYPE_PointerTo__saml1__union_AdviceType (515)
+#define SOAP_TYPE_PointerTo__saml1__union_AdviceType (534)
 #endif
 
 /* struct saml1__AssertionType * has binding name 'PointerTosaml1__AssertionType' for type 'saml1:AssertionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AssertionType
-#define SOAP_TYPE_PointerTosaml1__AssertionType (514)
+#define SOAP_TYPE_PointerTosaml1__AssertionType (533)
 #endif
 
 /* struct timeval * has binding name 'PointerToxsd__dateTime' for type 'xsd:dateTime' */
 #ifndef SOAP_TYPE_PointerToxsd__dateTime
-#define SOAP_TYPE_PointerToxsd__dateTime (512)
+#define SOAP_TYPE_PointerToxsd__dateTime (531)
 #endif
 
 /* struct __saml1__union_ConditionsType * has binding name 'PointerTo__saml1__union_ConditionsType' for type '-saml1:union-ConditionsType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_ConditionsType
-#define SOAP_TYPE_PointerTo__saml1__union_ConditionsType (511)
+#define SOAP_TYPE_PointerTo__saml1__union_ConditionsType (530)
 #endif
 
 /* struct saml1__ConditionAbstractType * has binding name 'PointerTosaml1__ConditionAbstractType' for type 'saml1:ConditionAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ConditionAbstractType
-#define SOAP_TYPE_PointerTosaml1__ConditionAbstractType (510)
+#define SOAP_TYPE_PointerTosaml1__ConditionAbstractType (529)
 #endif
 
 /* struct saml1__DoNotCacheConditionType * has binding name 'PointerTosaml1__DoNotCacheConditionType' for type 'saml1:DoNotCacheConditionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType
-#define SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType (509)
+#define SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType (528)
 #endif
 
 /* struct saml1__AudienceRestrictionConditionType * has binding name 'PointerTosaml1__AudienceRestrictionConditionType' for type 'saml1:AudienceRestrictionConditionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType (508)
+#define SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType (527)
 #endif
 
 /* struct ds__SignatureType * has binding name 'PointerTo_ds__Signature' for type '' */
 #ifndef SOAP_TYPE_PointerTo_ds__Signature
-#define SOAP_TYPE_PointerTo_ds__Signature (506)
+#define SOAP_TYPE_PointerTo_ds__Signature (525)
 #endif
 
 /* struct __saml1__union_AssertionType * has binding name 'PointerTo__saml1__union_AssertionType' for type '-saml1:union-AssertionType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_AssertionType
-#define SOAP_TYPE_PointerTo__saml1__union_AssertionType (505)
+#define SOAP_TYPE_PointerTo__saml1__union_AssertionType (524)
 #endif
 
 /* struct saml1__AttributeStatementType * has binding name 'PointerTosaml1__AttributeStatementType' for type 'saml1:AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AttributeStatementType
-#define SOAP_TYPE_PointerTosaml1__AttributeStatementType (504)
+#define SOAP_TYPE_PointerTosaml1__AttributeStatementType (523)
 #endif
 
 /* struct saml1__AuthorizationDecisionStatementType * has binding name 'PointerTosaml1__AuthorizationDecisionStatementType' for type 'saml1:AuthorizationDecisionStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType (503)
+#define SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType (522)
 #endif
 
 /* struct saml1__AuthenticationStatementType * has binding name 'PointerTosaml1__AuthenticationStatementType' for type 'saml1:AuthenticationStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthenticationStatementType
-#define SOAP_TYPE_PointerTosaml1__AuthenticationStatementType (502)
+#define SOAP_TYPE_PointerTosaml1__AuthenticationStatementType (521)
 #endif
 
 /* struct saml1__SubjectStatementAbstractType * has binding name 'PointerTosaml1__SubjectStatementAbstractType' for type 'saml1:SubjectStatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType
-#define SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType (501)
+#define SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType (520)
 #endif
 
 /* struct saml1__StatementAbstractType * has binding name 'PointerTosaml1__StatementAbstractType' for type 'saml1:StatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__StatementAbstractType
-#define SOAP_TYPE_PointerTosaml1__StatementAbstractType (500)
+#define SOAP_TYPE_PointerTosaml1__StatementAbstractType (519)
 #endif
 
 /* struct saml1__AdviceType * has binding name 'PointerTosaml1__AdviceType' for type 'saml1:AdviceType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AdviceType
-#define SOAP_TYPE_PointerTosaml1__AdviceType (498)
+#define SOAP_TYPE_PointerTosaml1__AdviceType (517)
 #endif
 
 /* struct saml1__ConditionsType * has binding name 'PointerTosaml1__ConditionsType' for type 'saml1:ConditionsType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ConditionsType
-#define SOAP_TYPE_PointerTosaml1__ConditionsType (497)
+#define SOAP_TYPE_PointerTosaml1__ConditionsType (516)
 #endif
 
 /* struct __wsc__DerivedKeyTokenType_sequence * has binding name 'PointerTo__wsc__DerivedKeyTokenType_sequence' for type '-wsc:DerivedKeyTokenType-sequence' */
 #ifndef SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence
-#define SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence (475)
+#define SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence (494)
 #endif
 
 /* ULONG64 * has binding name 'PointerToULONG64' for type 'xsd:unsignedLong' */
 #ifndef SOAP_TYPE_PointerToULONG64
-#define SOAP_TYPE_PointerToULONG64 (474)
+#define SOAP_TYPE_PointerToULONG64 (493)
 #endif
 
 /* struct wsc__PropertiesType * has binding name 'PointerTowsc__PropertiesType' for type 'wsc:PropertiesType' */
 #ifndef SOAP_TYPE_PointerTowsc__PropertiesType
-#define SOAP_TYPE_PointerTowsc__PropertiesType (471)
+#define SOAP_TYPE_PointerTowsc__PropertiesType (490)
 #endif
 
 /* wsc__FaultCodeOpenEnumType has binding name 'wsc__FaultCodeOpenEnumType' for type 'wsc:FaultCodeOpenEnumType' */
 #ifndef SOAP_TYPE_wsc__FaultCodeOpenEnumType
-#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (466)
+#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (485)
 #endif
 
 /* struct _xenc__ReferenceList * has binding name 'PointerTo_xenc__ReferenceList' for type '' */
 #ifndef SOAP_TYPE_PointerTo_xenc__ReferenceList
-#define SOAP_TYPE_PointerTo_xenc__ReferenceList (465)
+#define SOAP_TYPE_PointerTo_xenc__ReferenceList (484)
 #endif
 
 /* struct __xenc__union_ReferenceList * has binding name 'PointerTo__xenc__union_ReferenceList' for type '-xenc:union-ReferenceList' */
 #ifndef SOAP_TYPE_PointerTo__xenc__union_ReferenceList
-#define SOAP_TYPE_PointerTo__xenc__union_ReferenceList (464)
+#define SOAP_TYPE_PointerTo__xenc__union_ReferenceList (483)
 #endif
 
 /* struct xenc__ReferenceType * has binding name 'PointerToxenc__ReferenceType' for type 'xenc:ReferenceType' */
 #ifndef SOAP_TYPE_PointerToxenc__ReferenceType
-#define SOAP_TYPE_PointerToxenc__ReferenceType (463)
+#define SOAP_TYPE_PointerToxenc__ReferenceType (482)
 #endif
 
 /* struct xenc__EncryptionPropertyType * has binding name 'PointerToxenc__EncryptionPropertyType' for type 'xenc:EncryptionPropertyType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionPropertyType
-#define SOAP_TYPE_PointerToxenc__EncryptionPropertyType (461)
+#define SOAP_TYPE_PointerToxenc__EncryptionPropertyType (480)
 #endif
 
 /* struct xenc__TransformsType * has binding name 'PointerToxenc__TransformsType' for type 'xenc:TransformsType' */
 #ifndef SOAP_TYPE_PointerToxenc__TransformsType
-#define SOAP_TYPE_PointerToxenc__TransformsType (460)
+#define SOAP_TYPE_PointerToxenc__TransformsType (479)
 #endif
 
 /* struct xenc__CipherReferenceType * has binding name 'PointerToxenc__CipherReferenceType' for type 'xenc:CipherReferenceType' */
 #ifndef SOAP_TYPE_PointerToxenc__CipherReferenceType
-#define SOAP_TYPE_PointerToxenc__CipherReferenceType (459)
+#define SOAP_TYPE_PointerToxenc__CipherReferenceType (478)
 #endif
 
 /* struct xenc__EncryptionPropertiesType * has binding name 'PointerToxenc__EncryptionPropertiesType' for type 'xenc:EncryptionPropertiesType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionPropertiesType
-#define SOAP_TYPE_PointerToxenc__EncryptionPropertiesType (458)
+#define SOAP_TYPE_PointerToxenc__EncryptionPropertiesType (477)
 #endif
 
 /* struct xenc__CipherDataType * has binding name 'PointerToxenc__CipherDataType' for type 'xenc:CipherDataType' */
 #ifndef SOAP_TYPE_PointerToxenc__CipherDataType
-#define SOAP_TYPE_PointerToxenc__CipherDataType (457)
+#define SOAP_TYPE_PointerToxenc__CipherDataType (476)
 #endif
 
 /* struct ds__KeyInfoType * has binding name 'PointerTo_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_ds__KeyInfo
-#define SOAP_TYPE_PointerTo_ds__KeyInfo (456)
+#define SOAP_TYPE_PointerTo_ds__KeyInfo (475)
 #endif
 
 /* struct xenc__EncryptionMethodType * has binding name 'PointerToxenc__EncryptionMethodType' for type 'xenc:EncryptionMethodType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionMethodType
-#define SOAP_TYPE_PointerToxenc__EncryptionMethodType (455)
+#define SOAP_TYPE_PointerToxenc__EncryptionMethodType (474)
 #endif
 
 /* struct ds__X509IssuerSerialType * has binding name 'PointerTods__X509IssuerSerialType' for type 'ds:X509IssuerSerialType' */
 #ifndef SOAP_TYPE_PointerTods__X509IssuerSerialType
-#define SOAP_TYPE_PointerTods__X509IssuerSerialType (443)
+#define SOAP_TYPE_PointerTods__X509IssuerSerialType (462)
 #endif
 
 /* struct ds__RSAKeyValueType * has binding name 'PointerTods__RSAKeyValueType' for type 'ds:RSAKeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__RSAKeyValueType
-#define SOAP_TYPE_PointerTods__RSAKeyValueType (442)
+#define SOAP_TYPE_PointerTods__RSAKeyValueType (461)
 #endif
 
 /* struct ds__DSAKeyValueType * has binding name 'PointerTods__DSAKeyValueType' for type 'ds:DSAKeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__DSAKeyValueType
-#define SOAP_TYPE_PointerTods__DSAKeyValueType (441)
+#define SOAP_TYPE_PointerTods__DSAKeyValueType (460)
 #endif
 
 /* struct ds__TransformType * has binding name 'PointerTods__TransformType' for type 'ds:TransformType' */
 #ifndef SOAP_TYPE_PointerTods__TransformType
-#define SOAP_TYPE_PointerTods__TransformType (440)
+#define SOAP_TYPE_PointerTods__TransformType (459)
 #endif
 
 /* struct ds__DigestMethodType * has binding name 'PointerTods__DigestMethodType' for type 'ds:DigestMethodType' */
 #ifndef SOAP_TYPE_PointerTods__DigestMethodType
-#define SOAP_TYPE_PointerTods__DigestMethodType (439)
+#define SOAP_TYPE_PointerTods__DigestMethodType (458)
 #endif
 
 /* struct ds__TransformsType * has binding name 'PointerTods__TransformsType' for type 'ds:TransformsType' */
 #ifndef SOAP_TYPE_PointerTods__TransformsType
-#define SOAP_TYPE_PointerTods__TransformsType (438)
+#define SOAP_TYPE_PointerTods__TransformsType (457)
 #endif
 
 /* struct ds__ReferenceType ** has binding name 'PointerToPointerTods__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_PointerToPointerTods__ReferenceType
-#define SOAP_TYPE_PointerToPointerTods__ReferenceType (437)
+#define SOAP_TYPE_PointerToPointerTods__ReferenceType (456)
 #endif
 
 /* struct ds__ReferenceType * has binding name 'PointerTods__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_PointerTods__ReferenceType
-#define SOAP_TYPE_PointerTods__ReferenceType (436)
+#define SOAP_TYPE_PointerTods__ReferenceType (455)
 #endif
 
 /* struct ds__SignatureMethodType * has binding name 'PointerTods__SignatureMethodType' for type 'ds:SignatureMethodType' */
 #ifndef SOAP_TYPE_PointerTods__SignatureMethodType
-#define SOAP_TYPE_PointerTods__SignatureMethodType (435)
+#define SOAP_TYPE_PointerTods__SignatureMethodType (454)
 #endif
 
 /* struct ds__CanonicalizationMethodType * has binding name 'PointerTods__CanonicalizationMethodType' for type 'ds:CanonicalizationMethodType' */
 #ifndef SOAP_TYPE_PointerTods__CanonicalizationMethodType
-#define SOAP_TYPE_PointerTods__CanonicalizationMethodType (434)
+#define SOAP_TYPE_PointerTods__CanonicalizationMethodType (453)
 #endif
 
 /* struct _wsse__SecurityTokenReference * has binding name 'PointerTo_wsse__SecurityTokenReference' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__SecurityTokenReference
-#define SOAP_TYPE_PointerTo_wsse__SecurityTokenReference (429)
+#define SOAP_TYPE_PointerTo_wsse__SecurityTokenReference (448)
 #endif
 
 /* struct ds__RetrievalMethodType * has binding name 'PointerTods__RetrievalMethodType' for type 'ds:RetrievalMethodType' */
 #ifndef SOAP_TYPE_PointerTods__RetrievalMethodType
-#define SOAP_TYPE_PointerTods__RetrievalMethodType (428)
+#define SOAP_TYPE_PointerTods__RetrievalMethodType (447)
 #endif
 
 /* struct ds__KeyValueType * has binding name 'PointerTods__KeyValueType' for type 'ds:KeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__KeyValueType
-#define SOAP_TYPE_PointerTods__KeyValueType (426)
+#define SOAP_TYPE_PointerTods__KeyValueType (445)
 #endif
 
 /* struct _c14n__InclusiveNamespaces * has binding name 'PointerTo_c14n__InclusiveNamespaces' for type '' */
 #ifndef SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces
-#define SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces (422)
+#define SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces (441)
 #endif
 
 /* struct ds__KeyInfoType * has binding name 'PointerTods__KeyInfoType' for type 'ds:KeyInfoType' */
 #ifndef SOAP_TYPE_PointerTods__KeyInfoType
-#define SOAP_TYPE_PointerTods__KeyInfoType (414)
+#define SOAP_TYPE_PointerTods__KeyInfoType (433)
 #endif
 
 /* struct ds__SignedInfoType * has binding name 'PointerTods__SignedInfoType' for type 'ds:SignedInfoType' */
 #ifndef SOAP_TYPE_PointerTods__SignedInfoType
-#define SOAP_TYPE_PointerTods__SignedInfoType (413)
+#define SOAP_TYPE_PointerTods__SignedInfoType (432)
 #endif
 
 /* _ds__SignatureValue has binding name '_ds__SignatureValue' for type '' */
 #ifndef SOAP_TYPE__ds__SignatureValue
-#define SOAP_TYPE__ds__SignatureValue (410)
+#define SOAP_TYPE__ds__SignatureValue (429)
 #endif
 
 /* struct xenc__EncryptedKeyType * has binding name 'PointerToxenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptedKeyType
-#define SOAP_TYPE_PointerToxenc__EncryptedKeyType (409)
+#define SOAP_TYPE_PointerToxenc__EncryptedKeyType (428)
 #endif
 
 /* struct ds__X509DataType * has binding name 'PointerTods__X509DataType' for type 'ds:X509DataType' */
 #ifndef SOAP_TYPE_PointerTods__X509DataType
-#define SOAP_TYPE_PointerTods__X509DataType (406)
+#define SOAP_TYPE_PointerTods__X509DataType (425)
 #endif
 
 /* struct _wsse__Embedded * has binding name 'PointerTo_wsse__Embedded' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Embedded
-#define SOAP_TYPE_PointerTo_wsse__Embedded (404)
+#define SOAP_TYPE_PointerTo_wsse__Embedded (423)
 #endif
 
 /* struct _wsse__KeyIdentifier * has binding name 'PointerTo_wsse__KeyIdentifier' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__KeyIdentifier
-#define SOAP_TYPE_PointerTo_wsse__KeyIdentifier (403)
+#define SOAP_TYPE_PointerTo_wsse__KeyIdentifier (422)
 #endif
 
 /* struct _wsse__Reference * has binding name 'PointerTo_wsse__Reference' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Reference
-#define SOAP_TYPE_PointerTo_wsse__Reference (402)
+#define SOAP_TYPE_PointerTo_wsse__Reference (421)
 #endif
 
 /* unsigned int * has binding name 'PointerTounsignedInt' for type 'xsd:unsignedInt' */
 #ifndef SOAP_TYPE_PointerTounsignedInt
-#define SOAP_TYPE_PointerTounsignedInt (396)
+#define SOAP_TYPE_PointerTounsignedInt (415)
 #endif
 
 /* struct wsse__EncodedString * has binding name 'PointerTowsse__EncodedString' for type 'wsse:EncodedString' */
 #ifndef SOAP_TYPE_PointerTowsse__EncodedString
-#define SOAP_TYPE_PointerTowsse__EncodedString (395)
+#define SOAP_TYPE_PointerTowsse__EncodedString (414)
 #endif
 
 /* struct _wsse__Password * has binding name 'PointerTo_wsse__Password' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Password
-#define SOAP_TYPE_PointerTo_wsse__Password (394)
+#define SOAP_TYPE_PointerTo_wsse__Password (413)
 #endif
 
 /* struct SOAP_ENV__Reason * has binding name 'PointerToSOAP_ENV__Reason' for type '' */
 #ifndef SOAP_TYPE_PointerToSOAP_ENV__Reason
-#define SOAP_TYPE_PointerToSOAP_ENV__Reason (384)
+#define SOAP_TYPE_PointerToSOAP_ENV__Reason (403)
 #endif
 
 /* struct SOAP_ENV__Code * has binding name 'PointerToSOAP_ENV__Code' for type '' */
 #ifndef SOAP_TYPE_PointerToSOAP_ENV__Code
-#define SOAP_TYPE_PointerToSOAP_ENV__Code (382)
+#define SOAP_TYPE_PointerToSOAP_ENV__Code (401)
 #endif
 
 /* struct SOAP_ENV__Detail * has binding name 'PointerToSOAP_ENV__Detail' for type '' */
 #ifndef SOAP_TYPE_PointerToSOAP_ENV__Detail
-#define SOAP_TYPE_PointerToSOAP_ENV__Detail (380)
+#define SOAP_TYPE_PointerToSOAP_ENV__Detail (399)
 #endif
 
 /* struct chan__ChannelInstanceType * has binding name 'PointerTochan__ChannelInstanceType' for type 'chan:ChannelInstanceType' */
 #ifndef SOAP_TYPE_PointerTochan__ChannelInstanceType
-#define SOAP_TYPE_PointerTochan__ChannelInstanceType (378)
+#define SOAP_TYPE_PointerTochan__ChannelInstanceType (397)
 #endif
 
 /* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__FaultTo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__FaultTo
-#define SOAP_TYPE_PointerTo_wsa5__FaultTo (377)
+#define SOAP_TYPE_PointerTo_wsa5__FaultTo (396)
 #endif
 
 /* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__ReplyTo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__ReplyTo
-#define SOAP_TYPE_PointerTo_wsa5__ReplyTo (376)
+#define SOAP_TYPE_PointerTo_wsa5__ReplyTo (395)
 #endif
 
 /* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__From' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__From
-#define SOAP_TYPE_PointerTo_wsa5__From (375)
+#define SOAP_TYPE_PointerTo_wsa5__From (394)
 #endif
 
 /* struct wsa5__RelatesToType * has binding name 'PointerTo_wsa5__RelatesTo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__RelatesTo
-#define SOAP_TYPE_PointerTo_wsa5__RelatesTo (374)
+#define SOAP_TYPE_PointerTo_wsa5__RelatesTo (393)
 #endif
 
 /* _wsa5__ProblemIRI has binding name '_wsa5__ProblemIRI' for type '' */
 #ifndef SOAP_TYPE__wsa5__ProblemIRI
-#define SOAP_TYPE__wsa5__ProblemIRI (370)
+#define SOAP_TYPE__wsa5__ProblemIRI (389)
 #endif
 
 /* _wsa5__ProblemHeaderQName has binding name '_wsa5__ProblemHeaderQName' for type 'xsd:QName' */
 #ifndef SOAP_TYPE__wsa5__ProblemHeaderQName
-#define SOAP_TYPE__wsa5__ProblemHeaderQName (369)
+#define SOAP_TYPE__wsa5__ProblemHeaderQName (388)
 #endif
 
 /* _wsa5__Action has binding name '_wsa5__Action' for type '' */
 #ifndef SOAP_TYPE__wsa5__Action
-#define SOAP_TYPE__wsa5__Action (366)
+#define SOAP_TYPE__wsa5__Action (385)
 #endif
 
 /* _wsa5__To has binding name '_wsa5__To' for type '' */
 #ifndef SOAP_TYPE__wsa5__To
-#define SOAP_TYPE__wsa5__To (365)
+#define SOAP_TYPE__wsa5__To (384)
 #endif
 
 /* _wsa5__MessageID has binding name '_wsa5__MessageID' for type '' */
 #ifndef SOAP_TYPE__wsa5__MessageID
-#define SOAP_TYPE__wsa5__MessageID (360)
+#define SOAP_TYPE__wsa5__MessageID (379)
 #endif
 
 /* int * has binding name 'PointerToint' for type 'xsd:int' */
 #ifndef SOAP_TYPE_PointerToint
-#define SOAP_TYPE_PointerToint (356)
+#define SOAP_TYPE_PointerToint (375)
 #endif
 
 /* char ** has binding name 'PointerTo_XML' for type '' */
 #ifndef SOAP_TYPE_PointerTo_XML
-#define SOAP_TYPE_PointerTo_XML (355)
+#define SOAP_TYPE_PointerTo_XML (374)
 #endif
 
 /* struct wsa5__MetadataType * has binding name 'PointerTowsa5__MetadataType' for type 'wsa5:MetadataType' */
 #ifndef SOAP_TYPE_PointerTowsa5__MetadataType
-#define SOAP_TYPE_PointerTowsa5__MetadataType (354)
+#define SOAP_TYPE_PointerTowsa5__MetadataType (373)
 #endif
 
 /* struct wsa5__ReferenceParametersType * has binding name 'PointerTowsa5__ReferenceParametersType' for type 'wsa5:ReferenceParametersType' */
 #ifndef SOAP_TYPE_PointerTowsa5__ReferenceParametersType
-#define SOAP_TYPE_PointerTowsa5__ReferenceParametersType (353)
+#define SOAP_TYPE_PointerTowsa5__ReferenceParametersType (372)
 #endif
 
 /* wsa5__FaultCodesOpenEnumType has binding name 'wsa5__FaultCodesOpenEnumType' for type 'wsa5:FaultCodesOpenEnumType' */
 #ifndef SOAP_TYPE_wsa5__FaultCodesOpenEnumType
-#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (350)
+#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (369)
 #endif
 
 /* wsa5__RelationshipTypeOpenEnum has binding name 'wsa5__RelationshipTypeOpenEnum' for type 'wsa5:RelationshipTypeOpenEnum' */
 #ifndef SOAP_TYPE_wsa5__RelationshipTypeOpenEnum
-#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (349)
+#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (368)
 #endif
 
 /* _trt__GetStreamUri * has binding name 'PointerTo_trt__GetStreamUri' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetStreamUri
-#define SOAP_TYPE_PointerTo_trt__GetStreamUri (340)
+#define SOAP_TYPE_PointerTo_trt__GetStreamUri (359)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationOptions * has binding name 'PointerTo_trt__GetVideoEncoderConfigurationOptions' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurationOptions (336)
+#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurationOptions (355)
 #endif
 
 /* _trt__SetVideoEncoderConfiguration * has binding name 'PointerTo_trt__SetVideoEncoderConfiguration' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE_PointerTo_trt__SetVideoEncoderConfiguration (332)
+#define SOAP_TYPE_PointerTo_trt__SetVideoEncoderConfiguration (351)
 #endif
 
 /* _trt__GetVideoEncoderConfiguration * has binding name 'PointerTo_trt__GetVideoEncoderConfiguration' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfiguration (328)
+#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfiguration (347)
 #endif
 
 /* _trt__GetVideoEncoderConfigurations * has binding name 'PointerTo_trt__GetVideoEncoderConfigurations' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurations (324)
+#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurations (343)
 #endif
 
 /* _trt__GetProfiles * has binding name 'PointerTo_trt__GetProfiles' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetProfiles
-#define SOAP_TYPE_PointerTo_trt__GetProfiles (320)
+#define SOAP_TYPE_PointerTo_trt__GetProfiles (339)
 #endif
 
 /* _trt__GetProfile * has binding name 'PointerTo_trt__GetProfile' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetProfile
-#define SOAP_TYPE_PointerTo_trt__GetProfile (316)
+#define SOAP_TYPE_PointerTo_trt__GetProfile (335)
 #endif
 
 /* _tptz__Stop * has binding name 'PointerTo_tptz__Stop' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__Stop
-#define SOAP_TYPE_PointerTo_tptz__Stop (312)
+#define SOAP_TYPE_PointerTo_tptz__Stop (331)
 #endif
 
 /* _tptz__ContinuousMove * has binding name 'PointerTo_tptz__ContinuousMove' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__ContinuousMove
-#define SOAP_TYPE_PointerTo_tptz__ContinuousMove (308)
+#define SOAP_TYPE_PointerTo_tptz__ContinuousMove (327)
 #endif
 
 /* _tptz__GetNode * has binding name 'PointerTo_tptz__GetNode' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__GetNode
-#define SOAP_TYPE_PointerTo_tptz__GetNode (304)
+#define SOAP_TYPE_PointerTo_tptz__GetNode (323)
 #endif
 
 /* _tptz__GetNodes * has binding name 'PointerTo_tptz__GetNodes' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__GetNodes
-#define SOAP_TYPE_PointerTo_tptz__GetNodes (300)
+#define SOAP_TYPE_PointerTo_tptz__GetNodes (319)
 #endif
 
 /* _tptz__GotoPreset * has binding name 'PointerTo_tptz__GotoPreset' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__GotoPreset
-#define SOAP_TYPE_PointerTo_tptz__GotoPreset (296)
+#define SOAP_TYPE_PointerTo_tptz__GotoPreset (315)
 #endif
 
 /* _tptz__SetPreset * has binding name 'PointerTo_tptz__SetPreset' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__SetPreset
-#define SOAP_TYPE_PointerTo_tptz__SetPreset (292)
+#define SOAP_TYPE_PointerTo_tptz__SetPreset (311)
 #endif
 
 /* _tptz__GetPresets * has binding name 'PointerTo_tptz__GetPresets' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__GetPresets
-#define SOAP_TYPE_PointerTo_tptz__GetPresets (288)
+#define SOAP_TYPE_PointerTo_tptz__GetPresets (307)
 #endif
 
 /* _tds__GetCapabilities * has binding name 'PointerTo_tds__GetCapabilities' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tds__GetCapabilities
-#define SOAP_TYPE_PointerTo_tds__GetCapabilities (284)
+#define SOAP_TYPE_PointerTo_tds__GetCapabilities (303)
 #endif
 
 /* _tds__SystemReboot * has binding name 'PointerTo_tds__SystemReboot' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tds__SystemReboot
-#define SOAP_TYPE_PointerTo_tds__SystemReboot (280)
+#define SOAP_TYPE_PointerTo_tds__SystemReboot (299)
+#endif
+
+/* _tds__GetSystemDateAndTime * has binding name 'PointerTo_tds__GetSystemDateAndTime' for type '' */
+#ifndef SOAP_TYPE_PointerTo_tds__GetSystemDateAndTime
+#define SOAP_TYPE_PointerTo_tds__GetSystemDateAndTime (295)
 #endif
 
 /* _tds__GetDeviceInformation * has binding name 'PointerTo_tds__GetDeviceInformation' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tds__GetDeviceInformation
-#define SOAP_TYPE_PointerTo_tds__GetDeviceInformation (276)
+#define SOAP_TYPE_PointerTo_tds__GetDeviceInformation (291)
 #endif
 
 /* tt__PTZNodeExtension * has binding name 'PointerTott__PTZNodeExtension' for type 'tt:PTZNodeExtension' */
 #ifndef SOAP_TYPE_PointerTott__PTZNodeExtension
-#define SOAP_TYPE_PointerTott__PTZNodeExtension (275)
+#define SOAP_TYPE_PointerTott__PTZNodeExtension (290)
 #endif
 
 /* tt__PTZSpaces * has binding name 'PointerTott__PTZSpaces' for type 'tt:PTZSpaces' */
 #ifndef SOAP_TYPE_PointerTott__PTZSpaces
-#define SOAP_TYPE_PointerTott__PTZSpaces (273)
+#define SOAP_TYPE_PointerTott__PTZSpaces (288)
 #endif
 
 /* tt__MulticastConfiguration * has binding name 'PointerTott__MulticastConfiguration' for type 'tt:MulticastConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__MulticastConfiguration
-#define SOAP_TYPE_PointerTott__MulticastConfiguration (272)
+#define SOAP_TYPE_PointerTott__MulticastConfiguration (287)
 #endif
 
 /* tt__H264Configuration * has binding name 'PointerTott__H264Configuration' for type 'tt:H264Configuration' */
 #ifndef SOAP_TYPE_PointerTott__H264Configuration
-#define SOAP_TYPE_PointerTott__H264Configuration (271)
+#define SOAP_TYPE_PointerTott__H264Configuration (286)
 #endif
 
 /* tt__Mpeg4Configuration * has binding name 'PointerTott__Mpeg4Configuration' for type 'tt:Mpeg4Configuration' */
 #ifndef SOAP_TYPE_PointerTott__Mpeg4Configuration
-#define SOAP_TYPE_PointerTott__Mpeg4Configuration (270)
+#define SOAP_TYPE_PointerTott__Mpeg4Configuration (285)
 #endif
 
 /* tt__VideoRateControl * has binding name 'PointerTott__VideoRateControl' for type 'tt:VideoRateControl' */
 #ifndef SOAP_TYPE_PointerTott__VideoRateControl
-#define SOAP_TYPE_PointerTott__VideoRateControl (269)
+#define SOAP_TYPE_PointerTott__VideoRateControl (284)
 #endif
 
 /* std::string * has binding name 'PointerToxsd__duration' for type 'xsd:duration' */
 #ifndef SOAP_TYPE_PointerToxsd__duration
-#define SOAP_TYPE_PointerToxsd__duration (268)
+#define SOAP_TYPE_PointerToxsd__duration (283)
 #endif
 
 /* tt__PTZSpeed * has binding name 'PointerTott__PTZSpeed' for type 'tt:PTZSpeed' */
 #ifndef SOAP_TYPE_PointerTott__PTZSpeed
-#define SOAP_TYPE_PointerTott__PTZSpeed (267)
+#define SOAP_TYPE_PointerTott__PTZSpeed (282)
 #endif
 
 /* std::string * has binding name 'PointerTostd__string' for type 'xsd:string' */
 #ifndef SOAP_TYPE_PointerTostd__string
-#define SOAP_TYPE_PointerTostd__string (266)
+#define SOAP_TYPE_PointerTostd__string (281)
 #endif
 
 /* tt__PTZPreset * has binding name 'PointerTott__PTZPreset' for type 'tt:PTZPreset' */
 #ifndef SOAP_TYPE_PointerTott__PTZPreset
-#define SOAP_TYPE_PointerTott__PTZPreset (264)
+#define SOAP_TYPE_PointerTott__PTZPreset (279)
 #endif
 
 /* tt__PTZNode * has binding name 'PointerTott__PTZNode' for type 'tt:PTZNode' */
 #ifndef SOAP_TYPE_PointerTott__PTZNode
-#define SOAP_TYPE_PointerTott__PTZNode (262)
+#define SOAP_TYPE_PointerTott__PTZNode (277)
 #endif
 
 /* tt__MediaUri * has binding name 'PointerTott__MediaUri' for type 'tt:MediaUri' */
 #ifndef SOAP_TYPE_PointerTott__MediaUri
-#define SOAP_TYPE_PointerTott__MediaUri (261)
+#define SOAP_TYPE_PointerTott__MediaUri (276)
 #endif
 
 /* tt__StreamSetup * has binding name 'PointerTott__StreamSetup' for type 'tt:StreamSetup' */
 #ifndef SOAP_TYPE_PointerTott__StreamSetup
-#define SOAP_TYPE_PointerTott__StreamSetup (260)
+#define SOAP_TYPE_PointerTott__StreamSetup (275)
 #endif
 
 /* tt__VideoEncoderConfigurationOptions * has binding name 'PointerTott__VideoEncoderConfigurationOptions' for type 'tt:VideoEncoderConfigurationOptions' */
 #ifndef SOAP_TYPE_PointerTott__VideoEncoderConfigurationOptions
-#define SOAP_TYPE_PointerTott__VideoEncoderConfigurationOptions (259)
+#define SOAP_TYPE_PointerTott__VideoEncoderConfigurationOptions (274)
 #endif
 
 /* tt__Profile * has binding name 'PointerTott__Profile' for type 'tt:Profile' */
 #ifndef SOAP_TYPE_PointerTott__Profile
-#define SOAP_TYPE_PointerTott__Profile (256)
+#define SOAP_TYPE_PointerTott__Profile (271)
 #endif
 
 /* std::string * has binding name 'PointerToxsd__anyURI' for type 'xsd:anyURI' */
 #ifndef SOAP_TYPE_PointerToxsd__anyURI
-#define SOAP_TYPE_PointerToxsd__anyURI (255)
+#define SOAP_TYPE_PointerToxsd__anyURI (270)
 #endif
 
 /* std::string * has binding name 'PointerTott__ReferenceToken' for type 'tt:ReferenceToken' */
 #ifndef SOAP_TYPE_PointerTott__ReferenceToken
-#define SOAP_TYPE_PointerTott__ReferenceToken (254)
+#define SOAP_TYPE_PointerTott__ReferenceToken (269)
 #endif
 
 /* tt__PTZVector * has binding name 'PointerTott__PTZVector' for type 'tt:PTZVector' */
 #ifndef SOAP_TYPE_PointerTott__PTZVector
-#define SOAP_TYPE_PointerTott__PTZVector (253)
+#define SOAP_TYPE_PointerTott__PTZVector (268)
 #endif
 
 /* std::string * has binding name 'PointerTott__Name' for type 'tt:Name' */
 #ifndef SOAP_TYPE_PointerTott__Name
-#define SOAP_TYPE_PointerTott__Name (252)
+#define SOAP_TYPE_PointerTott__Name (267)
 #endif
 
 /* tt__Vector1D * has binding name 'PointerTott__Vector1D' for type 'tt:Vector1D' */
 #ifndef SOAP_TYPE_PointerTott__Vector1D
-#define SOAP_TYPE_PointerTott__Vector1D (251)
+#define SOAP_TYPE_PointerTott__Vector1D (266)
 #endif
 
 /* tt__Vector2D * has binding name 'PointerTott__Vector2D' for type 'tt:Vector2D' */
 #ifndef SOAP_TYPE_PointerTott__Vector2D
-#define SOAP_TYPE_PointerTott__Vector2D (250)
+#define SOAP_TYPE_PointerTott__Vector2D (265)
 #endif
 
 /* tt__FloatRange * has binding name 'PointerTott__FloatRange' for type 'tt:FloatRange' */
 #ifndef SOAP_TYPE_PointerTott__FloatRange
-#define SOAP_TYPE_PointerTott__FloatRange (249)
+#define SOAP_TYPE_PointerTott__FloatRange (264)
 #endif
 
 /* tt__PTZSpacesExtension * has binding name 'PointerTott__PTZSpacesExtension' for type 'tt:PTZSpacesExtension' */
 #ifndef SOAP_TYPE_PointerTott__PTZSpacesExtension
-#define SOAP_TYPE_PointerTott__PTZSpacesExtension (248)
+#define SOAP_TYPE_PointerTott__PTZSpacesExtension (263)
 #endif
 
 /* tt__Space1DDescription * has binding name 'PointerTott__Space1DDescription' for type 'tt:Space1DDescription' */
 #ifndef SOAP_TYPE_PointerTott__Space1DDescription
-#define SOAP_TYPE_PointerTott__Space1DDescription (246)
+#define SOAP_TYPE_PointerTott__Space1DDescription (261)
 #endif
 
 /* tt__Space2DDescription * has binding name 'PointerTott__Space2DDescription' for type 'tt:Space2DDescription' */
 #ifndef SOAP_TYPE_PointerTott__Space2DDescription
-#define SOAP_TYPE_PointerTott__Space2DDescription (244)
+#define SOAP_TYPE_PointerTott__Space2DDescription (259)
+#endif
+
+/* tt__Date * has binding name 'PointerTott__Date' for type 'tt:Date' */
+#ifndef SOAP_TYPE_PointerTott__Date
+#define SOAP_TYPE_PointerTott__Date (258)
+#endif
+
+/* tt__Time * has binding name 'PointerTott__Time' for type 'tt:Time' */
+#ifndef SOAP_TYPE_PointerTott__Time
+#define SOAP_TYPE_PointerTott__Time (257)
+#endif
+
+/* tt__SystemDateTimeExtension * has binding name 'PointerTott__SystemDateTimeExtension' for type 'tt:SystemDateTimeExtension' */
+#ifndef SOAP_TYPE_PointerTott__SystemDateTimeExtension
+#define SOAP_TYPE_PointerTott__SystemDateTimeExtension (256)
+#endif
+
+/* tt__DateTime * has binding name 'PointerTott__DateTime' for type 'tt:DateTime' */
+#ifndef SOAP_TYPE_PointerTott__DateTime
+#define SOAP_TYPE_PointerTott__DateTime (255)
+#endif
+
+/* tt__TimeZone * has binding name 'PointerTott__TimeZone' for type 'tt:TimeZone' */
+#ifndef SOAP_TYPE_PointerTott__TimeZone
+#define SOAP_TYPE_PointerTott__TimeZone (254)
 #endif
 
 /* tt__MediaCapabilitiesExtension * has binding name 'PointerTott__MediaCapabilitiesExtension' for type 'tt:MediaCapabilitiesExtension' */
 #ifndef SOAP_TYPE_PointerTott__MediaCapabilitiesExtension
-#define SOAP_TYPE_PointerTott__MediaCapabilitiesExtension (243)
+#define SOAP_TYPE_PointerTott__MediaCapabilitiesExtension (253)
 #endif
 
 /* tt__DeviceCapabilitiesExtension * has binding name 'PointerTott__DeviceCapabilitiesExtension' for type 'tt:DeviceCapabilitiesExtension' */
 #ifndef SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension
-#define SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension (242)
+#define SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension (252)
 #endif
 
 /* tt__SecurityCapabilities * has binding name 'PointerTott__SecurityCapabilities' for type 'tt:SecurityCapabilities' */
 #ifndef SOAP_TYPE_PointerTott__SecurityCapabilities
-#define SOAP_TYPE_PointerTott__SecurityCapabilities (241)
+#define SOAP_TYPE_PointerTott__SecurityCapabilities (251)
 #endif
 
 /* tt__IOCapabilities * has binding name 'PointerTott__IOCapabilities' for type 'tt:IOCapabilities' */
 #ifndef SOAP_TYPE_PointerTott__IOCapabilities
-#define SOAP_TYPE_PointerTott__IOCapabilities (240)
+#define SOAP_TYPE_PointerTott__IOCapabilities (250)
 #endif
 
 /* tt__SystemCapabilities * has binding name 'PointerTott__SystemCapabilities' for type 'tt:SystemCapabilities' */
 #ifndef SOAP_TYPE_PointerTott__SystemCapabilities
-#define SOAP_TYPE_PointerTott__SystemCapabilities (239)
+#define SOAP_TYPE_PointerTott__SystemCapabilities (249)
 #endif
 
 /* tt__NetworkCapabilities * has binding name 'PointerTott__NetworkCapabilities' for type 'tt:NetworkCapabilities' */
 #ifndef SOAP_TYPE_PointerTott__NetworkCapabilities
-#define SOAP_TYPE_PointerTott__NetworkCapabilities (238)
+#define SOAP_TYPE_PointerTott__NetworkCapabilities (248)
 #endif
 
 /* tt__CapabilitiesExtension * has binding name 'PointerTott__CapabilitiesExtension' for type 'tt:CapabilitiesExtension' */
 #ifndef SOAP_TYPE_PointerTott__CapabilitiesExtension
-#define SOAP_TYPE_PointerTott__CapabilitiesExtension (237)
+#define SOAP_TYPE_PointerTott__CapabilitiesExtension (247)
 #endif
 
 /* tt__PTZCapabilities * has binding name 'PointerTott__PTZCapabilities' for type 'tt:PTZCapabilities' */
 #ifndef SOAP_TYPE_PointerTott__PTZCapabilities
-#define SOAP_TYPE_PointerTott__PTZCapabilities (236)
+#define SOAP_TYPE_PointerTott__PTZCapabilities (246)
 #endif
 
 /* tt__MediaCapabilities * has binding name 'PointerTott__MediaCapabilities' for type 'tt:MediaCapabilities' */
 #ifndef SOAP_TYPE_PointerTott__MediaCapabilities
-#define SOAP_TYPE_PointerTott__MediaCapabilities (235)
+#define SOAP_TYPE_PointerTott__MediaCapabilities (245)
 #endif
 
 /* tt__ImagingCapabilities * has binding name 'PointerTott__ImagingCapabilities' for type 'tt:ImagingCapabilities' */
 #ifndef SOAP_TYPE_PointerTott__ImagingCapabilities
-#define SOAP_TYPE_PointerTott__ImagingCapabilities (234)
+#define SOAP_TYPE_PointerTott__ImagingCapabilities (244)
 #endif
 
 /* tt__EventCapabilities * has binding name 'PointerTott__EventCapabilities' for type 'tt:EventCapabilities' */
 #ifndef SOAP_TYPE_PointerTott__EventCapabilities
-#define SOAP_TYPE_PointerTott__EventCapabilities (233)
+#define SOAP_TYPE_PointerTott__EventCapabilities (243)
 #endif
 
 /* tt__DeviceCapabilities * has binding name 'PointerTott__DeviceCapabilities' for type 'tt:DeviceCapabilities' */
 #ifndef SOAP_TYPE_PointerTott__DeviceCapabilities
-#define SOAP_TYPE_PointerTott__DeviceCapabilities (232)
+#define SOAP_TYPE_PointerTott__DeviceCapabilities (242)
 #endif
 
 /* tt__AnalyticsCapabilities * has binding name 'PointerTott__AnalyticsCapabilities' for type 'tt:AnalyticsCapabilities' */
 #ifndef SOAP_TYPE_PointerTott__AnalyticsCapabilities
-#define SOAP_TYPE_PointerTott__AnalyticsCapabilities (231)
+#define SOAP_TYPE_PointerTott__AnalyticsCapabilities (241)
 #endif
 
 /* std::string * has binding name 'PointerTott__IPv6Address' for type 'tt:IPv6Address' */
 #ifndef SOAP_TYPE_PointerTott__IPv6Address
-#define SOAP_TYPE_PointerTott__IPv6Address (230)
+#define SOAP_TYPE_PointerTott__IPv6Address (240)
 #endif
 
 /* std::string * has binding name 'PointerTott__IPv4Address' for type 'tt:IPv4Address' */
 #ifndef SOAP_TYPE_PointerTott__IPv4Address
-#define SOAP_TYPE_PointerTott__IPv4Address (229)
+#define SOAP_TYPE_PointerTott__IPv4Address (239)
 #endif
 
 /* _tt__Transport_Tunnel * has binding name 'PointerTo_tt__Transport_Tunnel' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tt__Transport_Tunnel
-#define SOAP_TYPE_PointerTo_tt__Transport_Tunnel (228)
+#define SOAP_TYPE_PointerTo_tt__Transport_Tunnel (238)
 #endif
 
 /* tt__Transport * has binding name 'PointerTott__Transport' for type 'tt:Transport' */
 #ifndef SOAP_TYPE_PointerTott__Transport
-#define SOAP_TYPE_PointerTott__Transport (226)
+#define SOAP_TYPE_PointerTott__Transport (236)
 #endif
 
 /* tt__IPAddress * has binding name 'PointerTott__IPAddress' for type 'tt:IPAddress' */
 #ifndef SOAP_TYPE_PointerTott__IPAddress
-#define SOAP_TYPE_PointerTott__IPAddress (225)
+#define SOAP_TYPE_PointerTott__IPAddress (235)
 #endif
 
 /* tt__VideoResolution * has binding name 'PointerTott__VideoResolution' for type 'tt:VideoResolution' */
 #ifndef SOAP_TYPE_PointerTott__VideoResolution
-#define SOAP_TYPE_PointerTott__VideoResolution (221)
+#define SOAP_TYPE_PointerTott__VideoResolution (231)
 #endif
 
 /* tt__VideoEncoderOptionsExtension2 * has binding name 'PointerTott__VideoEncoderOptionsExtension2' for type 'tt:VideoEncoderOptionsExtension2' */
 #ifndef SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2
-#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2 (220)
+#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2 (230)
 #endif
 
 /* tt__H264Options2 * has binding name 'PointerTott__H264Options2' for type 'tt:H264Options2' */
 #ifndef SOAP_TYPE_PointerTott__H264Options2
-#define SOAP_TYPE_PointerTott__H264Options2 (219)
+#define SOAP_TYPE_PointerTott__H264Options2 (229)
 #endif
 
 /* tt__Mpeg4Options2 * has binding name 'PointerTott__Mpeg4Options2' for type 'tt:Mpeg4Options2' */
 #ifndef SOAP_TYPE_PointerTott__Mpeg4Options2
-#define SOAP_TYPE_PointerTott__Mpeg4Options2 (218)
+#define SOAP_TYPE_PointerTott__Mpeg4Options2 (228)
 #endif
 
 /* tt__JpegOptions2 * has binding name 'PointerTott__JpegOptions2' for type 'tt:JpegOptions2' */
 #ifndef SOAP_TYPE_PointerTott__JpegOptions2
-#define SOAP_TYPE_PointerTott__JpegOptions2 (217)
+#define SOAP_TYPE_PointerTott__JpegOptions2 (227)
 #endif
 
 /* tt__VideoEncoderOptionsExtension * has binding name 'PointerTott__VideoEncoderOptionsExtension' for type 'tt:VideoEncoderOptionsExtension' */
 #ifndef SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension
-#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension (216)
+#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension (226)
 #endif
 
 /* tt__H264Options * has binding name 'PointerTott__H264Options' for type 'tt:H264Options' */
 #ifndef SOAP_TYPE_PointerTott__H264Options
-#define SOAP_TYPE_PointerTott__H264Options (215)
+#define SOAP_TYPE_PointerTott__H264Options (225)
 #endif
 
 /* tt__Mpeg4Options * has binding name 'PointerTott__Mpeg4Options' for type 'tt:Mpeg4Options' */
 #ifndef SOAP_TYPE_PointerTott__Mpeg4Options
-#define SOAP_TYPE_PointerTott__Mpeg4Options (214)
+#define SOAP_TYPE_PointerTott__Mpeg4Options (224)
 #endif
 
 /* tt__JpegOptions * has binding name 'PointerTott__JpegOptions' for type 'tt:JpegOptions' */
 #ifndef SOAP_TYPE_PointerTott__JpegOptions
-#define SOAP_TYPE_PointerTott__JpegOptions (213)
+#define SOAP_TYPE_PointerTott__JpegOptions (223)
 #endif
 
 /* tt__IntRange * has binding name 'PointerTott__IntRange' for type 'tt:IntRange' */
 #ifndef SOAP_TYPE_PointerTott__IntRange
-#define SOAP_TYPE_PointerTott__IntRange (212)
+#define SOAP_TYPE_PointerTott__IntRange (222)
 #endif
 
 /* bool * has binding name 'PointerTobool' for type 'xsd:boolean' */
 #ifndef SOAP_TYPE_PointerTobool
-#define SOAP_TYPE_PointerTobool (211)
+#define SOAP_TYPE_PointerTobool (221)
 #endif
 
 /* tt__ProfileExtension * has binding name 'PointerTott__ProfileExtension' for type 'tt:ProfileExtension' */
 #ifndef SOAP_TYPE_PointerTott__ProfileExtension
-#define SOAP_TYPE_PointerTott__ProfileExtension (209)
+#define SOAP_TYPE_PointerTott__ProfileExtension (219)
 #endif
 
 /* tt__MetadataConfiguration * has binding name 'PointerTott__MetadataConfiguration' for type 'tt:MetadataConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__MetadataConfiguration
-#define SOAP_TYPE_PointerTott__MetadataConfiguration (208)
+#define SOAP_TYPE_PointerTott__MetadataConfiguration (218)
 #endif
 
 /* tt__PTZConfiguration * has binding name 'PointerTott__PTZConfiguration' for type 'tt:PTZConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__PTZConfiguration
-#define SOAP_TYPE_PointerTott__PTZConfiguration (207)
+#define SOAP_TYPE_PointerTott__PTZConfiguration (217)
 #endif
 
 /* tt__VideoAnalyticsConfiguration * has binding name 'PointerTott__VideoAnalyticsConfiguration' for type 'tt:VideoAnalyticsConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration
-#define SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration (206)
+#define SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration (216)
 #endif
 
 /* tt__AudioEncoderConfiguration * has binding name 'PointerTott__AudioEncoderConfiguration' for type 'tt:AudioEncoderConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__AudioEncoderConfiguration
-#define SOAP_TYPE_PointerTott__AudioEncoderConfiguration (205)
+#define SOAP_TYPE_PointerTott__AudioEncoderConfiguration (215)
 #endif
 
 /* tt__VideoEncoderConfiguration * has binding name 'PointerTott__VideoEncoderConfiguration' for type 'tt:VideoEncoderConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__VideoEncoderConfiguration
-#define SOAP_TYPE_PointerTott__VideoEncoderConfiguration (204)
+#define SOAP_TYPE_PointerTott__VideoEncoderConfiguration (214)
 #endif
 
 /* tt__AudioSourceConfiguration * has binding name 'PointerTott__AudioSourceConfiguration' for type 'tt:AudioSourceConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__AudioSourceConfiguration
-#define SOAP_TYPE_PointerTott__AudioSourceConfiguration (203)
+#define SOAP_TYPE_PointerTott__AudioSourceConfiguration (213)
 #endif
 
 /* tt__VideoSourceConfiguration * has binding name 'PointerTott__VideoSourceConfiguration' for type 'tt:VideoSourceConfiguration' */
 #ifndef SOAP_TYPE_PointerTott__VideoSourceConfiguration
-#define SOAP_TYPE_PointerTott__VideoSourceConfiguration (202)
+#define SOAP_TYPE_PointerTott__VideoSourceConfiguration (212)
 #endif
 
 /* tt__Capabilities * has binding name 'PointerTott__Capabilities' for type 'tt:Capabilities' */
 #ifndef SOAP_TYPE_PointerTott__Capabilities
-#define SOAP_TYPE_PointerTott__Capabilities (200)
+#define SOAP_TYPE_PointerTott__Capabilities (210)
+#endif
+
+/* tt__SystemDateTime * has binding name 'PointerTott__SystemDateTime' for type 'tt:SystemDateTime' */
+#ifndef SOAP_TYPE_PointerTott__SystemDateTime
+#define SOAP_TYPE_PointerTott__SystemDateTime (208)
 #endif
 
 /* struct SOAP_ENV__Header * has binding name 'PointerToSOAP_ENV__Header' for type '' */
@@ -12402,62 +12757,62 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* std::vector<std::string>  has binding name 'std__vectorTemplateOftt__AuxiliaryData' for type 'tt:AuxiliaryData' */
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData
-#define SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData (274)
+#define SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData (289)
 #endif
 
 /* std::vector<tt__PTZPreset *>  has binding name 'std__vectorTemplateOfPointerTott__PTZPreset' for type 'tt:PTZPreset' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset (265)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset (280)
 #endif
 
 /* std::vector<tt__PTZNode *>  has binding name 'std__vectorTemplateOfPointerTott__PTZNode' for type 'tt:PTZNode' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZNode
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZNode (263)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZNode (278)
 #endif
 
 /* std::vector<tt__VideoEncoderConfiguration *>  has binding name 'std__vectorTemplateOfPointerTott__VideoEncoderConfiguration' for type 'tt:VideoEncoderConfiguration' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration (258)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration (273)
 #endif
 
 /* std::vector<tt__Profile *>  has binding name 'std__vectorTemplateOfPointerTott__Profile' for type 'tt:Profile' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile (257)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile (272)
 #endif
 
 /* std::vector<tt__Space1DDescription *>  has binding name 'std__vectorTemplateOfPointerTott__Space1DDescription' for type 'tt:Space1DDescription' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription (247)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription (262)
 #endif
 
 /* std::vector<tt__Space2DDescription *>  has binding name 'std__vectorTemplateOfPointerTott__Space2DDescription' for type 'tt:Space2DDescription' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Space2DDescription
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space2DDescription (245)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space2DDescription (260)
 #endif
 
-/* std::vector<enum tt__H264Profile>  has binding name 'std__vectorTemplateOftt__H264Profile' for type 'tt:H264Profile' */
+/* std::vector<std::string>  has binding name 'std__vectorTemplateOftt__H264Profile' for type 'tt:H264Profile' */
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__H264Profile
-#define SOAP_TYPE_std__vectorTemplateOftt__H264Profile (224)
+#define SOAP_TYPE_std__vectorTemplateOftt__H264Profile (234)
 #endif
 
-/* std::vector<enum tt__Mpeg4Profile>  has binding name 'std__vectorTemplateOftt__Mpeg4Profile' for type 'tt:Mpeg4Profile' */
+/* std::vector<std::string>  has binding name 'std__vectorTemplateOftt__Mpeg4Profile' for type 'tt:Mpeg4Profile' */
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile
-#define SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile (223)
+#define SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile (233)
 #endif
 
 /* std::vector<tt__VideoResolution *>  has binding name 'std__vectorTemplateOfPointerTott__VideoResolution' for type 'tt:VideoResolution' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution (222)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution (232)
 #endif
 
-/* std::vector<enum tt__CapabilityCategory>  has binding name 'std__vectorTemplateOftt__CapabilityCategory' for type 'tt:CapabilityCategory' */
+/* std::vector<std::string>  has binding name 'std__vectorTemplateOftt__CapabilityCategory' for type 'tt:CapabilityCategory' */
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory
-#define SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory (199)
+#define SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory (209)
 #endif
 
 /* std::vector<char *>  has binding name 'std__vectorTemplateOf_XML' for type '' */
 #ifndef SOAP_TYPE_std__vectorTemplateOf_XML
-#define SOAP_TYPE_std__vectorTemplateOf_XML (45)
+#define SOAP_TYPE_std__vectorTemplateOf_XML (47)
 #endif
 
 /* std::vector<struct soap_dom_element>  has binding name 'std__vectorTemplateOfxsd__anyType' for type 'xsd:anyType' */
@@ -12485,6 +12840,13 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
     SOAP_FMAC5 int SOAP_FMAC6 soap_send___tds__GetDeviceInformation(struct soap *soap, const char *soap_endpoint, const char *soap_action, _tds__GetDeviceInformation *tds__GetDeviceInformation);
     /** Web service asynchronous operation 'soap_recv___tds__GetDeviceInformation' to receive a response message from the connected endpoint, returns SOAP_OK or error code */
     SOAP_FMAC5 int SOAP_FMAC6 soap_recv___tds__GetDeviceInformation(struct soap *soap, _tds__GetDeviceInformationResponse &tds__GetDeviceInformationResponse);
+    
+    /** Web service synchronous operation 'soap_call___tds__GetSystemDateAndTime' to the specified endpoint and SOAP Action header, returns SOAP_OK or error code */
+    SOAP_FMAC5 int SOAP_FMAC6 soap_call___tds__GetSystemDateAndTime(struct soap *soap, const char *soap_endpoint, const char *soap_action, _tds__GetSystemDateAndTime *tds__GetSystemDateAndTime, _tds__GetSystemDateAndTimeResponse &tds__GetSystemDateAndTimeResponse);
+    /** Web service asynchronous operation 'soap_send___tds__GetSystemDateAndTime' to send a request message to the specified endpoint and SOAP Action header, returns SOAP_OK or error code */
+    SOAP_FMAC5 int SOAP_FMAC6 soap_send___tds__GetSystemDateAndTime(struct soap *soap, const char *soap_endpoint, const char *soap_action, _tds__GetSystemDateAndTime *tds__GetSystemDateAndTime);
+    /** Web service asynchronous operation 'soap_recv___tds__GetSystemDateAndTime' to receive a response message from the connected endpoint, returns SOAP_OK or error code */
+    SOAP_FMAC5 int SOAP_FMAC6 soap_recv___tds__GetSystemDateAndTime(struct soap *soap, _tds__GetSystemDateAndTimeResponse &tds__GetSystemDateAndTimeResponse);
     
     /** Web service synchronous operation 'soap_call___tds__SystemReboot' to the specified endpoint and SOAP Action header, returns SOAP_OK or error code */
     SOAP_FMAC5 int SOAP_FMAC6 soap_call___tds__SystemReboot(struct soap *soap, const char *soap_endpoint, const char *soap_action, _tds__SystemReboot *tds__SystemReboot, _tds__SystemRebootResponse &tds__SystemRebootResponse);

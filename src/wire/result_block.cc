@@ -77,10 +77,23 @@ size_t nearest_to_1280(const ResultBlockView& block, size_t table) {
 }
 
 StreamCodec codec_from_encoding(const std::string& encoding) {
-  if (encoding == "JPEG") return kCodecJpeg;
-  if (encoding == "H264") return kCodecH264;
-  if (encoding == "MPEG4") return kCodecMpeg4;
+  // XML whitespace around the name is not part of it.
+  const size_t first = encoding.find_first_not_of(" \t\r\n");
+  if (first == std::string::npos) return kCodecUnknown;
+  const size_t length = encoding.find_last_not_of(" \t\r\n") + 1 - first;
+  for (StreamCodec codec : {kCodecJpeg, kCodecH264, kCodecMpeg4}) {
+    if (encoding.compare(first, length, encoding_of_codec(codec)) == 0) return codec;
+  }
   return kCodecUnknown;
+}
+
+const char* encoding_of_codec(StreamCodec codec) {
+  switch (codec) {
+    case kCodecJpeg: return "JPEG";
+    case kCodecH264: return "H264";
+    case kCodecMpeg4: return "MPEG4";
+    default: return "";
+  }
 }
 
 }  // namespace vantel

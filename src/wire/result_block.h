@@ -140,7 +140,10 @@ class ResultBlockView {
 // the earliest of equals wins and an all-zero table yields entry 0.
 size_t nearest_to_1280(const ResultBlockView& block, size_t table);
 
-// The codec byte for a camera's encoding name ("JPEG", "H264", "MPEG4").
+// The codec byte for a camera's encoding name ("JPEG", "H264", "MPEG4");
+// any other name (H265, a maker's own) is kCodecUnknown.
 StreamCodec codec_from_encoding(const std::string& encoding);
+// The encoding name of a codec byte; "" for kCodecUnknown.
+const char* encoding_of_codec(StreamCodec codec);
 
 }  // namespace vantel

@@ -57,7 +57,7 @@ tt__H264Configuration& h264_of(struct soap* context, tt__VideoEncoderConfigurati
   if (configuration.H264 == nullptr) {
     // Baseline: the one H.264 profile every H.264 encoder can deliver.
     configuration.H264 = soap_new_tt__H264Configuration(context);
-    configuration.H264->H264Profile = tt__H264Profile__Baseline;
+    configuration.H264->H264Profile = "Baseline";
   }
   return *configuration.H264;
 }

@@ -32,16 +32,16 @@ void forget_network_settings(ResultBlockView& block) {
 }
 
 // Only MPEG-4 differs from the stream-codec byte: the recorder files it as 0.
-void report_codec(ResultBlockView& block, tt__VideoEncoding encoding) {
-  switch (encoding) {
-    case tt__VideoEncoding__MPEG4:
+void report_codec(ResultBlockView& block, StreamCodec codec) {
+  switch (codec) {
+    case kCodecMpeg4:
       block.set_u8(block::kSecondCodec, kCodecUnknown);
       break;
-    case tt__VideoEncoding__JPEG:
+    case kCodecJpeg:
       block.set_u8(block::kSecondCodec, kCodecJpeg);
       block.set_u8(block::kSetupState, 2);
       break;
-    case tt__VideoEncoding__H264:
+    case kCodecH264:
       block.set_u8(block::kSecondCodec, kCodecH264);
       block.set_u8(block::kSetupState, 2);
       break;
@@ -53,14 +53,14 @@ void report_codec(ResultBlockView& block, tt__VideoEncoding encoding) {
 
 // second_options from the list of the stream's own encoding; any other
 // encoding leaves the table empty.
-void fill_network_sizes(ResultBlockView& block, tt__VideoEncoding encoding,
+void fill_network_sizes(ResultBlockView& block, StreamCodec codec,
                         const _trt__GetVideoEncoderConfigurationOptionsResponse& options) {
   block.clear(block::kSecondOptions, block::kOptionTableSize);
   const tt__VideoEncoderConfigurationOptions* o = options.Options;
   if (o == nullptr) return;
-  if (encoding == tt__VideoEncoding__JPEG && o->JPEG != nullptr) {
+  if (codec == kCodecJpeg && o->JPEG != nullptr) {
     fill_second_options(block, o->JPEG->ResolutionsAvailable);
-  } else if (encoding == tt__VideoEncoding__H264 && o->H264 != nullptr) {
+  } else if (codec == kCodecH264 && o->H264 != nullptr) {
     fill_second_options(block, o->H264->ResolutionsAvailable);
   }
 }
@@ -88,8 +88,9 @@ void set_up_network_stream(OnvifSession& session, MediaService& media, const std
   media.get_encoder(encoder_token, first_read);
   tt__VideoEncoderConfiguration* coded = first_read.Configuration;
   if (coded != nullptr) {
-    if (requested_codec == kCodecJpeg) coded->Encoding = tt__VideoEncoding__JPEG;
-    if (requested_codec == kCodecH264) coded->Encoding = tt__VideoEncoding__H264;
+    if (requested_codec == kCodecJpeg || requested_codec == kCodecH264) {
+      coded->Encoding = encoding_of_codec(static_cast<StreamCodec>(requested_codec));
+    }
     rate_control_of(context, *coded).FrameRateLimit = kNetworkFps;
   }
   const PushResult pushed = push_with_retry(media, coded, std::chrono::seconds(1));
@@ -103,14 +104,14 @@ void set_up_network_stream(OnvifSession& session, MediaService& media, const std
   _trt__GetProfileResponse settled_profile;
   const int reread = media.get_profile(profile_token, settled_profile);
   const tt__VideoEncoderConfiguration* settled = profile_encoder(settled_profile);
-  const bool jpeg = settled != nullptr && settled->Encoding == tt__VideoEncoding__JPEG;
+  const bool jpeg = settled != nullptr && codec_from_encoding(settled->Encoding) == kCodecJpeg;
   block.set_s16(block::kRegJpegCapable, jpeg ? 1 : 0);
   block.set_s16(block::kRegH264Capable, 0);
   if (reread != SOAP_OK || settled == nullptr) {
     log_puts("=> Profile 1 Not Support ( MPEG4 ) !!! ");
     return;
   }
-  const tt__VideoEncoding encoding = settled->Encoding;
+  const StreamCodec codec = codec_from_encoding(settled->Encoding);
 
   set_fixed_ranges(block);
   block.set_range(kSecondStream.quality_range, kSecondQualityLower, kSecondQualityUpper);
@@ -119,7 +120,7 @@ void set_up_network_stream(OnvifSession& session, MediaService& media, const std
 
   _trt__GetStreamUriResponse uri;
   media.get_stream_uri(profile_token, uri);
-  report_codec(block, encoding);
+  report_codec(block, codec);
   if (const std::string* text = answered_uri(uri)) block.set_uri(block::kSecondUri, *text);
 
   _trt__GetVideoEncoderConfigurationsResponse configurations;
@@ -131,7 +132,7 @@ void set_up_network_stream(OnvifSession& session, MediaService& media, const std
                     low16_field(options.Options->QualityRange->Max));
   }
   set_fixed_ranges(block);
-  fill_network_sizes(block, encoding, options);
+  fill_network_sizes(block, codec, options);
   const size_t chosen = nearest_to_1280(block, block::kSecondOptions);
   const int16_t width = block.option_width(block::kSecondOptions, chosen);
   const int16_t height = block.option_height(block::kSecondOptions, chosen);
@@ -145,7 +146,7 @@ void set_up_network_stream(OnvifSession& session, MediaService& media, const std
     viewed->Quality = kNetworkQuality;
     resolution_of(context, *viewed).Width = width;
     resolution_of(context, *viewed).Height = height;
-    if (viewed->Encoding == tt__VideoEncoding__H264) h264_of(context, *viewed).GovLength = kNetworkGovLength;
+    if (codec_from_encoding(viewed->Encoding) == kCodecH264) h264_of(context, *viewed).GovLength = kNetworkGovLength;
   }
   block.set_s16(block::kSecondWidth, width);
   block.set_s16(block::kSecondHeight, height);

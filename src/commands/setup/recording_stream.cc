@@ -60,7 +60,7 @@ int32_t set_up_recording_stream(OnvifSession& session, MediaService& media, cons
   media.get_encoder(encoder_token, first_read);
   tt__VideoEncoderConfiguration* recording = first_read.Configuration;
   if (recording != nullptr) {
-    recording->Encoding = tt__VideoEncoding__H264;
+    recording->Encoding = encoding_of_codec(kCodecH264);
     rate_control_of(context, *recording).FrameRateLimit = kRecordingFps;
     rate_control_of(context, *recording).BitrateLimit = kRecordingBitrate;
   }
@@ -94,10 +94,10 @@ int32_t set_up_recording_stream(OnvifSession& session, MediaService& media, cons
   block.clear(block::kFirstOptions, block::kOptionTableSize);
   static const std::vector<tt__VideoResolution*> kNone;
   const std::vector<tt__VideoResolution*>& h264_sizes = h264 ? h264->ResolutionsAvailable : kNone;
-  if (settled->Encoding == tt__VideoEncoding__H264) {
+  if (codec_from_encoding(settled->Encoding) == kCodecH264) {
     fill_first_options(block, h264_sizes, h264_sizes.size());
-  } else if (settled->Encoding == tt__VideoEncoding__JPEG) {
-    if (recording != nullptr) recording->Encoding = tt__VideoEncoding__H264;
+  } else if (codec_from_encoding(settled->Encoding) == kCodecJpeg) {
+    if (recording != nullptr) recording->Encoding = encoding_of_codec(kCodecH264);
     media.push_encoder(recording);
     const tt__JpegOptions* jpeg = jpeg_options(options);
     fill_first_options(block, h264_sizes, jpeg ? jpeg->ResolutionsAvailable.size() : 0);
@@ -118,7 +118,7 @@ int32_t set_up_recording_stream(OnvifSession& session, MediaService& media, cons
   if (sized != nullptr) {
     resolution_of(context, *sized).Width = width;
     resolution_of(context, *sized).Height = height;
-    if (sized->Encoding == tt__VideoEncoding__H264) h264_of(context, *sized).GovLength = kRecordingGovLength;
+    if (codec_from_encoding(sized->Encoding) == kCodecH264) h264_of(context, *sized).GovLength = kRecordingGovLength;
   }
   block.set_s16(block::kFirstWidth, width);
   block.set_s16(block::kFirstHeight, height);

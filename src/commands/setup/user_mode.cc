@@ -35,7 +35,7 @@ int32_t handle_multiuser(uint8_t* payload) {
     return 0;
   }
   const tt__VideoEncoderConfiguration* listed_encoder = profile_encoder(profile);
-  if (listed_encoder == nullptr || listed_encoder->Encoding != tt__VideoEncoding__H264) return 0;
+  if (listed_encoder == nullptr || codec_from_encoding(listed_encoder->Encoding) != kCodecH264) return 0;
 
   _trt__GetVideoEncoderConfigurationResponse current;
   media.get_encoder(listed_encoder->token, current);

@@ -56,8 +56,8 @@ int requested_bitrate(ResultBlockView& block, size_t bitrate_offset) {
 
 bool SecondStreamReading::foreign_encoding() const {
   if (!encoder_read) return false;
-  const tt__VideoEncoding encoding = encoder.Configuration->Encoding;
-  return encoding != tt__VideoEncoding__H264 && encoding != tt__VideoEncoding__JPEG;
+  const StreamCodec codec = codec_from_encoding(encoder.Configuration->Encoding);
+  return codec != kCodecH264 && codec != kCodecJpeg;
 }
 
 void reread_second_stream(MediaService& media, const std::string& profile_token,
@@ -69,9 +69,8 @@ void reread_second_stream(MediaService& media, const std::string& profile_token,
 
 void store_second_stream(ResultBlockView& block, const SecondStreamReading& reading) {
   if (reading.encoder_read) {
-    const tt__VideoEncoding encoding = reading.encoder.Configuration->Encoding;
-    if (encoding == tt__VideoEncoding__H264) block.set_u8(block::kSecondCodec, kCodecH264);
-    if (encoding == tt__VideoEncoding__JPEG) block.set_u8(block::kSecondCodec, kCodecJpeg);
+    const StreamCodec codec = codec_from_encoding(reading.encoder.Configuration->Encoding);
+    if (codec == kCodecH264 || codec == kCodecJpeg) block.set_u8(block::kSecondCodec, codec);
   }
   if (const tt__VideoEncoderConfiguration* configuration = profile_encoder(reading.profile)) {
     fill_stream_settings(block, kSecondStream, *configuration);

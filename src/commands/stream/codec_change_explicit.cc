@@ -38,14 +38,10 @@ void change_first_stream(MediaService& media, const std::optional<std::string>& 
 // Sets the encoding the recorder asked for in second_codec; true when that
 // changed the camera's encoding.
 bool apply_requested_codec(const ResultBlockView& block, tt__VideoEncoderConfiguration& configuration) {
-  tt__VideoEncoding wanted;
-  switch (block.u8(block::kSecondCodec)) {
-    case kCodecH264: wanted = tt__VideoEncoding__H264; break;
-    case kCodecJpeg: wanted = tt__VideoEncoding__JPEG; break;
-    default: return false;
-  }
-  if (configuration.Encoding == wanted) return false;
-  configuration.Encoding = wanted;
+  const uint8_t wanted = block.u8(block::kSecondCodec);
+  if (wanted != kCodecH264 && wanted != kCodecJpeg) return false;
+  if (codec_from_encoding(configuration.Encoding) == wanted) return false;
+  configuration.Encoding = encoding_of_codec(static_cast<StreamCodec>(wanted));
   return true;
 }
 

@@ -55,8 +55,8 @@ Status change_first_stream(MediaService& media, const std::optional<std::string>
   struct soap* context = media.context();
 
   // The recording side only takes H.264 from the first stream.
-  if (configuration.Encoding != tt__VideoEncoding__H264) {
-    configuration.Encoding = tt__VideoEncoding__H264;
+  if (codec_from_encoding(configuration.Encoding) != kCodecH264) {
+    configuration.Encoding = encoding_of_codec(kCodecH264);
     media.set_encoder(&configuration);
   }
 
@@ -111,10 +111,10 @@ Status change_second_stream(MediaService& media, const std::optional<std::string
   struct soap* context = media.context();
 
   if (block.s16(block::kRegH264Capable) == 1) {
-    configuration.Encoding = tt__VideoEncoding__H264;
+    configuration.Encoding = encoding_of_codec(kCodecH264);
     h264_of(context, configuration).GovLength = kSecondH264GovLength;
   } else {
-    configuration.Encoding = tt__VideoEncoding__JPEG;
+    configuration.Encoding = encoding_of_codec(kCodecJpeg);
   }
   const size_t nearest = nearest_to_1280(block, block::kSecondOptions);
   tt__VideoResolution& resolution = resolution_of(context, configuration);

@@ -30,7 +30,7 @@ bool read_stream(MediaService& media, const std::optional<std::string>& token, R
   const tt__VideoEncoderConfiguration& configuration = *encoder.Configuration;
   fill_stream_settings(block, stream, configuration);
   block.set_u8(stream.codec,
-               codec_from_encoding(soap_tt__VideoEncoding2s(media.context(), configuration.Encoding)));
+               codec_from_encoding(configuration.Encoding));
 
   _trt__GetStreamUriResponse uri;
   if (media.get_stream_uri(profile.Profile->token, uri) != SOAP_OK) return false;
