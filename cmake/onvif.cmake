@@ -49,6 +49,10 @@ set(VANTEL_GSOAP_PLUGIN_SOURCES
   ${VANTEL_GSOAP_SHARE}/plugin/wsaapi.c
   ${VANTEL_GSOAP_SHARE}/plugin/smdevp.c
   ${VANTEL_GSOAP_SHARE}/plugin/mecevp.c
+  # HTTP Digest, for cameras that answer 401 with a Digest challenge; its
+  # server-side session table is what needs threads.c.
+  ${VANTEL_GSOAP_SHARE}/plugin/httpda.c
+  ${VANTEL_GSOAP_SHARE}/plugin/threads.c
   # WS-Security brings SAML types whose xsd:dateTime is a struct timeval.
   ${VANTEL_GSOAP_SHARE}/custom/struct_timeval.c)
 foreach(src IN LISTS VANTEL_GSOAP_PLUGIN_SOURCES)

@@ -11,14 +11,8 @@ int get_device_information(OnvifSession& session, _tds__GetDeviceInformationResp
 int system_reboot(OnvifSession& session) {
   _tds__SystemReboot request;
   _tds__SystemRebootResponse answer;
-  // The device service as the camera itself names it; the address we formed
-  // from the command stands in when the answer names none.
-  const tt__Capabilities* capabilities = session.capabilities();
-  const char* address = session.device_address();
-  if (capabilities && capabilities->Device && !capabilities->Device->XAddr.empty()) {
-    address = capabilities->Device->XAddr.c_str();
-  }
-  return session.call(session.soap(), soap_call___tds__SystemReboot, address, request, answer);
+  return session.call(session.soap(), soap_call___tds__SystemReboot, session.device_service_address(), request,
+                      answer);
 }
 
 }  // namespace vantel

@@ -4,9 +4,15 @@
 #include <netinet/in.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 
+#include "camera_api/answer_headers.h"
+#include "camera_api/camera_clock.h"
 #include "camera_api/hardening.h"
+#include "camera_api/refusal.h"
+#include "camera_api/service_address.h"
 #include "log/log.h"
 #include "onvif_namespaces.h"
 #include "wire/byte_order.h"
@@ -21,6 +27,10 @@ namespace {
 struct soap g_soap;
 // Long enough for any dotted quad and any 32-bit port.
 char g_device_address[64];
+
+// Clocks this close are the same clock: the Date header counts whole
+// seconds and the answer takes its time to arrive.
+constexpr int64_t kClockToleranceS = 5;
 
 CameraAccess camera_at(const uint8_t* payload, size_t ip, size_t port, size_t user, size_t password) {
   CameraAccess camera{};
@@ -50,6 +60,7 @@ OnvifSession::OnvifSession(const CameraAccess& camera) : camera_(camera) {
   soap_init(&g_soap);
   soap_set_namespaces(&g_soap, namespaces);
   harden_context(&g_soap);
+  watch_answer_headers(&g_soap);
   std::snprintf(g_device_address, sizeof g_device_address, "http://%s:%d/onvif/device_service",
                 camera_.ip_text, camera_.port);
 }
@@ -65,7 +76,67 @@ const char* OnvifSession::device_address() const { return g_device_address; }
 int OnvifSession::add_token() { return add_token(&g_soap); }
 
 int OnvifSession::add_token(struct soap* context) {
-  return soap_wsse_add_UsernameTokenDigest(context, nullptr, camera_.user, camera_.password);
+  return soap_wsse_add_UsernameTokenDigest_at(context, nullptr, camera_.user, camera_.password,
+                                              time(nullptr) + static_cast<time_t>(clock_offset_));
+}
+
+int OnvifSession::attempt(struct soap* context, Token token, const std::function<int()>& send) {
+  if (token == kFreshToken) add_token(context);
+  forget_answer_headers();
+  digest_.before_request(context);
+  const int result = send();
+  digest_.after_request(context);
+  return result;
+}
+
+int OnvifSession::exchange(struct soap* context, Token token, const std::function<int()>& send) {
+  int result = attempt(context, token, send);
+
+  // A challenge to a request that carried no answer to one is the first
+  // half of HTTP Digest, not a refused login.
+  if (result == 401 && !digest_.armed() && *answer_digest_challenge() != '\0') {
+    if (digest_.take(context, answer_digest_challenge(), camera_.user, camera_.password)) {
+      log_puts("[ipcam] camera asks for HTTP Digest: answered ");
+      result = attempt(context, token, send);
+    }
+  }
+  if (!refused_for_authentication(context, result)) return result;
+
+  // One more credentialed request at most, and only when it differs from
+  // the refused one in what the refusal can have been about.
+  if (token == kHeaderAsIs) {
+    log_puts("[ipcam] refused on the previous request's header: sent again with a fresh token ");
+    return attempt(context, kFreshToken, send);
+  }
+  if (clock_learned_) return result;
+  clock_learned_ = true;
+  if (!learn_camera_clock(context)) return result;
+  log_printf("[ipcam] camera clock %+lld s from ours: sent again on the camera's time \n",
+             static_cast<long long>(clock_offset_));
+  return attempt(context, kFreshToken, send);
+}
+
+bool OnvifSession::learn_camera_clock(struct soap* context) {
+  int64_t camera_now = 0;
+  bool known = parse_http_date(answer_date(), camera_now);
+  if (!known) {
+    // Cameras answer it without credentials, so it costs no login.
+    _tds__GetSystemDateAndTime request;
+    _tds__GetSystemDateAndTimeResponse answer;
+    // No token and no HTTP credentials: a wrong password must not cost a
+    // second refused login here.
+    context->header = nullptr;
+    context->userid = nullptr;
+    context->passwd = nullptr;
+    forget_answer_headers();
+    known = soap_call___tds__GetSystemDateAndTime(context, g_device_address, nullptr, &request, answer) == SOAP_OK &&
+            camera_time(answer, camera_now);
+  }
+  if (!known) return false;
+  const int64_t offset = camera_now - static_cast<int64_t>(time(nullptr));
+  if (std::llabs(offset) <= kClockToleranceS) return false;
+  clock_offset_ = offset;
+  return true;
 }
 
 int OnvifSession::get_capabilities() {
@@ -79,17 +150,40 @@ int OnvifSession::get_capabilities() {
 
 const tt__Capabilities* OnvifSession::capabilities() const { return capabilities_.Capabilities; }
 
-const char* OnvifSession::media_address() const {
-  const tt__Capabilities* c = capabilities();
-  return c && c->Media ? c->Media->XAddr.c_str() : nullptr;
+const char* OnvifSession::reachable(const char* name, const std::string* advertised, Service& service) {
+  if (service.resolved) return service.address;
+  service.resolved = true;
+  if (advertised == nullptr) return service.address = nullptr;
+  service.address = advertised->c_str();
+  // An empty PTZ address means "no PTZ": nothing to reach.
+  if (advertised->empty()) return service.address;
+  const std::string instead = reachable_address(*advertised, camera_.ip_text, camera_.port);
+  if (instead.empty()) return service.address;
+  service.address = soap_strdup(&g_soap, instead.c_str());
+  log_printf("[ipcam] %s service at %.200s is not the camera's address: using %s \n", name, advertised->c_str(),
+             service.address);
+  return service.address;
 }
 
-const char* OnvifSession::ptz_address() const {
+const char* OnvifSession::media_address() {
   const tt__Capabilities* c = capabilities();
-  return c && c->PTZ ? c->PTZ->XAddr.c_str() : nullptr;
+  return reachable("media", c && c->Media ? &c->Media->XAddr : nullptr, media_);
+}
+
+const char* OnvifSession::ptz_address() {
+  const tt__Capabilities* c = capabilities();
+  return reachable("ptz", c && c->PTZ ? &c->PTZ->XAddr : nullptr, ptz_);
+}
+
+const char* OnvifSession::device_service_address() {
+  const tt__Capabilities* c = capabilities();
+  const std::string* named = c && c->Device && !c->Device->XAddr.empty() ? &c->Device->XAddr : nullptr;
+  const char* address = reachable("device", named, device_);
+  return address ? address : g_device_address;
 }
 
 void OnvifSession::end() {
+  digest_.release(&g_soap);
   soap_destroy(&g_soap);
   soap_end(&g_soap);
   soap_done(&g_soap);

@@ -6,7 +6,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <string>
 
+#include "camera_api/http_digest.h"
 #include "soapH.h"
 
 namespace vantel {
@@ -44,7 +47,8 @@ class OnvifSession {
   const char* device_address() const;
 
   // A fresh UsernameToken (nonce, creation time, SHA-1 digest) in the next
-  // request's header, on the process's context or on a working copy.
+  // request's header, on the process's context or on a working copy. Dated
+  // by the camera's clock once a refusal has shown that it differs.
   int add_token();
   int add_token(struct soap* context);
 
@@ -53,15 +57,16 @@ class OnvifSession {
   template <typename Request, typename Answer>
   int call(struct soap* context, SoapCall<Request, Answer> operation, const char* address,
            Request& request, Answer& answer) {
-    add_token(context);
-    return operation(context, address, nullptr, &request, answer);
+    return exchange(context, kFreshToken,
+                    [&] { return operation(context, address, nullptr, &request, answer); });
   }
   // The same without a fresh token: the request goes out with whatever
   // security header the context still holds from the call before.
   template <typename Request, typename Answer>
-  static int call_as_is(struct soap* context, SoapCall<Request, Answer> operation,
-                        const char* address, Request& request, Answer& answer) {
-    return operation(context, address, nullptr, &request, answer);
+  int call_as_is(struct soap* context, SoapCall<Request, Answer> operation, const char* address,
+                 Request& request, Answer& answer) {
+    return exchange(context, kHeaderAsIs,
+                    [&] { return operation(context, address, nullptr, &request, answer); });
   }
 
   // Runs `work(copy)` on a working copy of the process's context that is
@@ -83,18 +88,45 @@ class OnvifSession {
   // failure prints "GetCapabilities error (%d)" and returns the code.
   int get_capabilities();
   // The answer's capabilities, valid after get_capabilities() until end().
-  // Addresses are the context's own strings, not copies; missing elements
-  // read as nullptr.
+  // Missing elements read as nullptr.
   const tt__Capabilities* capabilities() const;
-  const char* media_address() const;  // nullptr when the answer has none
-  const char* ptz_address() const;    // nullptr when the answer has none
+  // The service addresses to call, valid until end(); nullptr when the
+  // answer names none. An address on the command's own host is the
+  // context's own string, as advertised; one on another host is replaced
+  // by the command's host and port with the advertised path, and says so
+  // in one line the first time it is asked for.
+  const char* media_address();
+  const char* ptz_address();
+  // The device service as the camera names it, or as the command formed it
+  // when the answer names none.
+  const char* device_service_address();
 
   // soap_destroy, soap_end, soap_done on the process's context.
   void end();
 
  private:
+  enum Token { kFreshToken, kHeaderAsIs };
+  // One request and, where the camera's refusal says how, one more: the
+  // answer to an HTTP Digest challenge, a fresh token for a request sent on
+  // the header as is, or tokens on the camera's clock.
+  int exchange(struct soap* context, Token token, const std::function<int()>& send);
+  int attempt(struct soap* context, Token token, const std::function<int()>& send);
+  // After a refusal: the camera's time from the refusal's Date header, or
+  // else from GetSystemDateAndTime, asked without credentials. True when it
+  // differs from ours by more than the tolerance (the offset is then set).
+  bool learn_camera_clock(struct soap* context);
+  struct Service {
+    const char* address = nullptr;
+    bool resolved = false;
+  };
+  const char* reachable(const char* name, const std::string* advertised, Service& service);
+
   CameraAccess camera_;
   _tds__GetCapabilitiesResponse capabilities_;
+  HttpDigest digest_;
+  int64_t clock_offset_ = 0;  // camera's clock minus ours, in seconds
+  bool clock_learned_ = false;
+  Service media_, ptz_, device_;
   bool open_ = true;
 };
 

@@ -40,14 +40,14 @@ int stop_motion_v10_as_is(OnvifSession& session, const char* address, const std:
   request.PanTilt = &both;
   request.Zoom = &both;
   tptz1__StopResponse answer;
-  return OnvifSession::call_as_is(session.soap(), soap_call___tptz1__Stop, address, request, answer);
+  return session.call_as_is(session.soap(), soap_call___tptz1__Stop, address, request, answer);
 }
 
 int get_presets_as_is(OnvifSession& session, const char* address, const std::string& profile_token,
                       _tptz__GetPresetsResponse& answer) {
   _tptz__GetPresets request;
   request.ProfileToken = profile_token;
-  return OnvifSession::call_as_is(session.soap(), soap_call___tptz__GetPresets, address, request, answer);
+  return session.call_as_is(session.soap(), soap_call___tptz__GetPresets, address, request, answer);
 }
 
 int set_preset(OnvifSession& session, struct soap* context, const char* address,

@@ -104,7 +104,7 @@ TEST(Ptz, MoveWalksTheDirectionTableAndTheZoomRampThenStops) {
       Camsim(json{{"profiles", {{{"ptz_node", nullptr}}}}})};
   std::vector<NewRequests> requests;
   for (const Camsim& camera : cameras) requests.push_back(NewRequests{camera});
-  enum Sent { kMove, kStopOnly, kNoNode };
+  enum Sent { kMove, kStopOnly, kNoNode, kStopRefused };
   struct Step {
     int camera;
     int32_t direction, zoom_code;
@@ -130,7 +130,8 @@ TEST(Ptz, MoveWalksTheDirectionTableAndTheZoomRampThenStops) {
       // GetNode refused: no ContinuousMove, but the Stop still goes out and
       // the ramp steps as if it had moved (-0.2 unsent, then -0.5).
       {2, 2, 3, kNoNode, 0, 0, 0}, {2, 2, 3, kMove, 1, 0, -0.5f},
-      {3, 1, 9, kStopOnly, 0, 0, 0},
+      // A refused Stop goes again once, whatever the refusal.
+      {3, 1, 9, kStopRefused, 0, 0, 0},
   };
   for (const Step& s : steps) {
     SCOPED_TRACE("camera " + std::to_string(s.camera) + " direction " + std::to_string(s.direction) + " zoom " +
@@ -140,20 +141,23 @@ TEST(Ptz, MoveWalksTheDirectionTableAndTheZoomRampThenStops) {
     if (s.sent == kMove) {
       expect_move(got, s.pan, s.tilt, s.zoom);
     } else {
-      ASSERT_EQ(opening_and(s.sent == kNoNode ? Lines{"GetNode tptz fresh", "Stop tptz fresh"}
-                                              : Lines{"Stop tptz fresh"}),
-                summary(got));
+      const Lines stops = s.sent == kNoNode       ? Lines{"GetNode tptz fresh", "Stop tptz fresh"}
+                          : s.sent == kStopRefused ? Lines{"Stop tptz fresh", "Stop tptz fresh"}
+                                                   : Lines{"Stop tptz fresh"};
+      ASSERT_EQ(opening_and(stops), summary(got));
       expect_stop_values(got.back(), "MainProfile");
     }
   }
 
   // The stop command: ver10 Stop right after GetProfiles, with no token of
-  // its own. The context holds none any more, so this camera refuses it.
+  // its own. The context holds none any more, so this camera refuses it,
+  // and it goes again with a fresh one.
   send_ptz(RIFA_CMD_PTZ_STOP, cameras[0].port(), 0, 0);
   const std::vector<json> got = requests[0]();
-  ASSERT_EQ(opening_and({"Stop tptz1 none"}), summary(got));
+  ASSERT_EQ(opening_and({"Stop tptz1 none", "Stop tptz1 fresh"}), summary(got));
   EXPECT_EQ("ter:NotAuthorized", got[2]["answer"]);
-  expect_stop_values(got[2], "MainProfile");
+  EXPECT_EQ("ok", got[3]["answer"]);
+  expect_stop_values(got[3], "MainProfile");
 }
 
 TEST(Ptz, PresetsAreFoundByListPositionAndRemovedByNumber) {
@@ -192,14 +196,14 @@ TEST(Ptz, PresetsAreFoundByListPositionAndRemovedByNumber) {
     EXPECT_EQ(number == 3 ? "ok" : "ter:InvalidArgVal/ter:NoToken", got[2]["answer"]) << number;
   }
 
-  // A camera that wants a token for GetPresets: goto and set end there.
-  const Lines presets_only = opening_and({"GetPresets tptz none"});
+  // A camera that wants a token for GetPresets gets the list on a fresh one.
   Camsim strict;
   NewRequests strict_requests{strict};
-  for (uint32_t major : {RIFA_CMD_PTZ_GOTOPRESET, RIFA_CMD_PTZ_PRESET}) {
+  for (const auto& [major, op] : {std::pair{RIFA_CMD_PTZ_GOTOPRESET, "GotoPreset tptz fresh"},
+                                  {RIFA_CMD_PTZ_PRESET, "SetPreset tptz fresh"}}) {
     send_ptz(major, strict.port(), 0);
     got = strict_requests();
-    ASSERT_EQ(presets_only, summary(got));
+    ASSERT_EQ(opening_and({"GetPresets tptz none", "GetPresets tptz fresh", op}), summary(got));
     EXPECT_EQ("ter:NotAuthorized", got[2]["answer"]);
   }
 
@@ -215,13 +219,14 @@ TEST(Ptz, PresetsAreFoundByListPositionAndRemovedByNumber) {
   EXPECT_EQ(t19, got[3]["values"]["PresetToken"]);
   for (uint32_t major : {RIFA_CMD_PTZ_GOTOPRESET, RIFA_CMD_PTZ_PRESET}) {
     send_ptz(major, long_tokens.port(), 1);
-    EXPECT_EQ(presets_only, summary(long_requests()));
+    EXPECT_EQ(opening_and({"GetPresets tptz none"}), summary(long_requests()));
   }
   send_ptz(RIFA_CMD_PTZ_REMOVE_PRESET, long_tokens.port(), 1);
   EXPECT_EQ(opening_and({}), summary(long_requests()));
 
   // Only commands that sent their preset request named it.
-  EXPECT_EQ((Lines{"ptz (0) 1 \n", "ptz (2) 3 \n", "ptz (0) " + t19 + " \n"}), log_lines(daemon, "ptz (", 3));
+  EXPECT_EQ((Lines{"ptz (0) 1 \n", "ptz (2) 3 \n", "ptz (0) 1 \n", "ptz (0) 1 \n", "ptz (0) " + t19 + " \n"}),
+            log_lines(daemon, "ptz (", 5));
 }
 
 const uint32_t kPtzCommands[] = {RIFA_CMD_PTZ_MOVE, RIFA_CMD_PTZ_STOP, RIFA_CMD_PTZ_PRESET, RIFA_CMD_PTZ_GOTOPRESET,

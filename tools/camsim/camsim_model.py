@@ -6,7 +6,9 @@ start camsim with a JSON file and know exactly what the daemon will see.
 
 import copy
 import json
+import re
 import threading
+import time
 import uuid
 
 # Built-in cameras.  Tokens are deliberately not "0"/"Profile1"/"h264" so the
@@ -47,6 +49,15 @@ BUILTIN = {
         "auth_required": True,
         "auth_exempt": [],
         "reject_reused_nonce": False,
+        "replay_protection": False,
+        "clock_offset": 0,
+        "token_window": 300,
+        "date_time_answer": "ok",
+        "date_header": True,
+        "http_digest": False,
+        "http_digest_algorithm": "MD5",
+        "advertise": None,
+        "encoding_main": None,
         "ptz": "present",
         "strict_requests": True,
         "validate_set": True,
@@ -153,6 +164,9 @@ BUILTIN["jpegonly"]["profiles"] = [{
 VALUE_SETS = ("enotation", "descending", "uuid_tokens", "accented", "presets255", "resolutions25")
 SHAPES = ("fault", "empty", "soap11", "html401")
 FRAMINGS = ("chunked", "http10", "action")
+DIGEST_ALGORITHMS = ("MD5", "SHA-256")
+# HOST:PORT, :PORT or HOST as a camera behind NAT announces itself; IPv6 in brackets.
+ADVERTISE = re.compile(r"(\[[0-9A-Fa-f:.]+\]|[^\s:/\[\]]*)(:\d{1,5})?$")
 _RES25 = [[1920, 1080], [1680, 1050], [1600, 1200], [1440, 900], [1280, 1024], [1280, 960],
           [1280, 720], [1024, 768], [1024, 576], [960, 576], [960, 540], [800, 600], [800, 450],
           [720, 576], [720, 480], [704, 576], [704, 480], [640, 480], [640, 360], [480, 270],
@@ -215,7 +229,25 @@ def load_config(profile="default", config_path=None, extra=None):
             profs = cfg["profiles"]
             cfg["profiles"] = [profs[i] if i < len(profs) else _renamed(profs[-1], i)
                                for i in range(int(n))]
+    _main_encoding(cfg, layers)
     return cfg
+
+
+def _main_encoding(cfg, layers):
+    """encoding_main: the first encoder reports that Encoding.  An H264 block
+    stays for H264, otherwise only where a config gives its GovLength."""
+    name = cfg.get("encoding_main")
+    if not name or not cfg.get("profiles"):
+        return
+    enc = cfg["profiles"][0].setdefault("encoder", {})
+    enc["encoding"] = name
+
+    def gives_gov(layer):
+        profs = layer.get("profiles")
+        first = profs[0] if isinstance(profs, list) and profs and isinstance(profs[0], dict) else {}
+        return (first.get("encoder") or {}).get("gov") is not None
+    if name != "H264" and not any(gives_gov(layer) for layer in layers):
+        enc["gov"] = None
 
 
 class SoapFault(Exception):
@@ -295,6 +327,12 @@ class Camera:
         self.position = {"pan": 0.0, "tilt": 0.0, "zoom": 0.0}
         self.reboots = 0
         self.nonces = set()
+        self.digest_nonces = set()  # HTTP Digest nonces handed out, valid for the life of the process
+        # (encoder token, text): SetVideoEncoderConfiguration accepts the
+        # encoding_main text for the first encoder though no options group lists it.
+        self.main_encoding = None
+        if cfg.get("encoding_main") and self.profiles:
+            self.main_encoding = (self.profiles[0]["encoder"].token, cfg["encoding_main"])
         self.fault_rules = [dict(f) for f in cfg.get("faults") or []]
         self.no_answer_rules = {}
         for op, v in (cfg.get("no_answer") or {}).items():
@@ -386,6 +424,10 @@ class Camera:
     def delay(self, op):
         return float((self.cfg.get("delays") or {}).get(op) or 0)
 
+    def now(self):
+        """The camera's clock: real time plus clock_offset seconds."""
+        return time.time() + int(self.cfg.get("clock_offset") or 0)
+
     # -- mutations -----------------------------------------------------
     def set_encoder(self, req):
         """Apply a parsed SetVideoEncoderConfiguration, checking it like a camera would."""
@@ -393,8 +435,9 @@ class Camera:
             enc = self.encoder(req.get("token"))
             if None in (req["encoding"], req["width"], req["height"], req["quality"]):
                 raise SoapFault("InvalidArgs", "Encoding, Resolution and Quality are required")
+            main = self.main_encoding == (enc.token, req["encoding"])
             if self.cfg.get("validate_set", True):
-                _check_against_options(enc, req)
+                _check_against_options(enc, req, main)
             enc.name = req["name"] or enc.name
             enc.encoding = req["encoding"]
             enc.width, enc.height = req["width"], req["height"]
@@ -410,6 +453,8 @@ class Camera:
                             "profile": req["h264_profile"] or (enc.h264 or {}).get("profile", "Main")}
             elif enc.encoding == "H264" and enc.h264 is None:
                 enc.h264 = {"gov": 2 * enc.fps, "profile": "Main"}
+            elif main and enc.encoding != "H264":
+                enc.h264 = None  # reported like the configured camera: no H264 block unless one is set
             if req["mpeg4_gov"] is not None:
                 enc.mpeg4 = {"gov": req["mpeg4_gov"], "profile": req["mpeg4_profile"] or "SP"}
             elif enc.encoding == "MPEG4" and enc.mpeg4 is None:
@@ -456,13 +501,16 @@ class Camera:
             self.presets.remove(self.preset(token))
 
 
-def _check_against_options(enc, req):
+def _check_against_options(enc, req, main=False):
+    """main: the request sets the encoding_main text, which no options group lists."""
     opts = enc.options
     group = opts.get({"JPEG": "jpeg", "H264": "h264", "MPEG4": "mpeg4"}.get(req["encoding"], ""))
     bad = lambda why: SoapFault("InvalidArgVal/ConfigModify", why)  # noqa: E731
     if not group:
-        raise bad("Encoding %r is not supported by %s" % (req["encoding"], enc.token))
-    if [req["width"], req["height"]] not in [list(r) for r in group.get("resolutions", [])]:
+        if not main:
+            raise bad("Encoding %r is not supported by %s" % (req["encoding"], enc.token))
+        group = {}  # only the quality range applies to it
+    elif [req["width"], req["height"]] not in [list(r) for r in group.get("resolutions", [])]:
         raise bad("Resolution %dx%d is not offered" % (req["width"], req["height"]))
     qr = opts.get("quality_range")
     if qr and not qr[0] <= req["quality"] <= qr[1]:
@@ -506,6 +554,20 @@ def _shape_values(cfg):
             raise ValueError("unknown fault shape %r (have: %s)" % (f.get("shape"), ", ".join(SHAPES)))
     if cfg.get("auth_failure", "fault") not in SHAPES:
         raise ValueError("unknown auth_failure %r" % cfg.get("auth_failure"))
+    if type(cfg.get("clock_offset", 0)) is not int:
+        raise ValueError("clock_offset must be whole seconds, not %r" % cfg.get("clock_offset"))
+    if type(cfg.get("token_window", 300)) is not int or cfg.get("token_window", 300) < 0:
+        raise ValueError("token_window must be whole seconds >= 0, not %r" % cfg.get("token_window"))
+    if cfg.get("date_time_answer", "ok") not in ("ok", "absent"):
+        raise ValueError("date_time_answer must be ok or absent, not %r" % cfg.get("date_time_answer"))
+    if cfg.get("http_digest_algorithm", "MD5") not in DIGEST_ALGORITHMS:
+        raise ValueError("http_digest_algorithm must be MD5 or SHA-256, not %r" % cfg.get("http_digest_algorithm"))
+    adv = cfg.get("advertise")
+    if adv is not None and not (isinstance(adv, str) and adv and ADVERTISE.match(adv)):
+        raise ValueError("advertise must be HOST:PORT, :PORT or HOST, not %r" % adv)
+    if cfg.get("encoding_main") is not None and not (isinstance(cfg["encoding_main"], str) and
+                                                    cfg["encoding_main"].strip()):
+        raise ValueError("encoding_main must be an Encoding text like H265, not %r" % cfg["encoding_main"])
     rename = {}
     if "presets255" in vals:
         cfg["presets"] = [{"token": str(i), "name": "Preset %d" % i, "pan": round((i % 21 - 10) / 10, 2),

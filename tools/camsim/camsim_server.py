@@ -2,10 +2,12 @@
 
 import base64
 import binascii
+import datetime
 import email.message
 import hashlib
 import json
 import os
+import re
 import sys
 import threading
 import time
@@ -18,11 +20,77 @@ from camsim_model import SoapFault
 DIGEST = "#PasswordDigest"
 HTML_401 = (b"<!DOCTYPE html>\n<html><head><title>401 Unauthorized</title></head>"
             b"<body><h1>401 Unauthorized</h1><p>Authorization required.</p></body></html>\n")
+REALM = "camsim"
+OPAQUE = hashlib.md5(b"camsim").hexdigest()  # the same in every challenge, as firmware keeps it
+HTTP_HASHES = {"MD5": hashlib.md5, "SHA-256": hashlib.sha256}
+# xsd:dateTime of wsu:Created; no zone is taken as UTC, the camera's only zone.
+CREATED = re.compile(r"(\d{4})-(\d\d)-(\d\d)T(\d\d):(\d\d):(\d\d)(\.\d+)?(Z|[+-]\d\d:\d\d)?$")
 
 
 def password_digest(nonce, created, password):
     """Base64(SHA1(nonce + created + password)), nonce as raw bytes."""
     return base64.b64encode(hashlib.sha1(nonce + created.encode() + password.encode()).digest()).decode()
+
+
+def parse_created(text):
+    """Unix time of an xsd:dateTime, or None if it cannot be read."""
+    m = CREATED.match(text)
+    if not m:
+        return None
+    zone = m.group(8) or "Z"
+    try:
+        tz = datetime.timezone.utc if zone == "Z" else datetime.timezone(
+            (-1 if zone[0] == "-" else 1) * datetime.timedelta(hours=int(zone[1:3]), minutes=int(zone[4:6])))
+        when = datetime.datetime(*(int(x) for x in m.groups()[:6]), tzinfo=tz)
+    except ValueError:
+        return None
+    return when.timestamp() + float(m.group(7) or 0)
+
+
+def digest_challenge(cam):
+    """WWW-Authenticate value of http_digest, with a nonce camsim will accept from now on."""
+    nonce = os.urandom(16).hex()
+    with cam.lock:
+        cam.digest_nonces.add(nonce)
+    return 'Digest realm="%s", qop="auth", nonce="%s", opaque="%s", algorithm=%s' % (
+        REALM, nonce, OPAQUE, cam.cfg.get("http_digest_algorithm") or "MD5")
+
+
+def digest_valid(cam, authorization, method, uri):
+    """True if an Authorization header is a good Digest (RFC 7616, or RFC 2069 without qop)."""
+    if not authorization or authorization[:7].lower() != "digest ":
+        return False
+    pairs = re.findall(r'([\w-]+)\s*=\s*(?:"((?:[^"\\]|\\.)*)"|([^\s,]*))', authorization[7:])
+    p = {k.lower(): re.sub(r"\\(.)", r"\1", quoted) or bare for k, quoted, bare in pairs}
+    algo = cam.cfg.get("http_digest_algorithm") or "MD5"
+    users = cam.cfg.get("users") or {}
+    user, nonce = p.get("username"), p.get("nonce")
+    with cam.lock:
+        known = nonce in cam.digest_nonces
+    if not known or user not in users or p.get("realm") != REALM or p.get("uri") != uri or \
+            p.get("algorithm", algo).upper() != algo or p.get("opaque", OPAQUE) != OPAQUE:
+        return False
+
+    def h(*parts):
+        return HTTP_HASHES[algo](":".join(parts).encode()).hexdigest()
+    ha1, ha2 = h(user, REALM, users[user]), h(method, uri)
+    qop = p.get("qop")
+    if qop is None:
+        want = h(ha1, nonce, ha2)
+    elif qop == "auth" and p.get("nc") and p.get("cnonce"):
+        want = h(ha1, nonce, p["nc"], p["cnonce"], qop, ha2)
+    else:
+        return False
+    return (p.get("response") or "").lower() == want
+
+
+def body_op(raw):
+    """(op, ns) of a request's Body, empty strings if it does not parse."""
+    try:
+        req = next(iter(ET.fromstring(raw).find("{%s}Body" % S.ENV)))
+    except (ET.ParseError, TypeError, StopIteration):
+        return "", ""
+    return S.local(req.tag), S.ns_of(req.tag)
 
 
 class Recorder:
@@ -55,47 +123,64 @@ class CamServer(ThreadingHTTPServer):
         host, port = self.server_address[:2]
         return "http://%s:%d" % (host, port)
 
+    @property
+    def xaddr_base(self):
+        """What GetCapabilities names: advertise, as a camera behind NAT or a port forward does, else base."""
+        adv = self.camera.cfg.get("advertise")
+        return "http://" + adv if adv else self.base
+
     def log(self, line):
         if not self.quiet:
             print(line, flush=True)
 
 
 def check_security(cam, header):
-    """(token, auth, user) for a request's SOAP header.
+    """(token, auth, user, clock) for a request's SOAP header.
 
-    token: "fresh"/"reused"/"none" (the nonce), auth: "ok"/"bad"/"none".
+    token: "fresh"/"reused"/"none" (the nonce), auth: "ok"/"bad"/"none",
+    clock: None, or why wsu:Created refuses the token: "expired" (more than
+    token_window seconds off the camera's clock) or "unreadable".
     """
     sec = None
     if header is not None:
         sec = header.find("{%s}Security" % S.WSSE)
     ut = sec.find("{%s}UsernameToken" % S.WSSE) if sec is not None else None
     if ut is None:
-        return "none", "none", None
+        return "none", "none", None, None
     user = (ut.findtext("{%s}Username" % S.WSSE) or "").strip()
     pw_el = ut.find("{%s}Password" % S.WSSE)
     nonce_txt = (ut.findtext("{%s}Nonce" % S.WSSE) or "").strip()
-    created = (ut.findtext("{%s}Created" % S.WSU) or "").strip()
+    created_el = ut.find("{%s}Created" % S.WSU)
+    created = (created_el.text or "").strip() if created_el is not None else ""
+    clock = None
+    if created_el is not None:
+        when = parse_created(created)
+        if when is None:
+            clock = "unreadable"
+        elif abs(when - cam.now()) > cam.cfg.get("token_window", 300):
+            clock = "expired"
     token = "none"
     nonce = None
     if nonce_txt:
         try:
             nonce = base64.b64decode(nonce_txt, validate=True)
         except (binascii.Error, ValueError):
-            return "fresh", "bad", user
+            return "fresh", "bad", user, clock
         with cam.lock:
             token = "reused" if nonce_txt in cam.nonces else "fresh"
             cam.nonces.add(nonce_txt)
     users = cam.cfg.get("users") or {}
     if pw_el is None or user not in users:
-        return token, "bad", user
+        return token, "bad", user, clock
     given = (pw_el.text or "").strip()
+    guarded = cam.cfg.get("replay_protection")
     if (pw_el.get("Type") or "").endswith(DIGEST):
         ok = nonce is not None and given == password_digest(nonce, created, users[user])
-    else:  # PasswordText, as some clients fall back to it
-        ok = given == users[user]
-    if ok and token == "reused" and cam.cfg.get("reject_reused_nonce"):
+    else:  # PasswordText, as some clients fall back to it; replay protection wants a digest
+        ok = given == users[user] and not guarded
+    if ok and token == "reused" and (cam.cfg.get("reject_reused_nonce") or guarded):
         ok = False
-    return token, "ok" if ok else "bad", user
+    return token, "ok" if ok and not clock else "bad", user, clock
 
 
 def soap_action(headers):
@@ -116,6 +201,23 @@ class Handler(BaseHTTPRequestHandler):
 
     def log_message(self, fmt, *args):  # the per-request line is printed by handle_soap
         pass
+
+    def date_time_string(self, timestamp=None):
+        # The Date header comes from the camera's clock, clock_offset and all.
+        cam = getattr(self.server, "camera", None)  # the recorder has none
+        if timestamp is None and cam is not None:
+            timestamp = cam.now()
+        return super().date_time_string(timestamp)
+
+    def send_response(self, code, message=None):
+        cam = getattr(self.server, "camera", None)
+        if cam is None or cam.cfg.get("date_header", True):
+            super().send_response(code, message)
+            return
+        # date_header false: firmware that sends no Date at all.
+        self.log_request(code)
+        self.send_response_only(code, message)
+        self.send_header("Server", self.version_string())
 
     def read_body(self):
         if "chunked" in (self.headers.get("Transfer-Encoding") or "").lower():
@@ -152,7 +254,11 @@ class Handler(BaseHTTPRequestHandler):
             entry["seq"] = cam.seq
         ctx = {}
         try:
-            status, body, mode = self.handle_soap(cam, raw, entry, ctx)
+            if cam.cfg.get("http_digest") and not self.digest_passed(cam, raw, entry):
+                status, body, mode = 401, "", "digest"
+                entry["answer"] = "401 digest"
+            else:
+                status, body, mode = self.handle_soap(cam, raw, entry, ctx)
         except SoapFault as f:
             status, body, mode = (400 if f.code == "Sender" else 500), S.fault_body(f), f.shape
             entry["answer"] = f.label
@@ -165,7 +271,8 @@ class Handler(BaseHTTPRequestHandler):
         srv.recorder.write(entry)
         srv.log("#%d %s %s {%s} -> %s%s" % (
             entry["seq"], self.path, entry["op"], entry["ns"], entry["answer"],
-            "" if entry["auth"] == "ok" else " (auth %s)" % entry["auth"]))
+            "" if entry["auth"] == "ok" else " (auth %s%s)" % (
+                entry["auth"], ", clock %s" % entry["clock"] if "clock" in entry else "")))
         if mode == "hang":
             srv.stopping.wait()
             self.close_connection = True
@@ -182,7 +289,7 @@ class Handler(BaseHTTPRequestHandler):
             action = "%s/%sResponse" % (entry["ns"], entry["op"])
         elif status != 200:
             action = "http://www.w3.org/2005/08/addressing/soap/fault"
-        if mode == "html401":
+        if mode in ("html401", "digest"):
             status, ctype = 401, "text/html"
             data = HTML_401
         elif mode == "empty":
@@ -199,9 +306,23 @@ class Handler(BaseHTTPRequestHandler):
                 ctype = "text/xml; charset=utf-8"
             elif action and "action" in cam.framing:
                 ctype += '; action="%s"' % action
-        self.send_answer(status, ctype, data, cam.framing,
-                         {"WWW-Authenticate": 'Digest realm="camsim", qop="auth", nonce="%s"'
-                          % os.urandom(8).hex()} if status == 401 else {})
+        challenge = None
+        if status == 401:
+            challenge = digest_challenge(cam) if cam.cfg.get("http_digest") else \
+                'Digest realm="camsim", qop="auth", nonce="%s"' % os.urandom(8).hex()
+        self.send_answer(status, ctype, data, cam.framing, {"WWW-Authenticate": challenge} if challenge else {})
+
+    def digest_passed(self, cam, raw, entry):
+        """The http_digest check, before any SOAP: records http_auth, and op/ns
+        so that a 401 is on record with the operation it refused."""
+        entry["op"], entry["ns"] = body_op(raw)
+        if digest_valid(cam, self.headers.get("Authorization"), self.command, self.path):
+            entry["http_auth"] = "digest"
+        elif (entry["ns"], entry["op"]) == (S.TDS, "GetSystemDateAndTime"):
+            entry["http_auth"] = "exempt"
+        else:
+            entry["http_auth"] = "challenged"
+        return entry["http_auth"] != "challenged"
 
     def send_answer(self, status, ctype, data, framing, extra):
         if "http10" in framing:
@@ -248,7 +369,12 @@ class Handler(BaseHTTPRequestHandler):
             raise SoapFault("InvalidArgs", "Empty or missing SOAP Body")
         op, ns = S.local(req.tag), S.ns_of(req.tag)
         entry["op"], entry["ns"] = op, ns
-        entry["token"], entry["auth"], entry["user"] = check_security(cam, header)
+        entry["token"], entry["auth"], entry["user"], clock = check_security(cam, header)
+        if clock:
+            entry["clock"] = clock
+        # Cameras answer GetSystemDateAndTime to anyone, so that a client can
+        # learn their clock before it writes a token's Created.
+        open_op = (ns, op) == (S.TDS, "GetSystemDateAndTime")
         try:
             entry["values"] = S.request_values(op, req)
         except ValueError as e:
@@ -261,12 +387,15 @@ class Handler(BaseHTTPRequestHandler):
             handler = HANDLERS.get((ns, op))
             if ns in (S.TPTZ, S.TPTZ1) and not cam.has_ptz:
                 handler = None
+            if open_op and cam.cfg.get("date_time_answer") == "absent":
+                handler = None
         # A replay checks credentials first: the capture holds no answer
         # for a request the camera refused.
         if handler is None and capture is None:
             raise SoapFault("ActionNotSupported", "%s {%s} is not supported" % (op, ns))
-        exempt = op in (cam.cfg.get("auth_exempt") or [])
-        if entry["auth"] == "bad" or (entry["auth"] == "none" and cam.cfg.get("auth_required", True)):
+        guarded = cam.cfg.get("replay_protection")
+        exempt = open_op or (op in (cam.cfg.get("auth_exempt") or []) and not guarded)
+        if entry["auth"] == "bad" or (entry["auth"] == "none" and (cam.cfg.get("auth_required", True) or guarded)):
             if not exempt:
                 f = SoapFault("NotAuthorized", "Sender not authorized", "Sender")
                 f.shape = cam.cfg.get("auth_failure")
@@ -317,7 +446,7 @@ def op_get_capabilities(srv, cam, v):
         sec = S.el("tt:Security", *[S.el("tt:" + k, False) for k in (
             "TLS1.1", "TLS1.2", "OnboardKeyGeneration", "AccessPolicyConfig",
             "X.509Token", "SAMLToken", "KerberosToken", "RELToken")])
-        parts.append(S.el("tt:Device", S.el("tt:XAddr", srv.base + "/onvif/device_service"),
+        parts.append(S.el("tt:Device", S.el("tt:XAddr", srv.xaddr_base + "/onvif/device_service"),
                           S.el("tt:Network", S.el("tt:IPFilter", False),
                                S.el("tt:ZeroConfiguration", False),
                                S.el("tt:IPVersion6", False), S.el("tt:DynDNS", False)),
@@ -325,11 +454,11 @@ def op_get_capabilities(srv, cam, v):
                           S.el("tt:IO", S.el("tt:InputConnectors", 0), S.el("tt:RelayOutputs", 0)),
                           sec))
     if "Media" in cats:
-        parts.append(S.el("tt:Media", S.el("tt:XAddr", srv.base + "/onvif/media_service"),
+        parts.append(S.el("tt:Media", S.el("tt:XAddr", srv.xaddr_base + "/onvif/media_service"),
                           S.el("tt:StreamingCapabilities", S.el("tt:RTPMulticast", False),
                                S.el("tt:RTP_TCP", True), S.el("tt:RTP_RTSP_TCP", True))))
     if "PTZ" in cats:
-        xaddr = srv.base + "/onvif/ptz_service" if cam.cfg.get("ptz") == "present" else ""
+        xaddr = srv.xaddr_base + "/onvif/ptz_service" if cam.cfg.get("ptz") == "present" else ""
         parts.append(S.el("tt:PTZ", S.el("tt:XAddr", xaddr)))
     return S.el("tds:GetCapabilitiesResponse", S.el("tds:Capabilities", *parts))
 
@@ -341,6 +470,21 @@ def op_device_info(srv, cam, v):
                 S.el("tds:FirmwareVersion", c.get("firmware", "1.0")),
                 S.el("tds:SerialNumber", c.get("serial", "0")),
                 S.el("tds:HardwareId", c.get("hardware_id", "0")))
+
+
+def op_system_date_time(srv, cam, v):
+    t = time.gmtime(cam.now())
+
+    def date_time(tag):
+        return S.el(tag, S.el("tt:Time", S.el("tt:Hour", t.tm_hour), S.el("tt:Minute", t.tm_min),
+                              S.el("tt:Second", t.tm_sec)),
+                    S.el("tt:Date", S.el("tt:Year", t.tm_year), S.el("tt:Month", t.tm_mon),
+                         S.el("tt:Day", t.tm_mday)))
+    # A camera set by hand to UTC: local time is UTC time.
+    return S.el("tds:GetSystemDateAndTimeResponse",
+                S.el("tds:SystemDateAndTime", S.el("tt:DateTimeType", "Manual"),
+                     S.el("tt:DaylightSavings", False), S.el("tt:TimeZone", S.el("tt:TZ", "UTC0")),
+                     date_time("tt:UTCDateTime"), date_time("tt:LocalDateTime")))
 
 
 def op_reboot(srv, cam, v):
@@ -456,6 +600,7 @@ HANDLERS = {
     (S.TDS, "GetCapabilities"): op_get_capabilities,
     (S.TDS, "GetDeviceInformation"): op_device_info,
     (S.TDS, "SystemReboot"): op_reboot,
+    (S.TDS, "GetSystemDateAndTime"): op_system_date_time,
     (S.TRT, "GetProfiles"): op_get_profiles,
     (S.TRT, "GetProfile"): op_get_profile,
     (S.TRT, "GetVideoEncoderConfiguration"): op_get_vec,
@@ -486,6 +631,23 @@ def banner(srv, cam, out=sys.stdout):
                  "required" if c.get("auth_required", True) else "optional",
                  ", exempt: " + ", ".join(c["auth_exempt"]) if c.get("auth_exempt") else "",
                  ", reused nonces rejected" if c.get("reject_reused_nonce") else "")]
+    if c.get("clock_offset") or c.get("token_window", 300) != 300:
+        lines.append("  clock  : real time %+d s (now %s); token Created within %d s" % (
+            c.get("clock_offset") or 0, time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(cam.now())),
+            c.get("token_window", 300)))
+    if c.get("date_time_answer", "ok") != "ok":
+        lines.append("  clock  : GetSystemDateAndTime not supported")
+    if not c.get("date_header", True):
+        lines.append("  http   : no Date header")
+    if c.get("http_digest"):
+        lines.append("  http   : Digest %s required, realm %s (not for GetSystemDateAndTime)" % (
+            c.get("http_digest_algorithm") or "MD5", REALM))
+    if c.get("replay_protection"):
+        lines.append("  replay : digest token with a fresh nonce on every request but GetSystemDateAndTime")
+    if c.get("advertise"):
+        lines.append("  advert : GetCapabilities names %s/onvif/..." % srv.xaddr_base)
+    if cam.main_encoding:
+        lines.append("  encode : %s reports Encoding %s" % cam.main_encoding)
     for p in cam.profiles:
         e = p["encoder"]
         uri = (p["uri"] or "no MediaUri").replace("{host}", _host(srv)).replace("{port}", str(srv.server_address[1]))
@@ -495,7 +657,7 @@ def banner(srv, cam, out=sys.stdout):
             ", PTZ node " + p["ptz_node"] if p["ptz_node"] and cam.has_ptz else ""))
     ptz = c.get("ptz")
     lines.append("  PTZ    : capability %s%s; nodes %s; presets %s" % (
-        ptz, " (" + srv.base + "/onvif/ptz_service)" if ptz == "present" else "",
+        ptz, " (" + srv.xaddr_base + "/onvif/ptz_service)" if ptz == "present" else "",
         ", ".join(n["token"] for n in cam.nodes) or "none",
         ", ".join("%s=%s" % (p["token"], p.get("name")) for p in cam.presets) or "none"))
     for key in ("faults", "delays", "no_answer"):

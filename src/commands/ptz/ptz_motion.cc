@@ -10,6 +10,7 @@
 #include "camera_api/ptz_session.h"
 #include "commands/handlers.h"
 #include "commands/ptz/zoom_ramp.h"
+#include "log/log.h"
 #include "wire/byte_order.h"
 #include "wire/request.h"
 
@@ -101,6 +102,14 @@ int move(struct soap* copy, PtzSession& ptz, int32_t direction, int32_t zoom_cod
   return continuous_move(ptz.session(), copy, ptz.ptz_address(), request);
 }
 
+// A head left moving is the one failure the recorder cannot see, so a Stop
+// the camera refused, for whatever reason, gets one more: ver20, which
+// every PTZ camera serves, with a fresh token.
+int stop_again(PtzSession& ptz, int refused) {
+  log_printf("[ipcam] Stop refused (%d): ver20 Stop sent again with a fresh token \n", refused);
+  return stop_motion(ptz.session(), ptz.ptz_address(), ptz.profile_token());
+}
+
 }  // namespace
 
 int32_t handle_ptz_move(uint8_t* payload) {
@@ -118,7 +127,8 @@ int32_t handle_ptz_move(uint8_t* payload) {
     usleep(kMoveToStopPauseUs);
   }
 
-  const int result = stop_motion(ptz.session(), ptz.ptz_address(), ptz.profile_token());
+  int result = stop_motion(ptz.session(), ptz.ptz_address(), ptz.profile_token());
+  if (result != SOAP_OK) result = stop_again(ptz, result);
   ptz.session().end();
   return result;
 }
@@ -129,10 +139,11 @@ int32_t handle_ptz_stop(uint8_t* payload) {
   if (!opened.ok()) return opened.result();
 
   // No fresh token: the Stop follows GetProfiles directly and goes with
-  // whatever security header the context still holds from it. Cameras that
-  // check every request refuse it; the recorder's firmware has always sent
-  // it so, and the cameras it ships with leave Stop open.
-  const int result = stop_motion_v10_as_is(ptz.session(), ptz.ptz_address(), ptz.profile_token());
+  // whatever security header the context still holds from it. The cameras
+  // the recorder ships with leave Stop open; one that checks every request
+  // gets it again with a fresh token.
+  int result = stop_motion_v10_as_is(ptz.session(), ptz.ptz_address(), ptz.profile_token());
+  if (result != SOAP_OK) result = stop_again(ptz, result);
   ptz.session().end();
   return result;
 }
