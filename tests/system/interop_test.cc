@@ -31,7 +31,10 @@ json vantelctl(const std::vector<std::string>& command, int camera_port) {
 // What one command did, as the interop table shows it: the reply (the block
 // commands' reply code and block status, "echo" for a bare header) and the
 // last request the camera received for it, with the preset token it named.
-std::string run_command(const std::vector<std::string>& command, const Camsim& camera, size_t& seen) {
+// `refused` counts the requests the camera refused for their credentials:
+// the logins a camera counts towards locking the recorder out.
+std::string run_command(const std::vector<std::string>& command, const Camsim& camera, size_t& seen,
+                        int& refused) {
   const json printed = vantelctl(command, camera.port());
   std::string cell = "no reply";
   if (printed.contains("block")) {
@@ -43,6 +46,9 @@ std::string run_command(const std::vector<std::string>& command, const Camsim& c
   }
   const std::vector<json> record = camera.record();
   const json last = record.size() > seen ? record.back() : json{{"op", "nothing"}};
+  refused = 0;
+  for (size_t i = seen; i < record.size(); ++i)
+    refused += record[i].value("auth", "") == "bad" || record[i].value("http_auth", "") == "refused";
   seen = record.size();
   cell += " " + last.value("op", "?");
   if (last.contains("values") && last["values"].contains("PresetToken"))
@@ -66,6 +72,7 @@ const std::vector<std::vector<std::string>> kCommands = {
     {"multiuser", "--mode", "1"}};
 
 using Cells = std::vector<std::string>;
+const std::pair<const char*, json> kWrongPassword = {"users", {{"admin", "other"}}};
 const Cells kDone = {"RESULT/0 GetStreamUri",
                      "SETTING_OK/1 SetVideoEncoderConfiguration",
                      "RESULT/1 GetStreamUri",
@@ -95,6 +102,7 @@ struct Row {
   json camera;
   Cells cells;
   const char* log;  // a line the daemon printed, or ""
+  int refused;      // refused logins each command cost
 };
 
 void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
@@ -113,43 +121,68 @@ TEST_P(InteropTable, EveryCommandAgainstTheFirmware) {
   const std::string block = temp_path("block");
   size_t seen = 0;
   Cells cells;
-  for (std::vector<std::string> command : kCommands) {
+  std::vector<int> refused(kCommands.size());
+  for (size_t i = 0; i < kCommands.size(); ++i) {
+    std::vector<std::string> command = kCommands[i];
     for (std::string& arg : command)
       if (arg == kBlock) arg = block;
-    cells.push_back(run_command(command, camera, seen));
+    cells.push_back(run_command(command, camera, seen, refused[i]));
   }
   EXPECT_EQ(row.cells, cells);
+  EXPECT_EQ(std::vector<int>(kCommands.size(), row.refused), refused);
   EXPECT_NE(std::string::npos, daemon.log().find(row.log)) << daemon.log();  // "" is always found
   // Whatever the camera did, the daemon serves the next command.
   size_t after = camera.record().size();
-  EXPECT_EQ(row.cells[0], run_command(kCommands[0], camera, after));
+  int ignored = 0;
+  EXPECT_EQ(row.cells[0], run_command(kCommands[0], camera, after, ignored));
 }
 
 // Each row is one firmware family or one habit of real firmware; the table
 // in the closing notes of the interop work is this one.
 const Row kRows[] = {
-    {"plain", json::object(), kDone, ""},
-    {"gsoap", {{"style", "gsoap"}}, kDone, ""},
-    {"gsoap2004", {{"style", "gsoap"}, {"wsa", "2004"}, {"framing", {"http10"}}}, kDone, ""},
-    {"gsoapChunked", {{"style", "gsoap"}, {"framing", {"chunked", "action"}}}, kDone, ""},
-    {"wcf", {{"style", "wcf"}, {"framing", {"chunked"}}}, kDone, ""},
+    {"plain", json::object(), kDone, "", 0},
+    {"gsoap", {{"style", "gsoap"}}, kDone, "", 0},
+    {"gsoap2004", {{"style", "gsoap"}, {"wsa", "2004"}, {"framing", {"http10"}}}, kDone, "", 0},
+    {"gsoapChunked", {{"style", "gsoap"}, {"framing", {"chunked", "action"}}}, kDone, "", 0},
+    {"wcf", {{"style", "wcf"}, {"framing", {"chunked"}}}, kDone, "", 0},
     {"numbered", {{"style", "numbered"}, {"framing", {"action"}}},
      with_presets("echo SetPreset(002)", "echo GotoPreset(001)"), ""},
-    {"enotation", {{"values", {"enotation"}}}, kDone, ""},
+    {"enotation", {{"values", {"enotation"}}}, kDone, "", 0},
     // Positions count in the camera's order, whatever it is.
     {"descending", {{"values", {"descending"}}}, with_presets("echo SetPreset(2)", "echo GotoPreset(3)"), ""},
     // 36 characters do not fit the 20-byte preset token: no preset request.
-    {"uuidTokens", {{"values", {"uuid_tokens"}}}, with_presets("echo GetPresets", "echo GetPresets"), ""},
-    {"accented", {{"values", {"accented"}}}, kDone, ""},
-    {"presets255", {{"values", {"presets255"}}}, kDone, ""},
+    {"uuidTokens", {{"values", {"uuid_tokens"}}}, with_presets("echo GetPresets", "echo GetPresets"), "", 0},
+    {"accented", {{"values", {"accented"}}}, kDone, "", 0},
+    {"presets255", {{"values", {"presets255"}}}, kDone, "", 0},
     {"presets255Descending", {{"values", {"presets255", "descending"}}},
-     with_presets("echo SetPreset(254)", "echo GotoPreset(255)"), ""},
-    {"resolutions25", {{"values", {"resolutions25"}}}, kDone, ""},
-    {"badDigest", {{"users", {{"admin", "other"}}}}, kRefused, "GetCapabilities error (12)"},
-    {"gsoapBadDigest", {{"style", "gsoap"}, {"users", {{"admin", "other"}}}}, kRefused, "GetCapabilities error (1)"},
-    {"empty200", {{"faults", {{{"op", "*"}, {"shape", "empty"}}}}}, kRefused, "GetCapabilities error (200)"},
-    {"soap11", {{"faults", {{{"op", "*"}, {"shape", "soap11"}}}}}, kRefused, "GetCapabilities error (3)"},
-    {"html401", {{"faults", {{{"op", "*"}, {"shape", "html401"}}}}}, kRefused, "GetCapabilities error (401)"},
+     with_presets("echo SetPreset(254)", "echo GotoPreset(255)"), "", 0},
+    {"resolutions25", {{"values", {"resolutions25"}}}, kDone, "", 0},
+    {"badDigest", {{"users", {{"admin", "other"}}}}, kRefused, "GetCapabilities error (12)", 1},
+    {"gsoapBadDigest", {{"style", "gsoap"}, {"users", {{"admin", "other"}}}}, kRefused, "GetCapabilities error (1)", 1},
+    {"empty200", {{"faults", {{{"op", "*"}, {"shape", "empty"}}}}}, kRefused, "GetCapabilities error (200)", 0},
+    {"soap11", {{"faults", {{{"op", "*"}, {"shape", "soap11"}}}}}, kRefused, "GetCapabilities error (3)", 0},
+    {"html401", {{"faults", {{{"op", "*"}, {"shape", "html401"}}}}}, kRefused, "GetCapabilities error (401)", 0},
+    // Cameras in the field, each with the recorder's password and with a
+    // wrong one: recovery acts only on a refusal and costs at most one more
+    // login, none where the clocks agree.
+    {"h265", {{"encoding_main", "H265"}}, kDone, "", 0},
+    {"h265BadPassword", {{"encoding_main", "H265"}, kWrongPassword}, kRefused, "GetCapabilities error (12)", 1},
+    {"clockAhead", {{"clock_offset", 3600}}, kDone, " s from ours: sent again on the camera's time", 1},
+    {"clockAheadBadPassword", {{"clock_offset", 3600}, kWrongPassword}, kRefused, "GetCapabilities error (12)", 2},
+    // Never set, and no Date header: the time comes from GetSystemDateAndTime.
+    {"clockUnset", {{"clock_offset", -800000000}, {"date_header", false}}, kDone, "[ipcam] camera clock -8", 1},
+    {"clockUnsetBadPassword", {{"clock_offset", -800000000}, {"date_header", false}, kWrongPassword}, kRefused,
+     "GetCapabilities error (12)", 2},
+    {"httpDigest", {{"http_digest", true}}, kDone, "[ipcam] camera asks for HTTP Digest: answered", 0},
+    {"httpDigestBadPassword", {{"http_digest", true}, kWrongPassword}, kRefused, "GetCapabilities error (401)", 1},
+    // Behind NAT: the services named on another host (loopback, so a
+    // regression reaches nothing beyond this machine).
+    {"natAddress", {{"advertise", "127.0.0.2:9"}}, kDone,
+     "[ipcam] media service at http://127.0.0.2:9/onvif/media_service is not the camera's address", 0},
+    {"natAddressBadPassword", {{"advertise", "127.0.0.2:9"}, kWrongPassword}, kRefused, "GetCapabilities error (12)", 1},
+    {"replayProtection", {{"replay_protection", true}}, kDone, "sent again with a fresh token", 0},
+    {"replayProtectionBadPassword", {{"replay_protection", true}, kWrongPassword}, kRefused,
+     "GetCapabilities error (12)", 1},
 };
 
 INSTANTIATE_TEST_SUITE_P(Firmware, InteropTable, ::testing::ValuesIn(kRows),

@@ -321,8 +321,10 @@ class Handler(BaseHTTPRequestHandler):
         elif (entry["ns"], entry["op"]) == (S.TDS, "GetSystemDateAndTime"):
             entry["http_auth"] = "exempt"
         else:
-            entry["http_auth"] = "challenged"
-        return entry["http_auth"] != "challenged"
+            # A wrong answer to a challenge is a refused login; no answer at
+            # all is only the first half of Digest.
+            entry["http_auth"] = "refused" if self.headers.get("Authorization") else "challenged"
+        return entry["http_auth"] in ("digest", "exempt")
 
     def send_answer(self, status, ctype, data, framing, extra):
         if "http10" in framing:
