@@ -40,6 +40,8 @@ inline const CameraCall kCameraCalls[] = {
     VANTEL_CALL(tds__GetCapabilities, "device", _tds__GetCapabilities, _tds__GetCapabilitiesResponse,
                 request.Category.push_back("All")),
     VANTEL_CALL(tds__GetDeviceInformation, "device", _tds__GetDeviceInformation, _tds__GetDeviceInformationResponse, ),
+    VANTEL_CALL(tds__GetSystemDateAndTime, "device", _tds__GetSystemDateAndTime,
+                _tds__GetSystemDateAndTimeResponse, ),
     VANTEL_CALL(tds__SystemReboot, "device", _tds__SystemReboot, _tds__SystemRebootResponse, ),
     VANTEL_CALL(trt__GetProfiles, "media", _trt__GetProfiles, _trt__GetProfilesResponse, ),
     VANTEL_CALL(trt__GetProfile, "media", _trt__GetProfile, _trt__GetProfileResponse, request.ProfileToken = "MainProfile"),

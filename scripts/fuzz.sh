@@ -4,8 +4,8 @@
 #
 #   scripts/fuzz.sh BUILD_DIR SECONDS [TARGET...]
 #
-# Targets: command_port and one per camera operation (the names make_seeds
-# prints, e.g. tptz__GetPresets). Seeds: camsim's answers, recorded at the
+# Targets: command_port, recovery (the session's answer to refusals) and one
+# per camera operation (the names make_seeds prints, e.g. tptz__GetPresets). Seeds: camsim's answers, recorded at the
 # start of each run. Corpora grow in BUILD_DIR/corpus/, crashes land in
 # BUILD_DIR/findings/.
 set -euo pipefail
@@ -53,6 +53,8 @@ run_target() {
   mkdir -p "$corpus/$target" "$findings/$target"
   if [[ $target == command_port ]]; then
     binary=$build/fuzz/fuzz_command_port max_len=2048
+  elif [[ $target == recovery ]]; then
+    binary=$build/fuzz/fuzz_recovery max_len=65536
   else
     binary=$build/fuzz/fuzz_answers max_len=65536
   fi

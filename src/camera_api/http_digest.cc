@@ -23,8 +23,16 @@ bool HttpDigest::take(struct soap* context, const char* challenge, const char* u
   return true;
 }
 
-void HttpDigest::before_request(struct soap* context) {
+void HttpDigest::before_request(struct soap* context, bool http) {
   if (!armed_) return;
+  if (!http) {
+    // To the runtime any other address is plain TCP: no HTTP header would
+    // carry the answer, and the plugin would start a digest of the request
+    // that nothing ends.
+    context->userid = nullptr;
+    context->passwd = nullptr;
+    return;
+  }
   http_da_data* data = plugin(context);
   if (data == nullptr) return;
   http_da_restore(context, &info_);
@@ -33,8 +41,13 @@ void HttpDigest::before_request(struct soap* context) {
 
 void HttpDigest::after_request(struct soap* context) {
   if (!armed_) return;
-  if (const http_da_data* data = static_cast<http_da_data*>(soap_lookup_plugin(context, http_da_id))) {
+  if (http_da_data* data = static_cast<http_da_data*>(soap_lookup_plugin(context, http_da_id))) {
     count_ = data->nc;
+    // The plugin starts a digest of each request before it is sent and ends
+    // it when it writes the Authorization line; a request that never got
+    // that far (no connection, no address) leaves it open, and the next
+    // request would start another over it.
+    if (data->smd_data.ctx != nullptr) soap_smd_final(context, &data->smd_data, nullptr, nullptr);
   }
 }
 

@@ -21,9 +21,10 @@ class HttpDigest {
   bool armed() const { return armed_; }
 
   // Around every request once armed: the answer to the challenge in the
-  // next request on `context`, then the nonce count it used kept, so a
-  // working copy counts on from its context and never repeats one.
-  void before_request(struct soap* context);
+  // next request on `context` when it goes to an `http` address, then the
+  // nonce count it used kept, so a working copy counts on from its context
+  // and never repeats one.
+  void before_request(struct soap* context, bool http);
   void after_request(struct soap* context);
 
   // Releases the credentials' copies; `context` is the session's context,

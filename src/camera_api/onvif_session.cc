@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <strings.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -80,24 +81,25 @@ int OnvifSession::add_token(struct soap* context) {
                                               time(nullptr) + static_cast<time_t>(clock_offset_));
 }
 
-int OnvifSession::attempt(struct soap* context, Token token, const std::function<int()>& send) {
-  if (token == kFreshToken) add_token(context);
+int OnvifSession::attempt(struct soap* context, const Request& request) {
+  if (request.token == kFreshToken) add_token(context);
   forget_answer_headers();
-  digest_.before_request(context);
-  const int result = send();
+  digest_.before_request(context, request.http);
+  const int result = request.send();
   digest_.after_request(context);
   return result;
 }
 
-int OnvifSession::exchange(struct soap* context, Token token, const std::function<int()>& send) {
-  int result = attempt(context, token, send);
+int OnvifSession::exchange(struct soap* context, Token token, const char* address, const std::function<int()>& send) {
+  const bool http = address != nullptr && (strncasecmp(address, "http://", 7) == 0 || strncasecmp(address, "https://", 8) == 0);
+  int result = attempt(context, {token, http, send});
 
   // A challenge to a request that carried no answer to one is the first
   // half of HTTP Digest, not a refused login.
   if (result == 401 && !digest_.armed() && *answer_digest_challenge() != '\0') {
     if (digest_.take(context, answer_digest_challenge(), camera_.user, camera_.password)) {
       log_puts("[ipcam] camera asks for HTTP Digest: answered ");
-      result = attempt(context, token, send);
+      result = attempt(context, {token, http, send});
     }
   }
   if (!refused_for_authentication(context, result)) return result;
@@ -106,14 +108,14 @@ int OnvifSession::exchange(struct soap* context, Token token, const std::functio
   // the refused one in what the refusal can have been about.
   if (token == kHeaderAsIs) {
     log_puts("[ipcam] refused on the previous request's header: sent again with a fresh token ");
-    return attempt(context, kFreshToken, send);
+    return attempt(context, {kFreshToken, http, send});
   }
   if (clock_learned_) return result;
   clock_learned_ = true;
   if (!learn_camera_clock(context)) return result;
   log_printf("[ipcam] camera clock %+lld s from ours: sent again on the camera's time \n",
              static_cast<long long>(clock_offset_));
-  return attempt(context, kFreshToken, send);
+  return attempt(context, {kFreshToken, http, send});
 }
 
 bool OnvifSession::learn_camera_clock(struct soap* context) {

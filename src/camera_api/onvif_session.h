@@ -57,7 +57,7 @@ class OnvifSession {
   template <typename Request, typename Answer>
   int call(struct soap* context, SoapCall<Request, Answer> operation, const char* address,
            Request& request, Answer& answer) {
-    return exchange(context, kFreshToken,
+    return exchange(context, kFreshToken, address,
                     [&] { return operation(context, address, nullptr, &request, answer); });
   }
   // The same without a fresh token: the request goes out with whatever
@@ -65,7 +65,7 @@ class OnvifSession {
   template <typename Request, typename Answer>
   int call_as_is(struct soap* context, SoapCall<Request, Answer> operation, const char* address,
                  Request& request, Answer& answer) {
-    return exchange(context, kHeaderAsIs,
+    return exchange(context, kHeaderAsIs, address,
                     [&] { return operation(context, address, nullptr, &request, answer); });
   }
 
@@ -109,8 +109,13 @@ class OnvifSession {
   // One request and, where the camera's refusal says how, one more: the
   // answer to an HTTP Digest challenge, a fresh token for a request sent on
   // the header as is, or tokens on the camera's clock.
-  int exchange(struct soap* context, Token token, const std::function<int()>& send);
-  int attempt(struct soap* context, Token token, const std::function<int()>& send);
+  struct Request {
+    Token token;
+    bool http;  // the address is http(s)://: HTTP Digest applies
+    const std::function<int()>& send;
+  };
+  int exchange(struct soap* context, Token token, const char* address, const std::function<int()>& send);
+  int attempt(struct soap* context, const Request& request);
   // After a refusal: the camera's time from the refusal's Date header, or
   // else from GetSystemDateAndTime, asked without credentials. True when it
   // differs from ours by more than the tolerance (the offset is then set).

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string>
 
+#include "camera_api/camera_clock.h"
 #include "camera_api/device_calls.h"
 #include "camera_api/media_calls.h"
 #include "camera_api/onvif_session.h"
@@ -130,6 +131,8 @@ TEST(CamsimStrict, EveryAnswerOfEveryStyleDeserializes) {
       {"default", {{"style", "numbered"}, {"framing", {"chunked", "action"}}}, true},
       {"default", {{"values", {"all"}}}, true},
       {"default", {{"style", "wcf"}, {"values", {"all"}}, {"framing", {"http10"}}}, true},
+      // A camera in the field: H.265, behind NAT, its clock an hour ahead.
+      {"default", {{"encoding_main", "H265"}, {"advertise", "127.0.0.2:9"}, {"clock_offset", 3600}}, true},
   };
   for (const auto& camera : cameras) {
     SCOPED_TRACE(std::string(camera.builtin) + " " + camera.config.dump());
@@ -157,6 +160,13 @@ TEST(CamsimStrict, EveryAnswerOfEveryStyleDeserializes) {
     EXPECT_EQ("SOAP-ENV:Sender/ter:InvalidArgVal/ter:NoProfile", s.fault());
     _tds__GetDeviceInformationResponse info;
     EXPECT_EQ(SOAP_OK, get_device_information(s, info)) << s.fault();
+    _tds__GetSystemDateAndTime ask;
+    _tds__GetSystemDateAndTimeResponse now;
+    int64_t camera_now = 0;
+    EXPECT_EQ(SOAP_OK, soap_call___tds__GetSystemDateAndTime(s.soap(), s.device_address(), nullptr, &ask, now))
+        << s.fault();
+    EXPECT_TRUE(camera_time(now, camera_now));
+    EXPECT_NEAR(time(nullptr) + camera.config.value("clock_offset", 0), camera_now, 5);
     const tt__Profile* first = read_media(s);
     ASSERT_NE(nullptr, first);
     ASSERT_EQ(camera.has_ptz, s.ptz_address() != nullptr && *s.ptz_address() != '\0');

@@ -129,6 +129,11 @@ TEST(CodecChangeExplicit, SendsTheRequestedSettingsToTheFirstTwoProfiles) {
   EXPECT_EQ("rtsp://127.0.0.1:8554/live/sub", got.text(block::kSecondUri, 50));
   EXPECT_TRUE(daemon.wait_for_log("1).second rtsp url : rtsp://127.0.0.1:8554/live/sub  codec (2)\n"));
 
+  // A first stream in H.265 goes back in H.265: only its sizes and rates change.
+  Camsim h265(json{{"validate_set", false}, {"encoding_main", "H265"}});
+  change(kExplicit, Block(h265.port()));
+  expect_values(values_of(h265, "SetVideoEncoderConfiguration").at(0), {{"token", "MainEncoder"}, {"encoding", "H265"}});
+
   // The same codec again: the set is sent a second time. A quality outside
   // its bounds on both sides falls back to 50; above 14 fps the stream gets
   // 15 at 4000. Passing either bound is enough: 200 against 1..100 is sent.

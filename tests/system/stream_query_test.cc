@@ -47,6 +47,13 @@ TEST(StreamQuery, FillsBothStreamsAndLeavesEveryOtherByteOfTheRequest) {
     EXPECT_EQ("RTP-Unicast/UDP", uri["Stream"].get<std::string>() + "/" + uri["Protocol"].get<std::string>());
   EXPECT_TRUE(daemon.wait_for_log("ip (127.0.0.1) port (" + std::to_string(camera.port()) +
                                   ") soap state(1) version(2) \n"));
+
+  // A stream in H.265, outside the schema's list: codec 0, the rest as usual.
+  Camsim h265(json{{"encoding_main", "H265"}});
+  Block h265_reply(query(Block(h265.port())).block);
+  EXPECT_EQ((Ints{1920, 1080, kCodecUnknown, 25, 5, 4096}), stream_fields(h265_reply.view(), 0));
+  EXPECT_EQ((Ints{640, 480, kCodecJpeg, 10, 3, 1024}), stream_fields(h265_reply.view(), 1));
+  EXPECT_EQ(main_uri, h265_reply.view().text(block::kFirstUri, 50));
 }
 
 TEST(StreamQuery, CameraFailuresAreReportedInTheBlock) {
