@@ -30,7 +30,12 @@ echo "== system tests: native driver and camsim, s390x daemon under qemu-s390x"
 netns=""
 if [ "$(id -u)" -eq 0 ] && unshare -n true 2>/dev/null; then netns=scripts/netns-run.sh; fi
 # The firmware-style table is left to the native runs: it varies what the
-# camera sends, which emulation does not touch, and would add a minute.
-VANTEL_TEST_DAEMON_BUILD="$out" VANTEL_TEST_DAEMON_WRAPPER="$qemu" \
-  $netns timeout 900 build/tests/system_tests --gtest_brief=1 --gtest_filter='-Firmware/*'
+# camera sends, which emulation does not touch, and would add a minute. Its
+# field-camera rows do run here: the daemon's own arithmetic on the clock,
+# the Digest count and the addresses.
+for filter in '-Firmware/*' \
+  'Firmware/*/h265*:Firmware/*/clock*:Firmware/*/httpDigest*:Firmware/*/natAddress*:Firmware/*/replayProtection*'; do
+  VANTEL_TEST_DAEMON_BUILD="$out" VANTEL_TEST_DAEMON_WRAPPER="$qemu" \
+    $netns timeout 900 build/tests/system_tests --gtest_brief=1 --gtest_filter="$filter"
+done
 
