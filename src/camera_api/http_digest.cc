@@ -1,26 +1,48 @@
 #include "camera_api/http_digest.h"
 
+#include <cstring>
+
 namespace vantel {
+namespace {
+
+// The plugin's reader of WWW-Authenticate lines. It is taken off the
+// context's header parser as soon as the plugin is registered: left there,
+// it would keep every later challenge to itself (the session must see a
+// stale one) and quietly swap nonces between requests.
+int (*g_challenge_reader)(struct soap*, const char*, const char*) = nullptr;
+
+}  // namespace
 
 http_da_data* HttpDigest::plugin(struct soap* context) {
-  if (soap_lookup_plugin(context, http_da_id) == nullptr) soap_register_plugin(context, http_da);
+  if (soap_lookup_plugin(context, http_da_id) == nullptr) {
+    const auto own_parser = context->fparsehdr;
+    if (soap_register_plugin(context, http_da) != SOAP_OK) return nullptr;
+    g_challenge_reader = context->fparsehdr;
+    context->fparsehdr = own_parser;
+  }
   return static_cast<http_da_data*>(soap_lookup_plugin(context, http_da_id));
 }
 
 bool HttpDigest::take(struct soap* context, const char* challenge, const char* user, const char* password) {
   http_da_data* data = plugin(context);
   if (data == nullptr) return false;
+  // A renewed challenge replaces the one before.
+  release(context);
   // The runtime's own parser noted the realm already; the plugin reads a
   // challenge only for a realm it has not seen.
   context->authrealm = nullptr;
   data->nonce = nullptr;
-  context->fparsehdr(context, "WWW-Authenticate", challenge);
+  g_challenge_reader(context, "WWW-Authenticate", challenge);
   if (context->authrealm == nullptr || data->nonce == nullptr) return false;
-  release(context);
   http_da_save(context, &info_, context->authrealm, user, password);
   count_ = 1;
   armed_ = true;
   return true;
+}
+
+bool HttpDigest::stale(struct soap* context, const char* challenge) {
+  const char* flag = soap_http_header_attribute(context, challenge + std::strlen("Digest "), "stale");
+  return flag != nullptr && soap_tag_cmp(flag, "true") == 0;
 }
 
 void HttpDigest::before_request(struct soap* context, bool http) {

@@ -19,6 +19,9 @@ class HttpDigest {
   // algorithm the plugin knows (MD5, SHA-256, their -sess forms).
   bool take(struct soap* context, const char* challenge, const char* user, const char* password);
   bool armed() const { return armed_; }
+  // True when `challenge` says the answer was right but its nonce has run
+  // out (stale=true): a new nonce to take, not a refused login.
+  static bool stale(struct soap* context, const char* challenge);
 
   // Around every request once armed: the answer to the challenge in the
   // next request on `context` when it goes to an `http` address, then the

@@ -95,10 +95,13 @@ int OnvifSession::exchange(struct soap* context, Token token, const char* addres
   int result = attempt(context, {token, http, send});
 
   // A challenge to a request that carried no answer to one is the first
-  // half of HTTP Digest, not a refused login.
-  if (result == 401 && !digest_.armed() && *answer_digest_challenge() != '\0') {
-    if (digest_.take(context, answer_digest_challenge(), camera_.user, camera_.password)) {
-      log_puts("[ipcam] camera asks for HTTP Digest: answered ");
+  // half of HTTP Digest, and one marked stale a nonce run out: neither is a
+  // refused login.
+  const char* challenge = answer_digest_challenge();
+  if (result == 401 && *challenge != '\0' && (!digest_.armed() || HttpDigest::stale(context, challenge))) {
+    const bool first = !digest_.armed();
+    if (digest_.take(context, challenge, camera_.user, camera_.password)) {
+      if (first) log_puts("[ipcam] camera asks for HTTP Digest: answered ");
       result = attempt(context, {token, http, send});
     }
   }

@@ -146,10 +146,10 @@ const Row kRows[] = {
     {"gsoapChunked", {{"style", "gsoap"}, {"framing", {"chunked", "action"}}}, kDone, "", 0},
     {"wcf", {{"style", "wcf"}, {"framing", {"chunked"}}}, kDone, "", 0},
     {"numbered", {{"style", "numbered"}, {"framing", {"action"}}},
-     with_presets("echo SetPreset(002)", "echo GotoPreset(001)"), ""},
+     with_presets("echo SetPreset(002)", "echo GotoPreset(001)"), "", 0},
     {"enotation", {{"values", {"enotation"}}}, kDone, "", 0},
     // Positions count in the camera's order, whatever it is.
-    {"descending", {{"values", {"descending"}}}, with_presets("echo SetPreset(2)", "echo GotoPreset(3)"), ""},
+    {"descending", {{"values", {"descending"}}}, with_presets("echo SetPreset(2)", "echo GotoPreset(3)"), "", 0},
     // 36 characters do not fit the 20-byte preset token: no preset request.
     {"uuidTokens", {{"values", {"uuid_tokens"}}}, with_presets("echo GetPresets", "echo GetPresets"), "", 0},
     {"accented", {{"values", {"accented"}}}, kDone, "", 0},
@@ -173,7 +173,9 @@ const Row kRows[] = {
     {"clockUnset", {{"clock_offset", -800000000}, {"date_header", false}}, kDone, "[ipcam] camera clock -8", 1},
     {"clockUnsetBadPassword", {{"clock_offset", -800000000}, {"date_header", false}, kWrongPassword}, kRefused,
      "GetCapabilities error (12)", 2},
-    {"httpDigest", {{"http_digest", true}}, kDone, "[ipcam] camera asks for HTTP Digest: answered", 0},
+    // Nonces that serve three requests each: renewed when stale mid-command.
+    {"httpDigest", {{"http_digest", true}, {"http_digest_nonce_uses", 3}}, kDone,
+     "[ipcam] camera asks for HTTP Digest: answered", 0},
     {"httpDigestBadPassword", {{"http_digest", true}, kWrongPassword}, kRefused, "GetCapabilities error (401)", 1},
     // Behind NAT: the services named on another host (loopback, so a
     // regression reaches nothing beyond this machine).

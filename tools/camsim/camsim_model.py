@@ -56,6 +56,7 @@ BUILTIN = {
         "date_header": True,
         "http_digest": False,
         "http_digest_algorithm": "MD5",
+        "http_digest_nonce_uses": None,
         "advertise": None,
         "encoding_main": None,
         "ptz": "present",
@@ -327,7 +328,8 @@ class Camera:
         self.position = {"pan": 0.0, "tilt": 0.0, "zoom": 0.0}
         self.reboots = 0
         self.nonces = set()
-        self.digest_nonces = set()  # HTTP Digest nonces handed out, valid for the life of the process
+        # HTTP Digest nonces handed out: their uses and the last nonce count.
+        self.digest_nonces = {}
         # (encoder token, text): SetVideoEncoderConfiguration accepts the
         # encoding_main text for the first encoder though no options group lists it.
         self.main_encoding = None
@@ -562,6 +564,9 @@ def _shape_values(cfg):
         raise ValueError("date_time_answer must be ok or absent, not %r" % cfg.get("date_time_answer"))
     if cfg.get("http_digest_algorithm", "MD5") not in DIGEST_ALGORITHMS:
         raise ValueError("http_digest_algorithm must be MD5 or SHA-256, not %r" % cfg.get("http_digest_algorithm"))
+    uses = cfg.get("http_digest_nonce_uses")
+    if uses is not None and (type(uses) is not int or uses < 1):
+        raise ValueError("http_digest_nonce_uses must be a count >= 1, not %r" % uses)
     adv = cfg.get("advertise")
     if adv is not None and not (isinstance(adv, str) and adv and ADVERTISE.match(adv)):
         raise ValueError("advertise must be HOST:PORT, :PORT or HOST, not %r" % adv)

@@ -47,19 +47,38 @@ def parse_created(text):
     return when.timestamp() + float(m.group(7) or 0)
 
 
-def digest_challenge(cam):
+def digest_challenge(cam, stale=False):
     """WWW-Authenticate value of http_digest, with a nonce camsim will accept from now on."""
     nonce = os.urandom(16).hex()
     with cam.lock:
-        cam.digest_nonces.add(nonce)
-    return 'Digest realm="%s", qop="auth", nonce="%s", opaque="%s", algorithm=%s' % (
-        REALM, nonce, OPAQUE, cam.cfg.get("http_digest_algorithm") or "MD5")
+        cam.digest_nonces[nonce] = {"uses": 0, "nc": 0}
+    return 'Digest realm="%s", qop="auth", nonce="%s", opaque="%s", algorithm=%s%s' % (
+        REALM, nonce, OPAQUE, cam.cfg.get("http_digest_algorithm") or "MD5", ", stale=true" if stale else "")
 
 
-def digest_valid(cam, authorization, method, uri):
-    """True if an Authorization header is a good Digest (RFC 7616, or RFC 2069 without qop)."""
+def digest_verdict(cam, authorization, method, uri):
+    """"ok" for a good Digest (RFC 7616, or RFC 2069 without qop), "stale" for a
+    good one on a nonce used up (http_digest_nonce_uses), else "bad". With
+    qop, each nonce's count must grow, as servers that refuse replays check."""
+    verdict = digest_check(cam, authorization, method, uri)
+    if verdict is None:
+        return "bad"
+    nonce, nc = verdict
+    with cam.lock:
+        state = cam.digest_nonces[nonce]
+        if nc is not None:
+            if nc <= state["nc"]:
+                return "bad"
+            state["nc"] = nc
+        state["uses"] += 1
+        limit = cam.cfg.get("http_digest_nonce_uses")
+        return "stale" if limit and state["uses"] > limit else "ok"
+
+
+def digest_check(cam, authorization, method, uri):
+    """(nonce, nonce count or None) of a Digest whose response is right, else None."""
     if not authorization or authorization[:7].lower() != "digest ":
-        return False
+        return None
     pairs = re.findall(r'([\w-]+)\s*=\s*(?:"((?:[^"\\]|\\.)*)"|([^\s,]*))', authorization[7:])
     p = {k.lower(): re.sub(r"\\(.)", r"\1", quoted) or bare for k, quoted, bare in pairs}
     algo = cam.cfg.get("http_digest_algorithm") or "MD5"
@@ -69,7 +88,7 @@ def digest_valid(cam, authorization, method, uri):
         known = nonce in cam.digest_nonces
     if not known or user not in users or p.get("realm") != REALM or p.get("uri") != uri or \
             p.get("algorithm", algo).upper() != algo or p.get("opaque", OPAQUE) != OPAQUE:
-        return False
+        return None
 
     def h(*parts):
         return HTTP_HASHES[algo](":".join(parts).encode()).hexdigest()
@@ -77,11 +96,13 @@ def digest_valid(cam, authorization, method, uri):
     qop = p.get("qop")
     if qop is None:
         want = h(ha1, nonce, ha2)
-    elif qop == "auth" and p.get("nc") and p.get("cnonce"):
+    elif qop == "auth" and p.get("nc") and p.get("cnonce") and re.fullmatch(r"[0-9a-fA-F]{8}", p["nc"]):
         want = h(ha1, nonce, p["nc"], p["cnonce"], qop, ha2)
     else:
-        return False
-    return (p.get("response") or "").lower() == want
+        return None
+    if (p.get("response") or "").lower() != want:
+        return None
+    return nonce, int(p["nc"], 16) if qop else None
 
 
 def body_op(raw):
@@ -308,7 +329,7 @@ class Handler(BaseHTTPRequestHandler):
                 ctype += '; action="%s"' % action
         challenge = None
         if status == 401:
-            challenge = digest_challenge(cam) if cam.cfg.get("http_digest") else \
+            challenge = digest_challenge(cam, entry.get("http_auth") == "stale") if cam.cfg.get("http_digest") else \
                 'Digest realm="camsim", qop="auth", nonce="%s"' % os.urandom(8).hex()
         self.send_answer(status, ctype, data, cam.framing, {"WWW-Authenticate": challenge} if challenge else {})
 
@@ -316,8 +337,11 @@ class Handler(BaseHTTPRequestHandler):
         """The http_digest check, before any SOAP: records http_auth, and op/ns
         so that a 401 is on record with the operation it refused."""
         entry["op"], entry["ns"] = body_op(raw)
-        if digest_valid(cam, self.headers.get("Authorization"), self.command, self.path):
+        verdict = digest_verdict(cam, self.headers.get("Authorization"), self.command, self.path)
+        if verdict == "ok":
             entry["http_auth"] = "digest"
+        elif verdict == "stale":
+            entry["http_auth"] = "stale"  # right credentials on a nonce used up: not a refused login
         elif (entry["ns"], entry["op"]) == (S.TDS, "GetSystemDateAndTime"):
             entry["http_auth"] = "exempt"
         else:
