@@ -4,7 +4,7 @@
 set -eu
 
 packages="cmake make g++ pkg-config gsoap libgsoap-dev libssl-dev zlib1g-dev
-libgtest-dev nlohmann-json3-dev python3 $*"
+libgtest-dev nlohmann-json3-dev python3 tshark $*"
 
 missing=""
 for p in $packages; do
@@ -17,4 +17,6 @@ done
 if [ "$(id -u)" -eq 0 ]; then sudo=""; else sudo="sudo"; fi
 echo "bootstrap: installing$missing"
 $sudo apt-get update -qq
-DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends $missing
+# Through env, since sudo drops the caller's environment: tshark's question
+# about capturing as non-root must take its default (no) unasked.
+$sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing
