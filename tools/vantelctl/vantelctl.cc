@@ -41,7 +41,11 @@ const char kUsage[] =
     "result block options:\n"
     "  --block-file F      start from a saved 480-byte block\n"
     "  --field NAME=VALUE  set one block field (names as printed in a reply)\n"
-    "  --save-block F      write the reply's block to F\n";
+    "  --save-block F      write the reply's block to F\n"
+    "\n"
+    "to watch port 1997, decoded with the same field names (capturing needs root\n"
+    "or the wireshark group), from the source tree:\n"
+    "  tshark -X lua_script:tools/wireshark/rifa.lua -i lo -f \"tcp port 1997\" -V\n";
 
 struct Options {
   std::string host = "127.0.0.1";
