@@ -51,14 +51,18 @@ void HttpDigest::before_request(struct soap* context, bool http) {
     // To the runtime any other address is plain TCP: no HTTP header would
     // carry the answer, and the plugin would start a digest of the request
     // that nothing ends.
-    context->userid = nullptr;
-    context->passwd = nullptr;
+    withhold(context);
     return;
   }
   http_da_data* data = plugin(context);
   if (data == nullptr) return;
   http_da_restore(context, &info_);
   data->nc = count_;
+}
+
+void HttpDigest::withhold(struct soap* context) {
+  context->userid = nullptr;
+  context->passwd = nullptr;
 }
 
 void HttpDigest::after_request(struct soap* context) {

@@ -29,6 +29,8 @@ class HttpDigest {
   // and never repeats one.
   void before_request(struct soap* context, bool http);
   void after_request(struct soap* context);
+  // The next request on `context` goes without any HTTP credentials.
+  static void withhold(struct soap* context);
 
   // Releases the credentials' copies; `context` is the session's context,
   // before it is ended.

@@ -131,8 +131,7 @@ bool OnvifSession::learn_camera_clock(struct soap* context) {
     // No token and no HTTP credentials: a wrong password must not cost a
     // second refused login here.
     context->header = nullptr;
-    context->userid = nullptr;
-    context->passwd = nullptr;
+    HttpDigest::withhold(context);
     forget_answer_headers();
     known = soap_call___tds__GetSystemDateAndTime(context, g_device_address, nullptr, &request, answer) == SOAP_OK &&
             camera_time(answer, camera_now);

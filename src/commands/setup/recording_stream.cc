@@ -94,9 +94,10 @@ int32_t set_up_recording_stream(OnvifSession& session, MediaService& media, cons
   block.clear(block::kFirstOptions, block::kOptionTableSize);
   static const std::vector<tt__VideoResolution*> kNone;
   const std::vector<tt__VideoResolution*>& h264_sizes = h264 ? h264->ResolutionsAvailable : kNone;
-  if (codec_from_encoding(settled->Encoding) == kCodecH264) {
+  const StreamCodec settled_codec = codec_from_encoding(settled->Encoding);
+  if (settled_codec == kCodecH264) {
     fill_first_options(block, h264_sizes, h264_sizes.size());
-  } else if (codec_from_encoding(settled->Encoding) == kCodecJpeg) {
+  } else if (settled_codec == kCodecJpeg) {
     if (recording != nullptr) recording->Encoding = encoding_of_codec(kCodecH264);
     media.push_encoder(recording);
     const tt__JpegOptions* jpeg = jpeg_options(options);
