@@ -1,41 +1,43 @@
 # The camera-service client bindings (generated into src/onvif by
-# scripts/generate-onvif.sh) plus gSOAP's WS-Security plugin, built as one
-# static library `onvif`.
+# scripts/generate-onvif.sh), gSOAP's plugins and the gSOAP runtime, built
+# as two static libraries: `gsoap_runtime` and `onvif` on top of it.
 #
-# Everything that includes stdsoap2.h must see the same WITH_* flags as
-# Debian's libgsoapssl++ was built with, because they change the layout of
-# struct soap.  Those flags come from pkg-config and are PUBLIC here, so
-# every target linking `onvif` gets exactly them.
+# Every build compiles the same runtime from Debian's gSOAP source package
+# (scripts/gsoap-runtime.sh, run here at configure time), so the tests, the
+# sanitizers and the fuzzers run the runtime that ships. Its compile-time
+# options change the layout of struct soap; they are all in one header,
+# src/gsoap_runtime/soapdefs.h, which stdsoap2.h includes first whenever
+# WITH_SOAPDEFS_H is defined. That definition is PUBLIC on the runtime, so
+# every file that includes stdsoap2.h, in whatever target, sees exactly the
+# options the runtime was compiled with.
+#
+# The runtime is built without its TLS layer: the daemon never makes a TLS
+# connection, and the layer would link all of libssl and OpenSSL's X.509
+# and PEM code. What the WS-Security plugins use of it, soap_ssl_init() and
+# the OpenSSL-backed soap_random, comes from src/gsoap_runtime/crypto_init.cc;
+# SHA-1 and the nonce come from libcrypto as in Debian's libgsoapssl++.
 
 find_package(OpenSSL REQUIRED)
 find_package(ZLIB REQUIRED)
 
-# A target with no packaged gSOAP (the static PowerPC build) compiles the
-# runtime from a gSOAP source tree instead: Debian's WITH_* flags except
-# WITH_OPENSSL. The daemon never makes a TLS connection, and the runtime's
-# TLS layer would link all of libssl and OpenSSL's X.509 and PEM code into
-# a program for a small flash. What the WS-Security plugins use of that
-# layer, soap_ssl_init() and the OpenSSL-backed soap_random, comes from
-# src/gsoap_runtime/crypto_init.cc; SHA-1 and the nonce still come from
-# libcrypto exactly as with the packaged runtime.
-set(VANTEL_GSOAP_RUNTIME_SOURCE "" CACHE PATH
-    "gSOAP source folder holding stdsoap2.cpp and dom.cpp; empty: the system's libgsoapssl++")
-set(VANTEL_GSOAP_SSL OpenSSL::SSL)
-if(VANTEL_GSOAP_RUNTIME_SOURCE)
-  add_library(gsoapssl_runtime STATIC
-    ${VANTEL_GSOAP_RUNTIME_SOURCE}/stdsoap2.cpp ${VANTEL_GSOAP_RUNTIME_SOURCE}/dom.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/../src/gsoap_runtime/crypto_init.cc)
-  target_include_directories(gsoapssl_runtime PUBLIC ${VANTEL_GSOAP_RUNTIME_SOURCE})
-  target_compile_definitions(gsoapssl_runtime PUBLIC WITH_IPV6 WITH_GZIP WITH_DOM)
-  target_link_libraries(gsoapssl_runtime PUBLIC OpenSSL::Crypto ZLIB::ZLIB)
-  target_compile_options(gsoapssl_runtime PRIVATE -w)
-  set(VANTEL_GSOAP_RUNTIME gsoapssl_runtime)
-  set(VANTEL_GSOAP_SSL "")
-else()
-  find_package(PkgConfig REQUIRED)
-  pkg_check_modules(GSOAPSSL REQUIRED IMPORTED_TARGET gsoapssl++)
-  set(VANTEL_GSOAP_RUNTIME PkgConfig::GSOAPSSL)
+set(VANTEL_GSOAP_RUNTIME_SOURCE ${CMAKE_CURRENT_LIST_DIR}/../build/gsoap-runtime CACHE PATH
+    "Where scripts/gsoap-runtime.sh puts stdsoap2.h, stdsoap2.cpp and dom.cpp")
+execute_process(COMMAND ${CMAKE_CURRENT_LIST_DIR}/../scripts/gsoap-runtime.sh ${VANTEL_GSOAP_RUNTIME_SOURCE}
+                RESULT_VARIABLE gsoap_runtime_result)
+if(NOT gsoap_runtime_result EQUAL 0)
+  message(FATAL_ERROR "scripts/gsoap-runtime.sh failed: no gSOAP runtime source")
 endif()
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+  ${CMAKE_CURRENT_LIST_DIR}/../scripts/gsoap-runtime.sh ${CMAKE_CURRENT_LIST_DIR}/../scripts/gsoap-runtime.py)
+
+add_library(gsoap_runtime STATIC
+  ${VANTEL_GSOAP_RUNTIME_SOURCE}/stdsoap2.cpp ${VANTEL_GSOAP_RUNTIME_SOURCE}/dom.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/../src/gsoap_runtime/crypto_init.cc)
+target_include_directories(gsoap_runtime PUBLIC
+  ${CMAKE_CURRENT_LIST_DIR}/../src/gsoap_runtime ${VANTEL_GSOAP_RUNTIME_SOURCE})
+target_compile_definitions(gsoap_runtime PUBLIC WITH_SOAPDEFS_H)
+target_link_libraries(gsoap_runtime PUBLIC OpenSSL::Crypto ZLIB::ZLIB)
+target_compile_options(gsoap_runtime PRIVATE -w)
 
 set(VANTEL_GSOAP_SHARE /usr/share/gsoap CACHE PATH
     "gSOAP's shared sources (Debian package gsoap): plugin/ and custom/")
@@ -61,23 +63,21 @@ foreach(src IN LISTS VANTEL_GSOAP_PLUGIN_SOURCES)
   endif()
 endforeach()
 set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES} PROPERTIES LANGUAGE CXX)
-if(VANTEL_GSOAP_RUNTIME_SOURCE)
-  # soap_random is the C library's rand() in a runtime without its TLS
-  # layer; the runtime and the plugins (the WS-Security nonce) draw from
-  # OpenSSL instead, as the full runtime's soap_rand() does. HAVE_RANDOM
-  # makes soap_random call random() (rand() cannot be renamed: <cstdlib>
-  # undefines it), which is vantel_soap_random in their sources only.
-  set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES}
-    ${VANTEL_GSOAP_RUNTIME_SOURCE}/stdsoap2.cpp ${VANTEL_GSOAP_RUNTIME_SOURCE}/dom.cpp
-    PROPERTIES COMPILE_DEFINITIONS "HAVE_RANDOM;random=vantel_soap_random")
-  # stdsoap2.h includes OpenSSL's headers only with its TLS layer; the
-  # plugins call RAND_bytes (mecevp.c) without including rand.h themselves.
-  set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES} PROPERTIES COMPILE_OPTIONS "-include;openssl/rand.h")
-  # The X.509 store set-up in wsseapi.c (signed messages, never used here)
-  # passes soap->fsslverify, a plain pointer without the TLS layer, as
-  # OpenSSL's callback type: valid C, an error in C++ unless permissive.
-  set_source_files_properties(${VANTEL_GSOAP_SHARE}/plugin/wsseapi.c PROPERTIES COMPILE_OPTIONS "-include;openssl/rand.h;-fpermissive")
-endif()
+# soap_random is the C library's rand() in a runtime without its TLS
+# layer; the runtime and the plugins (the WS-Security nonce) draw from
+# OpenSSL instead, as the full runtime's soap_rand() does. HAVE_RANDOM
+# makes soap_random call random() (rand() cannot be renamed: <cstdlib>
+# undefines it), which is vantel_soap_random in their sources only.
+set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES}
+  ${VANTEL_GSOAP_RUNTIME_SOURCE}/stdsoap2.cpp ${VANTEL_GSOAP_RUNTIME_SOURCE}/dom.cpp
+  PROPERTIES COMPILE_DEFINITIONS "HAVE_RANDOM;random=vantel_soap_random")
+# stdsoap2.h includes OpenSSL's headers only with its TLS layer; the
+# plugins call RAND_bytes (mecevp.c) without including rand.h themselves.
+set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES} PROPERTIES COMPILE_OPTIONS "-include;openssl/rand.h")
+# The X.509 store set-up in wsseapi.c (signed messages, never used here)
+# passes soap->fsslverify, a plain pointer without the TLS layer, as
+# OpenSSL's callback type: valid C, an error in C++ unless permissive.
+set_source_files_properties(${VANTEL_GSOAP_SHARE}/plugin/wsseapi.c PROPERTIES COMPILE_OPTIONS "-include;openssl/rand.h;-fpermissive")
 
 file(GLOB VANTEL_ONVIF_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/../src/onvif/*.cpp)
 
@@ -87,10 +87,8 @@ target_include_directories(onvif PUBLIC
   ${VANTEL_GSOAP_SHARE}/plugin
   ${VANTEL_GSOAP_SHARE}/custom
   ${VANTEL_GSOAP_SHARE})
-# PkgConfig::GSOAPSSL carries the WITH_* definitions as PUBLIC usage
-# requirements along with the library.
-target_link_libraries(onvif PUBLIC ${VANTEL_GSOAP_RUNTIME} ${VANTEL_GSOAP_SSL} OpenSSL::Crypto ZLIB::ZLIB)
-# libgsoapssl++ calls back into the generated serializers (faults, SOAP
+target_link_libraries(onvif PUBLIC gsoap_runtime)
+# The runtime calls back into the generated serializers (faults, SOAP
 # header), so the archive must be searched again after the runtime on the
 # link line; otherwise a program that uses only runtime calls fails to link.
 target_link_libraries(onvif INTERFACE "$<TARGET_FILE:onvif>")

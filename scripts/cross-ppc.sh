@@ -1,7 +1,7 @@
 #!/bin/sh
 # `make cross-ppc`: the static 32-bit PowerPC daemon and vantelctl in
-# build-ppc/ (plus stripped copies), with zlib, OpenSSL and the gSOAP runtime
-# cross-built from Debian's source packages; then the UsernameToken clock
+# build-ppc/ (plus stripped copies), with zlib and OpenSSL cross-built from
+# Debian's source packages and the gSOAP runtime every build compiles; then the UsernameToken clock
 # test under qemu-ppc. Sources and libraries are cached under build/ and
 # reused; delete build/ppc-src or build/ppc-prefix to rebuild them.
 set -eu
@@ -24,7 +24,7 @@ if [ ! -f "$src/.complete" ]; then
   rm -rf "$src"
   mkdir -p "$src"
   scripts/cross-apt.sh update -qq
-  (cd "$src" && "$root/scripts/cross-apt.sh" source -qq zlib gsoap)
+  (cd "$src" && "$root/scripts/cross-apt.sh" source -qq zlib)
   # The security suite can name an openssl whose source the mirror no
   # longer has; then take the newest version that is there.
   if ! (cd "$src" && "$root/scripts/cross-apt.sh" source -qq openssl 2>/dev/null); then
@@ -37,15 +37,12 @@ if [ ! -f "$src/.complete" ]; then
 fi
 zlib_src=$(ls -d "$src"/zlib-*/ | head -1)
 openssl_src=$(ls -d "$src"/openssl-*/ | head -1)
-# The gSOAP runtime without its C++ stream I/O (see the script).
-gsoap_src=$root/build/ppc-gsoap-runtime
-/usr/bin/python3 scripts/ppc-gsoap-runtime.py "$(ls -d "$src"/gsoap-*/ | head -1)gsoap" "$gsoap_src"
 
 # OpenSSL and zlib are C: no C++ exception ever unwinds through them, so
 # they need no unwind tables (a quarter of OpenSSL's bytes otherwise).
 c_flags="$flags -fno-asynchronous-unwind-tables -fno-unwind-tables"
 # What vantel uses of OpenSSL is SHA-1 and random bytes. The runtime is
-# built here without its TLS layer (cmake/onvif.cmake), so libssl is not
+# built without its TLS layer (cmake/onvif.cmake), so libssl is not
 # linked and no TLS protocol version is built; the WS-Security plugins
 # still name X.509 stores, PEM, RSA keys, AES/3DES, MD5, HMAC and the SHA-2
 # family, so those stay. Everything else is left out, DH and sockets too.
@@ -77,7 +74,7 @@ fi
 # shadowed by a cache from an older one; unchanged objects are not rebuilt.
 rm -f "$out/CMakeCache.txt"
 cmake -S . -B "$out" -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/powerpc-linux-gnu.cmake \
-  -DVANTEL_PPC_PREFIX="$prefix" -DVANTEL_GSOAP_RUNTIME_SOURCE="$gsoap_src" \
+  -DVANTEL_PPC_PREFIX="$prefix" \
   -DCMAKE_BUILD_TYPE=MinSizeRel -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=ON \
   -DVANTEL_GTEST_SUITES=OFF >/dev/null
 cmake --build "$out" -j"$jobs" --target vantel vantelctl token_time_test

@@ -9,7 +9,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 sysroot=${1:-$root/build/sysroot-s390x}
 [ -f "$sysroot/.complete" ] && exit 0
 
-packages="libgsoap-dev:s390x libssl-dev:s390x zlib1g-dev:s390x libgtest-dev:s390x nlohmann-json3-dev"
+packages="libssl-dev:s390x zlib1g-dev:s390x libgtest-dev:s390x nlohmann-json3-dev"
 debs=$sysroot.debs
 rm -rf "$sysroot" "$debs"
 mkdir -p "$debs"

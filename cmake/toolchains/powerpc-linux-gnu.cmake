@@ -1,7 +1,8 @@
 # 32-bit big-endian PowerPC Linux, the recorder's board: Debian's cross
 # compiler (g++-powerpc-linux-gnu), fully static, sized for a small flash.
-# zlib, OpenSSL and the gSOAP runtime are cross-built from Debian's source
-# packages by scripts/cross-ppc.sh into VANTEL_PPC_PREFIX.
+# zlib and OpenSSL are cross-built from Debian's source packages by
+# scripts/cross-ppc.sh into VANTEL_PPC_PREFIX; the gSOAP runtime is the one
+# every build compiles (cmake/onvif.cmake).
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR powerpc)
 set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc)

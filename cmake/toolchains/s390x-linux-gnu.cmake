@@ -26,11 +26,5 @@ foreach(lang C CXX)
     ${VANTEL_SYSROOT}/usr/include/s390x-linux-gnu ${VANTEL_SYSROOT}/usr/include)
 endforeach()
 
-# The target's gsoapssl++.pc, so that the WITH_* flags are the ones its
-# runtime was built with.
-set(ENV{PKG_CONFIG_LIBDIR}
-  ${VANTEL_SYSROOT}/usr/lib/s390x-linux-gnu/pkgconfig:${VANTEL_SYSROOT}/usr/share/pkgconfig)
-set(ENV{PKG_CONFIG_SYSROOT_DIR} ${VANTEL_SYSROOT})
-
 # Test discovery and ctest run the target's programs through qemu-user.
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-s390x -L /usr/s390x-linux-gnu)

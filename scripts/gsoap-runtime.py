@@ -1,14 +1,15 @@
 #!/usr/bin/python3
 """Copies the gSOAP runtime (stdsoap2.h, stdsoap2.cpp, dom.cpp) from a gSOAP
-source tree into DEST for the static PowerPC build, without the runtime's
-optional C++ stream I/O: sending to soap->os, receiving from soap->is,
+source tree into DEST for every build (scripts/gsoap-runtime.sh), without
+the runtime's optional C++ stream I/O: sending to soap->os, receiving from soap->is,
 soap_stream_fault() and the DOM's << and >> operators.
 
 vantel never sets soap->is or soap->os (it talks to cameras over sockets
 only) and calls none of those functions. But their mere presence links
 libstdc++'s instantiations of basic_ios, istream and ostream, and with them
 the construction of the classic locale, every char and wchar_t facet and
-glibc's wide-character, collation and iconv code: a fifth of the program.
+glibc's wide-character, collation and iconv code: a fifth of the static
+PowerPC program.
 (libstdc++.a is position-independent code; on 32-bit PowerPC each object's
 .got2 section keeps everything the object refers to, so once one function
 of such an object is linked, section garbage collection can drop none of
@@ -19,7 +20,7 @@ fails to write, and a call of a removed function fails to link.
 Every edit must match exactly once, so another gSOAP version fails here
 rather than being built half-edited.
 
-    scripts/ppc-gsoap-runtime.py SOURCE DEST
+    scripts/gsoap-runtime.py SOURCE DEST
 """
 import os
 import re
@@ -63,7 +64,7 @@ for name, edits in EDITS.items():
         else:
             text, count = old.subn(new, text)
         if count != 1:
-            sys.exit(f"ppc-gsoap-runtime: {name}: expected one match, found {count}: {getattr(old, 'pattern', old)[:60]!r}")
+            sys.exit(f"gsoap-runtime: {name}: expected one match, found {count}: {getattr(old, 'pattern', old)[:60]!r}")
     path = os.path.join(dest, name)
     # Rewritten only when different, so that an unchanged runtime is not
     # recompiled.
