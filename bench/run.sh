@@ -100,6 +100,18 @@ wait_file "$work/camsim.port"
 camsim_port=$(cat "$work/camsim.port")
 start_vantel
 rss_kb() { awk '/^VmRSS/ {print $2}' "/proc/$vantel_pid/status"; }
+# Pages of the daemon's own (heap, stacks, written data), as opposed to the
+# shared libraries' pages that every process on the recorder maps anyway.
+# Pages that are the daemon's alone (Private_Clean + Private_Dirty), as
+# opposed to pages it shares with other processes (the libraries' code that
+# every program on the recorder maps). Which library pages count as private
+# depends on what else runs, so the anonymous part (heap, stacks, written
+# data) is given apart: that part is ours.
+private_kb() { awk '/^Private_(Clean|Dirty):/ {kb += $2} END {print kb}' "/proc/$vantel_pid/smaps_rollup"; }
+anonymous_kb() {
+  awk '/^[0-9a-f]+-[0-9a-f]+ / {anon = ($6 == "" || $6 ~ /^\[(heap|stack)/)}
+       anon && /^Private_(Clean|Dirty):/ {kb += $2} END {print kb}' "/proc/$vantel_pid/smaps"
+}
 rss_idle=$(rss_kb)
 capture_commands "$camsim_port"
 "$bin/rifa_load" 1997 1 "$work/goto.$camsim_port.cmd" >/dev/null
@@ -177,7 +189,8 @@ for kind in goto stream; do  # sums of per-slice means -> means, in ms or us
   done
 done
 
-# 3. Resident memory after 1,000 and 5,000 commands (both kinds in turn).
+# 3. Resident and private memory after 1,000 and 10,000 commands (both
+#    kinds in turn).
 run_to() {
   local want=$1 half
   half=$(( (want - commands) / 2 ))
@@ -185,8 +198,8 @@ run_to() {
   "$bin/rifa_load" 1997 $((want - commands - half)) "$work/stream.$cam.cmd" >/dev/null
   commands=$want
 }
-run_to 1000; rss_1000=$(rss_kb)
-run_to 5000; rss_5000=$(rss_kb)
+run_to 1000; rss_1000=$(rss_kb); private_1000=$(private_kb); anonymous_1000=$(anonymous_kb)
+run_to 10000; rss_10000=$(rss_kb); private_10000=$(private_kb); anonymous_10000=$(anonymous_kb)
 stop_vantel
 
 # 4. Instructions per command: the daemon under callgrind, three times
@@ -246,6 +259,9 @@ echo "|---|---|"
 echo "| stripped size, dynamic | $(mb "$size_dynamic") |"
 echo "| stripped size, fully static (OpenSSL, gSOAP, libc inside) | $([[ $size_static == n/a ]] && echo "n/a (static link failed)" || mb "$size_static") |"
 echo "| resident memory idle | $(mb $((rss_idle * 1024))) |"
-echo "| resident memory after 1,000 commands | $(mb $((rss_1000 * 1024))) |"
-echo "| resident memory after 5,000 commands | $(mb $((rss_5000 * 1024))) |"
-echo "| growth from 1,000 to 5,000 commands | $(( (rss_5000 - rss_1000) * 1024 / 4000 )) bytes per command |"
+echo "| resident memory after 1,000 / 10,000 commands | $(mb $((rss_1000 * 1024))) / $(mb $((rss_10000 * 1024))) |"
+echo "| **private memory after 1,000 / 10,000 commands** (smaps Private_Clean + Private_Dirty) | **$(mb $((private_1000 * 1024))) / $(mb $((private_10000 * 1024)))** |"
+echo "| of which anonymous (heap, stacks, data) | $(mb $((anonymous_1000 * 1024))) / $(mb $((anonymous_10000 * 1024))) |"
+echo "| growth from 1,000 to 10,000 commands, resident | $(( (rss_10000 - rss_1000) * 1024 / 9000 )) bytes per command |"
+ppc=$root/build-ppc/vantel.stripped
+echo "| **static PowerPC daemon, stripped** (build-ppc, \`make cross-ppc\`) | $([[ -f $ppc ]] && echo "**$(mb "$(stat -c %s "$ppc")")** ($(stat -c %s "$ppc") bytes)" || echo "n/a: run make cross-ppc first") |"

@@ -71,13 +71,10 @@ set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES} PROPERTIES LANGUAGE C
 set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES}
   ${VANTEL_GSOAP_RUNTIME_SOURCE}/stdsoap2.cpp ${VANTEL_GSOAP_RUNTIME_SOURCE}/dom.cpp
   PROPERTIES COMPILE_DEFINITIONS "HAVE_RANDOM;random=vantel_soap_random")
-# stdsoap2.h includes OpenSSL's headers only with its TLS layer; the
-# plugins call RAND_bytes (mecevp.c) without including rand.h themselves.
-set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES} PROPERTIES COMPILE_OPTIONS "-include;openssl/rand.h")
-# The X.509 store set-up in wsseapi.c (signed messages, never used here)
-# passes soap->fsslverify, a plain pointer without the TLS layer, as
-# OpenSSL's callback type: valid C, an error in C++ unless permissive.
-set_source_files_properties(${VANTEL_GSOAP_SHARE}/plugin/wsseapi.c PROPERTIES COMPILE_OPTIONS "-include;openssl/rand.h;-fpermissive")
+# What the plugins need of OpenSSL that the runtime without its TLS layer
+# does not bring (see the header).
+set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES} PROPERTIES
+  COMPILE_OPTIONS "-include;${CMAKE_CURRENT_LIST_DIR}/../src/gsoap_runtime/plugin_prelude.h")
 
 file(GLOB VANTEL_ONVIF_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/../src/onvif/*.cpp)
 

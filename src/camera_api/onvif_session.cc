@@ -33,6 +33,8 @@ char g_device_address[64];
 // seconds and the answer takes its time to arrive.
 constexpr int64_t kClockToleranceS = 5;
 
+constexpr int kSocketBufferSize = 65536;
+
 CameraAccess camera_at(const uint8_t* payload, size_t ip, size_t port, size_t user, size_t password) {
   CameraAccess camera{};
   in_addr address;
@@ -59,6 +61,10 @@ CameraAccess camera_from_block(const uint8_t* payload) {
 
 OnvifSession::OnvifSession(const CameraAccess& camera) : camera_(camera) {
   soap_init(&g_soap);
+  // The runtime asks the kernel for socket buffers of its own I/O buffer's
+  // size, which is now sized for the process (soapdefs.h); the sockets keep
+  // the 64 KB they always had, so a camera's long answer arrives as fast.
+  g_soap.sndbuf = g_soap.rcvbuf = kSocketBufferSize;
   soap_set_namespaces(&g_soap, namespaces);
   harden_context(&g_soap);
   watch_answer_headers(&g_soap);
