@@ -13,16 +13,30 @@
 // and the plugins are compiled with HAVE_RANDOM, which makes it random(),
 // and with `random` defined as vantel_soap_random, so soap_random draws
 // from RAND_bytes exactly as in the full runtime.
+//
+// Called from the thread that serves commands (every camera call is made
+// there), one call at a time.
 #include <openssl/rand.h>
+#include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "stdsoap2.h"
 
 namespace {
 int g_init_done = 0;
-}
+
+// A call of RAND_bytes costs about as much for 4 bytes as for 64 (the
+// generator's lock and reseed checks), and every UsernameToken's 20-byte
+// nonce takes five draws of 4: so the bytes are drawn 64 at a time and
+// handed out in turn. A process forked after a draw draws afresh, so that
+// parent and child never hand out the same bytes.
+unsigned char g_pool[64];
+size_t g_pool_used = sizeof g_pool;
+pid_t g_pool_owner = 0;
+}  // namespace
 
 void soap_ssl_init() {
   if (g_init_done) return;
@@ -43,8 +57,14 @@ void soap_ssl_init() {
 void soap_ssl_noinit() { g_init_done = 1; }
 
 extern "C" long vantel_soap_random(void) {
-  int r;
   if (!g_init_done) soap_ssl_init();
-  RAND_bytes(reinterpret_cast<unsigned char*>(&r), sizeof r);
+  int r;
+  if (g_pool_used + sizeof r > sizeof g_pool || g_pool_owner != getpid()) {
+    RAND_bytes(g_pool, sizeof g_pool);
+    g_pool_used = 0;
+    g_pool_owner = getpid();
+  }
+  std::memcpy(&r, g_pool + g_pool_used, sizeof r);
+  g_pool_used += sizeof r;
   return r;
 }

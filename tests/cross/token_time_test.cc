@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <set>
 #include <string>
 
 #include "onvif_namespaces.h"
@@ -66,6 +67,8 @@ int main() {
       {4296844800LL, "2106-03-01T00:00:00Z"},  // past an unsigned 32-bit one too
   };
   int failures = 0;
+  // Four nonces of 20 bytes outrun one draw of the random pool.
+  std::set<std::string> nonces;
   for (const Case& c : cases) {
     g_now = static_cast<time_t>(c.seconds);
     if (static_cast<long long>(g_now) != c.seconds) {
@@ -88,9 +91,11 @@ int main() {
       const std::string nonce = unbase64(text_or_empty(token->Nonce->__item));
       const std::string expected = base64(sha1(nonce + created + password));
       const std::string digest = text_or_empty(token->Password->__item);
-      if (created != c.created || nonce.size() != 20 || digest != expected) {
-        std::printf("FAIL %s: Created %s, nonce of %zu bytes, digest %s, expected %s\n", c.created,
-                    created.c_str(), nonce.size(), digest.c_str(), expected.c_str());
+      const bool repeated = !nonces.insert(nonce).second;
+      if (created != c.created || nonce.size() != 20 || digest != expected || repeated) {
+        std::printf("FAIL %s: Created %s, nonce of %zu bytes (seen before: %d), digest %s, expected %s\n",
+                    c.created, created.c_str(), nonce.size(), repeated, digest.c_str(),
+                    expected.c_str());
         ++failures;
       } else {
         std::printf("ok   %s digest %s\n", c.created, digest.c_str());
