@@ -17,8 +17,16 @@ it.) Without the stream code nothing links them. struct soap and stdsoap2.h
 are unchanged; a stream set on soap->is or soap->os reads end of file and
 fails to write, and a call of a removed function fails to link.
 
-Every edit must match exactly once, so another gSOAP version fails here
-rather than being built half-edited.
+It also removes two kinds of undefined behaviour that the fuzzers found
+in the runtime's parsing of camera answers, once they compiled it with
+their instrumentation: hex digits of a %-escape are combined with a left
+shift, which is undefined for a negative value (a '%' followed by any two
+characters below '0'); and a gzip header that ends early shifts EOF (-1).
+The edits multiply, or shift an unsigned value, instead: the same result
+on every compiler we use, now defined.
+
+Every edit must match exactly as often as it says (once unless given), so
+another gSOAP version fails here rather than being built half-edited.
 
     scripts/gsoap-runtime.py SOURCE DEST
 """
@@ -45,6 +53,11 @@ EDITS = {
         ("  if (soap->os)\n    soap->os->flush();\n", ""),
         (re.compile(r"SOAP_FMAC1\nvoid\nSOAP_FMAC2\nsoap_stream_fault\(struct soap \*soap, std::ostream& os\)\n\{\n.*?\n\}\n", re.S), ""),
         (re.compile(r"SOAP_FMAC1\nvoid\nSOAP_FMAC2\nsoap_stream_fault_location\(struct soap \*soap, std::ostream& os\)\n\{\n.*?\n\}\n", re.S), ""),
+        # The high hex digit of a %-escape or hex pair, in the five places
+        # that decode one.
+        (re.compile(r"(\? \((s\[1\]|d1) ?& ?0x7\) \+ 9 : (s\[1\]|d1) - '0'\)) << 4\)"), r"\1 * 16)", 5),
+        # The gzip header's FEXTRA length.
+        ("    i |= soap_get1(soap) << 8;\n", "    i |= (int)((unsigned int)soap_get1(soap) << 8);\n"),
     ],
     "dom.cpp": [
         (re.compile(r"std::ostream &operator<<\(std::ostream &o, const struct soap_dom_element &e\)\n\{\n.*?\n  return o;\n\}\n", re.S), ""),
@@ -57,14 +70,15 @@ os.makedirs(dest, exist_ok=True)
 for name, edits in EDITS.items():
     with open(os.path.join(source, name), encoding="latin-1") as f:
         text = f.read()
-    for old, new in edits:
+    for old, new, *times in edits:
+        expected = times[0] if times else 1
         if isinstance(old, str):
             count = text.count(old)
             text = text.replace(old, new)
         else:
             text, count = old.subn(new, text)
-        if count != 1:
-            sys.exit(f"gsoap-runtime: {name}: expected one match, found {count}: {getattr(old, 'pattern', old)[:60]!r}")
+        if count != expected:
+            sys.exit(f"gsoap-runtime: {name}: expected {expected} matches, found {count}: {getattr(old, 'pattern', old)[:60]!r}")
     path = os.path.join(dest, name)
     # Rewritten only when different, so that an unchanged runtime is not
     # recompiled.

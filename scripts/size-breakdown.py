@@ -20,7 +20,7 @@ NOBITS = {".bss", ".sbss", ".tbss"}
 COMPONENTS = [
     ("ours", re.compile(r"libvantel_(core|wire)\.a|/vantel(ctl)?\.dir/")),
     ("generated bindings", re.compile(r"libonvif\.a\((soapC|soapClient|onvif_namespaces)")),
-    ("gSOAP runtime + plugins", re.compile(r"libonvif\.a\(|libgsoapssl_runtime\.a")),
+    ("gSOAP runtime + plugins", re.compile(r"libonvif\.a\(|libgsoap_runtime\.a")),
     ("OpenSSL", re.compile(r"lib(crypto|ssl)\.a")),
     ("zlib", re.compile(r"libz\.a")),
     ("libstdc++ + libgcc", re.compile(r"lib(stdc\+\+|supc\+\+|gcc|gcc_eh|atomic)\.a")),
@@ -35,7 +35,7 @@ ENTRY = re.compile(r"^\s+(0x[0-9a-f]+)\s+(0x[0-9a-f]+)\s+(\S.*)$")
 OBJECT_COMPONENTS = [
     ("generated bindings", "onvif.dir/src/onvif/"),
     ("gSOAP runtime + plugins", "onvif.dir/"),
-    ("gSOAP runtime + plugins", "gsoapssl_runtime.dir/"),
+    ("gSOAP runtime + plugins", "gsoap_runtime.dir/"),
     ("ours", "CMakeFiles/vantel"),
 ]
 SYMBOLS = {}
