@@ -17,7 +17,7 @@
 // Called from the thread that serves commands (every camera call is made
 // there), one call at a time.
 #include <openssl/rand.h>
-#include <unistd.h>
+#include <pthread.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -31,11 +31,11 @@ int g_init_done = 0;
 // A call of RAND_bytes costs about as much for 4 bytes as for 64 (the
 // generator's lock and reseed checks), and every UsernameToken's 20-byte
 // nonce takes five draws of 4: so the bytes are drawn 64 at a time and
-// handed out in turn. A process forked after a draw draws afresh, so that
-// parent and child never hand out the same bytes.
+// handed out in turn. A child forked after a draw empties its copy, so
+// that parent and child never hand out the same bytes.
 unsigned char g_pool[64];
 size_t g_pool_used = sizeof g_pool;
-pid_t g_pool_owner = 0;
+void empty_pool() { g_pool_used = sizeof g_pool; }
 }  // namespace
 
 void soap_ssl_init() {
@@ -59,10 +59,11 @@ void soap_ssl_noinit() { g_init_done = 1; }
 extern "C" long vantel_soap_random(void) {
   if (!g_init_done) soap_ssl_init();
   int r;
-  if (g_pool_used + sizeof r > sizeof g_pool || g_pool_owner != getpid()) {
+  if (g_pool_used + sizeof r > sizeof g_pool) {
+    static const int forks_empty_it = pthread_atfork(nullptr, nullptr, empty_pool);
+    static_cast<void>(forks_empty_it);
     RAND_bytes(g_pool, sizeof g_pool);
     g_pool_used = 0;
-    g_pool_owner = getpid();
   }
   std::memcpy(&r, g_pool + g_pool_used, sizeof r);
   g_pool_used += sizeof r;
