@@ -13,6 +13,7 @@
 #include "camera_api/camera_clock.h"
 #include "camera_api/hardening.h"
 #include "camera_api/refusal.h"
+#include "camera_api/send_once.h"
 #include "camera_api/service_address.h"
 #include "log/log.h"
 #include "onvif_namespaces.h"
@@ -67,6 +68,7 @@ OnvifSession::OnvifSession(const CameraAccess& camera) : camera_(camera) {
   g_soap.sndbuf = g_soap.rcvbuf = kSocketBufferSize;
   soap_set_namespaces(&g_soap, namespaces);
   harden_context(&g_soap);
+  send_requests_once(&g_soap);
   watch_answer_headers(&g_soap);
   std::snprintf(g_device_address, sizeof g_device_address, "http://%s:%d/onvif/device_service",
                 camera_.ip_text, camera_.port);
@@ -91,6 +93,7 @@ int OnvifSession::attempt(struct soap* context, const Request& request) {
   if (request.token == kFreshToken) add_token(context);
   forget_answer_headers();
   digest_.before_request(context, request.http);
+  store_next_request(context);
   const int result = request.send();
   digest_.after_request(context);
   return result;
