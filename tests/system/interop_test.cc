@@ -176,6 +176,9 @@ const Row kRows[] = {
     // Nonces that serve three requests each: renewed when stale mid-command.
     {"httpDigest", {{"http_digest", true}, {"http_digest_nonce_uses", 3}}, kDone,
      "[ipcam] camera asks for HTTP Digest: answered", 0},
+    // A digest over the body as well: the request's bytes as sent.
+    {"httpDigestAuthInt", {{"http_digest", true}, {"http_digest_qop", "auth-int"}}, kDone,
+     "[ipcam] camera asks for HTTP Digest: answered", 0},
     {"httpDigestBadPassword", {{"http_digest", true}, kWrongPassword}, kRefused, "GetCapabilities error (401)", 1},
     // Behind NAT: the services named on another host (loopback, so a
     // regression reaches nothing beyond this machine).

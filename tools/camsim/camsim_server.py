@@ -52,15 +52,16 @@ def digest_challenge(cam, stale=False):
     nonce = os.urandom(16).hex()
     with cam.lock:
         cam.digest_nonces[nonce] = {"uses": 0, "nc": 0}
-    return 'Digest realm="%s", qop="auth", nonce="%s", opaque="%s", algorithm=%s%s' % (
-        REALM, nonce, OPAQUE, cam.cfg.get("http_digest_algorithm") or "MD5", ", stale=true" if stale else "")
+    return 'Digest realm="%s", qop="%s", nonce="%s", opaque="%s", algorithm=%s%s' % (
+        REALM, cam.cfg.get("http_digest_qop") or "auth", nonce, OPAQUE,
+        cam.cfg.get("http_digest_algorithm") or "MD5", ", stale=true" if stale else "")
 
 
-def digest_verdict(cam, authorization, method, uri):
+def digest_verdict(cam, authorization, method, uri, body):
     """"ok" for a good Digest (RFC 7616, or RFC 2069 without qop), "stale" for a
     good one on a nonce used up (http_digest_nonce_uses), else "bad". With
     qop, each nonce's count must grow, as servers that refuse replays check."""
-    verdict = digest_check(cam, authorization, method, uri)
+    verdict = digest_check(cam, authorization, method, uri, body)
     if verdict is None:
         return "bad"
     nonce, nc = verdict
@@ -75,8 +76,9 @@ def digest_verdict(cam, authorization, method, uri):
         return "stale" if limit and state["uses"] > limit else "ok"
 
 
-def digest_check(cam, authorization, method, uri):
-    """(nonce, nonce count or None) of a Digest whose response is right, else None."""
+def digest_check(cam, authorization, method, uri, body):
+    """(nonce, nonce count or None) of a Digest whose response is right, else None.
+    auth-int, where the challenge offers it, covers the body too."""
     if not authorization or authorization[:7].lower() != "digest ":
         return None
     pairs = re.findall(r'([\w-]+)\s*=\s*(?:"((?:[^"\\]|\\.)*)"|([^\s,]*))', authorization[7:])
@@ -94,9 +96,12 @@ def digest_check(cam, authorization, method, uri):
         return HTTP_HASHES[algo](":".join(parts).encode()).hexdigest()
     ha1, ha2 = h(user, REALM, users[user]), h(method, uri)
     qop = p.get("qop")
+    offered = (cam.cfg.get("http_digest_qop") or "auth").split(",")
+    if qop == "auth-int":
+        ha2 = h(method, uri, HTTP_HASHES[algo](body).hexdigest())
     if qop is None:
         want = h(ha1, nonce, ha2)
-    elif qop == "auth" and p.get("nc") and p.get("cnonce") and re.fullmatch(r"[0-9a-fA-F]{8}", p["nc"]):
+    elif qop in offered and p.get("nc") and p.get("cnonce") and re.fullmatch(r"[0-9a-fA-F]{8}", p["nc"]):
         want = h(ha1, nonce, p["nc"], p["cnonce"], qop, ha2)
     else:
         return None
@@ -337,7 +342,7 @@ class Handler(BaseHTTPRequestHandler):
         """The http_digest check, before any SOAP: records http_auth, and op/ns
         so that a 401 is on record with the operation it refused."""
         entry["op"], entry["ns"] = body_op(raw)
-        verdict = digest_verdict(cam, self.headers.get("Authorization"), self.command, self.path)
+        verdict = digest_verdict(cam, self.headers.get("Authorization"), self.command, self.path, raw)
         if verdict == "ok":
             entry["http_auth"] = "digest"
         elif verdict == "stale":
