@@ -56,7 +56,10 @@ check-onvif:
 
 test: test-plain test-asan check-onvif
 
-demo: build
+# The demo needs the daemon and vantelctl only, not the test suites.
+demo: deps
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build build -j$(JOBS) --target vantel vantelctl
 	scripts/demo.sh
 
 test-bigendian: build

@@ -12,8 +12,7 @@ src=$root/build/ppc-src
 prefix=$root/build/ppc-prefix
 out=$root/build-ppc
 
-scripts/bootstrap.sh
-scripts/cross-deps.sh g++-powerpc-linux-gnu qemu-user dpkg-dev perl make
+scripts/bootstrap.sh g++-powerpc-linux-gnu qemu-user dpkg-dev perl make
 
 # Same flags as the toolchain file: 64-bit time_t, sections for the linker
 # to collect, small code.

@@ -11,7 +11,7 @@ jobs=${JOBS:-2}
 out=$root/build-s390x
 qemu="qemu-s390x -L /usr/s390x-linux-gnu"
 
-scripts/cross-deps.sh g++-s390x-linux-gnu qemu-user
+scripts/bootstrap.sh g++-s390x-linux-gnu qemu-user
 scripts/sysroot-s390x.sh
 
 # -O2 as the native release build, without debug information: the target's

@@ -26,7 +26,6 @@ class PtzSession {
 
   // Valid after open() succeeded, until the session ends.
   OnvifSession& session() { return session_; }
-  struct soap* soap() { return session_.soap(); }
   const char* ptz_address() const { return ptz_address_; }
   // Never empty; the first entry is never null, later ones may be.
   const std::vector<tt__Profile*>& profiles() const { return profiles_.Profiles; }

@@ -101,8 +101,6 @@ class ResultBlockView {
  public:
   explicit ResultBlockView(uint8_t* bytes) : bytes_(bytes) {}
 
-  uint8_t* bytes() const { return bytes_; }
-
   uint8_t u8(size_t offset) const { return bytes_[offset]; }
   void set_u8(size_t offset, uint8_t value) { bytes_[offset] = value; }
   int16_t s16(size_t offset) const;
