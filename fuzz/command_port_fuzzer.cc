@@ -23,26 +23,30 @@ namespace {
 int g_calls = 0;
 uint32_t g_handled = 0;
 
-int32_t record(uint32_t major, const uint8_t* payload) {
+using vantel::CommandResult;
+using vantel::ReplyKind;
+
+// Each command's own reply kind, so that both replies of each are formed.
+CommandResult record(uint32_t major, ReplyKind reply, const uint8_t* payload) {
   ++g_calls;
   g_handled = major;
-  return payload[0] & 1;  // both results, as the input chooses
+  return vantel::result_of(reply, payload[0] & 1, payload[1] & 1);  // as the input chooses
 }
 
 }  // namespace
 
 namespace vantel {
-int32_t handle_camera_setting(uint8_t* p) { return record(RIFA_CMD_CAMERA_SETTING, p); }
-int32_t handle_net_codec_list(uint8_t* p) { return record(RIFA_CMD_NET_CODEC, p); }
-int32_t handle_net_codec_explicit(uint8_t* p) { return record(RIFA_CMD_NET_CODEC, p); }
-int32_t handle_stream_info(uint8_t* p) { return record(RIFA_CMD_STREAM_INFO, p); }
-int32_t handle_ptz_move(uint8_t* p) { return record(RIFA_CMD_PTZ_MOVE, p); }
-int32_t handle_ptz_stop(uint8_t* p) { return record(RIFA_CMD_PTZ_STOP, p); }
-int32_t handle_ptz_preset(uint8_t* p) { return record(RIFA_CMD_PTZ_PRESET, p); }
-int32_t handle_ptz_gotopreset(uint8_t* p) { return record(RIFA_CMD_PTZ_GOTOPRESET, p); }
-int32_t handle_ptz_remove_preset(uint8_t* p) { return record(RIFA_CMD_PTZ_REMOVE_PRESET, p); }
-int32_t handle_reboot(uint8_t* p) { return record(RIFA_CMD_REBOOT, p); }
-int32_t handle_multiuser(uint8_t* p) { return record(RIFA_CMD_MULTIUSER, p); }
+CommandResult handle_camera_setting(uint8_t* p) { return record(RIFA_CMD_CAMERA_SETTING, ReplyKind::kSettingOkFail, p); }
+CommandResult handle_net_codec_list(uint8_t* p) { return record(RIFA_CMD_NET_CODEC, ReplyKind::kResultCodecFail, p); }
+CommandResult handle_net_codec_explicit(uint8_t* p) { return record(RIFA_CMD_NET_CODEC, ReplyKind::kResultCodecFail, p); }
+CommandResult handle_stream_info(uint8_t* p) { return record(RIFA_CMD_STREAM_INFO, ReplyKind::kAlwaysResult, p); }
+CommandResult handle_ptz_move(uint8_t* p) { return record(RIFA_CMD_PTZ_MOVE, ReplyKind::kEchoMajor, p); }
+CommandResult handle_ptz_stop(uint8_t* p) { return record(RIFA_CMD_PTZ_STOP, ReplyKind::kEchoMajor, p); }
+CommandResult handle_ptz_preset(uint8_t* p) { return record(RIFA_CMD_PTZ_PRESET, ReplyKind::kEchoMajor, p); }
+CommandResult handle_ptz_gotopreset(uint8_t* p) { return record(RIFA_CMD_PTZ_GOTOPRESET, ReplyKind::kEchoMajor, p); }
+CommandResult handle_ptz_remove_preset(uint8_t* p) { return record(RIFA_CMD_PTZ_REMOVE_PRESET, ReplyKind::kEchoMajor, p); }
+CommandResult handle_reboot(uint8_t* p) { return record(RIFA_CMD_REBOOT, ReplyKind::kEchoMajor, p); }
+CommandResult handle_multiuser(uint8_t* p) { return record(RIFA_CMD_MULTIUSER, ReplyKind::kEchoMajor, p); }
 }  // namespace vantel
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {

@@ -1,4 +1,5 @@
-// The command server loop and the daemon's columns of the command table.
+// The command server loop: one command per connection, dispatched through
+// the command table.
 #include "server/server.h"
 
 #include <arpa/inet.h>
@@ -9,13 +10,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "commands/handlers.h"
 #include "log/log.h"
 #include "server/command_state.h"
+#include "server/command_table.h"
 #include "server/port_limits.h"
-#include "wire/byte_order.h"
-#include "wire/request.h"
-#include "wire/result_block.h"
 #include "wire/rifa.h"
 
 namespace vantel {
@@ -50,69 +48,30 @@ void send_reply(int fd, const RifaHeader& reply) {
   if (reply.size > 0) send_bytes(fd, g_payload, kResultBlockSize);
 }
 
-// Hooks run around the reply, in the order of each command's log lines. The
-// recorder reads these lines, so their texts and their places stay exact.
-using ReplyHook = void (*)(const RifaHeader& reply, int32_t result);
-
-void log_send_data(const RifaHeader& reply, int32_t) {
+// The recorder reads this line for the commands that announce their reply.
+void log_send_data(const RifaHeader& reply) {
   log_printf("Send data : major(0x%08x), minor(0x%08x) size(%d) \n", reply.major, reply.minor,
              reply.size);
 }
 
-// Registration's result also reaches the block: status 1 done, 3 failed.
-void store_status_and_log(const RifaHeader& reply, int32_t result) {
-  ResultBlockView(g_payload).set_s32(block::kStatus, result != 0 ? 1 : 3);
-  log_send_data(reply, result);
-}
-
-void log_ptz_move(const RifaHeader&, int32_t) {
-  log_printf("[vantel ptz] ptz move (%d) (%d) \n", get_be32s(g_payload + req::move::kDirection),
-             get_be32s(g_payload + req::move::kZoom));
-}
-void log_ptz_stop(const RifaHeader&, int32_t) { log_puts("[vantel ptz] ptz stop "); }
-void log_ptz_preset(const RifaHeader&, int32_t) { log_puts("[vantel ptz] ptz preset "); }
-void log_ptz_goto(const RifaHeader&, int32_t) { log_puts("[vantel ptz] ptz gotopreset "); }
-void log_ptz_remove(const RifaHeader&, int32_t) { log_puts("[vantel ptz] ptz remove preset "); }
-void log_reboot(const RifaHeader&, int32_t) { log_puts("[vantel reboot] "); }
-void log_multiuser(const RifaHeader&, int32_t result) { log_printf("[vantel multiuser] (%d)\n", result); }
-
-// The daemon's columns of a row of the command table.
-struct Dispatch {
-  CommandHandler handler;
-  CommandHandler when_minor_is_major;  // chosen instead when minor == major
-  const char* line_before;             // printed before the handler runs
-  ReplyHook before_reply;
-  ReplyHook after_close;
-};
-
-#define VANTEL_DAEMON_COLUMNS(major, name, block, rule, handler, variant, before, reply, after) \
-  {handler, variant, before, reply, after},
-// Row i here is row i of kCommands: both come from the one table.
-const Dispatch kDispatch[kCommandCount] = {VANTEL_COMMAND_TABLE(VANTEL_DAEMON_COLUMNS)};
-#undef VANTEL_DAEMON_COLUMNS
-
 void dispatch(int fd, const RifaHeader& request) {
-  const CommandInfo* command = find_command(request.major);
+  const Command* command = command_for(request.major);
   if (command == nullptr) {
     send_reply(fd, make_header(0, 0, 0));
     close_abortive(fd);
     log_puts("[vantel dummy] ");
     return;
   }
-  const Dispatch* branch = &kDispatch[command - kCommands];
+  const CommandHandler handler = command->when_minor_is_major != nullptr && request.minor == request.major
+                                     ? command->when_minor_is_major
+                                     : command->handler;
+  const CommandResult result = handler(g_payload);
 
-  if (branch->line_before) log_puts(branch->line_before);
-  CommandHandler handler = branch->handler;
-  if (branch->when_minor_is_major && request.minor == request.major) {
-    handler = branch->when_minor_is_major;
-  }
-  const int32_t result = handler(g_payload);
-
-  const RifaHeader reply = reply_header(request.major, result);
-  if (branch->before_reply) branch->before_reply(reply, result);
+  const RifaHeader reply = reply_to(request.major, result);
+  if (result.log_reply) log_send_data(reply);
   send_reply(fd, reply);
   close_abortive(fd);
-  if (branch->after_close) branch->after_close(reply, result);
+  if (result.after_close[0] != '\0') log_puts(result.after_close);
 }
 
 // Serves one accepted connection: headers are read until one is dispatched

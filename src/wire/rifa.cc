@@ -1,4 +1,4 @@
-// The RIFA header codec and the wire columns of the command table.
+// The RIFA header codec and the ten commands as the wire knows them.
 #include "wire/rifa.h"
 
 #include <cstring>
@@ -36,36 +36,26 @@ RifaHeader make_header(int32_t size, uint32_t major, uint32_t minor) {
   return header;
 }
 
-#define VANTEL_WIRE_COLUMNS(major, name, block, rule, ...) {major, name, block, ReplyMinor::rule},
-const CommandInfo kCommands[kCommandCount] = {VANTEL_COMMAND_TABLE(VANTEL_WIRE_COLUMNS)};
-#undef VANTEL_WIRE_COLUMNS
+#define COMMAND(code, name, block) {code, #code, name, block}
+const CommandInfo kCommands[kCommandCount] = {
+    COMMAND(RIFA_CMD_CAMERA_SETTING, "camera-setting", true),
+    COMMAND(RIFA_CMD_NET_CODEC, "net-codec", true),
+    COMMAND(RIFA_CMD_STREAM_INFO, "stream-info", true),
+    COMMAND(RIFA_CMD_PTZ_MOVE, "ptz-move", false),
+    COMMAND(RIFA_CMD_PTZ_STOP, "ptz-stop", false),
+    COMMAND(RIFA_CMD_PTZ_PRESET, "ptz-preset", false),
+    COMMAND(RIFA_CMD_PTZ_GOTOPRESET, "ptz-goto", false),
+    COMMAND(RIFA_CMD_PTZ_REMOVE_PRESET, "ptz-remove", false),
+    COMMAND(RIFA_CMD_REBOOT, "reboot", false),
+    COMMAND(RIFA_CMD_MULTIUSER, "multiuser", false),
+};
+#undef COMMAND
 
 const CommandInfo* find_command(uint32_t major) {
   for (const CommandInfo& command : kCommands) {
     if (command.major == major) return &command;
   }
   return nullptr;
-}
-
-RifaHeader reply_header(uint32_t major, int32_t result) {
-  const CommandInfo* command = find_command(major);
-  if (command == nullptr) return make_header(0, 0, 0);
-  const int32_t size = command->sends_block ? static_cast<int32_t>(kResultBlockSize) : 0;
-  uint32_t minor = major;
-  switch (command->minor_rule) {
-    case ReplyMinor::kEchoMajor:
-      break;
-    case ReplyMinor::kSettingOkFail:
-      minor = result != 0 ? RIFA_RPL_SETTING_OK : RIFA_RPL_SETTING_FAIL;
-      break;
-    case ReplyMinor::kResultCodecFail:
-      minor = result != 0 ? RIFA_RPL_RESULT : RIFA_RPL_CODEC_FAIL;
-      break;
-    case ReplyMinor::kAlwaysResult:
-      minor = RIFA_RPL_RESULT;
-      break;
-  }
-  return make_header(size, major, minor);
 }
 
 }  // namespace vantel

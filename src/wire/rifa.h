@@ -1,5 +1,5 @@
 // The RIFA command port protocol: header layout, command and reply codes,
-// the one command table and the fixed sizes. Defines the wire format for the
+// the ten commands' names and the fixed sizes. Defines the wire format for the
 // daemon and vantelctl alike; pure data and pure functions, any thread.
 #pragma once
 
@@ -63,59 +63,19 @@ RifaHeader decode_header(const uint8_t in[kRifaHeaderSize]);
 bool has_rifa_magic(const RifaHeader& header);
 RifaHeader make_header(int32_t size, uint32_t major, uint32_t minor);
 
-// How the reply minor follows from the handler's result.
-enum class ReplyMinor {
-  kEchoMajor,        // PTZ, reboot, user mode: the major repeated
-  kSettingOkFail,    // RIFA_RPL_SETTING_OK / RIFA_RPL_SETTING_FAIL
-  kResultCodecFail,  // RIFA_RPL_RESULT / RIFA_RPL_CODEC_FAIL
-  kAlwaysResult,     // RIFA_RPL_RESULT whatever happened
-};
-
-// The ten commands, said once, in dispatch order. Columns: major code,
-// vantelctl's sub-command, whether the reply carries the result block, the
-// reply minor rule; then the daemon's side, which only the command server
-// expands: the handler, the variant run instead when the request's minor
-// equals its major, the line printed before the handler, the hook run
-// before the reply is sent and the hook run after the connection is closed.
-// The hooks hold the log lines whose order the recorder reads.
-#define VANTEL_COMMAND_TABLE(X)                                                                        \
-  X(RIFA_CMD_CAMERA_SETTING, "camera-setting", true, kSettingOkFail, handle_camera_setting, nullptr,    \
-    nullptr, store_status_and_log, nullptr)                                                            \
-  X(RIFA_CMD_NET_CODEC, "net-codec", true, kResultCodecFail, handle_net_codec_list,                     \
-    handle_net_codec_explicit, nullptr, nullptr, nullptr)                                              \
-  X(RIFA_CMD_STREAM_INFO, "stream-info", true, kAlwaysResult, handle_stream_info, nullptr, nullptr,     \
-    log_send_data, nullptr)                                                                            \
-  X(RIFA_CMD_PTZ_MOVE, "ptz-move", false, kEchoMajor, handle_ptz_move, nullptr, "[vantel ptz] ",       \
-    nullptr, log_ptz_move)                                                                             \
-  X(RIFA_CMD_PTZ_STOP, "ptz-stop", false, kEchoMajor, handle_ptz_stop, nullptr, nullptr, nullptr,      \
-    log_ptz_stop)                                                                                      \
-  X(RIFA_CMD_PTZ_PRESET, "ptz-preset", false, kEchoMajor, handle_ptz_preset, nullptr, "[vantel ptz] ", \
-    nullptr, log_ptz_preset)                                                                           \
-  X(RIFA_CMD_PTZ_GOTOPRESET, "ptz-goto", false, kEchoMajor, handle_ptz_gotopreset, nullptr, nullptr,   \
-    nullptr, log_ptz_goto)                                                                             \
-  X(RIFA_CMD_PTZ_REMOVE_PRESET, "ptz-remove", false, kEchoMajor, handle_ptz_remove_preset, nullptr,    \
-    nullptr, nullptr, log_ptz_remove)                                                                  \
-  X(RIFA_CMD_REBOOT, "reboot", false, kEchoMajor, handle_reboot, nullptr, nullptr, nullptr, log_reboot) \
-  X(RIFA_CMD_MULTIUSER, "multiuser", false, kEchoMajor, handle_multiuser, nullptr, nullptr, nullptr,    \
-    log_multiuser)
-
-// One row of the command table as the wire sees it.
+// One command as the wire knows it.
 struct CommandInfo {
   uint32_t major;
+  const char* code;  // the constant's name, "RIFA_CMD_..."
   const char* name;  // vantelctl's sub-command
-  bool sends_block;  // reply carries the 480-byte result block
-  ReplyMinor minor_rule;
+  bool sends_block;  // request and reply carry the 480-byte result block
 };
 
 constexpr size_t kCommandCount = 10;
-// The table's wire columns, in dispatch order.
+// The ten commands, in the order vantelctl lists them.
 extern const CommandInfo kCommands[kCommandCount];
 
 // Exact comparison with the ten codes; nullptr for an unknown major.
 const CommandInfo* find_command(uint32_t major);
-
-// The reply header for a request `major` whose handler returned `result`.
-// Unknown commands get "RIFA", 0, 0, 0.
-RifaHeader reply_header(uint32_t major, int32_t result);
 
 }  // namespace vantel

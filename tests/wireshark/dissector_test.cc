@@ -47,8 +47,8 @@ int sh(const std::string& command) { return std::system(command.c_str()); }
 // The command and reply codes' names, spelled by the constants themselves.
 std::map<uint32_t, std::string> code_names() {
   std::map<uint32_t, std::string> names;
-#define VANTEL_NAME(code, ...) names[code] = #code;
-  VANTEL_COMMAND_TABLE(VANTEL_NAME)
+  for (const CommandInfo& command : kCommands) names[command.major] = command.code;
+#define VANTEL_NAME(code) names[code] = #code;
   VANTEL_NAME(RIFA_RPL_RESULT) VANTEL_NAME(RIFA_RPL_SETTING_OK) VANTEL_NAME(RIFA_RPL_SETTING_FAIL)
   VANTEL_NAME(RIFA_RPL_CODEC_FAIL)
 #undef VANTEL_NAME
@@ -144,10 +144,8 @@ TEST(WiresharkDissector, LayoutTableMatchesTheWireConstants) {
   const char* const header_names[] = {"magic", "size", "major", "minor"};
   for (size_t i = 0; i < 4; ++i)
     want.insert(words("header", header_names[i], header_check::kFields[i].offset, header_check::kFields[i].size));
-#define VANTEL_WANT_COMMAND(major, name, block, ...) \
-  want.insert(words("command", #major, hex32(major), (block) ? "block" : "header-only"));
-  VANTEL_COMMAND_TABLE(VANTEL_WANT_COMMAND)
-#undef VANTEL_WANT_COMMAND
+  for (const CommandInfo& command : kCommands)
+    want.insert(words("command", command.code, hex32(command.major), command.sends_block ? "block" : "header-only"));
   for (const auto& [code, name] : kNames)
     if (name.rfind("RIFA_RPL_", 0) == 0) want.insert(words("reply", name, hex32(code)));
   for (size_t i = 0; i < 4; ++i) {

@@ -110,12 +110,7 @@ int stop_again(PtzSession& ptz, int refused) {
   return stop_motion(ptz.session(), ptz.ptz_address(), ptz.profile_token());
 }
 
-}  // namespace
-
-int32_t handle_ptz_move(uint8_t* payload) {
-  const int32_t direction = get_be32s(payload + req::move::kDirection);
-  const int32_t zoom_code = get_be32s(payload + req::move::kZoom);
-
+int32_t move_then_stop(uint8_t* payload, int32_t direction, int32_t zoom_code) {
   PtzSession ptz(payload);
   const Status opened = ptz.open();
   if (!opened.ok()) return opened.result();
@@ -133,7 +128,7 @@ int32_t handle_ptz_move(uint8_t* payload) {
   return result;
 }
 
-int32_t handle_ptz_stop(uint8_t* payload) {
+int32_t stop(uint8_t* payload) {
   PtzSession ptz(payload);
   const Status opened = ptz.open();
   if (!opened.ok()) return opened.result();
@@ -146,6 +141,20 @@ int32_t handle_ptz_stop(uint8_t* payload) {
   if (result != SOAP_OK) result = stop_again(ptz, result);
   ptz.session().end();
   return result;
+}
+
+}  // namespace
+
+CommandResult handle_ptz_move(uint8_t* payload) {
+  log_puts("[vantel ptz] ");
+  const int32_t direction = get_be32s(payload + req::move::kDirection);
+  const int32_t zoom_code = get_be32s(payload + req::move::kZoom);
+  const int32_t result = move_then_stop(payload, direction, zoom_code);
+  return result_with_line(ReplyKind::kEchoMajor, result, "[vantel ptz] ptz move (%d) (%d) ", direction, zoom_code);
+}
+
+CommandResult handle_ptz_stop(uint8_t* payload) {
+  return result_with_line(ReplyKind::kEchoMajor, stop(payload), "[vantel ptz] ptz stop ");
 }
 
 }  // namespace vantel

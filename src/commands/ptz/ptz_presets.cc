@@ -43,26 +43,10 @@ bool find_preset(PtzSession& ptz, int32_t position, PresetToken& token) {
   return true;
 }
 
-}  // namespace
+using PresetCall = int (*)(OnvifSession&, struct soap*, const char*, const std::string&, const std::string&);
 
-int32_t handle_ptz_preset(uint8_t* payload) {
-  const int32_t number = get_be32s(payload + req::preset::kNumber);
-  PtzSession ptz(payload);
-  const Status opened = ptz.open();
-  if (!opened.ok()) return opened.result();
-  PresetToken token;
-  if (!find_preset(ptz, number, token)) return kPresetFailed;
-
-  // The listed preset is stored again at the current position, under its
-  // own token, and named by that token.
-  const int result = ptz.session().on_working_copy([&](struct soap* copy) {
-    return set_preset(ptz.session(), copy, ptz.ptz_address(), ptz.profile_token(), token);
-  });
-  ptz.session().end();
-  return result;
-}
-
-int32_t handle_ptz_gotopreset(uint8_t* payload) {
+// Set and goto: the preset at the listed position, named by its token.
+int32_t on_listed_preset(uint8_t* payload, PresetCall call) {
   const int32_t number = get_be32s(payload + req::preset::kNumber);
   PtzSession ptz(payload);
   const Status opened = ptz.open();
@@ -71,13 +55,13 @@ int32_t handle_ptz_gotopreset(uint8_t* payload) {
   if (!find_preset(ptz, number, token)) return kPresetFailed;
 
   const int result = ptz.session().on_working_copy([&](struct soap* copy) {
-    return goto_preset(ptz.session(), copy, ptz.ptz_address(), ptz.profile_token(), token);
+    return call(ptz.session(), copy, ptz.ptz_address(), ptz.profile_token(), token);
   });
   ptz.session().end();
   return result;
 }
 
-int32_t handle_ptz_remove_preset(uint8_t* payload) {
+int32_t remove_numbered_preset(uint8_t* payload) {
   const int32_t number = get_be32s(payload + req::preset::kNumber);
   PtzSession ptz(payload);
   const Status opened = ptz.open();
@@ -95,6 +79,24 @@ int32_t handle_ptz_remove_preset(uint8_t* payload) {
   });
   ptz.session().end();
   return result;
+}
+
+}  // namespace
+
+CommandResult handle_ptz_preset(uint8_t* payload) {
+  log_puts("[vantel ptz] ");
+  // The listed preset is stored again at the current position, under its
+  // own token, and named by that token.
+  return result_with_line(ReplyKind::kEchoMajor, on_listed_preset(payload, set_preset), "[vantel ptz] ptz preset ");
+}
+
+CommandResult handle_ptz_gotopreset(uint8_t* payload) {
+  return result_with_line(ReplyKind::kEchoMajor, on_listed_preset(payload, goto_preset),
+                          "[vantel ptz] ptz gotopreset ");
+}
+
+CommandResult handle_ptz_remove_preset(uint8_t* payload) {
+  return result_with_line(ReplyKind::kEchoMajor, remove_numbered_preset(payload), "[vantel ptz] ptz remove preset ");
 }
 
 }  // namespace vantel

@@ -32,9 +32,7 @@ int32_t read_fixed_streams(OnvifSession& session, const _trt__GetProfilesRespons
   return second != 0 ? 1 : 0;
 }
 
-}  // namespace
-
-int32_t handle_camera_setting(uint8_t* payload) {
+int32_t set_up_camera(uint8_t* payload) {
   ResultBlockView block(payload);
   uint8_t requested_codec = block.u8(block::kSecondCodec);
   if (requested_codec == kCodecUnknown) {
@@ -76,6 +74,15 @@ int32_t handle_camera_setting(uint8_t* payload) {
   set_up_network_stream(session, media, *tokens.second, requested_codec, block);
   session.end();
   return result;
+}
+
+}  // namespace
+
+CommandResult handle_camera_setting(uint8_t* payload) {
+  const int32_t result = set_up_camera(payload);
+  // The outcome also reaches the block: status 1 done, 3 failed.
+  ResultBlockView(payload).set_s32(block::kStatus, result != 0 ? 1 : 3);
+  return result_of(ReplyKind::kSettingOkFail, result, true);
 }
 
 }  // namespace vantel

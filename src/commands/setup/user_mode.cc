@@ -16,9 +16,7 @@ constexpr int kSingleUserGovLength = 10;
 constexpr int kMultiUserGovLength = 1;
 constexpr size_t kNetworkProfile = 1;
 
-}  // namespace
-
-int32_t handle_multiuser(uint8_t* payload) {
+int32_t set_user_mode(uint8_t* payload) {
   const int32_t mode = get_be32s(payload + req::user_mode::kMode);
   OnvifSession session(camera_from_request(payload));
   if (session.get_capabilities() != SOAP_OK) return 0;
@@ -52,6 +50,13 @@ int32_t handle_multiuser(uint8_t* payload) {
   const int32_t result = media.set_encoder(configuration) == SOAP_OK ? 1 : 0;
   session.end();
   return result;
+}
+
+}  // namespace
+
+CommandResult handle_multiuser(uint8_t* payload) {
+  const int32_t result = set_user_mode(payload);
+  return result_with_line(ReplyKind::kEchoMajor, result, "[vantel multiuser] (%d)", result);
 }
 
 }  // namespace vantel

@@ -97,9 +97,7 @@ void change_second_stream(MediaService& media, const std::optional<std::string>&
   if (!retried) log_puts("network codec changed failed ");
 }
 
-}  // namespace
-
-int32_t handle_net_codec_explicit(uint8_t* payload) {
+int32_t change_as_requested(uint8_t* payload) {
   ResultBlockView block(payload);
   OnvifSession session(camera_from_block(payload));
   _trt__GetProfilesResponse profiles;
@@ -118,6 +116,12 @@ int32_t handle_net_codec_explicit(uint8_t* payload) {
   change_second_stream(media, tokens.second, block);
   session.end();
   return 1;
+}
+
+}  // namespace
+
+CommandResult handle_net_codec_explicit(uint8_t* payload) {
+  return result_of(ReplyKind::kResultCodecFail, change_as_requested(payload));
 }
 
 }  // namespace vantel

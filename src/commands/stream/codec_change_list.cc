@@ -152,9 +152,7 @@ Status change_second_stream(MediaService& media, const std::optional<std::string
   return Status::Ok();
 }
 
-}  // namespace
-
-int32_t handle_net_codec_list(uint8_t* payload) {
+int32_t change_to_listed(uint8_t* payload) {
   ResultBlockView block(payload);
   OnvifSession session(camera_from_block(payload));
   _trt__GetProfilesResponse profiles;
@@ -173,6 +171,12 @@ int32_t handle_net_codec_list(uint8_t* payload) {
   if (changed.ok()) changed = change_second_stream(media, tokens.second, block);
   session.end();
   return changed.ok() ? 1 : changed.result();
+}
+
+}  // namespace
+
+CommandResult handle_net_codec_list(uint8_t* payload) {
+  return result_of(ReplyKind::kResultCodecFail, change_to_listed(payload));
 }
 
 }  // namespace vantel

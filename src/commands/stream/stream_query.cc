@@ -49,9 +49,7 @@ void query_stream(MediaService& media, const std::optional<std::string>& token, 
   clear_stream_settings(block, stream);
 }
 
-}  // namespace
-
-int32_t handle_stream_info(uint8_t* payload) {
+int32_t query_streams(uint8_t* payload) {
   ResultBlockView block(payload);
   OnvifSession session(camera_from_block(payload));
   const struct soap* context = session.soap();
@@ -73,6 +71,12 @@ int32_t handle_stream_info(uint8_t* payload) {
   query_stream(media, tokens.second, block, kSecondStream);
   session.end();
   return 1;
+}
+
+}  // namespace
+
+CommandResult handle_stream_info(uint8_t* payload) {
+  return result_of(ReplyKind::kAlwaysResult, query_streams(payload), true);
 }
 
 }  // namespace vantel
