@@ -73,11 +73,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (session.get_capabilities() == SOAP_OK) {
     // What is left goes to the PTZ calls: one on the header as is, one on a
     // working copy that inherits the Digest answer and the clock.
-    const char* ptz = session.ptz_address();
+    const char* ptz = session.ptz_address() ? session.ptz_address() : "";
     _tptz__GetPresetsResponse presets;
-    vantel::get_presets_as_is(session, ptz ? ptz : "", "MainProfile", presets);
+    vantel::PtzService(session, session.soap(), ptz).get_presets_as_is("MainProfile", presets);
     session.on_working_copy([&](struct soap* copy) {
-      return vantel::goto_preset(session, copy, ptz ? ptz : "", "MainProfile", "1");
+      return vantel::PtzService(session, copy, ptz).goto_preset("MainProfile", "1");
     });
   }
   session.end();

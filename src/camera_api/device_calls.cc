@@ -2,17 +2,17 @@
 
 namespace vantel {
 
-int get_device_information(OnvifSession& session, _tds__GetDeviceInformationResponse& answer) {
+int DeviceService::get_information(_tds__GetDeviceInformationResponse& answer) {
   _tds__GetDeviceInformation request;
-  return session.call(session.soap(), soap_call___tds__GetDeviceInformation, session.device_address(),
-                      request, answer);
+  return session_.call(session_.soap(), soap_call___tds__GetDeviceInformation, session_.device_address(),
+                       request, answer);
 }
 
-int system_reboot(OnvifSession& session) {
+int DeviceService::reboot() {
   _tds__SystemReboot request;
   _tds__SystemRebootResponse answer;
-  return session.call(session.soap(), soap_call___tds__SystemReboot, session.device_service_address(), request,
-                      answer);
+  return session_.call(session_.soap(), soap_call___tds__SystemReboot, session_.device_service_address(),
+                       request, answer);
 }
 
 }  // namespace vantel

@@ -1,16 +1,23 @@
 // The device-service calls besides GetCapabilities (which the session makes
-// itself): device information and reboot, each with a fresh UsernameToken.
-// Command server thread only.
+// itself): device information and reboot, each with a fresh UsernameToken,
+// on the session's own context. Command server thread only.
 #pragma once
 
 #include "camera_api/onvif_session.h"
 
 namespace vantel {
 
-// GetDeviceInformation at the device address the session formed.
-int get_device_information(OnvifSession& session, _tds__GetDeviceInformationResponse& answer);
+class DeviceService {
+ public:
+  explicit DeviceService(OnvifSession& session) : session_(session) {}
 
-// SystemReboot at the device service address named by the capabilities.
-int system_reboot(OnvifSession& session);
+  // GetDeviceInformation at the device address the session formed.
+  int get_information(_tds__GetDeviceInformationResponse& answer);
+  // SystemReboot at the device service address named by the capabilities.
+  int reboot();
+
+ private:
+  OnvifSession& session_;
+};
 
 }  // namespace vantel

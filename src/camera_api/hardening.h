@@ -7,15 +7,10 @@
 // command takes its ordinary failure path.
 #pragma once
 
+#include "config.h"
 #include "stdsoap2.h"
 
 namespace vantel {
-
-#ifdef VANTEL_HARDENED
-constexpr bool kHardened = true;
-#else
-constexpr bool kHardened = false;
-#endif
 
 constexpr int kConnectLimitS = 5;
 constexpr int kSendLimitS = 10;

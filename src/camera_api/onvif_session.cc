@@ -1,7 +1,5 @@
 #include "camera_api/onvif_session.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <strings.h>
 
 #include <cstdio>
@@ -17,18 +15,14 @@
 #include "camera_api/service_address.h"
 #include "log/log.h"
 #include "onvif_namespaces.h"
-#include "wire/byte_order.h"
-#include "wire/request.h"
-#include "wire/result_block.h"
 #include "wsseapi.h"
 
 namespace vantel {
+
+struct soap OnvifSession::context_;
+
 namespace {
 
-// The one SOAP context of the process, re-initialised by every command.
-struct soap g_soap;
-// Long enough for any dotted quad and any 32-bit port.
-char g_device_address[64];
 
 // Clocks this close are the same clock: the Date header counts whole
 // seconds and the answer takes its time to arrive.
@@ -36,41 +30,19 @@ constexpr int64_t kClockToleranceS = 5;
 
 constexpr int kSocketBufferSize = 65536;
 
-CameraAccess camera_at(const uint8_t* payload, size_t ip, size_t port, size_t user, size_t password) {
-  CameraAccess camera{};
-  in_addr address;
-  std::memcpy(&address.s_addr, payload + ip, 4);  // already in network order
-  std::snprintf(camera.ip_text, sizeof camera.ip_text, "%s", inet_ntoa(address));
-  camera.port = get_be32s(payload + port);
-  // The sender terminates both fields within 32 bytes; if it does not, the
-  // text is cut at 32 rather than run into the next field.
-  static_assert(req::kCredentialSize == block::kCredentialSize, "both records carry 32-byte credentials");
-  std::memcpy(camera.user, payload + user, req::kCredentialSize);
-  std::memcpy(camera.password, payload + password, req::kCredentialSize);
-  return camera;
-}
-
 }  // namespace
 
-CameraAccess camera_from_request(const uint8_t* payload) {
-  return camera_at(payload, req::kCameraIp, req::kCameraPort, req::kUserName, req::kPassword);
-}
-
-CameraAccess camera_from_block(const uint8_t* payload) {
-  return camera_at(payload, block::kCameraIp, block::kCameraPort, block::kUserName, block::kPassword);
-}
-
 OnvifSession::OnvifSession(const CameraAccess& camera) : camera_(camera) {
-  soap_init(&g_soap);
+  soap_init(&context_);
   // The runtime asks the kernel for socket buffers of its own I/O buffer's
   // size, which is now sized for the process (soapdefs.h); the sockets keep
   // the 64 KB they always had, so a camera's long answer arrives as fast.
-  g_soap.sndbuf = g_soap.rcvbuf = kSocketBufferSize;
-  soap_set_namespaces(&g_soap, namespaces);
-  harden_context(&g_soap);
-  send_requests_once(&g_soap);
-  watch_answer_headers(&g_soap);
-  std::snprintf(g_device_address, sizeof g_device_address, "http://%s:%d/onvif/device_service",
+  context_.sndbuf = context_.rcvbuf = kSocketBufferSize;
+  soap_set_namespaces(&context_, namespaces);
+  harden_context(&context_);
+  send_requests_once(&context_);
+  watch_answer_headers(&context_);
+  std::snprintf(device_address_, sizeof device_address_, "http://%s:%d/onvif/device_service",
                 camera_.ip_text, camera_.port);
 }
 
@@ -78,11 +50,11 @@ OnvifSession::~OnvifSession() {
   if (open_) end();
 }
 
-struct soap* OnvifSession::soap() { return &g_soap; }
+struct soap* OnvifSession::soap() { return &context_; }
 
-const char* OnvifSession::device_address() const { return g_device_address; }
+const char* OnvifSession::device_address() const { return device_address_; }
 
-int OnvifSession::add_token() { return add_token(&g_soap); }
+int OnvifSession::add_token() { return add_token(&context_); }
 
 int OnvifSession::add_token(struct soap* context) {
   return soap_wsse_add_UsernameTokenDigest_at(context, nullptr, camera_.user, camera_.password,
@@ -142,7 +114,7 @@ bool OnvifSession::learn_camera_clock(struct soap* context) {
     context->header = nullptr;
     HttpDigest::withhold(context);
     forget_answer_headers();
-    known = soap_call___tds__GetSystemDateAndTime(context, g_device_address, nullptr, &request, answer) == SOAP_OK &&
+    known = soap_call___tds__GetSystemDateAndTime(context, device_address_, nullptr, &request, answer) == SOAP_OK &&
             camera_time(answer, camera_now);
   }
   if (!known) return false;
@@ -156,7 +128,7 @@ int OnvifSession::get_capabilities() {
   _tds__GetCapabilities request;
   request.Category.push_back("All");
   const int result =
-      call(&g_soap, soap_call___tds__GetCapabilities, g_device_address, request, capabilities_);
+      call(&context_, soap_call___tds__GetCapabilities, device_address_, request, capabilities_);
   if (result != SOAP_OK) log_printf("GetCapabilities error (%d)", result);
   return result;
 }
@@ -172,7 +144,7 @@ const char* OnvifSession::reachable(const char* name, const std::string* adverti
   if (advertised->empty()) return service.address;
   const std::string instead = reachable_address(*advertised, camera_.ip_text, camera_.port);
   if (instead.empty()) return service.address;
-  service.address = soap_strdup(&g_soap, instead.c_str());
+  service.address = soap_strdup(&context_, instead.c_str());
   log_printf("[ipcam] %s service at %.200s is not the camera's address: using %s \n", name, advertised->c_str(),
              service.address);
   return service.address;
@@ -192,14 +164,14 @@ const char* OnvifSession::device_service_address() {
   const tt__Capabilities* c = capabilities();
   const std::string* named = c && c->Device && !c->Device->XAddr.empty() ? &c->Device->XAddr : nullptr;
   const char* address = reachable("device", named, device_);
-  return address ? address : g_device_address;
+  return address ? address : device_address_;
 }
 
 void OnvifSession::end() {
-  digest_.release(&g_soap);
-  soap_destroy(&g_soap);
-  soap_end(&g_soap);
-  soap_done(&g_soap);
+  digest_.release(&context_);
+  soap_destroy(&context_);
+  soap_end(&context_);
+  soap_done(&context_);
   open_ = false;
 }
 

@@ -26,11 +26,6 @@ struct CameraAccess {
   char password[33];
 };
 
-// From the CameraRequest prefix (PTZ, reboot, user mode).
-CameraAccess camera_from_request(const uint8_t* payload);
-// From offsets 84..159 of the result block (query, codec change, registration).
-CameraAccess camera_from_block(const uint8_t* payload);
-
 class OnvifSession {
  public:
   // soap_init and the namespace table on the process's context, then the
@@ -126,7 +121,12 @@ class OnvifSession {
   };
   const char* reachable(const char* name, const std::string* advertised, Service& service);
 
+  // The one SOAP context of the process, re-initialised by every session:
+  // one command at a time, on the command thread.
+  static struct soap context_;
   CameraAccess camera_;
+  // Long enough for any dotted quad and any 32-bit port.
+  char device_address_[64];
   _tds__GetCapabilitiesResponse capabilities_;
   HttpDigest digest_;
   int64_t clock_offset_ = 0;  // camera's clock minus ours, in seconds

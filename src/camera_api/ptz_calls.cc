@@ -1,57 +1,60 @@
 #include "camera_api/ptz_calls.h"
 
 namespace vantel {
+namespace {
 
-int get_ptz_nodes(OnvifSession& session) {
+// Both Stop versions stop everything that moves.
+template <typename Request>
+void stop_everything(Request& request, const std::string& profile_token, bool& both) {
+  both = true;
+  request.ProfileToken = profile_token;
+  request.PanTilt = &both;
+  request.Zoom = &both;
+}
+
+}  // namespace
+
+int PtzService::get_nodes() {
   _tptz__GetNodes request;
   _tptz__GetNodesResponse answer;
-  return session.call(session.soap(), soap_call___tptz__GetNodes, session.device_address(), request,
-                      answer);
+  return call(soap_call___tptz__GetNodes, request, answer);
 }
 
-int get_ptz_node(OnvifSession& session, struct soap* context, const char* address,
-                 const std::string* node_token, _tptz__GetNodeResponse& answer) {
-  if (address == nullptr || *address == '\0' || node_token == nullptr) return SOAP_ERR;
+int PtzService::get_node(const std::string* node_token, _tptz__GetNodeResponse& answer) {
+  if (address_ == nullptr || *address_ == '\0' || node_token == nullptr) return SOAP_ERR;
   _tptz__GetNode request;
   request.NodeToken = *node_token;
-  return session.call(context, soap_call___tptz__GetNode, address, request, answer);
+  return call(soap_call___tptz__GetNode, request, answer);
 }
 
-int continuous_move(OnvifSession& session, struct soap* context, const char* address,
-                    _tptz__ContinuousMove& request) {
+int PtzService::continuous_move(_tptz__ContinuousMove& request) {
   _tptz__ContinuousMoveResponse answer;
-  return session.call(context, soap_call___tptz__ContinuousMove, address, request, answer);
+  return call(soap_call___tptz__ContinuousMove, request, answer);
 }
 
-int stop_motion(OnvifSession& session, const char* address, const std::string& profile_token) {
-  bool both = true;
+int PtzService::stop(const std::string& profile_token) {
+  bool both;
   _tptz__Stop request;
-  request.ProfileToken = profile_token;
-  request.PanTilt = &both;
-  request.Zoom = &both;
+  stop_everything(request, profile_token, both);
   _tptz__StopResponse answer;
-  return session.call(session.soap(), soap_call___tptz__Stop, address, request, answer);
+  return call(soap_call___tptz__Stop, request, answer);
 }
 
-int stop_motion_v10_as_is(OnvifSession& session, const char* address, const std::string& profile_token) {
-  bool both = true;
+int PtzService::stop_v10_as_is(const std::string& profile_token) {
+  bool both;
   tptz1__StopRequest request;
-  request.ProfileToken = profile_token;
-  request.PanTilt = &both;
-  request.Zoom = &both;
+  stop_everything(request, profile_token, both);
   tptz1__StopResponse answer;
-  return session.call_as_is(session.soap(), soap_call___tptz1__Stop, address, request, answer);
+  return call_as_is(soap_call___tptz1__Stop, request, answer);
 }
 
-int get_presets_as_is(OnvifSession& session, const char* address, const std::string& profile_token,
-                      _tptz__GetPresetsResponse& answer) {
+int PtzService::get_presets_as_is(const std::string& profile_token, _tptz__GetPresetsResponse& answer) {
   _tptz__GetPresets request;
   request.ProfileToken = profile_token;
-  return session.call_as_is(session.soap(), soap_call___tptz__GetPresets, address, request, answer);
+  return call_as_is(soap_call___tptz__GetPresets, request, answer);
 }
 
-int set_preset(OnvifSession& session, struct soap* context, const char* address,
-               const std::string& profile_token, const std::string& preset_token) {
+int PtzService::set_preset(const std::string& profile_token, const std::string& preset_token) {
   std::string name_text = preset_token;
   std::string token_text = preset_token;
   _tptz__SetPreset request;
@@ -59,25 +62,23 @@ int set_preset(OnvifSession& session, struct soap* context, const char* address,
   request.PresetName = &name_text;
   request.PresetToken = &token_text;
   _tptz__SetPresetResponse answer;
-  return session.call(context, soap_call___tptz__SetPreset, address, request, answer);
+  return call(soap_call___tptz__SetPreset, request, answer);
 }
 
-int goto_preset(OnvifSession& session, struct soap* context, const char* address,
-                const std::string& profile_token, const std::string& preset_token) {
+int PtzService::goto_preset(const std::string& profile_token, const std::string& preset_token) {
   _tptz__GotoPreset request;
   request.ProfileToken = profile_token;
   request.PresetToken = preset_token;
   _tptz__GotoPresetResponse answer;
-  return session.call(context, soap_call___tptz__GotoPreset, address, request, answer);
+  return call(soap_call___tptz__GotoPreset, request, answer);
 }
 
-int remove_preset(OnvifSession& session, struct soap* context, const char* address,
-                  const std::string& profile_token, const std::string& preset_token) {
+int PtzService::remove_preset(const std::string& profile_token, const std::string& preset_token) {
   tptz1__RemovePreset request;
   request.ProfileToken = profile_token;
   request.PresetToken = preset_token;
   tptz1__RemovePresetResponse answer;
-  return session.call(context, soap_call___tptz1__RemovePreset, address, request, answer);
+  return call(soap_call___tptz1__RemovePreset, request, answer);
 }
 
 }  // namespace vantel

@@ -15,7 +15,7 @@ bool usable(const std::vector<tt__Profile*>& profiles) {
 
 }  // namespace
 
-PtzSession::PtzSession(const uint8_t* payload) : session_(camera_from_request(payload)) {}
+PtzSession::PtzSession(const CameraAccess& camera) : session_(camera) {}
 
 Status PtzSession::open() {
   if (session_.get_capabilities() != SOAP_OK) return Status::Ended(0);

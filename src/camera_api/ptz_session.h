@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "camera_api/onvif_session.h"
+#include "camera_api/ptz_calls.h"
 #include "camera_api/status.h"
 #include "soapH.h"
 
@@ -15,8 +16,7 @@ namespace vantel {
 
 class PtzSession {
  public:
-  // The camera named by the CameraRequest prefix of `payload`.
-  explicit PtzSession(const uint8_t* payload);
+  explicit PtzSession(const CameraAccess& camera);
 
   // GetCapabilities, the PTZ-available test, a fresh token and GetProfiles.
   // Ok when the command may go on; otherwise it ends with 0 when
@@ -27,6 +27,9 @@ class PtzSession {
   // Valid after open() succeeded, until the session ends.
   OnvifSession& session() { return session_; }
   const char* ptz_address() const { return ptz_address_; }
+  // The PTZ service on the session's context, or on a working copy of it.
+  PtzService service() { return service(session_.soap()); }
+  PtzService service(struct soap* context) { return PtzService(session_, context, ptz_address_); }
   // Never empty; the first entry is never null, later ones may be.
   const std::vector<tt__Profile*>& profiles() const { return profiles_.Profiles; }
   const std::string& profile_token() const { return profiles_.Profiles.front()->token; }

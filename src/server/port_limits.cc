@@ -8,7 +8,7 @@
 #include <chrono>
 #include <cstdio>
 
-#include "camera_api/hardening.h"
+#include "config.h"
 #include "log/log.h"
 
 namespace vantel {

@@ -84,8 +84,9 @@ void read_ptz(StrictSession& s, const tt__Profile& profile, const std::string& f
   };
   const std::string node_token = ok && profile.PTZConfiguration ? profile.PTZConfiguration->NodeToken : "none";
   _tptz__GetNodeResponse node;
-  answered(get_ptz_nodes(s), "GetNodes");
-  answered(get_ptz_node(s, s.soap(), ptz, &node_token, node), "GetNode");
+  answered(PtzService(s, s.soap(), s.device_address()).get_nodes(), "GetNodes");
+  PtzService service(s, s.soap(), ptz);
+  answered(service.get_node(&node_token, node), "GetNode");
   EXPECT_TRUE(!ok || (node.PTZNode && node.PTZNode->SupportedPTZSpaces &&
                       !node.PTZNode->SupportedPTZSpaces->ContinuousPanTiltVelocitySpace.empty()));
   tt__Vector2D pan_tilt;
@@ -94,16 +95,16 @@ void read_ptz(StrictSession& s, const tt__Profile& profile, const std::string& f
   _tptz__ContinuousMove move;
   move.ProfileToken = profile.token;
   move.Velocity = &velocity;
-  answered(continuous_move(s, s.soap(), ptz, move), "ContinuousMove");
-  answered(stop_motion(s, ptz, profile.token), "Stop");
-  answered(stop_motion_v10_as_is(s, ptz, profile.token), "Stop ver10");
+  answered(service.continuous_move(move), "ContinuousMove");
+  answered(service.stop(profile.token), "Stop");
+  answered(service.stop_v10_as_is(profile.token), "Stop ver10");
   _tptz__GetPresetsResponse presets;
-  answered(get_presets_as_is(s, ptz, profile.token, presets), "GetPresets");
+  answered(service.get_presets_as_is(profile.token, presets), "GetPresets");
   ASSERT_TRUE(!ok || (!presets.Preset.empty() && presets.Preset.back() && presets.Preset.back()->token));
   const std::string token = ok ? *presets.Preset.back()->token : "1";
-  answered(set_preset(s, s.soap(), ptz, profile.token, token), "SetPreset");
-  answered(goto_preset(s, s.soap(), ptz, profile.token, token), "GotoPreset");
-  answered(remove_preset(s, s.soap(), ptz, profile.token, token), "RemovePreset");
+  answered(service.set_preset(profile.token, token), "SetPreset");
+  answered(service.goto_preset(profile.token, token), "GotoPreset");
+  answered(service.remove_preset(profile.token, token), "RemovePreset");
 }
 
 TEST(CamsimStrict, EveryAnswerOfEveryStyleDeserializes) {
@@ -159,7 +160,7 @@ TEST(CamsimStrict, EveryAnswerOfEveryStyleDeserializes) {
     EXPECT_NE(SOAP_OK, MediaService(s).get_profile("MainProfile", unused));
     EXPECT_EQ("SOAP-ENV:Sender/ter:InvalidArgVal/ter:NoProfile", s.fault());
     _tds__GetDeviceInformationResponse info;
-    EXPECT_EQ(SOAP_OK, get_device_information(s, info)) << s.fault();
+    EXPECT_EQ(SOAP_OK, DeviceService(s).get_information(info)) << s.fault();
     _tds__GetSystemDateAndTime ask;
     _tds__GetSystemDateAndTimeResponse now;
     int64_t camera_now = 0;
@@ -171,7 +172,7 @@ TEST(CamsimStrict, EveryAnswerOfEveryStyleDeserializes) {
     ASSERT_NE(nullptr, first);
     ASSERT_EQ(camera.has_ptz, s.ptz_address() != nullptr && *s.ptz_address() != '\0');
     read_ptz(s, *first, camera.has_ptz ? "" : "SOAP-ENV:Receiver/ter:ActionNotSupported");
-    EXPECT_EQ(SOAP_OK, system_reboot(s)) << s.fault();
+    EXPECT_EQ(SOAP_OK, DeviceService(s).reboot()) << s.fault();
   }
 }
 

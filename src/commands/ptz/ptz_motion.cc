@@ -8,6 +8,7 @@
 
 #include "camera_api/ptz_calls.h"
 #include "camera_api/ptz_session.h"
+#include "commands/common/camera_access.h"
 #include "commands/handlers.h"
 #include "commands/ptz/zoom_ramp.h"
 #include "log/log.h"
@@ -90,7 +91,7 @@ int move(struct soap* copy, PtzSession& ptz, int32_t direction, int32_t zoom_cod
   const tt__PTZConfiguration* configuration = ptz.profiles().front()->PTZConfiguration;
   if (configuration != nullptr) {
     _tptz__GetNodeResponse node;
-    if (get_ptz_node(ptz.session(), copy, ptz.ptz_address(), &configuration->NodeToken, node) == SOAP_OK) {
+    if (ptz.service(copy).get_node(&configuration->NodeToken, node) == SOAP_OK) {
       limits = velocity_limits(node);
     }
   }
@@ -99,7 +100,7 @@ int move(struct soap* copy, PtzSession& ptz, int32_t direction, int32_t zoom_cod
   if (!limits) return kMoveNotSent;
   set_pan_tilt(direction, *limits, pan_tilt);
 
-  return continuous_move(ptz.session(), copy, ptz.ptz_address(), request);
+  return ptz.service(copy).continuous_move(request);
 }
 
 // A head left moving is the one failure the recorder cannot see, so a Stop
@@ -107,11 +108,11 @@ int move(struct soap* copy, PtzSession& ptz, int32_t direction, int32_t zoom_cod
 // every PTZ camera serves, with a fresh token.
 int stop_again(PtzSession& ptz, int refused) {
   log_printf("[ipcam] Stop refused (%d): ver20 Stop sent again with a fresh token \n", refused);
-  return stop_motion(ptz.session(), ptz.ptz_address(), ptz.profile_token());
+  return ptz.service().stop(ptz.profile_token());
 }
 
 int32_t move_then_stop(uint8_t* payload, int32_t direction, int32_t zoom_code) {
-  PtzSession ptz(payload);
+  PtzSession ptz(camera_from_request(payload));
   const Status opened = ptz.open();
   if (!opened.ok()) return opened.result();
 
@@ -122,14 +123,14 @@ int32_t move_then_stop(uint8_t* payload, int32_t direction, int32_t zoom_code) {
     usleep(kMoveToStopPauseUs);
   }
 
-  int result = stop_motion(ptz.session(), ptz.ptz_address(), ptz.profile_token());
+  int result = ptz.service().stop(ptz.profile_token());
   if (result != SOAP_OK) result = stop_again(ptz, result);
   ptz.session().end();
   return result;
 }
 
 int32_t stop(uint8_t* payload) {
-  PtzSession ptz(payload);
+  PtzSession ptz(camera_from_request(payload));
   const Status opened = ptz.open();
   if (!opened.ok()) return opened.result();
 
@@ -137,7 +138,7 @@ int32_t stop(uint8_t* payload) {
   // whatever security header the context still holds from it. The cameras
   // the recorder ships with leave Stop open; one that checks every request
   // gets it again with a fresh token.
-  int result = stop_motion_v10_as_is(ptz.session(), ptz.ptz_address(), ptz.profile_token());
+  int result = ptz.service().stop_v10_as_is(ptz.profile_token());
   if (result != SOAP_OK) result = stop_again(ptz, result);
   ptz.session().end();
   return result;

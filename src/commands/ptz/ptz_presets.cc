@@ -8,6 +8,7 @@
 
 #include "camera_api/ptz_calls.h"
 #include "camera_api/ptz_session.h"
+#include "commands/common/camera_access.h"
 #include "commands/handlers.h"
 #include "log/log.h"
 #include "wire/byte_order.h"
@@ -32,7 +33,7 @@ bool find_preset(PtzSession& ptz, int32_t position, PresetToken& token) {
   _tptz__GetPresetsResponse answer;
   // No fresh token: GetPresets follows GetProfiles directly and goes with
   // whatever security header the context still holds from it.
-  if (get_presets_as_is(ptz.session(), ptz.ptz_address(), ptz.profile_token(), answer) != SOAP_OK) {
+  if (ptz.service().get_presets_as_is(ptz.profile_token(), answer) != SOAP_OK) {
     return false;
   }
   if (position < 0 || static_cast<size_t>(position) >= answer.Preset.size()) return false;
@@ -43,19 +44,19 @@ bool find_preset(PtzSession& ptz, int32_t position, PresetToken& token) {
   return true;
 }
 
-using PresetCall = int (*)(OnvifSession&, struct soap*, const char*, const std::string&, const std::string&);
+using PresetCall = int (PtzService::*)(const std::string& profile_token, const std::string& preset_token);
 
 // Set and goto: the preset at the listed position, named by its token.
 int32_t on_listed_preset(uint8_t* payload, PresetCall call) {
   const int32_t number = get_be32s(payload + req::preset::kNumber);
-  PtzSession ptz(payload);
+  PtzSession ptz(camera_from_request(payload));
   const Status opened = ptz.open();
   if (!opened.ok()) return opened.result();
   PresetToken token;
   if (!find_preset(ptz, number, token)) return kPresetFailed;
 
   const int result = ptz.session().on_working_copy([&](struct soap* copy) {
-    return call(ptz.session(), copy, ptz.ptz_address(), ptz.profile_token(), token);
+    return (ptz.service(copy).*call)(ptz.profile_token(), token);
   });
   ptz.session().end();
   return result;
@@ -63,7 +64,7 @@ int32_t on_listed_preset(uint8_t* payload, PresetCall call) {
 
 int32_t remove_numbered_preset(uint8_t* payload) {
   const int32_t number = get_be32s(payload + req::preset::kNumber);
-  PtzSession ptz(payload);
+  PtzSession ptz(camera_from_request(payload));
   const Status opened = ptz.open();
   if (!opened.ok()) return opened.result();
 
@@ -75,7 +76,7 @@ int32_t remove_numbered_preset(uint8_t* payload) {
   std::snprintf(number_text, sizeof number_text, "%d", number);
 
   const int result = ptz.session().on_working_copy([&](struct soap* copy) {
-    return remove_preset(ptz.session(), copy, ptz.ptz_address(), profiles[1]->token, number_text);
+    return ptz.service(copy).remove_preset(profiles[1]->token, number_text);
   });
   ptz.session().end();
   return result;
@@ -87,11 +88,11 @@ CommandResult handle_ptz_preset(uint8_t* payload) {
   log_puts("[vantel ptz] ");
   // The listed preset is stored again at the current position, under its
   // own token, and named by that token.
-  return result_with_line(ReplyKind::kEchoMajor, on_listed_preset(payload, set_preset), "[vantel ptz] ptz preset ");
+  return result_with_line(ReplyKind::kEchoMajor, on_listed_preset(payload, &PtzService::set_preset), "[vantel ptz] ptz preset ");
 }
 
 CommandResult handle_ptz_gotopreset(uint8_t* payload) {
-  return result_with_line(ReplyKind::kEchoMajor, on_listed_preset(payload, goto_preset),
+  return result_with_line(ReplyKind::kEchoMajor, on_listed_preset(payload, &PtzService::goto_preset),
                           "[vantel ptz] ptz gotopreset ");
 }
 

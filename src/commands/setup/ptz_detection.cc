@@ -8,7 +8,7 @@ namespace vantel {
 uint8_t detect_ptz(OnvifSession& session, const tt__Profile& recording_profile, const std::string& model) {
   // The node list is asked at the device address, the node itself at the
   // PTZ address.
-  const int listed = get_ptz_nodes(session);
+  const int listed = PtzService(session, session.soap(), session.device_address()).get_nodes();
   // A QF2093 is registered without PTZ whatever it reports.
   if (listed != SOAP_OK || model.find("QF2093") != std::string::npos) {
     log_puts("[ipcam] ptz disable ");
@@ -16,8 +16,8 @@ uint8_t detect_ptz(OnvifSession& session, const tt__Profile& recording_profile, 
   }
   const tt__PTZConfiguration* ptz = recording_profile.PTZConfiguration;
   _tptz__GetNodeResponse node;
-  if (get_ptz_node(session, session.soap(), session.ptz_address(), ptz ? &ptz->NodeToken : nullptr, node) ==
-      SOAP_OK) {
+  PtzService service(session, session.soap(), session.ptz_address());
+  if (service.get_node(ptz ? &ptz->NodeToken : nullptr, node) == SOAP_OK) {
     log_puts("[ipcam]. ptz enable ");
     return 1;
   }

@@ -1,6 +1,7 @@
 // Camera reboot: ask the camera to restart. Once its capabilities were read
 // the command counts as done, whatever the camera says to the reboot.
 #include "camera_api/device_calls.h"
+#include "commands/common/camera_access.h"
 #include "commands/handlers.h"
 
 namespace vantel {
@@ -9,7 +10,7 @@ namespace {
 int32_t reboot(uint8_t* payload) {
   OnvifSession session(camera_from_request(payload));
   if (session.get_capabilities() != SOAP_OK) return 0;
-  system_reboot(session);
+  DeviceService(session).reboot();
   session.end();
   return 1;
 }

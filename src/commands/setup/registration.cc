@@ -5,6 +5,7 @@
 
 #include "camera_api/device_calls.h"
 #include "camera_api/media_calls.h"
+#include "commands/common/camera_access.h"
 #include "commands/common/profile_reader.h"
 #include "commands/common/profile_tokens.h"
 #include "commands/common/stream_rules.h"
@@ -56,7 +57,7 @@ int32_t set_up_camera(uint8_t* payload) {
   }
 
   _tds__GetDeviceInformationResponse device;
-  get_device_information(session, device);
+  DeviceService(session).get_information(device);
   // The two labels are crossed, and the recorder reads these lines by their
   // labels: the model under "Came name", the maker under "Model name".
   log_printf("==>> Came\tname (%s) \n", device.Model.c_str());

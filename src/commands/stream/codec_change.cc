@@ -2,6 +2,7 @@
 #include "commands/stream/codec_change.h"
 
 #include "camera_api/device_calls.h"
+#include "commands/common/camera_access.h"
 #include "commands/common/encoder_config.h"
 #include "commands/common/profile_reader.h"
 #include "commands/common/stream_rules.h"
@@ -18,15 +19,15 @@ void read_on_copy(OnvifSession& session, const _trt__GetProfilesResponse& profil
   });
 }
 
-}  // namespace
-
+// GetCapabilities, GetProfiles and GetDeviceInformation (maker and model
+// into the block). Ends the command with 0 when GetCapabilities failed.
 Status open_codec_change(OnvifSession& session, ResultBlockView& block,
                          _trt__GetProfilesResponse& profiles, std::string& model) {
   if (session.get_capabilities() != SOAP_OK) return Status::Ended(0);
   MediaService media(session);
   media.get_profiles(profiles);
   _tds__GetDeviceInformationResponse device;
-  get_device_information(session, device);
+  DeviceService(session).get_information(device);
   block.set_text(block::kManufacturer, block::kNameFieldSize, device.Manufacturer);
   block.set_text(block::kModel, block::kNameFieldSize, device.Model);
   model = device.Model;
@@ -39,14 +40,35 @@ void read_streams_unchanged(OnvifSession& session, const _trt__GetProfilesRespon
   read_on_copy(session, profiles, kept_recording_profile(model), payload);
 }
 
-tt__VideoEncoderConfiguration* current_encoder(MediaService& media, const std::string& token,
-                                               _trt__GetProfileResponse& profile,
-                                               _trt__GetVideoEncoderConfigurationResponse& encoder) {
-  if (media.get_profile(token, profile) != SOAP_OK) return nullptr;
-  const tt__VideoEncoderConfiguration* in_profile = profile_encoder(profile);
-  if (in_profile == nullptr) return nullptr;
-  if (media.get_encoder(in_profile->token, encoder) != SOAP_OK) return nullptr;
-  return encoder.Configuration;
+}  // namespace
+
+int32_t change_codecs(uint8_t* payload, ProfileChoice choose, StreamChange change) {
+  ResultBlockView block(payload);
+  OnvifSession session(camera_from_block(payload));
+  _trt__GetProfilesResponse profiles;
+  std::string model;
+  const Status opened = open_codec_change(session, block, profiles, model);
+  if (!opened.ok()) return opened.result();
+  if (keeps_own_encoders(model)) {
+    read_streams_unchanged(session, profiles, model, payload);
+    session.end();
+    return 0;
+  }
+
+  MediaService media(session);
+  const int32_t result = change(media, choose(profiles), block);
+  session.end();
+  return result;
+}
+
+bool read_current_encoder(MediaService& media, const std::optional<std::string>& token, CurrentEncoder& current) {
+  if (!token) return false;
+  if (media.get_profile(*token, current.profile) != SOAP_OK) return false;
+  const tt__VideoEncoderConfiguration* in_profile = profile_encoder(current.profile);
+  if (in_profile == nullptr) return false;
+  if (media.get_encoder(in_profile->token, current.encoder) != SOAP_OK) return false;
+  current.configuration = current.encoder.Configuration;
+  return current.configuration != nullptr;
 }
 
 int requested_bitrate(ResultBlockView& block, size_t bitrate_offset) {

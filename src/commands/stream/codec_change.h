@@ -10,6 +10,7 @@
 #include "camera_api/media_calls.h"
 #include "camera_api/onvif_session.h"
 #include "camera_api/status.h"
+#include "commands/common/profile_tokens.h"
 #include "wire/result_block.h"
 
 namespace vantel {
@@ -30,23 +31,27 @@ constexpr int kSecondFpsAboveCap = 14;
 // A rejected set is sent once more after this pause.
 constexpr std::chrono::seconds kSetRetryPause{1};
 
-// GetCapabilities, GetProfiles and GetDeviceInformation (maker and model
-// into the block). Ends the command with 0 when GetCapabilities failed.
-Status open_codec_change(OnvifSession& session, ResultBlockView& block,
-                         _trt__GetProfilesResponse& profiles, std::string& model);
+// A variant's choice of the two profiles, and its change of their streams;
+// the change's value ends the command.
+using ProfileChoice = ProfileTokens (*)(const _trt__GetProfilesResponse& profiles);
+using StreamChange = int32_t (*)(MediaService& media, const ProfileTokens& tokens, ResultBlockView& block);
 
-// The streams of a model that keeps its encoders, only read, with the
-// profile stream reader on working copies of the context.
-void read_streams_unchanged(OnvifSession& session, const _trt__GetProfilesResponse& profiles,
-                            const std::string& model, uint8_t* payload);
+// Either variant, start to end: GetCapabilities (0 when it fails),
+// GetProfiles and GetDeviceInformation (maker and model into the block);
+// then the models that keep their encoders only have their streams read
+// (0), and every other camera gets `change` on the profiles `choose` picks.
+int32_t change_codecs(uint8_t* payload, ProfileChoice choose, StreamChange change);
 
+// A profile's encoder configuration as the camera reads it back directly:
 // GetProfile, then GetVideoEncoderConfiguration with the token of the
-// profile's encoder configuration: the configuration as the camera reads it
-// back directly, or nullptr when any step of that fails. Both answers stay
-// with the caller.
-tt__VideoEncoderConfiguration* current_encoder(MediaService& media, const std::string& token,
-                                               _trt__GetProfileResponse& profile,
-                                               _trt__GetVideoEncoderConfigurationResponse& encoder);
+// profile's configuration. Both answers are kept.
+struct CurrentEncoder {
+  _trt__GetProfileResponse profile;
+  _trt__GetVideoEncoderConfigurationResponse encoder;
+  tt__VideoEncoderConfiguration* configuration = nullptr;
+};
+// False, with nothing asked, without a token; false when any step fails.
+bool read_current_encoder(MediaService& media, const std::optional<std::string>& token, CurrentEncoder& current);
 
 // The bit rate the block asks for, a 0 replaced by the default in the block
 // first.

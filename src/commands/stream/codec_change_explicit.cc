@@ -4,8 +4,8 @@
 #include "commands/common/encoder_config.h"
 #include "commands/common/encoder_push.h"
 #include "commands/common/profile_tokens.h"
-#include "commands/handlers.h"
 #include "commands/common/stream_rules.h"
+#include "commands/handlers.h"
 #include "commands/stream/codec_change.h"
 #include "log/log.h"
 
@@ -14,11 +14,9 @@ namespace {
 
 void change_first_stream(MediaService& media, const std::optional<std::string>& token,
                          ResultBlockView& block) {
-  if (!token) return;
-  _trt__GetProfileResponse profile;
-  _trt__GetVideoEncoderConfigurationResponse encoder;
-  tt__VideoEncoderConfiguration* configuration = current_encoder(media, *token, profile, encoder);
-  if (configuration == nullptr) return;
+  CurrentEncoder current;
+  if (!read_current_encoder(media, token, current)) return;
+  tt__VideoEncoderConfiguration* configuration = current.configuration;
   struct soap* context = media.context();
 
   tt__VideoResolution& resolution = resolution_of(context, *configuration);
@@ -58,11 +56,9 @@ float requested_quality(const ResultBlockView& block) {
 
 void change_second_stream(MediaService& media, const std::optional<std::string>& token,
                           ResultBlockView& block) {
-  if (!token) return;
-  _trt__GetProfileResponse profile;
-  _trt__GetVideoEncoderConfigurationResponse encoder;
-  tt__VideoEncoderConfiguration* configuration = current_encoder(media, *token, profile, encoder);
-  if (configuration == nullptr) return;
+  CurrentEncoder current;
+  if (!read_current_encoder(media, token, current)) return;
+  tt__VideoEncoderConfiguration* configuration = current.configuration;
   const std::string configuration_token = configuration->token;
   struct soap* context = media.context();
 
@@ -97,31 +93,16 @@ void change_second_stream(MediaService& media, const std::optional<std::string>&
   if (!retried) log_puts("network codec changed failed ");
 }
 
-int32_t change_as_requested(uint8_t* payload) {
-  ResultBlockView block(payload);
-  OnvifSession session(camera_from_block(payload));
-  _trt__GetProfilesResponse profiles;
-  std::string model;
-  const Status opened = open_codec_change(session, block, profiles, model);
-  if (!opened.ok()) return opened.result();
-  const ProfileTokens tokens = first_two_profile_tokens(profiles);
-  if (keeps_own_encoders(model)) {
-    read_streams_unchanged(session, profiles, model, payload);
-    session.end();
-    return 0;
-  }
-
-  MediaService media(session);
+int32_t change_both_streams(MediaService& media, const ProfileTokens& tokens, ResultBlockView& block) {
   change_first_stream(media, tokens.first, block);
   change_second_stream(media, tokens.second, block);
-  session.end();
   return 1;
 }
 
 }  // namespace
 
 CommandResult handle_net_codec_explicit(uint8_t* payload) {
-  return result_of(ReplyKind::kResultCodecFail, change_as_requested(payload));
+  return result_of(ReplyKind::kResultCodecFail, change_codecs(payload, first_two_profile_tokens, change_both_streams));
 }
 
 }  // namespace vantel

@@ -4,8 +4,8 @@
 #include "commands/common/encoder_config.h"
 #include "commands/common/encoder_push.h"
 #include "commands/common/profile_tokens.h"
-#include "commands/handlers.h"
 #include "commands/common/stream_rules.h"
+#include "commands/handlers.h"
 #include "commands/stream/codec_change.h"
 #include "log/log.h"
 
@@ -44,14 +44,11 @@ bool store_first_stream(MediaService& media, const std::string& token, ResultBlo
 
 Status change_first_stream(MediaService& media, const std::optional<std::string>& token,
                            ResultBlockView& block) {
-  if (!token) return Status::Ok();
-  _trt__GetProfileResponse profile;
-  _trt__GetVideoEncoderConfigurationResponse encoder;
-  tt__VideoEncoderConfiguration* read_back = current_encoder(media, *token, profile, encoder);
-  if (read_back == nullptr) return Status::Ok();
+  CurrentEncoder read_back;
+  if (!read_current_encoder(media, token, read_back)) return Status::Ok();
   // The size the camera streams now, as its profile shows it.
-  const tt__VideoEncoderConfiguration* current = profile_encoder(profile);
-  tt__VideoEncoderConfiguration& configuration = *read_back;
+  const tt__VideoEncoderConfiguration* current = profile_encoder(read_back.profile);
+  tt__VideoEncoderConfiguration& configuration = *read_back.configuration;
   struct soap* context = media.context();
 
   // The recording side only takes H.264 from the first stream.
@@ -101,13 +98,10 @@ Status change_first_stream(MediaService& media, const std::optional<std::string>
 
 Status change_second_stream(MediaService& media, const std::optional<std::string>& token,
                             ResultBlockView& block) {
-  if (!token) return Status::Ok();
-  _trt__GetProfileResponse profile;
-  _trt__GetVideoEncoderConfigurationResponse encoder;
-  tt__VideoEncoderConfiguration* read_back = current_encoder(media, *token, profile, encoder);
-  if (read_back == nullptr) return Status::Ok();
-  const std::string configuration_token = profile_encoder(profile)->token;
-  tt__VideoEncoderConfiguration& configuration = *read_back;
+  CurrentEncoder read_back;
+  if (!read_current_encoder(media, token, read_back)) return Status::Ok();
+  const std::string configuration_token = profile_encoder(read_back.profile)->token;
+  tt__VideoEncoderConfiguration& configuration = *read_back.configuration;
   struct soap* context = media.context();
 
   if (block.s16(block::kRegH264Capable) == 1) {
@@ -152,31 +146,16 @@ Status change_second_stream(MediaService& media, const std::optional<std::string
   return Status::Ok();
 }
 
-int32_t change_to_listed(uint8_t* payload) {
-  ResultBlockView block(payload);
-  OnvifSession session(camera_from_block(payload));
-  _trt__GetProfilesResponse profiles;
-  std::string model;
-  const Status opened = open_codec_change(session, block, profiles, model);
-  if (!opened.ok()) return opened.result();
-  const ProfileTokens tokens = recorder_profile_tokens(profiles);
-  if (keeps_own_encoders(model)) {
-    read_streams_unchanged(session, profiles, model, payload);
-    session.end();
-    return 0;
-  }
-
-  MediaService media(session);
+int32_t change_both_streams(MediaService& media, const ProfileTokens& tokens, ResultBlockView& block) {
   Status changed = change_first_stream(media, tokens.first, block);
   if (changed.ok()) changed = change_second_stream(media, tokens.second, block);
-  session.end();
   return changed.ok() ? 1 : changed.result();
 }
 
 }  // namespace
 
 CommandResult handle_net_codec_list(uint8_t* payload) {
-  return result_of(ReplyKind::kResultCodecFail, change_to_listed(payload));
+  return result_of(ReplyKind::kResultCodecFail, change_codecs(payload, recorder_profile_tokens, change_both_streams));
 }
 
 }  // namespace vantel

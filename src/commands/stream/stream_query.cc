@@ -2,6 +2,7 @@
 // two streams, address, codec, size, rates and quality into the block.
 #include "camera_api/device_calls.h"
 #include "camera_api/media_calls.h"
+#include "commands/common/camera_access.h"
 #include "commands/common/encoder_config.h"
 #include "commands/common/profile_tokens.h"
 #include "commands/handlers.h"
@@ -63,7 +64,7 @@ int32_t query_streams(uint8_t* payload) {
   const ProfileTokens tokens = recorder_profile_tokens(profiles);
 
   _tds__GetDeviceInformationResponse device;
-  get_device_information(session, device);
+  DeviceService(session).get_information(device);
   block.set_text(block::kManufacturer, block::kNameFieldSize, device.Manufacturer);
   block.set_text(block::kModel, block::kNameFieldSize, device.Model);
 
