@@ -11,36 +11,13 @@
 #        stream-info net-codec net-codec-explicit camera-setting camera-setting-xr520
 set -euo pipefail
 
-root=$(cd "$(dirname "$0")/.." && pwd)
-build=$(cd "${1:-$root/build}" && pwd)
+source "$(dirname "$0")/common.sh" "${1:-}"
 shift || true
 kinds=("$@")
 [[ ${#kinds[@]} -gt 0 ]] || kinds=(ptz-move ptz-stop ptz-preset ptz-goto ptz-remove reboot multiuser
                                    stream-info net-codec net-codec-explicit camera-setting camera-setting-xr520)
 count=${COUNT:-10000}
 step=${STEP:-1000}
-vantel=$build/vantel
-vantelctl=$build/vantelctl
-for bin in "$vantel" "$vantelctl"; do
-  [[ -x $bin ]] || { echo "missing $bin: build first" >&2; exit 1; }
-done
-
-work=$(mktemp -d)
-camsim_pgid=
-vantel_pgid=
-stop_all() {
-  [[ -n $vantel_pgid ]] && kill -KILL -- "-$vantel_pgid" 2>/dev/null || true
-  [[ -n $camsim_pgid ]] && kill -TERM -- "-$camsim_pgid" 2>/dev/null || true
-  vantel_pgid= camsim_pgid=
-}
-trap 'stop_all; rm -rf "$work"' EXIT INT TERM
-
-exec 9>>"${VANTEL_TEST_PORT_LOCK:-/tmp/vantel-test-port-1997.lock}"
-flock 9
-if (exec 3<>/dev/tcp/127.0.0.1/1997) 2>/dev/null; then
-  echo "port 1997 is taken: stop the other vantel first" >&2
-  exit 1
-fi
 
 # The daemon is the forked child: the process of its group that is not the
 # (already ended) leader.
@@ -61,21 +38,9 @@ for kind in "${kinds[@]}"; do
     camera-setting-xr520) args=(camera-setting); config='{"model": "XR-520"}' ;;
     *) echo "unknown kind $kind" >&2; exit 1 ;;
   esac
-  echo "$config" >"$work/camera.json"
-  rm -f "$work/port"
-  setsid /usr/bin/python3 "$root/tools/camsim/camsim" --port 0 --port-file "$work/port" \
-    --config "$work/camera.json" --quiet >"$work/camsim.log" 2>&1 9>&- &
-  camsim_pgid=$!
   # Thousands of commands add up to more than the watchdog's minute of busy
   # time: its restart must reach the test stand-ins, not the machine's killall.
-  PATH=$root/tests/system/fake-bin:$PATH VANTEL_TEST_CALLS=$work/watchdog-calls \
-    setsid "$vantel" >/dev/null 2>&1 9>&- &
-  vantel_pgid=$!
-  for _ in $(seq 100); do
-    [[ -s $work/port ]] && (exec 3<>/dev/tcp/127.0.0.1/1997) 2>/dev/null && break
-    sleep 0.1
-  done
-  port=$(cat "$work/port")
+  start_camsim_and_vantel "$config" PATH="$root/tests/system/fake-bin:$PATH" VANTEL_TEST_CALLS="$work/watchdog-calls"
   first=
   for ((done_count = 1; done_count <= count; ++done_count)); do
     "$vantelctl" "${args[@]}" --camera 127.0.0.1 --camera-port "$port" --user admin --password admin \

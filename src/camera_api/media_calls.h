@@ -5,23 +5,18 @@
 
 #include <string>
 
-#include "camera_api/onvif_session.h"
+#include "camera_api/camera_service.h"
 
 namespace vantel {
 
-// One camera's media service, reached over `context`: the session's own
-// context or a working copy of it (the session supplies the credentials).
-// A camera whose capabilities named no media service gets no call at all:
-// every operation then fails with SOAP_ERR.
-class MediaService {
+// One camera's media service at `address`, reached over `context`.
+class MediaService : public CameraService {
  public:
   MediaService(OnvifSession& session, struct soap* context, const char* address)
-      : session_(session), context_(context), address_(address) {}
+      : CameraService(session, context, address) {}
   // The session's own context at the media address its capabilities named.
   explicit MediaService(OnvifSession& session)
       : MediaService(session, session.soap(), session.media_address()) {}
-
-  struct soap* context() const { return context_; }
 
   int get_profiles(_trt__GetProfilesResponse& answer);
   int get_profile(const std::string& token, _trt__GetProfileResponse& answer);
@@ -44,17 +39,6 @@ class MediaService {
                                     _trt__GetVideoEncoderConfigurationOptionsResponse& answer);
   int get_options_for_profile(const std::string& profile_token,
                               _trt__GetVideoEncoderConfigurationOptionsResponse& answer);
-
- private:
-  template <typename Request, typename Answer>
-  int call(SoapCall<Request, Answer> operation, Request& request, Answer& answer) {
-    if (address_ == nullptr) return SOAP_ERR;
-    return session_.call(context_, operation, address_, request, answer);
-  }
-
-  OnvifSession& session_;
-  struct soap* context_;
-  const char* address_;
 };
 
 // The pieces of an answer the commands use; nullptr when the camera left

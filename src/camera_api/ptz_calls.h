@@ -5,18 +5,15 @@
 
 #include <string>
 
-#include "camera_api/onvif_session.h"
+#include "camera_api/camera_service.h"
 
 namespace vantel {
 
-// One camera's PTZ service at `address`, reached over `context`: the
-// session's own context or a working copy of it (the session supplies the
-// credentials). Without an address there is nothing to call: SOAP_ERR.
-// Cheap to make: one per context and address.
-class PtzService {
+// One camera's PTZ service at `address`, reached over `context`.
+class PtzService : public CameraService {
  public:
   PtzService(OnvifSession& session, struct soap* context, const char* address)
-      : session_(session), context_(context), address_(address) {}
+      : CameraService(session, context, address) {}
 
   // GetNodes.
   int get_nodes();
@@ -36,22 +33,6 @@ class PtzService {
   int goto_preset(const std::string& profile_token, const std::string& preset_token);
   // RemovePreset (ver10).
   int remove_preset(const std::string& profile_token, const std::string& preset_token);
-
- private:
-  template <typename Request, typename Answer>
-  int call(SoapCall<Request, Answer> operation, Request& request, Answer& answer) {
-    if (address_ == nullptr) return SOAP_ERR;
-    return session_.call(context_, operation, address_, request, answer);
-  }
-  template <typename Request, typename Answer>
-  int call_as_is(SoapCall<Request, Answer> operation, Request& request, Answer& answer) {
-    if (address_ == nullptr) return SOAP_ERR;
-    return session_.call_as_is(context_, operation, address_, request, answer);
-  }
-
-  OnvifSession& session_;
-  struct soap* context_;
-  const char* address_;
 };
 
 }  // namespace vantel

@@ -74,6 +74,27 @@ void dispatch(int fd, const RifaHeader& request) {
   if (result.after_close[0] != '\0') log_puts(result.after_close);
 }
 
+// The payload of a header that announced one, then its command. The payload
+// never goes past the buffer: a larger size is served with its first 1024
+// bytes and the excess is dropped with the connection. A failed read
+// releases the header's copy.
+void serve_command(const RifaHeader& header, CommandReads& reads, void* header_copy) {
+  std::memset(g_payload, 0, sizeof g_payload);
+  const size_t wanted = static_cast<size_t>(header.size) < sizeof g_payload
+                            ? static_cast<size_t>(header.size)
+                            : sizeof g_payload;
+  if (reads.payload(accepted_fd, g_payload, wanted) <= 0) {
+    close_abortive(accepted_fd);
+    g_busy_mark = -1;
+    free(header_copy);
+    log_puts("[Vantel] vantel end .... ");
+    return;
+  }
+
+  dispatch(accepted_fd, header);
+  g_busy_mark = -1;
+}
+
 // Serves one accepted connection: headers are read until one is dispatched
 // or the connection fails. Exactly one command per connection.
 void serve_connection(uint8_t (&record)[kHeaderRecordSize]) {
@@ -116,22 +137,7 @@ void serve_connection(uint8_t (&record)[kHeaderRecordSize]) {
       continue;
     }
 
-    // The payload never goes past the buffer: a larger size is served with
-    // its first 1024 bytes and the excess is dropped with the connection.
-    std::memset(g_payload, 0, sizeof g_payload);
-    const size_t wanted = static_cast<size_t>(header.size) < sizeof g_payload
-                              ? static_cast<size_t>(header.size)
-                              : sizeof g_payload;
-    if (reads.payload(accepted_fd, g_payload, wanted) <= 0) {
-      close_abortive(accepted_fd);
-      g_busy_mark = -1;
-      free(copy);
-      log_puts("[Vantel] vantel end .... ");
-      return;
-    }
-
-    dispatch(accepted_fd, header);
-    g_busy_mark = -1;
+    serve_command(header, reads, copy);
     return;
   }
   // Only the hardened build leaves the loop: too many headers.

@@ -72,7 +72,7 @@ int32_t set_up_camera(uint8_t* payload) {
   }
 
   const int32_t result = set_up_recording_stream(session, media, *tokens.first, device.Model, block);
-  set_up_network_stream(session, media, *tokens.second, requested_codec, block);
+  set_up_network_stream(media, *tokens.second, requested_codec, block);
   session.end();
   return result;
 }

@@ -23,8 +23,8 @@ int32_t set_up_recording_stream(OnvifSession& session, MediaService& media, cons
 // Pushes the requested codec (kCodecJpeg or kCodecH264; anything else keeps
 // the camera's encoding) and the viewing settings, and reports the stream.
 // Its failures show in the block and the log only.
-void set_up_network_stream(OnvifSession& session, MediaService& media, const std::string& profile_token,
-                           uint8_t requested_codec, ResultBlockView& block);
+void set_up_network_stream(MediaService& media, const std::string& profile_token, uint8_t requested_codec,
+                           ResultBlockView& block);
 
 // 1 when the camera has a usable PTZ head, 0 otherwise; prints which.
 uint8_t detect_ptz(OnvifSession& session, const tt__Profile& recording_profile, const std::string& model);
