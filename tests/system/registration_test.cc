@@ -166,14 +166,15 @@ TEST(Registration, RefusedPushesAreRetriedAndTheStreamsReportedAsTheyRun) {
   Daemon daemon;
   // Every first attempt refused; the recording stream's second push (GOP 30
   // beyond the camera's range) and the network stream's (quality 50 beyond
-  // 0..10) are refused every time.
+  // 0..10) are refused every time. The PTZ entry names no address: no
+  // node is asked for.
   Camsim camera(json::parse(R"({
+    "ptz": "empty",
     "faults": [
       {"op": "SetVideoEncoderConfiguration", "times": 1, "match": "MainEncoder",
        "subcode": "ter:InvalidArgVal/ter:ConfigModify"},
       {"op": "SetVideoEncoderConfiguration", "times": 1, "match": "SubEncoder",
-       "subcode": "ter:InvalidArgVal/ter:ConfigModify"},
-      {"op": "GetNode", "times": null, "subcode": "ter:InvalidArgVal/ter:NoEntity"}],
+       "subcode": "ter:InvalidArgVal/ter:ConfigModify"}],
     "profiles": [{"encoder": {"gov": 20, "options": {"h264": {"gov_range": [1, 20]}}}}, {}]})"));
   const Reply reply = register_camera(camera.port(), kCodecJpeg);
   EXPECT_EQ(RIFA_RPL_SETTING_OK, reply.minor);
