@@ -36,15 +36,21 @@ CommandResult record(uint32_t major, ReplyKind reply, const uint8_t* payload) {
 }  // namespace
 
 namespace vantel {
-CommandResult handle_camera_setting(uint8_t* p) { return record(RIFA_CMD_CAMERA_SETTING, ReplyKind::kSettingOkFail, p); }
+CommandResult handle_camera_setting(uint8_t* p) {
+  return record(RIFA_CMD_CAMERA_SETTING, ReplyKind::kSettingOkFail, p);
+}
 CommandResult handle_net_codec_list(uint8_t* p) { return record(RIFA_CMD_NET_CODEC, ReplyKind::kResultCodecFail, p); }
-CommandResult handle_net_codec_explicit(uint8_t* p) { return record(RIFA_CMD_NET_CODEC, ReplyKind::kResultCodecFail, p); }
+CommandResult handle_net_codec_explicit(uint8_t* p) {
+  return record(RIFA_CMD_NET_CODEC, ReplyKind::kResultCodecFail, p);
+}
 CommandResult handle_stream_info(uint8_t* p) { return record(RIFA_CMD_STREAM_INFO, ReplyKind::kAlwaysResult, p); }
 CommandResult handle_ptz_move(uint8_t* p) { return record(RIFA_CMD_PTZ_MOVE, ReplyKind::kEchoMajor, p); }
 CommandResult handle_ptz_stop(uint8_t* p) { return record(RIFA_CMD_PTZ_STOP, ReplyKind::kEchoMajor, p); }
 CommandResult handle_ptz_preset(uint8_t* p) { return record(RIFA_CMD_PTZ_PRESET, ReplyKind::kEchoMajor, p); }
 CommandResult handle_ptz_gotopreset(uint8_t* p) { return record(RIFA_CMD_PTZ_GOTOPRESET, ReplyKind::kEchoMajor, p); }
-CommandResult handle_ptz_remove_preset(uint8_t* p) { return record(RIFA_CMD_PTZ_REMOVE_PRESET, ReplyKind::kEchoMajor, p); }
+CommandResult handle_ptz_remove_preset(uint8_t* p) {
+  return record(RIFA_CMD_PTZ_REMOVE_PRESET, ReplyKind::kEchoMajor, p);
+}
 CommandResult handle_reboot(uint8_t* p) { return record(RIFA_CMD_REBOOT, ReplyKind::kEchoMajor, p); }
 CommandResult handle_multiuser(uint8_t* p) { return record(RIFA_CMD_MULTIUSER, ReplyKind::kEchoMajor, p); }
 }  // namespace vantel

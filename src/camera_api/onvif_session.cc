@@ -23,7 +23,6 @@ struct soap OnvifSession::context_;
 
 namespace {
 
-
 // Clocks this close are the same clock: the Date header counts whole
 // seconds and the answer takes its time to arrive.
 constexpr int64_t kClockToleranceS = 5;

@@ -26,7 +26,6 @@ class PtzSession {
 
   // Valid after open() succeeded, until the session ends.
   OnvifSession& session() { return session_; }
-  const char* ptz_address() const { return ptz_address_; }
   // The PTZ service on the session's context, or on a working copy of it.
   PtzService service() { return service(session_.soap()); }
   PtzService service(struct soap* context) { return PtzService(session_, context, ptz_address_); }

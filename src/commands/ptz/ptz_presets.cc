@@ -88,7 +88,8 @@ CommandResult handle_ptz_preset(uint8_t* payload) {
   log_puts("[vantel ptz] ");
   // The listed preset is stored again at the current position, under its
   // own token, and named by that token.
-  return result_with_line(ReplyKind::kEchoMajor, on_listed_preset(payload, &PtzService::set_preset), "[vantel ptz] ptz preset ");
+  return result_with_line(ReplyKind::kEchoMajor, on_listed_preset(payload, &PtzService::set_preset),
+                          "[vantel ptz] ptz preset ");
 }
 
 CommandResult handle_ptz_gotopreset(uint8_t* payload) {
