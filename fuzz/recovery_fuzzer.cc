@@ -10,8 +10,8 @@
 #include <cstring>
 #include <string>
 
-#include "camera_api/onvif_session.h"
-#include "camera_api/ptz_calls.h"
+#include "camera/services/onvif_session.h"
+#include "camera/services/ptz_calls.h"
 
 namespace {
 

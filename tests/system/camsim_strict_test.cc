@@ -9,11 +9,11 @@
 #include <cstring>
 #include <string>
 
-#include "camera_api/camera_clock.h"
-#include "camera_api/device_calls.h"
-#include "camera_api/media_calls.h"
-#include "camera_api/onvif_session.h"
-#include "camera_api/ptz_calls.h"
+#include "camera/auth/camera_clock.h"
+#include "camera/services/device_calls.h"
+#include "camera/services/media_calls.h"
+#include "camera/services/onvif_session.h"
+#include "camera/services/ptz_calls.h"
 #include "harness.h"
 #include "wsseapi.h"
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "camera_api/camera_clock.h"
-#include "camera_api/refusal.h"
-#include "camera_api/service_address.h"
+#include "camera/auth/camera_clock.h"
+#include "camera/auth/refusal.h"
+#include "camera/transport/service_address.h"
 #include "wire/result_block.h"
 
 namespace vantel {

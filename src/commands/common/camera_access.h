@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "camera_api/onvif_session.h"
+#include "camera/services/onvif_session.h"
 
 namespace vantel {
 

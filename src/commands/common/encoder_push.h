@@ -5,7 +5,7 @@
 
 #include <chrono>
 
-#include "camera_api/media_calls.h"
+#include "camera/services/media_calls.h"
 
 namespace vantel {
 

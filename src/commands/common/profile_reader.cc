@@ -1,7 +1,7 @@
 // The profile stream reader: one media profile into one stream's fields.
 #include "commands/common/profile_reader.h"
 
-#include "camera_api/media_calls.h"
+#include "camera/services/media_calls.h"
 #include "commands/common/encoder_config.h"
 #include "commands/common/profile_tokens.h"
 #include "commands/common/stream_rules.h"

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "camera_api/onvif_session.h"
+#include "camera/services/onvif_session.h"
 
 namespace vantel {
 

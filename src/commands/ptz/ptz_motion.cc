@@ -6,8 +6,8 @@
 #include <cmath>
 #include <optional>
 
-#include "camera_api/ptz_calls.h"
-#include "camera_api/ptz_session.h"
+#include "camera/services/ptz_calls.h"
+#include "camera/services/ptz_session.h"
 #include "commands/common/camera_access.h"
 #include "commands/handlers.h"
 #include "commands/ptz/zoom_ramp.h"

@@ -1,5 +1,5 @@
 // Whether a camera being registered has a PTZ head the recorder can drive.
-#include "camera_api/ptz_calls.h"
+#include "camera/services/ptz_calls.h"
 #include "commands/setup/registration_streams.h"
 #include "log/log.h"
 

@@ -1,6 +1,6 @@
 // Camera reboot: ask the camera to restart. Once its capabilities were read
 // the command counts as done, whatever the camera says to the reboot.
-#include "camera_api/device_calls.h"
+#include "camera/services/device_calls.h"
 #include "commands/common/camera_access.h"
 #include "commands/handlers.h"
 

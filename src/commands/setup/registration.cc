@@ -3,8 +3,8 @@
 // the result block. The XR-410 and XR-520 are only read, never changed.
 #include <string>
 
-#include "camera_api/device_calls.h"
-#include "camera_api/media_calls.h"
+#include "camera/services/device_calls.h"
+#include "camera/services/media_calls.h"
 #include "commands/common/camera_access.h"
 #include "commands/common/profile_reader.h"
 #include "commands/common/profile_tokens.h"

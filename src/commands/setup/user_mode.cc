@@ -1,6 +1,6 @@
 // User mode: tune the network stream (profile 1) for one viewer or many by
 // its H.264 GOP length alone. The recording stream is never touched.
-#include "camera_api/media_calls.h"
+#include "camera/services/media_calls.h"
 #include "commands/common/camera_access.h"
 #include "commands/common/encoder_config.h"
 #include "commands/common/profile_tokens.h"

@@ -1,7 +1,7 @@
 // The parts both codec change variants share.
 #include "commands/stream/codec_change.h"
 
-#include "camera_api/device_calls.h"
+#include "camera/services/device_calls.h"
 #include "commands/common/camera_access.h"
 #include "commands/common/encoder_config.h"
 #include "commands/common/profile_reader.h"

@@ -7,9 +7,9 @@
 #include <chrono>
 #include <string>
 
-#include "camera_api/media_calls.h"
-#include "camera_api/onvif_session.h"
-#include "camera_api/status.h"
+#include "camera/services/media_calls.h"
+#include "camera/services/onvif_session.h"
+#include "camera/services/status.h"
 #include "commands/common/profile_tokens.h"
 #include "wire/result_block.h"
 

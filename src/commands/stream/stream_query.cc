@@ -1,7 +1,7 @@
 // Stream profile query: the camera's maker and model and, for each of its
 // two streams, address, codec, size, rates and quality into the block.
-#include "camera_api/device_calls.h"
-#include "camera_api/media_calls.h"
+#include "camera/services/device_calls.h"
+#include "camera/services/media_calls.h"
 #include "commands/common/camera_access.h"
 #include "commands/common/encoder_config.h"
 #include "commands/common/profile_tokens.h"

@@ -1,4 +1,4 @@
-#include "camera_api/answer_headers.h"
+#include "camera/transport/answer_headers.h"
 
 #include <cstring>
 

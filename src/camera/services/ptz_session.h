@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "camera_api/onvif_session.h"
-#include "camera_api/ptz_calls.h"
-#include "camera_api/status.h"
+#include "camera/services/onvif_session.h"
+#include "camera/services/ptz_calls.h"
+#include "camera/services/status.h"
 #include "soapH.h"
 
 namespace vantel {

@@ -1,4 +1,4 @@
-#include "camera_api/device_calls.h"
+#include "camera/services/device_calls.h"
 
 namespace vantel {
 

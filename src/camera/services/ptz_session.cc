@@ -1,6 +1,6 @@
-#include "camera_api/ptz_session.h"
+#include "camera/services/ptz_session.h"
 
-#include "camera_api/media_calls.h"
+#include "camera/services/media_calls.h"
 #include "log/log.h"
 
 namespace vantel {

@@ -1,4 +1,4 @@
-#include "camera_api/ptz_calls.h"
+#include "camera/services/ptz_calls.h"
 
 namespace vantel {
 namespace {

@@ -4,7 +4,7 @@
 // one per context and address. Command server thread only.
 #pragma once
 
-#include "camera_api/onvif_session.h"
+#include "camera/services/onvif_session.h"
 
 namespace vantel {
 

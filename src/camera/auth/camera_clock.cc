@@ -1,4 +1,4 @@
-#include "camera_api/camera_clock.h"
+#include "camera/auth/camera_clock.h"
 
 #include <cstring>
 

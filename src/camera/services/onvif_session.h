@@ -9,7 +9,7 @@
 #include <functional>
 #include <string>
 
-#include "camera_api/http_digest.h"
+#include "camera/auth/http_digest.h"
 #include "soapH.h"
 
 namespace vantel {

@@ -1,4 +1,4 @@
-#include "camera_api/service_address.h"
+#include "camera/transport/service_address.h"
 
 #include <strings.h>
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "camera_api/camera_service.h"
+#include "camera/services/camera_service.h"
 
 namespace vantel {
 

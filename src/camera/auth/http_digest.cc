@@ -1,4 +1,4 @@
-#include "camera_api/http_digest.h"
+#include "camera/auth/http_digest.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "camera_api/media_calls.h"
+#include "camera/services/media_calls.h"
 
 namespace vantel {
 

@@ -3,7 +3,7 @@
 // on the session's own context. Command server thread only.
 #pragma once
 
-#include "camera_api/onvif_session.h"
+#include "camera/services/onvif_session.h"
 
 namespace vantel {
 

@@ -1,4 +1,4 @@
-#include "camera_api/hardening.h"
+#include "camera/transport/hardening.h"
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>

@@ -1,4 +1,4 @@
-#include "camera_api/onvif_session.h"
+#include "camera/services/onvif_session.h"
 
 #include <strings.h>
 
@@ -7,12 +7,12 @@
 #include <cstring>
 #include <ctime>
 
-#include "camera_api/answer_headers.h"
-#include "camera_api/camera_clock.h"
-#include "camera_api/hardening.h"
-#include "camera_api/refusal.h"
-#include "camera_api/send_once.h"
-#include "camera_api/service_address.h"
+#include "camera/transport/answer_headers.h"
+#include "camera/auth/camera_clock.h"
+#include "camera/transport/hardening.h"
+#include "camera/auth/refusal.h"
+#include "camera/transport/send_once.h"
+#include "camera/transport/service_address.h"
 #include "log/log.h"
 #include "onvif_namespaces.h"
 #include "wsseapi.h"

@@ -1,4 +1,4 @@
-#include "camera_api/refusal.h"
+#include "camera/auth/refusal.h"
 
 #include <cstring>
 

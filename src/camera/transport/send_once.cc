@@ -1,4 +1,4 @@
-#include "camera_api/send_once.h"
+#include "camera/transport/send_once.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
