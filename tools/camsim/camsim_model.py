@@ -164,7 +164,7 @@ BUILTIN["jpegonly"]["profiles"] = [{
 # Value sets real firmware sends ("values" in the config, --values).
 VALUE_SETS = ("enotation", "descending", "uuid_tokens", "accented", "presets255", "resolutions25")
 SHAPES = ("fault", "empty", "soap11", "html401")
-FRAMINGS = ("chunked", "http10", "action")
+FRAMINGS = ("chunked", "http10", "action", "keepalive")
 DIGEST_ALGORITHMS = ("MD5", "SHA-256")
 # HOST:PORT, :PORT or HOST as a camera behind NAT announces itself; IPv6 in brackets.
 ADVERTISE = re.compile(r"(\[[0-9A-Fa-f:.]+\]|[^\s:/\[\]]*)(:\d{1,5})?$")
@@ -340,6 +340,7 @@ class Camera:
         for op, v in (cfg.get("no_answer") or {}).items():
             self.no_answer_rules[op] = dict(v) if isinstance(v, dict) else {"mode": v}
         self.seq = 0
+        self.connections = 0  # TCP connections accepted, on every port
 
     # -- lookups -------------------------------------------------------
     def profile(self, token):
@@ -531,6 +532,13 @@ def _check_against_options(enc, req, main=False):
             raise bad("H264 profile %r not supported" % req["h264_profile"])
 
 
+def _check_conditions(cfg):
+    """The field conditions: keep-alive."""
+    for key in ("keep_alive", "record_connections"):
+        if type(cfg.get(key, False)) is not bool:
+            raise ValueError("%s must be true or false, not %r" % (key, cfg.get(key)))
+
+
 def _uuid_token(t):
     return str(uuid.uuid5(uuid.NAMESPACE_URL, "camsim/preset/" + t))
 
@@ -551,6 +559,9 @@ def _shape_values(cfg):
     vals = set(cfg.get("values") or [])
     if {"chunked", "http10"} <= set(cfg.get("framing") or []):
         raise ValueError("framing: chunked and http10 exclude each other")
+    if {"keepalive", "http10"} <= set(cfg.get("framing") or []):
+        raise ValueError("framing: keepalive and http10 exclude each other")
+    _check_conditions(cfg)
     for f in cfg.get("faults") or []:
         if (f.get("shape") or "fault") not in SHAPES:
             raise ValueError("unknown fault shape %r (have: %s)" % (f.get("shape"), ", ".join(SHAPES)))

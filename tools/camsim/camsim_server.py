@@ -15,6 +15,7 @@ import xml.etree.ElementTree as ET
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 import camsim_soap as S
+from camsim_conn import ConnectionSetup
 from camsim_model import SoapFault
 
 DIGEST = "#PasswordDigest"
@@ -132,7 +133,7 @@ class Recorder:
             self.f.flush()
 
 
-class CamServer(ThreadingHTTPServer):
+class CamServer(ConnectionSetup, ThreadingHTTPServer):
     daemon_threads = True
     allow_reuse_address = True
 
@@ -143,6 +144,11 @@ class CamServer(ThreadingHTTPServer):
         self.recorder = recorder
         self.quiet = quiet
         self.stopping = threading.Event()
+        cfg = camera.cfg
+        self.record_connections = cfg.get("record_connections", False)
+        # Request lines name their connection wherever the record holds connection lines.
+        self.track_connections = self.record_connections
+        self.keep_alive = cfg.get("keep_alive", False)
 
     @property
     def base(self):
@@ -271,13 +277,7 @@ class Handler(BaseHTTPRequestHandler):
         srv = self.server
         cam = srv.camera
         raw = self.read_body()
-        entry = {"seq": 0, "time": round(time.time(), 3), "op": "", "ns": "",
-                 "path": self.path, "action": soap_action(self.headers),
-                 "token": "none", "auth": "none", "user": None, "answer": "ok",
-                 "values": {}, "body": raw.decode("utf-8", "replace")}
-        with cam.lock:
-            cam.seq += 1
-            entry["seq"] = cam.seq
+        entry = self.new_entry(raw)
         ctx = {}
         try:
             if cam.cfg.get("http_digest") and not self.digest_passed(cam, raw, entry):
@@ -309,6 +309,15 @@ class Handler(BaseHTTPRequestHandler):
         delay = cam.delay(entry["op"] or "")
         if delay:
             time.sleep(delay)
+        status, ctype, data = self.answer_bytes(cam, status, body, mode, entry, ctx)
+        challenge = None
+        if status == 401:
+            challenge = digest_challenge(cam, entry.get("http_auth") == "stale") if cam.cfg.get("http_digest") else \
+                'Digest realm="camsim", qop="auth", nonce="%s"' % os.urandom(8).hex()
+        self.send_answer(status, ctype, data, cam.framing, {"WWW-Authenticate": challenge} if challenge else {})
+
+    def answer_bytes(self, cam, status, body, mode, entry, ctx):
+        """(status, Content-Type, bytes) of the answer decided for a request."""
         ctype = "application/soap+xml; charset=utf-8"
         action = None
         if status == 200 and entry["op"]:
@@ -332,11 +341,21 @@ class Handler(BaseHTTPRequestHandler):
                 ctype = "text/xml; charset=utf-8"
             elif action and "action" in cam.framing:
                 ctype += '; action="%s"' % action
-        challenge = None
-        if status == 401:
-            challenge = digest_challenge(cam, entry.get("http_auth") == "stale") if cam.cfg.get("http_digest") else \
-                'Digest realm="camsim", qop="auth", nonce="%s"' % os.urandom(8).hex()
-        self.send_answer(status, ctype, data, cam.framing, {"WWW-Authenticate": challenge} if challenge else {})
+        return status, ctype, data
+
+    def new_entry(self, raw):
+        """The record entry of a request, numbered; answer "ok" until decided."""
+        srv = self.server
+        entry = {"seq": 0, "time": round(time.time(), 3)}
+        if getattr(srv, "track_connections", False):
+            entry["conn"] = srv.local.conn
+        entry.update({"op": "", "ns": "", "path": self.path, "action": soap_action(self.headers),
+                      "token": "none", "auth": "none", "user": None, "answer": "ok",
+                      "values": {}, "body": raw.decode("utf-8", "replace")})
+        with srv.camera.lock:
+            srv.camera.seq += 1
+            entry["seq"] = srv.camera.seq
+        return entry
 
     def digest_passed(self, cam, raw, entry):
         """The http_digest check, before any SOAP: records http_auth, and op/ns
@@ -356,6 +375,7 @@ class Handler(BaseHTTPRequestHandler):
         return entry["http_auth"] in ("digest", "exempt")
 
     def send_answer(self, status, ctype, data, framing, extra):
+        chunked = ("chunked" in framing or "keepalive" in framing) and "http10" not in framing
         if "http10" in framing:
             # Old embedded web servers: HTTP/1.0, no length, the close ends the body.
             self.protocol_version = "HTTP/1.0"
@@ -366,12 +386,20 @@ class Handler(BaseHTTPRequestHandler):
             self.send_header(k, v)
         if "http10" in framing:
             self.send_header("Connection", "close")
-        elif "chunked" in framing:
+        elif chunked:
             self.send_header("Transfer-Encoding", "chunked")
         else:
             self.send_header("Content-Length", str(len(data)))
+        if "keepalive" in framing:
+            # A camera's own web server: the connection stays open for the
+            # next request whatever the client asked; the client ends it.
+            self.send_header("Connection", "keep-alive")
+            self.close_connection = False
+        elif getattr(self.server, "keep_alive", False) and "http10" not in framing:
+            # keep_alive: say so, as servers do; open as long as the client wants it.
+            self.send_header("Connection", "close" if self.close_connection else "keep-alive")
         self.end_headers()
-        if "chunked" in framing and "http10" not in framing:
+        if chunked:
             # Uneven chunks, so a reader that assumes one chunk per answer fails.
             step = max(1, len(data) // 3 + 7)
             for i in range(0, len(data), step):
@@ -652,6 +680,19 @@ HANDLERS = {
 }
 
 
+def condition_lines(srv, cam):
+    """Banner lines of the field conditions that are on."""
+    c = cam.cfg
+    lines = []
+    if "keepalive" in cam.framing:
+        lines.append("  http   : chunked answers, Connection: keep-alive, open whatever the client asks")
+    elif c.get("keep_alive"):
+        lines.append("  http   : Connection: keep-alive, open while the client asks for it")
+    if c.get("record_connections"):
+        lines.append("  record : a line per TCP connection")
+    return lines
+
+
 def banner(srv, cam, out=sys.stdout):
     c = cam.cfg
     lines = ["camsim serving %s (device, media and PTZ on every path)" % srv.base,
@@ -679,6 +720,7 @@ def banner(srv, cam, out=sys.stdout):
         lines.append("  advert : GetCapabilities names %s/onvif/..." % srv.xaddr_base)
     if cam.main_encoding:
         lines.append("  encode : %s reports Encoding %s" % cam.main_encoding)
+    lines += condition_lines(srv, cam)
     for p in cam.profiles:
         e = p["encoder"]
         uri = (p["uri"] or "no MediaUri").replace("{host}", _host(srv)).replace("{port}", str(srv.server_address[1]))
