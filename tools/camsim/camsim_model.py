@@ -166,6 +166,8 @@ VALUE_SETS = ("enotation", "descending", "uuid_tokens", "accented", "presets255"
 SHAPES = ("fault", "empty", "soap11", "html401")
 FRAMINGS = ("chunked", "http10", "action", "keepalive")
 DIGEST_ALGORITHMS = ("MD5", "SHA-256")
+REDIRECT_STATUSES = (301, 302, 307, 308)
+TLS_KEY_TYPES = ("ec", "rsa")
 # HOST:PORT, :PORT or HOST as a camera behind NAT announces itself; IPv6 in brackets.
 ADVERTISE = re.compile(r"(\[[0-9A-Fa-f:.]+\]|[^\s:/\[\]]*)(:\d{1,5})?$")
 _RES25 = [[1920, 1080], [1680, 1050], [1600, 1200], [1440, 900], [1280, 1024], [1280, 960],
@@ -533,10 +535,21 @@ def _check_against_options(enc, req, main=False):
 
 
 def _check_conditions(cfg):
-    """The field conditions: keep-alive."""
-    for key in ("keep_alive", "record_connections"):
+    """The field conditions: TLS, the redirect to it, keep-alive."""
+    for key in ("tls", "redirect_https", "redirect_keep_path", "keep_alive", "record_connections"):
         if type(cfg.get(key, False)) is not bool:
             raise ValueError("%s must be true or false, not %r" % (key, cfg.get(key)))
+    if cfg.get("tls") and cfg.get("redirect_https"):
+        raise ValueError("tls and redirect_https exclude each other (redirect_https serves TLS on tls_port)")
+    if cfg.get("tls_key_type", "ec") not in TLS_KEY_TYPES:
+        raise ValueError("tls_key_type must be ec or rsa, not %r" % cfg.get("tls_key_type"))
+    for key in ("tls_cert", "tls_key", "redirect_location"):
+        if cfg.get(key) is not None and not isinstance(cfg[key], str):
+            raise ValueError("%s must be a string, not %r" % (key, cfg[key]))
+    if cfg.get("tls_key") and not cfg.get("tls_cert"):
+        raise ValueError("tls_key needs tls_cert")
+    if cfg.get("redirect_status", 301) not in REDIRECT_STATUSES:
+        raise ValueError("redirect_status must be 301, 302, 307 or 308, not %r" % cfg.get("redirect_status"))
 
 
 def _uuid_token(t):

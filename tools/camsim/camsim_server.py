@@ -137,29 +137,35 @@ class CamServer(ConnectionSetup, ThreadingHTTPServer):
     daemon_threads = True
     allow_reuse_address = True
 
-    def __init__(self, addr, camera, recorder, quiet=False, capture=None):
-        super().__init__(addr, Handler)
+    def __init__(self, addr, camera, recorder, quiet=False, capture=None, tls=None, handler=None):
+        super().__init__(addr, handler or Handler)
         self.camera = camera
         self.capture = capture  # answers served back instead of the camera model's
         self.recorder = recorder
         self.quiet = quiet
         self.stopping = threading.Event()
+        self.tls = tls  # a camsim_tls.Tls: this port speaks HTTPS
         cfg = camera.cfg
         self.record_connections = cfg.get("record_connections", False)
-        # Request lines name their connection wherever the record holds connection lines.
-        self.track_connections = self.record_connections
+        # Request lines name their connection wherever the record holds connection or handshake lines.
+        self.track_connections = self.record_connections or cfg.get("tls", False) or \
+            cfg.get("redirect_https", False)
         self.keep_alive = cfg.get("keep_alive", False)
+
+    @property
+    def scheme(self):
+        return "https" if self.tls else "http"
 
     @property
     def base(self):
         host, port = self.server_address[:2]
-        return "http://%s:%d" % (host, port)
+        return "%s://%s:%d" % (self.scheme, host, port)
 
     @property
     def xaddr_base(self):
         """What GetCapabilities names: advertise, as a camera behind NAT or a port forward does, else base."""
         adv = self.camera.cfg.get("advertise")
-        return "http://" + adv if adv else self.base
+        return "%s://%s" % (self.scheme, adv) if adv else self.base
 
     def log(self, line):
         if not self.quiet:
@@ -680,10 +686,20 @@ HANDLERS = {
 }
 
 
-def condition_lines(srv, cam):
-    """Banner lines of the field conditions that are on."""
+def condition_lines(srv, cam, front=None):
+    """Banner lines of the field conditions that are on; front is the plain
+    port of redirect_https."""
     c = cam.cfg
     lines = []
+    if srv.tls is not None:
+        lines.append("  tls    : TLS 1.2+, %s, SHA-256 %s; SIGUSR1 switches to a new one" % (
+            srv.tls.source, srv.tls.fingerprint))
+    if front is not None:
+        host, port = front.server_address[:2]
+        loc = c.get("redirect_location")
+        lines.append("  redir  : http://%s:%d answers every request %d, Location %s" % (
+            host, port, c.get("redirect_status", 301), json.dumps(loc[:80]) + (" (%d bytes)" % len(loc)) if loc
+            is not None else "%s%s" % (srv.base, "<request path>" if c.get("redirect_keep_path") else "/")))
     if "keepalive" in cam.framing:
         lines.append("  http   : chunked answers, Connection: keep-alive, open whatever the client asks")
     elif c.get("keep_alive"):
@@ -693,7 +709,7 @@ def condition_lines(srv, cam):
     return lines
 
 
-def banner(srv, cam, out=sys.stdout):
+def banner(srv, cam, front=None, out=sys.stdout):
     c = cam.cfg
     lines = ["camsim serving %s (device, media and PTZ on every path)" % srv.base,
              "  camera : %s %s, firmware %s, serial %s" % (
@@ -720,7 +736,7 @@ def banner(srv, cam, out=sys.stdout):
         lines.append("  advert : GetCapabilities names %s/onvif/..." % srv.xaddr_base)
     if cam.main_encoding:
         lines.append("  encode : %s reports Encoding %s" % cam.main_encoding)
-    lines += condition_lines(srv, cam)
+    lines += condition_lines(srv, cam, front)
     for p in cam.profiles:
         e = p["encoder"]
         uri = (p["uri"] or "no MediaUri").replace("{host}", _host(srv)).replace("{port}", str(srv.server_address[1]))
