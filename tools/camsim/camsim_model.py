@@ -343,6 +343,9 @@ class Camera:
             self.no_answer_rules[op] = dict(v) if isinstance(v, dict) else {"mode": v}
         self.seq = 0
         self.connections = 0  # TCP connections accepted, on every port
+        # lockout: refused logins in a row, and when the lock ends (monotonic clock).
+        self.refused_logins = 0
+        self.locked_until = None
 
     # -- lookups -------------------------------------------------------
     def profile(self, token):
@@ -432,6 +435,32 @@ class Camera:
     def now(self):
         """The camera's clock: real time plus clock_offset seconds."""
         return time.time() + int(self.cfg.get("clock_offset") or 0)
+
+    # -- lockout -------------------------------------------------------
+    def locked(self):
+        """Whether `lockout` refused logins in a row have locked the camera;
+        once the lock runs out the count starts again from nothing."""
+        with self.lock:
+            if self.locked_until is None:
+                return False
+            if time.monotonic() < self.locked_until:
+                return True
+            self.locked_until = None
+            self.refused_logins = 0
+            return False
+
+    def note_login(self, refused):
+        """Counts a refused login, or clears the count after a good one.
+        True when this refusal is the one that locks the camera."""
+        with self.lock:
+            if not refused:
+                self.refused_logins = 0
+                return False
+            self.refused_logins += 1
+            if self.refused_logins < self.cfg["lockout"]:
+                return False
+            self.locked_until = time.monotonic() + float(self.cfg.get("lockout_seconds", 1800))
+            return True
 
     # -- mutations -----------------------------------------------------
     def set_encoder(self, req):
@@ -535,8 +564,8 @@ def _check_against_options(enc, req, main=False):
 
 
 def _check_conditions(cfg):
-    """The field conditions: TLS, the redirect to it, keep-alive."""
-    for key in ("tls", "redirect_https", "redirect_keep_path", "keep_alive", "record_connections"):
+    """The field conditions: TLS, the redirect to it, lockout, SOAP 1.1, keep-alive."""
+    for key in ("tls", "redirect_https", "redirect_keep_path", "soap11", "keep_alive", "record_connections"):
         if type(cfg.get(key, False)) is not bool:
             raise ValueError("%s must be true or false, not %r" % (key, cfg.get(key)))
     if cfg.get("tls") and cfg.get("redirect_https"):
@@ -550,6 +579,12 @@ def _check_conditions(cfg):
         raise ValueError("tls_key needs tls_cert")
     if cfg.get("redirect_status", 301) not in REDIRECT_STATUSES:
         raise ValueError("redirect_status must be 301, 302, 307 or 308, not %r" % cfg.get("redirect_status"))
+    n = cfg.get("lockout")
+    if n is not None and (type(n) is not int or n < 1):
+        raise ValueError("lockout must be a count >= 1, not %r" % n)
+    s = cfg.get("lockout_seconds", 1800)
+    if type(s) not in (int, float) or s < 0:
+        raise ValueError("lockout_seconds must be seconds >= 0, not %r" % s)
 
 
 def _uuid_token(t):

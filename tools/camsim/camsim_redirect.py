@@ -6,7 +6,7 @@ threads of that plain port's CamServer.
 
 from xml.sax.saxutils import escape
 
-from camsim_server import Handler, body_op
+from camsim_server import Handler, body_op, envelopes
 
 PAGE = ('<!DOCTYPE html>\n<html><head><title>%d %s</title></head><body><h1>%s</h1>'
         '<p>The document has moved <a href="%s">here</a>.</p></body></html>\n')
@@ -46,7 +46,7 @@ class RedirectHandler(Handler):
         status = cam.cfg.get("redirect_status", 301)
         loc = self.location(cam.cfg)
         entry = self.new_entry(raw)
-        entry["op"], entry["ns"] = body_op(raw)
+        entry["op"], entry["ns"] = body_op(raw, envelopes(cam))
         entry["method"] = self.command
         entry["answer"] = "redirect %d" % status
         srv.recorder.write(entry)

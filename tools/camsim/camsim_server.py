@@ -111,13 +111,21 @@ def digest_check(cam, authorization, method, uri, body):
     return nonce, int(p["nc"], 16) if qop else None
 
 
-def body_op(raw):
-    """(op, ns) of a request's Body, empty strings if it does not parse."""
+def body_op(raw, envs=(S.ENV,)):
+    """(op, ns) of a request's Body, empty strings if it does not parse.
+    envs: the SOAP envelope namespaces accepted, the first by default."""
     try:
-        req = next(iter(ET.fromstring(raw).find("{%s}Body" % S.ENV)))
+        root = ET.fromstring(raw)
+        env = S.ns_of(root.tag) if S.ns_of(root.tag) in envs else envs[0]
+        req = next(iter(root.find("{%s}Body" % env)))
     except (ET.ParseError, TypeError, StopIteration):
         return "", ""
     return S.local(req.tag), S.ns_of(req.tag)
+
+
+def envelopes(cam):
+    """The SOAP envelope namespaces requests are read in: 1.2, and 1.1 too with soap11."""
+    return (S.ENV, S.ENV11) if cam.cfg.get("soap11") else (S.ENV,)
 
 
 class Recorder:
@@ -285,26 +293,33 @@ class Handler(BaseHTTPRequestHandler):
         raw = self.read_body()
         entry = self.new_entry(raw)
         ctx = {}
+        locked = cam.cfg.get("lockout") and cam.locked()
         try:
-            if cam.cfg.get("http_digest") and not self.digest_passed(cam, raw, entry):
+            if locked:
+                status, body, mode = self.locked_out(cam, raw, entry)
+            elif cam.cfg.get("http_digest") and not self.digest_passed(cam, raw, entry):
                 status, body, mode = 401, "", "digest"
                 entry["answer"] = "401 digest"
             else:
                 status, body, mode = self.handle_soap(cam, raw, entry, ctx)
         except SoapFault as f:
-            status, body, mode = (400 if f.code == "Sender" else 500), S.fault_body(f), f.shape
+            (status, body), mode = self.fault_answer(cam, f), f.shape
             entry["answer"] = f.label
         except Exception as e:  # a camsim bug must still reach the test as a clear fault
             f = SoapFault("Action", "camsim internal error: %r" % e, "Receiver")
-            status, body, mode = 500, S.fault_body(f), None
+            (status, body), mode = self.fault_answer(cam, f), None
             entry["answer"] = f.label
         if mode in ("empty", "soap11", "html401"):
             entry["answer"] += " (%s)" % mode
+        if locked:
+            entry["answer"] = "locked"
         srv.recorder.write(entry)
         srv.log("#%d %s %s {%s} -> %s%s" % (
             entry["seq"], self.path, entry["op"], entry["ns"], entry["answer"],
             "" if entry["auth"] == "ok" else " (auth %s%s)" % (
                 entry["auth"], ", clock %s" % entry["clock"] if "clock" in entry else "")))
+        if cam.cfg.get("lockout") and not locked:
+            self.note_login(cam, entry, ctx)  # before the answer: the client's next request finds the lock
         if mode == "hang":
             srv.stopping.wait()
             self.close_connection = True
@@ -338,8 +353,14 @@ class Handler(BaseHTTPRequestHandler):
         elif isinstance(body, bytes):  # a captured answer, as the camera sent it
             data = body
             ctype = ctx.get("content_type") or ctype
-            if mode == "soap11":
+            if mode == "soap11" or cam.cfg.get("soap11"):
                 data = data.replace(S.ENV.encode(), S.ENV11.encode())
+            if cam.cfg.get("soap11"):
+                ctype = "text/xml; charset=utf-8"
+        elif cam.cfg.get("soap11"):  # firmware that speaks SOAP 1.1 whatever it is asked in
+            data = S.render11(cam.style, body, str(cam.cfg.get("wsa", "2005")), cam.cfg.get("wsa_headers"),
+                              ctx.get("message_id"), action).encode("utf-8")
+            ctype = "text/xml; charset=utf-8"
         else:
             data = S.render(cam.style, body, str(cam.cfg.get("wsa", "2005")), cam.cfg.get("wsa_headers"),
                             ctx.get("message_id"), action, soap11=mode == "soap11").encode("utf-8")
@@ -363,10 +384,45 @@ class Handler(BaseHTTPRequestHandler):
             entry["seq"] = srv.camera.seq
         return entry
 
+    def fault_answer(self, cam, f):
+        """(status, body) of a fault: SOAP 1.2, HTTP 400 for Sender, 500 for
+        Receiver; with soap11 the 1.1 shape, always 500 as SOAP 1.1 over HTTP has it."""
+        if cam.cfg.get("soap11"):
+            return 500, S.fault_body11(f)
+        return (400 if f.code == "Sender" else 500), S.fault_body(f)
+
+    def locked_out(self, cam, raw, entry):
+        """The answer of a locked camera, whatever the credentials: HTTP 401
+        with http_digest, else NotAuthorized in the auth_failure shape. The
+        record still shows the operation and how the token would have fared."""
+        entry["op"], entry["ns"] = body_op(raw, envelopes(cam))
+        try:
+            root = ET.fromstring(raw)
+            header = root.find("{%s}Header" % S.ns_of(root.tag))
+            entry["token"], entry["auth"], entry["user"], _ = check_security(cam, header)
+        except ET.ParseError:
+            pass
+        if cam.cfg.get("http_digest"):
+            return 401, "", "digest"
+        f = SoapFault("NotAuthorized", "Sender not authorized", "Sender")
+        f.shape = cam.cfg.get("auth_failure")
+        raise f
+
+    def note_login(self, cam, entry, ctx):
+        """lockout: a refused login (token refused with NotAuthorized, or a
+        wrong HTTP Digest answer) counts; accepted credentials clear the count;
+        a request without credentials changes nothing."""
+        refused = ctx.get("refused_login") or entry.get("http_auth") == "refused"
+        if not refused and entry["auth"] != "ok" and entry.get("http_auth") != "digest":
+            return
+        if cam.note_login(refused):
+            self.server.log("camsim: %d refused logins in a row, every request refused for %s s" % (
+                cam.cfg["lockout"], S.num(cam.cfg.get("lockout_seconds", 1800))))
+
     def digest_passed(self, cam, raw, entry):
         """The http_digest check, before any SOAP: records http_auth, and op/ns
         so that a 401 is on record with the operation it refused."""
-        entry["op"], entry["ns"] = body_op(raw)
+        entry["op"], entry["ns"] = body_op(raw, envelopes(cam))
         verdict = digest_verdict(cam, self.headers.get("Authorization"), self.command, self.path, raw)
         if verdict == "ok":
             entry["http_auth"] = "digest"
@@ -420,15 +476,18 @@ class Handler(BaseHTTPRequestHandler):
             root = ET.fromstring(raw)
         except ET.ParseError as e:
             raise SoapFault("WellFormed", "Request is not well-formed XML: %s" % e)
+        env = S.ENV
         if root.tag == "{%s}Envelope" % S.ENV11:
-            raise SoapFault([], "Only SOAP 1.2 is served", "VersionMismatch")
-        if root.tag != "{%s}Envelope" % S.ENV:
+            if not cam.cfg.get("soap11"):
+                raise SoapFault([], "Only SOAP 1.2 is served", "VersionMismatch")
+            env = S.ENV11  # firmware speaking 1.1 takes 1.1 requests as well as 1.2 ones
+        elif root.tag != "{%s}Envelope" % S.ENV:
             raise SoapFault("InvalidArgs", "Root element is not a SOAP 1.2 Envelope")
-        header = root.find("{%s}Header" % S.ENV)
+        header = root.find("{%s}Header" % env)
         if header is not None:
             ctx["message_id"] = next((m.text.strip() for w in S.WSA.values()
                                       for m in header.iter("{%s}MessageID" % w) if m.text), None)
-        body = root.find("{%s}Body" % S.ENV)
+        body = root.find("{%s}Body" % env)
         req = next(iter(body), None) if body is not None else None
         if req is None:
             raise SoapFault("InvalidArgs", "Empty or missing SOAP Body")
@@ -462,6 +521,7 @@ class Handler(BaseHTTPRequestHandler):
         exempt = open_op or (op in (cam.cfg.get("auth_exempt") or []) and not guarded)
         if entry["auth"] == "bad" or (entry["auth"] == "none" and (cam.cfg.get("auth_required", True) or guarded)):
             if not exempt:
+                ctx["refused_login"] = entry["auth"] == "bad"
                 f = SoapFault("NotAuthorized", "Sender not authorized", "Sender")
                 f.shape = cam.cfg.get("auth_failure")
                 raise f
@@ -700,6 +760,11 @@ def condition_lines(srv, cam, front=None):
         lines.append("  redir  : http://%s:%d answers every request %d, Location %s" % (
             host, port, c.get("redirect_status", 301), json.dumps(loc[:80]) + (" (%d bytes)" % len(loc)) if loc
             is not None else "%s%s" % (srv.base, "<request path>" if c.get("redirect_keep_path") else "/")))
+    if c.get("lockout"):
+        lines.append("  lockout: %d refused logins in a row refuse every request for %s s" % (
+            c["lockout"], S.num(c.get("lockout_seconds", 1800))))
+    if c.get("soap11"):
+        lines.append("  soap   : answers and faults in SOAP 1.1 (text/xml); 1.2 and 1.1 requests served")
     if "keepalive" in cam.framing:
         lines.append("  http   : chunked answers, Connection: keep-alive, open whatever the client asks")
     elif c.get("keep_alive"):
