@@ -164,8 +164,10 @@ BUILTIN["jpegonly"]["profiles"] = [{
 # Value sets real firmware sends ("values" in the config, --values).
 VALUE_SETS = ("enotation", "descending", "uuid_tokens", "accented", "presets255", "resolutions25")
 SHAPES = ("fault", "empty", "soap11", "html401")
-FRAMINGS = ("chunked", "http10", "action")
+FRAMINGS = ("chunked", "http10", "action", "keepalive")
 DIGEST_ALGORITHMS = ("MD5", "SHA-256")
+REDIRECT_STATUSES = (301, 302, 307, 308)
+TLS_KEY_TYPES = ("ec", "rsa")
 # HOST:PORT, :PORT or HOST as a camera behind NAT announces itself; IPv6 in brackets.
 ADVERTISE = re.compile(r"(\[[0-9A-Fa-f:.]+\]|[^\s:/\[\]]*)(:\d{1,5})?$")
 _RES25 = [[1920, 1080], [1680, 1050], [1600, 1200], [1440, 900], [1280, 1024], [1280, 960],
@@ -340,6 +342,10 @@ class Camera:
         for op, v in (cfg.get("no_answer") or {}).items():
             self.no_answer_rules[op] = dict(v) if isinstance(v, dict) else {"mode": v}
         self.seq = 0
+        self.connections = 0  # TCP connections accepted, on every port
+        # lockout: refused logins in a row, and when the lock ends (monotonic clock).
+        self.refused_logins = 0
+        self.locked_until = None
 
     # -- lookups -------------------------------------------------------
     def profile(self, token):
@@ -429,6 +435,32 @@ class Camera:
     def now(self):
         """The camera's clock: real time plus clock_offset seconds."""
         return time.time() + int(self.cfg.get("clock_offset") or 0)
+
+    # -- lockout -------------------------------------------------------
+    def locked(self):
+        """Whether `lockout` refused logins in a row have locked the camera;
+        once the lock runs out the count starts again from nothing."""
+        with self.lock:
+            if self.locked_until is None:
+                return False
+            if time.monotonic() < self.locked_until:
+                return True
+            self.locked_until = None
+            self.refused_logins = 0
+            return False
+
+    def note_login(self, refused):
+        """Counts a refused login, or clears the count after a good one.
+        True when this refusal is the one that locks the camera."""
+        with self.lock:
+            if not refused:
+                self.refused_logins = 0
+                return False
+            self.refused_logins += 1
+            if self.refused_logins < self.cfg["lockout"]:
+                return False
+            self.locked_until = time.monotonic() + float(self.cfg.get("lockout_seconds", 1800))
+            return True
 
     # -- mutations -----------------------------------------------------
     def set_encoder(self, req):
@@ -531,6 +563,30 @@ def _check_against_options(enc, req, main=False):
             raise bad("H264 profile %r not supported" % req["h264_profile"])
 
 
+def _check_conditions(cfg):
+    """The field conditions: TLS, the redirect to it, lockout, SOAP 1.1, keep-alive."""
+    for key in ("tls", "redirect_https", "redirect_keep_path", "soap11", "keep_alive", "record_connections"):
+        if type(cfg.get(key, False)) is not bool:
+            raise ValueError("%s must be true or false, not %r" % (key, cfg.get(key)))
+    if cfg.get("tls") and cfg.get("redirect_https"):
+        raise ValueError("tls and redirect_https exclude each other (redirect_https serves TLS on tls_port)")
+    if cfg.get("tls_key_type", "ec") not in TLS_KEY_TYPES:
+        raise ValueError("tls_key_type must be ec or rsa, not %r" % cfg.get("tls_key_type"))
+    for key in ("tls_cert", "tls_key", "redirect_location"):
+        if cfg.get(key) is not None and not isinstance(cfg[key], str):
+            raise ValueError("%s must be a string, not %r" % (key, cfg[key]))
+    if cfg.get("tls_key") and not cfg.get("tls_cert"):
+        raise ValueError("tls_key needs tls_cert")
+    if cfg.get("redirect_status", 301) not in REDIRECT_STATUSES:
+        raise ValueError("redirect_status must be 301, 302, 307 or 308, not %r" % cfg.get("redirect_status"))
+    n = cfg.get("lockout")
+    if n is not None and (type(n) is not int or n < 1):
+        raise ValueError("lockout must be a count >= 1, not %r" % n)
+    s = cfg.get("lockout_seconds", 1800)
+    if type(s) not in (int, float) or s < 0:
+        raise ValueError("lockout_seconds must be seconds >= 0, not %r" % s)
+
+
 def _uuid_token(t):
     return str(uuid.uuid5(uuid.NAMESPACE_URL, "camsim/preset/" + t))
 
@@ -551,6 +607,9 @@ def _shape_values(cfg):
     vals = set(cfg.get("values") or [])
     if {"chunked", "http10"} <= set(cfg.get("framing") or []):
         raise ValueError("framing: chunked and http10 exclude each other")
+    if {"keepalive", "http10"} <= set(cfg.get("framing") or []):
+        raise ValueError("framing: keepalive and http10 exclude each other")
+    _check_conditions(cfg)
     for f in cfg.get("faults") or []:
         if (f.get("shape") or "fault") not in SHAPES:
             raise ValueError("unknown fault shape %r (have: %s)" % (f.get("shape"), ", ".join(SHAPES)))

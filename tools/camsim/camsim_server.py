@@ -15,6 +15,7 @@ import xml.etree.ElementTree as ET
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 import camsim_soap as S
+from camsim_conn import ConnectionSetup
 from camsim_model import SoapFault
 
 DIGEST = "#PasswordDigest"
@@ -110,13 +111,21 @@ def digest_check(cam, authorization, method, uri, body):
     return nonce, int(p["nc"], 16) if qop else None
 
 
-def body_op(raw):
-    """(op, ns) of a request's Body, empty strings if it does not parse."""
+def body_op(raw, envs=(S.ENV,)):
+    """(op, ns) of a request's Body, empty strings if it does not parse.
+    envs: the SOAP envelope namespaces accepted, the first by default."""
     try:
-        req = next(iter(ET.fromstring(raw).find("{%s}Body" % S.ENV)))
+        root = ET.fromstring(raw)
+        env = S.ns_of(root.tag) if S.ns_of(root.tag) in envs else envs[0]
+        req = next(iter(root.find("{%s}Body" % env)))
     except (ET.ParseError, TypeError, StopIteration):
         return "", ""
     return S.local(req.tag), S.ns_of(req.tag)
+
+
+def envelopes(cam):
+    """The SOAP envelope namespaces requests are read in: 1.2, and 1.1 too with soap11."""
+    return (S.ENV, S.ENV11) if cam.cfg.get("soap11") else (S.ENV,)
 
 
 class Recorder:
@@ -132,28 +141,39 @@ class Recorder:
             self.f.flush()
 
 
-class CamServer(ThreadingHTTPServer):
+class CamServer(ConnectionSetup, ThreadingHTTPServer):
     daemon_threads = True
     allow_reuse_address = True
 
-    def __init__(self, addr, camera, recorder, quiet=False, capture=None):
-        super().__init__(addr, Handler)
+    def __init__(self, addr, camera, recorder, quiet=False, capture=None, tls=None, handler=None):
+        super().__init__(addr, handler or Handler)
         self.camera = camera
         self.capture = capture  # answers served back instead of the camera model's
         self.recorder = recorder
         self.quiet = quiet
         self.stopping = threading.Event()
+        self.tls = tls  # a camsim_tls.Tls: this port speaks HTTPS
+        cfg = camera.cfg
+        self.record_connections = cfg.get("record_connections", False)
+        # Request lines name their connection wherever the record holds connection or handshake lines.
+        self.track_connections = self.record_connections or cfg.get("tls", False) or \
+            cfg.get("redirect_https", False)
+        self.keep_alive = cfg.get("keep_alive", False)
+
+    @property
+    def scheme(self):
+        return "https" if self.tls else "http"
 
     @property
     def base(self):
         host, port = self.server_address[:2]
-        return "http://%s:%d" % (host, port)
+        return "%s://%s:%d" % (self.scheme, host, port)
 
     @property
     def xaddr_base(self):
         """What GetCapabilities names: advertise, as a camera behind NAT or a port forward does, else base."""
         adv = self.camera.cfg.get("advertise")
-        return "http://" + adv if adv else self.base
+        return "%s://%s" % (self.scheme, adv) if adv else self.base
 
     def log(self, line):
         if not self.quiet:
@@ -271,34 +291,35 @@ class Handler(BaseHTTPRequestHandler):
         srv = self.server
         cam = srv.camera
         raw = self.read_body()
-        entry = {"seq": 0, "time": round(time.time(), 3), "op": "", "ns": "",
-                 "path": self.path, "action": soap_action(self.headers),
-                 "token": "none", "auth": "none", "user": None, "answer": "ok",
-                 "values": {}, "body": raw.decode("utf-8", "replace")}
-        with cam.lock:
-            cam.seq += 1
-            entry["seq"] = cam.seq
+        entry = self.new_entry(raw)
         ctx = {}
+        locked = cam.cfg.get("lockout") and cam.locked()
         try:
-            if cam.cfg.get("http_digest") and not self.digest_passed(cam, raw, entry):
+            if locked:
+                status, body, mode = self.locked_out(cam, raw, entry)
+            elif cam.cfg.get("http_digest") and not self.digest_passed(cam, raw, entry):
                 status, body, mode = 401, "", "digest"
                 entry["answer"] = "401 digest"
             else:
                 status, body, mode = self.handle_soap(cam, raw, entry, ctx)
         except SoapFault as f:
-            status, body, mode = (400 if f.code == "Sender" else 500), S.fault_body(f), f.shape
+            (status, body), mode = self.fault_answer(cam, f), f.shape
             entry["answer"] = f.label
         except Exception as e:  # a camsim bug must still reach the test as a clear fault
             f = SoapFault("Action", "camsim internal error: %r" % e, "Receiver")
-            status, body, mode = 500, S.fault_body(f), None
+            (status, body), mode = self.fault_answer(cam, f), None
             entry["answer"] = f.label
         if mode in ("empty", "soap11", "html401"):
             entry["answer"] += " (%s)" % mode
+        if locked:
+            entry["answer"] = "locked"
         srv.recorder.write(entry)
         srv.log("#%d %s %s {%s} -> %s%s" % (
             entry["seq"], self.path, entry["op"], entry["ns"], entry["answer"],
             "" if entry["auth"] == "ok" else " (auth %s%s)" % (
                 entry["auth"], ", clock %s" % entry["clock"] if "clock" in entry else "")))
+        if cam.cfg.get("lockout") and not locked:
+            self.note_login(cam, entry, ctx)  # before the answer: the client's next request finds the lock
         if mode == "hang":
             srv.stopping.wait()
             self.close_connection = True
@@ -309,6 +330,15 @@ class Handler(BaseHTTPRequestHandler):
         delay = cam.delay(entry["op"] or "")
         if delay:
             time.sleep(delay)
+        status, ctype, data = self.answer_bytes(cam, status, body, mode, entry, ctx)
+        challenge = None
+        if status == 401:
+            challenge = digest_challenge(cam, entry.get("http_auth") == "stale") if cam.cfg.get("http_digest") else \
+                'Digest realm="camsim", qop="auth", nonce="%s"' % os.urandom(8).hex()
+        self.send_answer(status, ctype, data, cam.framing, {"WWW-Authenticate": challenge} if challenge else {})
+
+    def answer_bytes(self, cam, status, body, mode, entry, ctx):
+        """(status, Content-Type, bytes) of the answer decided for a request."""
         ctype = "application/soap+xml; charset=utf-8"
         action = None
         if status == 200 and entry["op"]:
@@ -323,8 +353,14 @@ class Handler(BaseHTTPRequestHandler):
         elif isinstance(body, bytes):  # a captured answer, as the camera sent it
             data = body
             ctype = ctx.get("content_type") or ctype
-            if mode == "soap11":
+            if mode == "soap11" or cam.cfg.get("soap11"):
                 data = data.replace(S.ENV.encode(), S.ENV11.encode())
+            if cam.cfg.get("soap11"):
+                ctype = "text/xml; charset=utf-8"
+        elif cam.cfg.get("soap11"):  # firmware that speaks SOAP 1.1 whatever it is asked in
+            data = S.render11(cam.style, body, str(cam.cfg.get("wsa", "2005")), cam.cfg.get("wsa_headers"),
+                              ctx.get("message_id"), action).encode("utf-8")
+            ctype = "text/xml; charset=utf-8"
         else:
             data = S.render(cam.style, body, str(cam.cfg.get("wsa", "2005")), cam.cfg.get("wsa_headers"),
                             ctx.get("message_id"), action, soap11=mode == "soap11").encode("utf-8")
@@ -332,16 +368,61 @@ class Handler(BaseHTTPRequestHandler):
                 ctype = "text/xml; charset=utf-8"
             elif action and "action" in cam.framing:
                 ctype += '; action="%s"' % action
-        challenge = None
-        if status == 401:
-            challenge = digest_challenge(cam, entry.get("http_auth") == "stale") if cam.cfg.get("http_digest") else \
-                'Digest realm="camsim", qop="auth", nonce="%s"' % os.urandom(8).hex()
-        self.send_answer(status, ctype, data, cam.framing, {"WWW-Authenticate": challenge} if challenge else {})
+        return status, ctype, data
+
+    def new_entry(self, raw):
+        """The record entry of a request, numbered; answer "ok" until decided."""
+        srv = self.server
+        entry = {"seq": 0, "time": round(time.time(), 3)}
+        if getattr(srv, "track_connections", False):
+            entry["conn"] = srv.local.conn
+        entry.update({"op": "", "ns": "", "path": self.path, "action": soap_action(self.headers),
+                      "token": "none", "auth": "none", "user": None, "answer": "ok",
+                      "values": {}, "body": raw.decode("utf-8", "replace")})
+        with srv.camera.lock:
+            srv.camera.seq += 1
+            entry["seq"] = srv.camera.seq
+        return entry
+
+    def fault_answer(self, cam, f):
+        """(status, body) of a fault: SOAP 1.2, HTTP 400 for Sender, 500 for
+        Receiver; with soap11 the 1.1 shape, always 500 as SOAP 1.1 over HTTP has it."""
+        if cam.cfg.get("soap11"):
+            return 500, S.fault_body11(f)
+        return (400 if f.code == "Sender" else 500), S.fault_body(f)
+
+    def locked_out(self, cam, raw, entry):
+        """The answer of a locked camera, whatever the credentials: HTTP 401
+        with http_digest, else NotAuthorized in the auth_failure shape. The
+        record still shows the operation and how the token would have fared."""
+        entry["op"], entry["ns"] = body_op(raw, envelopes(cam))
+        try:
+            root = ET.fromstring(raw)
+            header = root.find("{%s}Header" % S.ns_of(root.tag))
+            entry["token"], entry["auth"], entry["user"], _ = check_security(cam, header)
+        except ET.ParseError:
+            pass
+        if cam.cfg.get("http_digest"):
+            return 401, "", "digest"
+        f = SoapFault("NotAuthorized", "Sender not authorized", "Sender")
+        f.shape = cam.cfg.get("auth_failure")
+        raise f
+
+    def note_login(self, cam, entry, ctx):
+        """lockout: a refused login (token refused with NotAuthorized, or a
+        wrong HTTP Digest answer) counts; accepted credentials clear the count;
+        a request without credentials changes nothing."""
+        refused = ctx.get("refused_login") or entry.get("http_auth") == "refused"
+        if not refused and entry["auth"] != "ok" and entry.get("http_auth") != "digest":
+            return
+        if cam.note_login(refused):
+            self.server.log("camsim: %d refused logins in a row, every request refused for %s s" % (
+                cam.cfg["lockout"], S.num(cam.cfg.get("lockout_seconds", 1800))))
 
     def digest_passed(self, cam, raw, entry):
         """The http_digest check, before any SOAP: records http_auth, and op/ns
         so that a 401 is on record with the operation it refused."""
-        entry["op"], entry["ns"] = body_op(raw)
+        entry["op"], entry["ns"] = body_op(raw, envelopes(cam))
         verdict = digest_verdict(cam, self.headers.get("Authorization"), self.command, self.path, raw)
         if verdict == "ok":
             entry["http_auth"] = "digest"
@@ -356,6 +437,7 @@ class Handler(BaseHTTPRequestHandler):
         return entry["http_auth"] in ("digest", "exempt")
 
     def send_answer(self, status, ctype, data, framing, extra):
+        chunked = ("chunked" in framing or "keepalive" in framing) and "http10" not in framing
         if "http10" in framing:
             # Old embedded web servers: HTTP/1.0, no length, the close ends the body.
             self.protocol_version = "HTTP/1.0"
@@ -366,12 +448,20 @@ class Handler(BaseHTTPRequestHandler):
             self.send_header(k, v)
         if "http10" in framing:
             self.send_header("Connection", "close")
-        elif "chunked" in framing:
+        elif chunked:
             self.send_header("Transfer-Encoding", "chunked")
         else:
             self.send_header("Content-Length", str(len(data)))
+        if "keepalive" in framing:
+            # A camera's own web server: the connection stays open for the
+            # next request whatever the client asked; the client ends it.
+            self.send_header("Connection", "keep-alive")
+            self.close_connection = False
+        elif getattr(self.server, "keep_alive", False) and "http10" not in framing:
+            # keep_alive: say so, as servers do; open as long as the client wants it.
+            self.send_header("Connection", "close" if self.close_connection else "keep-alive")
         self.end_headers()
-        if "chunked" in framing and "http10" not in framing:
+        if chunked:
             # Uneven chunks, so a reader that assumes one chunk per answer fails.
             step = max(1, len(data) // 3 + 7)
             for i in range(0, len(data), step):
@@ -386,15 +476,18 @@ class Handler(BaseHTTPRequestHandler):
             root = ET.fromstring(raw)
         except ET.ParseError as e:
             raise SoapFault("WellFormed", "Request is not well-formed XML: %s" % e)
+        env = S.ENV
         if root.tag == "{%s}Envelope" % S.ENV11:
-            raise SoapFault([], "Only SOAP 1.2 is served", "VersionMismatch")
-        if root.tag != "{%s}Envelope" % S.ENV:
+            if not cam.cfg.get("soap11"):
+                raise SoapFault([], "Only SOAP 1.2 is served", "VersionMismatch")
+            env = S.ENV11  # firmware speaking 1.1 takes 1.1 requests as well as 1.2 ones
+        elif root.tag != "{%s}Envelope" % S.ENV:
             raise SoapFault("InvalidArgs", "Root element is not a SOAP 1.2 Envelope")
-        header = root.find("{%s}Header" % S.ENV)
+        header = root.find("{%s}Header" % env)
         if header is not None:
             ctx["message_id"] = next((m.text.strip() for w in S.WSA.values()
                                       for m in header.iter("{%s}MessageID" % w) if m.text), None)
-        body = root.find("{%s}Body" % S.ENV)
+        body = root.find("{%s}Body" % env)
         req = next(iter(body), None) if body is not None else None
         if req is None:
             raise SoapFault("InvalidArgs", "Empty or missing SOAP Body")
@@ -428,6 +521,7 @@ class Handler(BaseHTTPRequestHandler):
         exempt = open_op or (op in (cam.cfg.get("auth_exempt") or []) and not guarded)
         if entry["auth"] == "bad" or (entry["auth"] == "none" and (cam.cfg.get("auth_required", True) or guarded)):
             if not exempt:
+                ctx["refused_login"] = entry["auth"] == "bad"
                 f = SoapFault("NotAuthorized", "Sender not authorized", "Sender")
                 f.shape = cam.cfg.get("auth_failure")
                 raise f
@@ -652,7 +746,35 @@ HANDLERS = {
 }
 
 
-def banner(srv, cam, out=sys.stdout):
+def condition_lines(srv, cam, front=None):
+    """Banner lines of the field conditions that are on; front is the plain
+    port of redirect_https."""
+    c = cam.cfg
+    lines = []
+    if srv.tls is not None:
+        lines.append("  tls    : TLS 1.2+, %s, SHA-256 %s; SIGUSR1 switches to a new one" % (
+            srv.tls.source, srv.tls.fingerprint))
+    if front is not None:
+        host, port = front.server_address[:2]
+        loc = c.get("redirect_location")
+        lines.append("  redir  : http://%s:%d answers every request %d, Location %s" % (
+            host, port, c.get("redirect_status", 301), json.dumps(loc[:80]) + (" (%d bytes)" % len(loc)) if loc
+            is not None else "%s%s" % (srv.base, "<request path>" if c.get("redirect_keep_path") else "/")))
+    if c.get("lockout"):
+        lines.append("  lockout: %d refused logins in a row refuse every request for %s s" % (
+            c["lockout"], S.num(c.get("lockout_seconds", 1800))))
+    if c.get("soap11"):
+        lines.append("  soap   : answers and faults in SOAP 1.1 (text/xml); 1.2 and 1.1 requests served")
+    if "keepalive" in cam.framing:
+        lines.append("  http   : chunked answers, Connection: keep-alive, open whatever the client asks")
+    elif c.get("keep_alive"):
+        lines.append("  http   : Connection: keep-alive, open while the client asks for it")
+    if c.get("record_connections"):
+        lines.append("  record : a line per TCP connection")
+    return lines
+
+
+def banner(srv, cam, front=None, out=sys.stdout):
     c = cam.cfg
     lines = ["camsim serving %s (device, media and PTZ on every path)" % srv.base,
              "  camera : %s %s, firmware %s, serial %s" % (
@@ -679,6 +801,7 @@ def banner(srv, cam, out=sys.stdout):
         lines.append("  advert : GetCapabilities names %s/onvif/..." % srv.xaddr_base)
     if cam.main_encoding:
         lines.append("  encode : %s reports Encoding %s" % cam.main_encoding)
+    lines += condition_lines(srv, cam, front)
     for p in cam.profiles:
         e = p["encoder"]
         uri = (p["uri"] or "no MediaUri").replace("{host}", _host(srv)).replace("{port}", str(srv.server_address[1]))

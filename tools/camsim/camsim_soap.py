@@ -72,6 +72,17 @@ def fault_body(fault):
               % escape(fault.reason))
 
 
+def fault_body11(fault):
+    """The same fault in the SOAP 1.1 shape, as firmware answering in 1.1 writes
+    it: faultcode the most specific ter: subcode (env:Client, env:Server or
+    env:VersionMismatch without one), faultstring the reason, and one detail
+    element holding the SOAP 1.2 code and subcodes, local names joined by "/"."""
+    code = "ter:" + fault.subcodes[-1] if fault.subcodes else \
+        "env:" + {"Sender": "Client", "Receiver": "Server"}.get(fault.code, fault.code)
+    return el("env:Fault", el("faultcode", code), el("faultstring", fault.reason),
+              el("detail", el("ter:Codes", "/".join([fault.code] + fault.subcodes))))
+
+
 def resolution(w, h):
     return el("tt:Resolution", el("tt:Width", w), el("tt:Height", h))
 
@@ -451,7 +462,9 @@ def _write(e, prefix, default_ns, pretty, depth, out):
     xmlns="..." where their namespace changes)."""
     ns, name = ns_of(e.tag), local(e.tag)
     attrs = ""
-    if default_ns is not None and ns not in prefix:
+    if ns == "" and default_ns is None:  # the unqualified children of a SOAP 1.1 Fault
+        tag = name
+    elif default_ns is not None and ns not in prefix:
         tag = name
         if ns != default_ns:
             attrs = ' xmlns="%s"' % ns
@@ -463,7 +476,7 @@ def _write(e, prefix, default_ns, pretty, depth, out):
             k = ("xml" if ns_of(k) == XML_NS else prefix[ns_of(k)]) + ":" + local(k)
         attrs += " %s=%s" % (k, quoteattr(v))
     txt = e.text or ""
-    if e.tag == "{%s}Value" % ENV and ":" in txt:  # fault codes are QNames
+    if e.tag in ("{%s}Value" % ENV, "faultcode") and ":" in txt:  # fault codes are QNames
         p, _, ln = txt.partition(":")
         qns = PLAIN_NS[p]
         if qns not in prefix:
@@ -513,3 +526,15 @@ def render(style, body, wsa="2005", blocks=None, request_id=None, action=None, s
     if soap11:  # the same answer in the SOAP 1.1 envelope namespace
         text = text.replace('"%s"' % ENV, '"%s"' % ENV11)
     return text
+
+
+ENC12 = "http://www.w3.org/2003/05/soap-encoding"
+ENC11 = "http://schemas.xmlsoap.org/soap/encoding/"
+
+
+def render11(style, body, wsa="2005", blocks=None, request_id=None, action=None):
+    """The answer as firmware speaking SOAP 1.1 writes it (soap11): the 1.1
+    envelope, and where the style declares them the 1.1 encoding namespace
+    and mustUnderstand="1" (an xsd:boolean there is 0 or 1)."""
+    text = render(style, body, wsa, blocks, request_id, action, soap11=True)
+    return text.replace('"%s"' % ENC12, '"%s"' % ENC11).replace(':mustUnderstand="true"', ':mustUnderstand="1"')
