@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "camera/book/camera_book.h"
+#include "camera/services/onvif_session.h"
 #include "log/log.h"
 #include "server/command_state.h"
 #include "server/command_table.h"
@@ -172,6 +174,10 @@ void serve_accepted(int fd) {
 }
 
 void* net_cmd_daemon(void*) {
+  // What the daemon learned of each camera, kept across commands and, in
+  // the state file, across restarts. Lives as long as this thread serves.
+  static CameraBook book(state_file_path());
+  OnvifSession::use_book(&book);
   sock_fd_app = socket(AF_INET, SOCK_STREAM, 0);
   if (sock_fd_app < 0) {
     log_printf("[Vantel] Server Socket Create Failed ! ");

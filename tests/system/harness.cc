@@ -9,6 +9,7 @@
 #include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -192,12 +193,19 @@ PortLock::~PortLock() {
 
 std::string fake_bin() { return std::string(VANTEL_SOURCE_DIR) + "/tests/system/fake-bin"; }
 
+std::string state_dir() {
+  const std::string dir = temp_path("state");
+  mkdir(dir.c_str(), 0700);
+  return dir;
+}
+
 Daemon::Daemon(const std::string& binary, const std::vector<std::string>& env)
     : log_path_(temp_path("daemon.log")) {
   std::vector<std::string> full_env = {
       "PATH=" + fake_bin() + ":" + getenv("PATH"), "VANTEL_TEST_CALLS=" + temp_path("calls"),
       "LSAN_OPTIONS=print_suppressions=0:suppressions=" + std::string(VANTEL_SOURCE_DIR) +
-          "/tests/system/data/lsan-suppressions.txt"};
+          "/tests/system/data/lsan-suppressions.txt",
+      "VANTEL_STATE_DIR=" + state_dir()};
   full_env.insert(full_env.end(), env.begin(), env.end());  // later ones win
   group_.start(daemon_command(binary), log_path_, full_env);
   parent_status_ = group_.wait_leader(5000);

@@ -73,6 +73,9 @@ class Daemon {
 };
 
 std::string fake_bin();  // the stand-ins' folder
+// A new, empty directory for a daemon's state file; every daemon gets its
+// own unless the test passes one ("VANTEL_STATE_DIR=...") to share.
+std::string state_dir();
 
 // What came back on one connection.
 struct Exchange {

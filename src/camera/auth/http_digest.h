@@ -19,6 +19,10 @@ class HttpDigest {
   // algorithm the plugin knows (MD5, SHA-256, their -sess forms).
   bool take(struct soap* context, const char* challenge, const char* user, const char* password);
   bool armed() const { return armed_; }
+  // The next nonce count, kept by the camera book between commands so that
+  // a remembered challenge is answered with counts that only grow.
+  unsigned long count() const { return count_; }
+  void continue_count(unsigned long count) { count_ = count; }
   // True when `challenge` says the answer was right but its nonce has run
   // out (stale=true): a new nonce to take, not a refused login.
   static bool stale(struct soap* context, const char* challenge);

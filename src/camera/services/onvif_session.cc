@@ -9,9 +9,11 @@
 
 #include "camera/transport/answer_headers.h"
 #include "camera/auth/camera_clock.h"
+#include "camera/auth/lockout_guard.h"
 #include "camera/transport/hardening.h"
 #include "camera/auth/refusal.h"
 #include "camera/transport/send_once.h"
+#include "camera/book/state_file.h"
 #include "camera/transport/service_address.h"
 #include "log/log.h"
 #include "onvif_namespaces.h"
@@ -20,6 +22,7 @@
 namespace vantel {
 
 struct soap OnvifSession::context_;
+CameraBook* OnvifSession::book_ = nullptr;
 
 namespace {
 
@@ -31,7 +34,11 @@ constexpr int kSocketBufferSize = 65536;
 
 }  // namespace
 
-OnvifSession::OnvifSession(const CameraAccess& camera) : camera_(camera) {
+OnvifSession::OnvifSession(const CameraAccess& camera, CameraBook::Meeting meeting)
+    : camera_(camera),
+      entry_(book_ ? &book_->entry({camera.ip_text, camera.port, camera.user}, camera.password, meeting)
+                   : &own_entry_),
+      lasting_before_(entry_->lasting) {
   soap_init(&context_);
   // The runtime asks the kernel for socket buffers of its own I/O buffer's
   // size, which is now sized for the process (soapdefs.h); the sockets keep
@@ -43,10 +50,18 @@ OnvifSession::OnvifSession(const CameraAccess& camera) : camera_(camera) {
   watch_answer_headers(&context_);
   std::snprintf(device_address_, sizeof device_address_, "http://%s:%d/onvif/device_service",
                 camera_.ip_text, camera_.port);
+  // A camera that asked for HTTP Digest before gets its answer up front,
+  // with the nonce count going on from where the last command left it.
+  if (!entry_->digest_challenge.empty() &&
+      digest_.take(&context_, entry_->digest_challenge.c_str(), camera_.user, camera_.password)) {
+    digest_.continue_count(entry_->digest_count);
+    challenge_from_book_ = true;
+  }
 }
 
 OnvifSession::~OnvifSession() {
   if (open_) end();
+  if (book_ != nullptr && entry_->lasting != lasting_before_) book_->save();
 }
 
 struct soap* OnvifSession::soap() { return &context_; }
@@ -57,48 +72,85 @@ int OnvifSession::add_token() { return add_token(&context_); }
 
 int OnvifSession::add_token(struct soap* context) {
   return soap_wsse_add_UsernameTokenDigest_at(context, nullptr, camera_.user, camera_.password,
-                                              time(nullptr) + static_cast<time_t>(clock_offset_));
+                                              time(nullptr) + static_cast<time_t>(entry_->lasting.clock_offset));
 }
 
 int OnvifSession::attempt(struct soap* context, const Request& request) {
+  const int64_t now = monotonic_seconds();
+  if (entry_->guard.holding(now)) {
+    if (!guard_said_) {
+      log_printf("[ipcam] %s:%d refused user %s %d times in a row: its credentials are held back for %lld s \n",
+                 camera_.ip_text, camera_.port, camera_.user, LockoutGuard::kRefusalsInRow,
+                 static_cast<long long>(entry_->guard.seconds_left(now)));
+    }
+    guard_said_ = true;
+    return entry_->guard.last_refusal();
+  }
   if (request.token == kFreshToken) add_token(context);
   forget_answer_headers();
   digest_.before_request(context, request.http);
   store_next_request(context);
   const int result = request.send();
   digest_.after_request(context);
+  if (digest_.armed()) entry_->digest_count = digest_.count();
   return result;
+}
+
+bool OnvifSession::refused(int result) {
+  entry_->guard.refused(result, monotonic_seconds());
+  return !entry_->guard.holding(monotonic_seconds());
+}
+
+int OnvifSession::judged(struct soap* context, int result) {
+  if (refused_for_authentication(context, result)) {
+    refused(result);
+  } else if (result == SOAP_OK || result == SOAP_FAULT || result == SOAP_CLI_FAULT || result == SOAP_SVR_FAULT) {
+    // Any answer but a refusal means the credentials were taken.
+    entry_->guard.accepted();
+  }
+  return result;
+}
+
+bool OnvifSession::take_challenge(struct soap* context, int result) {
+  // A challenge to a request that carried no answer to one is the first
+  // half of HTTP Digest, and one marked stale a nonce run out: neither is a
+  // refused login. A remembered nonce the camera no longer takes (it
+  // rebooted) is, to the camera, and is renewed only while the guard allows.
+  const char* challenge = answer_digest_challenge();
+  if (result != 401 || *challenge == '\0') return false;
+  const bool first = !digest_.armed();
+  if (!first && !HttpDigest::stale(context, challenge)) {
+    if (!challenge_from_book_ || !refused(result)) return false;
+  }
+  challenge_from_book_ = false;
+  if (!digest_.take(context, challenge, camera_.user, camera_.password)) return false;
+  entry_->digest_challenge = challenge;
+  entry_->digest_count = 1;
+  if (first) log_puts("[ipcam] camera asks for HTTP Digest: answered ");
+  return true;
 }
 
 int OnvifSession::exchange(struct soap* context, Token token, const char* address, const std::function<int()>& send) {
   const bool http = address != nullptr && (strncasecmp(address, "http://", 7) == 0 || strncasecmp(address, "https://", 8) == 0);
   int result = attempt(context, {token, http, send});
-
-  // A challenge to a request that carried no answer to one is the first
-  // half of HTTP Digest, and one marked stale a nonce run out: neither is a
-  // refused login.
-  const char* challenge = answer_digest_challenge();
-  if (result == 401 && *challenge != '\0' && (!digest_.armed() || HttpDigest::stale(context, challenge))) {
-    const bool first = !digest_.armed();
-    if (digest_.take(context, challenge, camera_.user, camera_.password)) {
-      if (first) log_puts("[ipcam] camera asks for HTTP Digest: answered ");
-      result = attempt(context, {token, http, send});
-    }
-  }
-  if (!refused_for_authentication(context, result)) return result;
+  if (take_challenge(context, result)) result = attempt(context, {token, http, send});
+  if (!refused_for_authentication(context, result)) return judged(context, result);
+  // The guard holds the credentials back after this refusal: nothing more
+  // goes out.
+  if (!refused(result)) return result;
 
   // One more credentialed request at most, and only when it differs from
   // the refused one in what the refusal can have been about.
   if (token == kHeaderAsIs) {
     log_puts("[ipcam] refused on the previous request's header: sent again with a fresh token ");
-    return attempt(context, {kFreshToken, http, send});
+    return judged(context, attempt(context, {kFreshToken, http, send}));
   }
   if (clock_learned_) return result;
   clock_learned_ = true;
   if (!learn_camera_clock(context)) return result;
   log_printf("[ipcam] camera clock %+lld s from ours: sent again on the camera's time \n",
-             static_cast<long long>(clock_offset_));
-  return attempt(context, {kFreshToken, http, send});
+             static_cast<long long>(entry_->lasting.clock_offset));
+  return judged(context, attempt(context, {kFreshToken, http, send}));
 }
 
 bool OnvifSession::learn_camera_clock(struct soap* context) {
@@ -118,8 +170,9 @@ bool OnvifSession::learn_camera_clock(struct soap* context) {
   }
   if (!known) return false;
   const int64_t offset = camera_now - static_cast<int64_t>(time(nullptr));
-  if (std::llabs(offset) <= kClockToleranceS) return false;
-  clock_offset_ = offset;
+  if (std::llabs(offset - entry_->lasting.clock_offset) <= kClockToleranceS) return false;
+  // A camera whose clock came right again is on ours, not a few seconds off.
+  entry_->lasting.clock_offset = std::llabs(offset) <= kClockToleranceS ? 0 : offset;
   return true;
 }
 
@@ -134,7 +187,8 @@ int OnvifSession::get_capabilities() {
 
 const tt__Capabilities* OnvifSession::capabilities() const { return capabilities_.Capabilities; }
 
-const char* OnvifSession::reachable(const char* name, const std::string* advertised, Service& service) {
+const char* OnvifSession::reachable(const char* name, const std::string* advertised, Service& service,
+                                    std::string* remembered) {
   if (service.resolved) return service.address;
   service.resolved = true;
   if (advertised == nullptr) return service.address = nullptr;
@@ -142,8 +196,13 @@ const char* OnvifSession::reachable(const char* name, const std::string* adverti
   // An empty PTZ address means "no PTZ": nothing to reach.
   if (advertised->empty()) return service.address;
   const std::string instead = reachable_address(*advertised, camera_.ip_text, camera_.port);
-  if (instead.empty()) return service.address;
+  if (instead.empty()) {
+    if (remembered != nullptr) remembered->clear();
+    return service.address;
+  }
   service.address = soap_strdup(&context_, instead.c_str());
+  if (remembered != nullptr && *remembered == instead) return service.address;
+  if (remembered != nullptr && instead.size() <= kRememberedAddressMax) *remembered = instead;
   log_printf("[ipcam] %s service at %.200s is not the camera's address: using %s \n", name, advertised->c_str(),
              service.address);
   return service.address;
@@ -151,18 +210,18 @@ const char* OnvifSession::reachable(const char* name, const std::string* adverti
 
 const char* OnvifSession::media_address() {
   const tt__Capabilities* c = capabilities();
-  return reachable("media", c && c->Media ? &c->Media->XAddr : nullptr, media_);
+  return reachable("media", c && c->Media ? &c->Media->XAddr : nullptr, media_, &entry_->lasting.media_address);
 }
 
 const char* OnvifSession::ptz_address() {
   const tt__Capabilities* c = capabilities();
-  return reachable("ptz", c && c->PTZ ? &c->PTZ->XAddr : nullptr, ptz_);
+  return reachable("ptz", c && c->PTZ ? &c->PTZ->XAddr : nullptr, ptz_, &entry_->lasting.ptz_address);
 }
 
 const char* OnvifSession::device_service_address() {
   const tt__Capabilities* c = capabilities();
   const std::string* named = c && c->Device && !c->Device->XAddr.empty() ? &c->Device->XAddr : nullptr;
-  const char* address = reachable("device", named, device_);
+  const char* address = reachable("device", named, device_, nullptr);
   return address ? address : device_address_;
 }
 

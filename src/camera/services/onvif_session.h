@@ -1,8 +1,10 @@
 // The conversation with one camera on the process's single SOAP context:
 // initialise it, form the device service address, put a fresh WS-Security
-// UsernameToken on every call, read the capabilities, end the context. Every
-// command handler opens one on its stack; the call wrappers of this folder
-// go through it. Command server thread only: the context is shared, unlocked.
+// UsernameToken on every call, read the capabilities, end the context. What
+// it learns of the camera goes to the camera's entry in the book, and what
+// earlier commands learned is used from the first request on. Every command
+// handler opens one on its stack; the call wrappers of this folder go
+// through it. Command server thread only: the context is shared, unlocked.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +12,7 @@
 #include <string>
 
 #include "camera/auth/http_digest.h"
+#include "camera/book/camera_book.h"
 #include "soapH.h"
 
 namespace vantel {
@@ -30,10 +33,18 @@ class OnvifSession {
  public:
   // soap_init and the namespace table on the process's context, then the
   // device service address "http://%s:%d/onvif/device_service".
-  explicit OnvifSession(const CameraAccess& camera);
+  // A first meeting (the recorder registering the camera) starts from a
+  // clean entry.
+  explicit OnvifSession(const CameraAccess& camera, CameraBook::Meeting meeting = CameraBook::Meeting::kAgain);
   // Ends the context if the handler returned before its own tear-down, so a
-  // failed command leaves nothing allocated behind it.
+  // failed command leaves nothing allocated behind it; writes the book's
+  // state file when a lasting fact of the camera changed.
   ~OnvifSession();
+
+  // The book every later session remembers its camera in; set once by the
+  // command server, which owns it. Without one (tests of this layer alone)
+  // each session remembers for itself.
+  static void use_book(CameraBook* book) { book_ = book; }
   OnvifSession(const OnvifSession&) = delete;
   OnvifSession& operator=(const OnvifSession&) = delete;
 
@@ -111,26 +122,42 @@ class OnvifSession {
   };
   int exchange(struct soap* context, Token token, const char* address, const std::function<int()>& send);
   int attempt(struct soap* context, const Request& request);
+  // A 401 with a Digest challenge that the request can be sent again to
+  // answer: the camera's first, a nonce marked stale, or a new nonce for
+  // one remembered from an earlier command (counted as a refusal).
+  bool take_challenge(struct soap* context, int result);
+  // The guard's view of an answer: a refused login, or credentials taken.
+  // refused() is true when another credentialed request may still go out.
+  bool refused(int result);
+  int judged(struct soap* context, int result);
   // After a refusal: the camera's time from the refusal's Date header, or
   // else from GetSystemDateAndTime, asked without credentials. True when it
-  // differs from ours by more than the tolerance (the offset is then set).
+  // differs by more than the tolerance from the clock the tokens were dated
+  // by (the camera's entry then holds the new offset).
   bool learn_camera_clock(struct soap* context);
   struct Service {
     const char* address = nullptr;
     bool resolved = false;
   };
-  const char* reachable(const char* name, const std::string* advertised, Service& service);
+  // `remembered`: the replacement address the camera's entry holds, so a
+  // camera behind NAT is reported once, not on every command.
+  const char* reachable(const char* name, const std::string* advertised, Service& service, std::string* remembered);
 
   // The one SOAP context of the process, re-initialised by every session:
   // one command at a time, on the command thread.
   static struct soap context_;
+  static CameraBook* book_;
   CameraAccess camera_;
+  CameraEntry own_entry_;
+  CameraEntry* entry_;
+  LastingFacts lasting_before_;
   // Long enough for any dotted quad and any 32-bit port.
   char device_address_[64];
   _tds__GetCapabilitiesResponse capabilities_;
   HttpDigest digest_;
-  int64_t clock_offset_ = 0;  // camera's clock minus ours, in seconds
-  bool clock_learned_ = false;
+  bool clock_learned_ = false;       // once per command at most
+  bool challenge_from_book_ = false;  // armed with an earlier command's challenge
+  bool guard_said_ = false;
   Service media_, ptz_, device_;
   bool open_ = true;
 };

@@ -41,7 +41,9 @@ int32_t set_up_camera(uint8_t* payload) {
     block.set_u8(block::kSecondCodec, requested_codec);
   }
 
-  OnvifSession session(camera_from_block(payload));
+  // Registering is the recorder's deliberate act of setting a camera up
+  // (or up again, after it was replaced): nothing learned before holds.
+  OnvifSession session(camera_from_block(payload), CameraBook::Meeting::kFirst);
   if (session.add_token() != SOAP_OK) return 0;
   if (session.get_capabilities() != SOAP_OK) return 0;
 
