@@ -4,7 +4,8 @@
 #
 #   scripts/fuzz.sh BUILD_DIR SECONDS [TARGET...]
 #
-# Targets: command_port, recovery (the session's answer to refusals) and one
+# Targets: command_port, recovery (the session's answer to refusals),
+# probe_match (vantelctl discover's reader of WS-Discovery answers) and one
 # per camera operation (the names make_seeds prints, e.g. tptz__GetPresets). Seeds: camsim's answers, recorded at the
 # start of each run. Corpora grow in BUILD_DIR/corpus/, crashes land in
 # BUILD_DIR/findings/.
@@ -29,6 +30,7 @@ trap cleanup EXIT
 trap 'exit 130' INT TERM
 echo '{"auth_exempt": ["GetPresets", "Stop"]}' >"$work/camera.json"
 setsid /usr/bin/python3 "$root/tools/camsim/camsim" --port 0 --port-file "$work/port" \
+  --discovery-port 0 --discovery-port-file "$work/discovery-port" \
   --config "$work/camera.json" --quiet >"$work/camsim.log" 2>&1 &
 camsim_pgid=$!
 for _ in $(seq 100); do [[ -s $work/port ]] && break; sleep 0.1; done
@@ -37,6 +39,20 @@ ASAN_OPTIONS=detect_leaks=0 "$build/fuzz/make_seeds" "$(cat "$work/port")" "$wor
   echo "could not record camsim's answers" >&2
   exit 1
 }
+# Its answer to a discovery probe (the discovery port is written first).
+mkdir -p "$work/seeds/probe_match"
+/usr/bin/python3 - "$(cat "$work/discovery-port")" "$work/seeds/probe_match/camsim" <<'EOF' || exit 1
+import socket, sys
+probe = ('<s:Envelope xmlns:s="http://www.w3.org/2003/05/soap-envelope" '
+         'xmlns:a="http://schemas.xmlsoap.org/ws/2004/08/addressing" '
+         'xmlns:d="http://schemas.xmlsoap.org/ws/2005/04/discovery"><s:Header>'
+         '<a:MessageID>urn:uuid:0c2ee7a0-5b7e-4c1d-9d3e-2f1a8b6c4d21</a:MessageID></s:Header>'
+         '<s:Body><d:Probe/></s:Body></s:Envelope>')
+with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+    s.settimeout(5)
+    s.sendto(probe.encode(), ("127.0.0.1", int(sys.argv[1])))
+    open(sys.argv[2], "wb").write(s.recv(65536))
+EOF
 
 targets=("$@")
 if [[ ${#targets[@]} -eq 0 ]]; then
@@ -49,12 +65,14 @@ fi
 # Targets run side by side, FUZZ_JOBS at a time (default: one per core);
 # each prints its line when it ends.
 run_target() {
-  local target=$1 binary max_len status=0
+  local target=$1 binary max_len status=0 dict=()
   mkdir -p "$corpus/$target" "$findings/$target"
   if [[ $target == command_port ]]; then
     binary=$build/fuzz/fuzz_command_port max_len=2048
   elif [[ $target == recovery ]]; then
     binary=$build/fuzz/fuzz_recovery max_len=65536
+  elif [[ $target == probe_match ]]; then
+    binary=$build/fuzz/fuzz_probe_match max_len=65536 dict=(-dict="$root/fuzz/probe_match.dict")
   else
     binary=$build/fuzz/fuzz_answers max_len=65536
   fi
@@ -72,7 +90,7 @@ run_target() {
     LSAN_OPTIONS=print_suppressions=0:suppressions=$root/tests/system/data/lsan-suppressions.txt \
     "$binary" -max_total_time="$seconds" \
     -max_len=$max_len -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=1048576 -artifact_prefix="$findings/$target/" \
-    -print_final_stats=1 \
+    -print_final_stats=1 "${dict[@]}" \
     "$corpus/$target" "$work/seeds/$target" >"$log" 2>&1 || status=$?
   local runs crashes
   runs=$(awk '/stat::number_of_executed_units/ { print $2 }' "$log" | tail -1)

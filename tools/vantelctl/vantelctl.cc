@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "block_fields.h"
+#include "discover.h"
 #include "wire/byte_order.h"
 #include "wire/request.h"
 #include "wire/rifa.h"
@@ -35,6 +36,12 @@ const char kUsage[] =
     "  ptz-preset | ptz-goto | ptz-remove --preset N\n"
     "  reboot | multiuser --mode N\n"
     "  raw --major X [--minor X] [--size N] [--hex BYTES | --payload-file F]\n"
+    "  discover [--timeout S] [--json] [--to ADDRESS[:PORT]]\n"
+    "      which cameras are on this network: a WS-Discovery probe to\n"
+    "      239.255.255.250:3702 (or to ADDRESS, port 3702 by default), answers\n"
+    "      collected for S seconds (default 3, fractions allowed); --json prints\n"
+    "      one object per camera and line. Exit status 0: a camera answered,\n"
+    "      1: none did, 2: bad arguments or a socket error\n"
     "\n"
     "camera options (all commands):\n"
     "  --camera IPV4  --camera-port N  --user NAME  --password TEXT\n"
@@ -51,6 +58,8 @@ struct Options {
   std::string host = "127.0.0.1";
   int port = kCommandPort;
   int timeout_s = 120;
+  const char* timeout_text = nullptr;  // read once the command is known
+  std::string to;
   bool json = false;
   std::string command;
   std::string camera_ip;
@@ -65,9 +74,12 @@ struct Options {
   std::string hex, payload_file;
 };
 
+// discover keeps 1 for "no camera answered": its usage errors exit 2.
+int g_usage_status = 1;
+
 [[noreturn]] void fail(const std::string& message) {
   fprintf(stderr, "vantelctl: %s\n", message.c_str());
-  exit(1);
+  exit(g_usage_status);
 }
 
 long number_arg(const char* option, const char* text) {
@@ -93,7 +105,7 @@ Options parse_arguments(int argc, char** argv) {
       exit(0);
     } else if (arg == "--host") o.host = value();
     else if (arg == "--port") o.port = static_cast<int>(number_arg("--port", value()));
-    else if (arg == "--timeout") o.timeout_s = static_cast<int>(number_arg("--timeout", value()));
+    else if (arg == "--timeout") o.timeout_text = value();
     else if (arg == "--json") o.json = true;
     else if (arg == "--camera") o.camera_ip = value();
     else if (arg == "--camera-port") o.camera_port = number_arg("--camera-port", value());
@@ -115,11 +127,29 @@ Options parse_arguments(int argc, char** argv) {
     }
     else if (arg == "--hex") o.hex = value();
     else if (arg == "--payload-file") o.payload_file = value();
-    else if (!arg.empty() && arg[0] != '-' && o.command.empty()) o.command = arg;
+    else if (arg == "--to") o.to = value();
+    else if (!arg.empty() && arg[0] != '-' && o.command.empty()) {
+      o.command = arg;
+      if (arg == "discover") g_usage_status = 2;
+    }
     else fail("unknown argument '" + arg + "' (try --help)");
   }
   if (o.command.empty()) fail("no command given (try --help)");
+  if (o.timeout_text && o.command != "discover") {
+    o.timeout_s = static_cast<int>(number_arg("--timeout", o.timeout_text));
+  }
   return o;
+}
+
+// Seconds to collect answers: fractions allowed, up to an hour.
+double discover_timeout(const char* text) {
+  if (text == nullptr) return 3;
+  char* end = nullptr;
+  const double seconds = strtod(text, &end);
+  if (*text == '\0' || *end != '\0' || !(seconds > 0 && seconds <= 3600)) {
+    fail(std::string("bad --timeout '") + text + "': seconds, more than 0 and at most 3600");
+  }
+  return seconds;
 }
 
 std::vector<uint8_t> read_file(const std::string& path) {
@@ -283,6 +313,7 @@ const char* reply_code_name(uint32_t minor) {
 
 int main(int argc, char** argv) {
   const Options o = parse_arguments(argc, argv);
+  if (o.command == "discover") return discover({discover_timeout(o.timeout_text), o.json, o.to});
   const Request request = build_request(o);
 
   std::vector<uint8_t> wire(kRifaHeaderSize);
