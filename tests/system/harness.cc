@@ -377,14 +377,24 @@ void expect_echo(const std::vector<uint8_t>& command) {
   EXPECT_TRUE(answer.closed_by_daemon);
 }
 
-std::vector<nlohmann::json> Camsim::record() const {
+std::vector<nlohmann::json> Camsim::record_lines(bool events) const {
   std::vector<nlohmann::json> lines;
   std::istringstream in(read_text(record_path_));
   std::string line;
   while (std::getline(in, line)) {
-    if (!line.empty()) lines.push_back(nlohmann::json::parse(line));
+    if (line.empty()) continue;
+    nlohmann::json entry = nlohmann::json::parse(line);
+    if (entry.contains("event") == events) lines.push_back(std::move(entry));
   }
   return lines;
+}
+
+std::vector<nlohmann::json> Camsim::events(const std::string& kind) const {
+  std::vector<nlohmann::json> found;
+  for (nlohmann::json& entry : record_lines(true)) {
+    if (entry.value("event", "") == kind) found.push_back(std::move(entry));
+  }
+  return found;
 }
 
 Reply send_block(uint32_t major, uint32_t minor, const Block& block) {

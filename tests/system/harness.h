@@ -4,6 +4,7 @@
 // printed, and kills every process it started. Test thread only.
 #pragma once
 
+#include <signal.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -122,12 +123,18 @@ class Camsim {
   ~Camsim();
   int port() const { return port_; }
   // Every request received so far, in order.
-  std::vector<nlohmann::json> record() const;
+  std::vector<nlohmann::json> record() const { return record_lines(false); }
+  // Its connection, TLS and failed-handshake lines ("connection", "tls",
+  // "tls_failed").
+  std::vector<nlohmann::json> events(const std::string& kind) const;
+  // To camsim itself: SIGUSR1 gives it a new certificate.
+  void signal(int number) const { kill(group_.leader(), number); }
   std::string log() const { return read_text(log_path_); }
   void stop() { group_.kill_all(); }
 
  private:
   void start(std::vector<std::string> command);
+  std::vector<nlohmann::json> record_lines(bool events) const;
   std::string log_path_, record_path_;
   ProcessGroup group_;
   int port_ = 0;

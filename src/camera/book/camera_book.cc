@@ -105,8 +105,17 @@ CameraEntry& CameraBook::entry(const CameraKey& key, const char* password, Meeti
     *found = CameraEntry{};
     found->key = key;
   } else if (meeting == Meeting::kFirst) {
+    // The camera may be another one at the same address: how it is reached
+    // and its certificate are found out again. Its clock and the guard are
+    // kept: relearning the clock would cost a refused login (a refusal
+    // relearns it anyway), and registering again must not buy a wrong
+    // password more tries.
+    const int64_t clock_offset = found->lasting.clock_offset;
+    const LockoutGuard guard = found->guard;
     *found = CameraEntry{};
     found->key = key;
+    found->lasting.clock_offset = clock_offset;
+    found->guard = guard;
   } else if (found->password_mark != 0 && found->password_mark != mark) {
     found->digest_challenge.clear();
     found->digest_count = 1;

@@ -34,8 +34,9 @@ class CameraBook {
   // The camera's entry, made if it has none. Another password than the one
   // the entry was learned with clears what depends on the credentials (the
   // Digest challenge, the guard, the certificate pin); a first meeting (the
-  // recorder registering the camera) clears everything. The reference is
-  // valid until the next call.
+  // recorder registering the camera) clears all but the camera's clock and
+  // the guard.
+  // The reference is valid until the next call.
   CameraEntry& entry(const CameraKey& key, const char* password, Meeting meeting = Meeting::kAgain);
 
   // Writes the state file whole (to a temporary file, then renamed over

@@ -76,16 +76,6 @@ int OnvifSession::add_token(struct soap* context) {
 }
 
 int OnvifSession::attempt(struct soap* context, const Request& request) {
-  const int64_t now = monotonic_seconds();
-  if (entry_->guard.holding(now)) {
-    if (!guard_said_) {
-      log_printf("[ipcam] %s:%d refused user %s %d times in a row: its credentials are held back for %lld s \n",
-                 camera_.ip_text, camera_.port, camera_.user, LockoutGuard::kRefusalsInRow,
-                 static_cast<long long>(entry_->guard.seconds_left(now)));
-    }
-    guard_said_ = true;
-    return entry_->guard.last_refusal();
-  }
   if (request.token == kFreshToken) add_token(context);
   forget_answer_headers();
   digest_.before_request(context, request.http);
@@ -111,7 +101,7 @@ int OnvifSession::judged(struct soap* context, int result) {
   return result;
 }
 
-bool OnvifSession::take_challenge(struct soap* context, int result) {
+bool OnvifSession::take_challenge(struct soap* context, int result, bool& counted) {
   // A challenge to a request that carried no answer to one is the first
   // half of HTTP Digest, and one marked stale a nonce run out: neither is a
   // refused login. A remembered nonce the camera no longer takes (it
@@ -120,7 +110,9 @@ bool OnvifSession::take_challenge(struct soap* context, int result) {
   if (result != 401 || *challenge == '\0') return false;
   const bool first = !digest_.armed();
   if (!first && !HttpDigest::stale(context, challenge)) {
-    if (!challenge_from_book_ || !refused(result)) return false;
+    if (!challenge_from_book_) return false;
+    counted = true;
+    if (!refused(result)) return false;
   }
   challenge_from_book_ = false;
   if (!digest_.take(context, challenge, camera_.user, camera_.password)) return false;
@@ -131,13 +123,29 @@ bool OnvifSession::take_challenge(struct soap* context, int result) {
 }
 
 int OnvifSession::exchange(struct soap* context, Token token, const char* address, const std::function<int()>& send) {
+  // Credentials the camera refused twice in a row are not offered again
+  // until the hold runs out: the call fails as the last refusal did.
+  const int64_t now = monotonic_seconds();
+  if (entry_->guard.holding(now)) {
+    if (!guard_said_) {
+      log_printf("[ipcam] %s:%d refused user %s %d times in a row: its credentials are held back for %lld s \n",
+                 camera_.ip_text, camera_.port, camera_.user, LockoutGuard::kRefusalsInRow,
+                 static_cast<long long>(entry_->guard.seconds_left(now)));
+    }
+    guard_said_ = true;
+    return entry_->guard.last_refusal();
+  }
   const bool http = address != nullptr && (strncasecmp(address, "http://", 7) == 0 || strncasecmp(address, "https://", 8) == 0);
   int result = attempt(context, {token, http, send});
-  if (take_challenge(context, result)) result = attempt(context, {token, http, send});
+  bool counted = false;
+  if (take_challenge(context, result, counted)) {
+    counted = false;
+    result = attempt(context, {token, http, send});
+  }
   if (!refused_for_authentication(context, result)) return judged(context, result);
   // The guard holds the credentials back after this refusal: nothing more
   // goes out.
-  if (!refused(result)) return result;
+  if (counted ? entry_->guard.holding(monotonic_seconds()) : !refused(result)) return result;
 
   // One more credentialed request at most, and only when it differs from
   // the refused one in what the refusal can have been about.

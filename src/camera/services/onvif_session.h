@@ -124,8 +124,8 @@ class OnvifSession {
   int attempt(struct soap* context, const Request& request);
   // A 401 with a Digest challenge that the request can be sent again to
   // answer: the camera's first, a nonce marked stale, or a new nonce for
-  // one remembered from an earlier command (counted as a refusal).
-  bool take_challenge(struct soap* context, int result);
+  // one remembered from an earlier command (a refusal, `counted` then).
+  bool take_challenge(struct soap* context, int result, bool& counted);
   // The guard's view of an answer: a refused login, or credentials taken.
   // refused() is true when another credentialed request may still go out.
   bool refused(int result);
