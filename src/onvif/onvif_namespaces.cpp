@@ -3,7 +3,7 @@
 #include "onvif_namespaces.h"
 
 SOAP_NMAC struct Namespace namespaces[] = {
-    {"SOAP-ENV", "http://www.w3.org/2003/05/soap-envelope", "http://www.w3.org/*/soap-envelope", NULL},
+    {"SOAP-ENV", "http://www.w3.org/2003/05/soap-envelope", "http://*/soap*envelope*", NULL},
     {"xsi", "http://www.w3.org/2001/XMLSchema-instance", "http://www.w3.org/*/XMLSchema-instance", NULL},
     {"wsa5", "http://www.w3.org/2005/08/addressing", "http://schemas.xmlsoap.org/ws/2004/08/addressing", NULL},
     {"wsse", "http://docs.oasis-open.org/wss/2004/01/oasis-200401-wss-wssecurity-secext-1.0.xsd", NULL, NULL},

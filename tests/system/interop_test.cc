@@ -171,7 +171,13 @@ const Row kRows[] = {
     {"badDigest", {{"users", {{"admin", "other"}}}}, held_from(2), "GetCapabilities error (12)", 2},
     {"gsoapBadDigest", {{"style", "gsoap"}, {"users", {{"admin", "other"}}}}, held_from(2), "GetCapabilities error (1)", 2},
     {"empty200", {{"faults", {{{"op", "*"}, {"shape", "empty"}}}}}, kRefused, "GetCapabilities error (200)", 0},
-    {"soap11", {{"faults", {{{"op", "*"}, {"shape", "soap11"}}}}}, kRefused, "GetCapabilities error (3)", 0},
+    // SOAP 1.1 answers (text/xml, 1.1 faults) read like their 1.2 twins.
+    {"soap11", {{"soap11", true}}, kDone, "", 0},
+    {"soap11BadPassword", {{"soap11", true}, {"style", "gsoap"}, kWrongPassword}, held_from(2),
+     "GetCapabilities error (12)", 2},
+    // A camera's own HTTP/1.1 server: chunked, no Content-Length, the
+    // connection kept open.
+    {"chunkedKeepAlive", {{"framing", {"keepalive", "chunked"}}, {"keep_alive", true}}, kDone, "", 0},
     // To the daemon a 401 is a refused login, whatever the camera's reasons.
     {"html401", {{"faults", {{{"op", "*"}, {"shape", "html401"}}}}}, held_from(2), "held back for 600 s", 0},
     // Cameras in the field, each with the recorder's password and with a
@@ -181,6 +187,11 @@ const Row kRows[] = {
     {"h265", {{"encoding_main", "H265"}}, kDone, "", 0},
     {"h265BadPassword", {{"encoding_main", "H265"}, kWrongPassword}, held_from(2), "GetCapabilities error (12)", 2},
     {"clockAhead", {{"clock_offset", 3600}}, kDone, " s from ours: sent again on the camera's time", 1},
+    // A camera that locks a client out after three refused logins never
+    // locks the recorder out, whichever the password.
+    {"clockAheadLockout", {{"clock_offset", 3600}, {"lockout", 3}}, kDone, "", 1},
+    {"clockAheadLockoutBadPassword", {{"clock_offset", 3600}, {"lockout", 3}, kWrongPassword}, held_from(1),
+     "held back for 600 s", 2},
     {"clockAheadBadPassword", {{"clock_offset", 3600}, kWrongPassword}, held_from(1), "GetCapabilities error (12)", 2},
     // Never set, and no Date header: the time comes from GetSystemDateAndTime.
     {"clockUnset", {{"clock_offset", -800000000}, {"date_header", false}}, kDone, "[ipcam] camera clock -8", 1},
