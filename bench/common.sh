@@ -45,7 +45,7 @@ start_camsim_and_vantel() {
   setsid /usr/bin/python3 "$root/tools/camsim/camsim" --port 0 --port-file "$work/port" \
     --config "$work/camera.json" ${record:+--record "$work/record.jsonl"} --quiet >"$work/camsim.log" 2>&1 9>&- &
   camsim_pgid=$!
-  env "$@" setsid "$vantel" >/dev/null 2>&1 9>&- &
+  env VANTEL_STATE_DIR="$work" "$@" setsid "$vantel" >/dev/null 2>&1 9>&- &
   vantel_pgid=$!
   for _ in $(seq 100); do
     [[ -s $work/port ]] && port_open && break

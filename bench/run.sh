@@ -60,7 +60,7 @@ if port_open; then echo "port 1997 is taken: stop the other vantel first" >&2; e
 
 wait_file() { for _ in $(seq 100); do [[ -s $1 ]] && return 0; sleep 0.1; done; echo "no $1" >&2; exit 1; }
 start_vantel() {  # [wrapper...]: starts the daemon, sets vantel_pid to the forked child
-  setsid "$@" "$vantel" >"$work/vantel.log" 2>&1 9>&- &
+  VANTEL_STATE_DIR="$work" setsid "$@" "$vantel" >"$work/vantel.log" 2>&1 9>&- &
   local leader=$!
   pgids+=("$leader")
   for _ in $(seq 300); do port_open && break; sleep 0.1; done

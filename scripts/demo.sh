@@ -48,7 +48,8 @@ echo '{"encoding_main": "H265", "clock_offset": 3600, "http_digest": true, "adve
 setsid /usr/bin/python3 tools/camsim/camsim --port 0 --port-file "$work/field-port" \
   --record "$work/field.jsonl" --config "$work/field.json" >"$work/field.log" 2>&1 &
 field_pg=$!
-setsid build/vantel >"$work/vantel.log" 2>&1 &
+# Its memory of the cameras goes to the demo's own folder, not /mnt/nvr.
+VANTEL_STATE_DIR="$work" setsid build/vantel >"$work/vantel.log" 2>&1 &
 daemon_pg=$!
 
 for _ in $(seq 100); do [ -s "$work/port" ] && [ -s "$work/field-port" ] && break; sleep 0.1; done
