@@ -54,6 +54,15 @@ with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
     open(sys.argv[2], "wb").write(s.recv(65536))
 EOF
 
+# A state file of two cameras, one skewed, one reached over TLS and pinned.
+mkdir -p "$work/seeds/state_file"
+/usr/bin/python3 - "$work/seeds/state_file/two" <<'EOF' || exit 1
+import sys, zlib
+body = ("vantel.cameras 1\n10.0.0.7 80 61646d696e -3600 http - - - -\n"
+        "192.168.1.64 443 61646d696e 0 tls 68747470733a2f2f3139322e3136382e312e36343a3434332f - - " + "ab" * 32 + "\n")
+open(sys.argv[1], "w").write(body + "end 2 %08x\n" % zlib.crc32(body.encode()))
+EOF
+
 targets=("$@")
 if [[ ${#targets[@]} -eq 0 ]]; then
   [[ -x $build/fuzz/fuzz_command_port ]] && targets+=(command_port)
@@ -71,6 +80,8 @@ run_target() {
     binary=$build/fuzz/fuzz_command_port max_len=2048
   elif [[ $target == recovery ]]; then
     binary=$build/fuzz/fuzz_recovery max_len=65536
+  elif [[ $target == state_file ]]; then
+    binary=$build/fuzz/fuzz_state_file max_len=4096
   elif [[ $target == probe_match ]]; then
     binary=$build/fuzz/fuzz_probe_match max_len=65536 dict=(-dict="$root/fuzz/probe_match.dict")
   else
