@@ -75,8 +75,18 @@ TEST(ServiceAddress, OtherHostsAreReachedAtTheCommandsAddressWithTheirPath) {
       {"garbage", "http://10.1.2.3:8080/"},
   };
   for (const auto& [advertised, expected] : cases) {
-    EXPECT_EQ(expected, reachable_address(advertised, "10.1.2.3", 8080)) << advertised;
+    EXPECT_EQ(expected, reachable_address(advertised, "10.1.2.3", "http://10.1.2.3:8080/onvif/device_service"))
+        << advertised;
   }
+  // HTTPS stays HTTPS: on the port the recorder reaches the camera's TLS
+  // at, or, reaching it over plain HTTP, the advertised one (443 if none).
+  const std::string tls_device = "https://10.1.2.3:8443/onvif/device_service";
+  EXPECT_EQ("https://10.1.2.3:8443/onvif/media", reachable_address("https://192.168.1.64/onvif/media", "10.1.2.3", tls_device));
+  EXPECT_EQ("https://10.1.2.3:8443/onvif/media", reachable_address("HTTPS://[::1]:9443/onvif/media", "10.1.2.3", tls_device));
+  EXPECT_EQ("https://10.1.2.3:443/onvif/media",
+            reachable_address("https://192.168.1.64/onvif/media", "10.1.2.3", "http://10.1.2.3:80/"));
+  EXPECT_EQ("https://10.1.2.3:9443/onvif/media",
+            reachable_address("https://192.168.1.64:9443/onvif/media", "10.1.2.3", "http://10.1.2.3:80/"));
 }
 
 TEST(Refusal, OnlyCredentialRefusalsCount) {

@@ -14,6 +14,7 @@
 #include "camera/auth/refusal.h"
 #include "camera/transport/send_once.h"
 #include "camera/book/state_file.h"
+#include "camera/transport/redirect.h"
 #include "camera/transport/service_address.h"
 #include "log/log.h"
 #include "onvif_namespaces.h"
@@ -48,8 +49,15 @@ OnvifSession::OnvifSession(const CameraAccess& camera, CameraBook::Meeting meeti
   harden_context(&context_);
   send_requests_once(&context_);
   watch_answer_headers(&context_);
+  tls_pin_ = {&entry_->lasting.certificate_pin, std::string(camera_.ip_text) + ":" + std::to_string(camera_.port)};
+  use_tls(&context_, &tls_pin_);
   std::snprintf(device_address_, sizeof device_address_, "http://%s:%d/onvif/device_service",
                 camera_.ip_text, camera_.port);
+  // A camera that redirected to HTTPS, or speaks nothing else, is called
+  // there from the first request on.
+  if (!entry_->lasting.device_address.empty() && entry_->lasting.device_address.size() < sizeof device_address_) {
+    std::snprintf(device_address_, sizeof device_address_, "%s", entry_->lasting.device_address.c_str());
+  }
   // A camera that asked for HTTP Digest before gets its answer up front,
   // with the nonce count going on from where the last command left it.
   if (!entry_->digest_challenge.empty() &&
@@ -78,9 +86,11 @@ int OnvifSession::add_token(struct soap* context) {
 int OnvifSession::attempt(struct soap* context, const Request& request) {
   if (request.token == kFreshToken) add_token(context);
   forget_answer_headers();
-  digest_.before_request(context, request.http);
+  const char* address = request.address;
+  const bool http = address != nullptr && (strncasecmp(address, "http://", 7) == 0 || strncasecmp(address, "https://", 8) == 0);
+  digest_.before_request(context, http);
   store_next_request(context);
-  const int result = request.send();
+  const int result = request.send(address);
   digest_.after_request(context);
   if (digest_.armed()) entry_->digest_count = digest_.count();
   return result;
@@ -122,7 +132,7 @@ bool OnvifSession::take_challenge(struct soap* context, int result, bool& counte
   return true;
 }
 
-int OnvifSession::exchange(struct soap* context, Token token, const char* address, const std::function<int()>& send) {
+int OnvifSession::exchange(struct soap* context, Token token, const char* address, const Send& send) {
   // Credentials the camera refused twice in a row are not offered again
   // until the hold runs out: the call fails as the last refusal did.
   const int64_t now = monotonic_seconds();
@@ -135,12 +145,24 @@ int OnvifSession::exchange(struct soap* context, Token token, const char* addres
     guard_said_ = true;
     return entry_->guard.last_refusal();
   }
-  const bool http = address != nullptr && (strncasecmp(address, "http://", 7) == 0 || strncasecmp(address, "https://", 8) == 0);
-  int result = attempt(context, {token, http, send});
+  int result = attempt(context, {token, address, send});
+  if (address == device_address_) {
+    const std::string plain = device_address_;
+    if (reach_over_tls(result)) {
+      result = attempt(context, {token, address, send});
+      // Remembered only once the camera answered there: a camera that is
+      // merely down, or shows a certificate not its own, stays as it was.
+      if (result == SOAP_SSL_ERROR || result == SOAP_TCP_ERROR || result == SOAP_EOF) {
+        std::snprintf(device_address_, sizeof device_address_, "%s", plain.c_str());
+        entry_->lasting.device_address.clear();
+        entry_->lasting.tls = false;
+      }
+    }
+  }
   bool counted = false;
   if (take_challenge(context, result, counted)) {
     counted = false;
-    result = attempt(context, {token, http, send});
+    result = attempt(context, {token, address, send});
   }
   if (!refused_for_authentication(context, result)) return judged(context, result);
   // The guard holds the credentials back after this refusal: nothing more
@@ -151,14 +173,44 @@ int OnvifSession::exchange(struct soap* context, Token token, const char* addres
   // the refused one in what the refusal can have been about.
   if (token == kHeaderAsIs) {
     log_puts("[ipcam] refused on the previous request's header: sent again with a fresh token ");
-    return judged(context, attempt(context, {kFreshToken, http, send}));
+    return judged(context, attempt(context, {kFreshToken, address, send}));
   }
   if (clock_learned_) return result;
   clock_learned_ = true;
   if (!learn_camera_clock(context)) return result;
   log_printf("[ipcam] camera clock %+lld s from ours: sent again on the camera's time \n",
              static_cast<long long>(entry_->lasting.clock_offset));
-  return judged(context, attempt(context, {kFreshToken, http, send}));
+  return judged(context, attempt(context, {kFreshToken, address, send}));
+}
+
+bool OnvifSession::reach_over_tls(int result) {
+  const bool redirect = result == 301 || result == 302 || result == 307 || result == 308;
+  // A TLS server read as HTTP: nothing, or no HTTP answer at all.
+  const bool no_plain_http = result == SOAP_EOF || result == SOAP_HTTP_ERROR || result == 400;
+  if (tls_tried_ || entry_->lasting.tls || strncasecmp(device_address_, "http://", 7) != 0 ||
+      (!redirect && !no_plain_http)) {
+    return false;
+  }
+  tls_tried_ = true;
+  std::string to;
+  if (redirect) {
+    std::string why;
+    to = redirect_target(answer_location(), camera_.ip_text, device_address_, why);
+    if (to.empty()) {
+      log_printf("[ipcam] %s:%d redirects to %.80s: not followed (%s) \n", camera_.ip_text, camera_.port,
+                 answer_location(), why.c_str());
+      return false;
+    }
+    log_printf("[ipcam] %s:%d redirects to %s: following \n", camera_.ip_text, camera_.port, to.c_str());
+  } else {
+    to = std::string("https://") + (device_address_ + 7);
+    log_printf("[ipcam] %s:%d answers no plain HTTP: trying TLS \n", camera_.ip_text, camera_.port);
+  }
+  if (to.size() >= sizeof device_address_ || to.size() > kRememberedAddressMax) return false;
+  std::snprintf(device_address_, sizeof device_address_, "%s", to.c_str());
+  entry_->lasting.device_address = to;
+  entry_->lasting.tls = true;
+  return true;
 }
 
 bool OnvifSession::learn_camera_clock(struct soap* context) {
@@ -203,7 +255,7 @@ const char* OnvifSession::reachable(const char* name, const std::string* adverti
   service.address = advertised->c_str();
   // An empty PTZ address means "no PTZ": nothing to reach.
   if (advertised->empty()) return service.address;
-  const std::string instead = reachable_address(*advertised, camera_.ip_text, camera_.port);
+  const std::string instead = reachable_address(*advertised, camera_.ip_text, device_address_);
   if (instead.empty()) {
     if (remembered != nullptr) remembered->clear();
     return service.address;

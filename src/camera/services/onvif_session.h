@@ -13,6 +13,7 @@
 
 #include "camera/auth/http_digest.h"
 #include "camera/book/camera_book.h"
+#include "camera/transport/tls.h"
 #include "soapH.h"
 
 namespace vantel {
@@ -64,7 +65,7 @@ class OnvifSession {
   int call(struct soap* context, SoapCall<Request, Answer> operation, const char* address,
            Request& request, Answer& answer) {
     return exchange(context, kFreshToken, address,
-                    [&] { return operation(context, address, nullptr, &request, answer); });
+                    [&](const char* to) { return operation(context, to, nullptr, &request, answer); });
   }
   // The same without a fresh token: the request goes out with whatever
   // security header the context still holds from the call before.
@@ -72,7 +73,7 @@ class OnvifSession {
   int call_as_is(struct soap* context, SoapCall<Request, Answer> operation, const char* address,
                  Request& request, Answer& answer) {
     return exchange(context, kHeaderAsIs, address,
-                    [&] { return operation(context, address, nullptr, &request, answer); });
+                    [&](const char* to) { return operation(context, to, nullptr, &request, answer); });
   }
 
   // Runs `work(copy)` on a working copy of the process's context that is
@@ -115,12 +116,18 @@ class OnvifSession {
   // One request and, where the camera's refusal says how, one more: the
   // answer to an HTTP Digest challenge, a fresh token for a request sent on
   // the header as is, or tokens on the camera's clock.
+  using Send = std::function<int(const char* address)>;
   struct Request {
     Token token;
-    bool http;  // the address is http(s)://: HTTP Digest applies
-    const std::function<int()>& send;
+    const char* address;
+    const Send& send;
   };
-  int exchange(struct soap* context, Token token, const char* address, const std::function<int()>& send);
+  int exchange(struct soap* context, Token token, const char* address, const Send& send);
+  // The device address the command formed answered as no plain-HTTP
+  // camera does: a redirect to HTTPS is followed, a port that speaks only
+  // TLS is tried over TLS, once per command, and the book remembers which.
+  // True when the call is to go out again (to the new device address).
+  bool reach_over_tls(int result);
   int attempt(struct soap* context, const Request& request);
   // A 401 with a Digest challenge that the request can be sent again to
   // answer: the camera's first, a nonce marked stale, or a new nonce for
@@ -151,8 +158,11 @@ class OnvifSession {
   CameraEntry own_entry_;
   CameraEntry* entry_;
   LastingFacts lasting_before_;
-  // Long enough for any dotted quad and any 32-bit port.
-  char device_address_[64];
+  // Long enough for any dotted quad and any 32-bit port, or for an HTTPS
+  // address the camera redirected to.
+  char device_address_[320];
+  TlsPin tls_pin_;
+  bool tls_tried_ = false;
   _tds__GetCapabilitiesResponse capabilities_;
   HttpDigest digest_;
   bool clock_learned_ = false;       // once per command at most

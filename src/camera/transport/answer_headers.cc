@@ -11,6 +11,9 @@ char g_date[40];
 // Realm, nonce, opaque, qop and algorithm fit easily; a longer challenge
 // is not one we could answer.
 char g_challenge[1024];
+// A Location longer than any address worth following is kept as "too
+// long" by its first bytes, which no redirect check accepts.
+char g_location[320];
 
 void keep(char* field, size_t size, const char* value) {
   const size_t length = std::strlen(value);
@@ -18,7 +21,10 @@ void keep(char* field, size_t size, const char* value) {
 }
 
 int parse_header(struct soap* soap, const char* key, const char* value) {
-  if (soap_tag_cmp(key, "Date") == 0) {
+  if (soap_tag_cmp(key, "Location") == 0) {
+    std::strncpy(g_location, value, sizeof g_location - 1);
+    g_location[sizeof g_location - 1] = '\0';
+  } else if (soap_tag_cmp(key, "Date") == 0) {
     keep(g_date, sizeof g_date, value);
   } else if (soap_tag_cmp(key, "WWW-Authenticate") == 0 && soap_tag_cmp(value, "Digest *") == 0 &&
              g_challenge[0] == '\0') {
@@ -39,9 +45,11 @@ void watch_answer_headers(struct soap* soap) {
 void forget_answer_headers() {
   g_date[0] = '\0';
   g_challenge[0] = '\0';
+  g_location[0] = '\0';
 }
 
 const char* answer_date() { return g_date; }
 const char* answer_digest_challenge() { return g_challenge; }
+const char* answer_location() { return g_location; }
 
 }  // namespace vantel

@@ -1,6 +1,6 @@
-// The two HTTP header lines of a camera's answer that the session's
-// recovery reads and the runtime keeps no copy of: Date (the camera's
-// clock) and a WWW-Authenticate Digest challenge. A hook on the context
+// The HTTP header lines of a camera's answer that the session's recovery
+// reads and the runtime keeps no copy of: Date (the camera's clock), a
+// WWW-Authenticate Digest challenge and a redirect's Location. A hook on the context
 // keeps them; every working copy made from the context inherits it.
 // Command server thread only: one set of values for the process.
 #pragma once
@@ -21,5 +21,8 @@ void forget_answer_headers();
 const char* answer_date();
 // The last answer's first Digest challenge, "" when it had none.
 const char* answer_digest_challenge();
+// The last answer's Location (a redirect), "" when it had none; cut at 319
+// bytes.
+const char* answer_location();
 
 }  // namespace vantel

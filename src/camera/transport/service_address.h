@@ -9,10 +9,13 @@
 namespace vantel {
 
 // The address to call for a service advertised at `advertised` by the
-// camera the command names as `camera_host`:`camera_port`. Empty when the
-// advertised host is the command's own: it is then used as advertised,
-// port included. Otherwise "http://HOST:PORT" of the command with the
-// advertised path ("/" when it has none).
-std::string reachable_address(const std::string& advertised, const char* camera_host, int camera_port);
+// camera at `camera_host`, whose device service answers at
+// `device_address`. Empty when the advertised host is the camera's own: it
+// is then used as advertised, port included. Otherwise the advertised
+// scheme on the camera's host, with the device service's port when the
+// schemes agree (the port the recorder reaches), else the advertised port
+// or the scheme's own, and the advertised path ("/" when it has none).
+std::string reachable_address(const std::string& advertised, const char* camera_host,
+                              const std::string& device_address);
 
 }  // namespace vantel
