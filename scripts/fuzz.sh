@@ -63,6 +63,13 @@ body = ("vantel.cameras 1\n10.0.0.7 80 61646d696e -3600 http - - - -\n"
 open(sys.argv[1], "w").write(body + "end 2 %08x\n" % zlib.crc32(body.encode()))
 EOF
 
+# Locations cameras send, and ones they must not be followed to.
+mkdir -p "$work/seeds/redirect"
+printf 'https://10.0.0.7:443/' >"$work/seeds/redirect/root"
+printf 'https://10.0.0.7/onvif/device_service' >"$work/seeds/redirect/path"
+printf 'http://10.0.0.7/' >"$work/seeds/redirect/plain"
+printf 'https://192.168.1.64:8443/' >"$work/seeds/redirect/other"
+
 targets=("$@")
 if [[ ${#targets[@]} -eq 0 ]]; then
   [[ -x $build/fuzz/fuzz_command_port ]] && targets+=(command_port)
@@ -80,6 +87,8 @@ run_target() {
     binary=$build/fuzz/fuzz_command_port max_len=2048
   elif [[ $target == recovery ]]; then
     binary=$build/fuzz/fuzz_recovery max_len=65536
+  elif [[ $target == redirect ]]; then
+    binary=$build/fuzz/fuzz_redirect max_len=512
   elif [[ $target == state_file ]]; then
     binary=$build/fuzz/fuzz_state_file max_len=4096
   elif [[ $target == probe_match ]]; then
