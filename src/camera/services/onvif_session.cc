@@ -125,7 +125,11 @@ bool OnvifSession::take_challenge(struct soap* context, int result, bool& counte
     if (!refused(result)) return false;
   }
   challenge_from_book_ = false;
-  if (!digest_.take(context, challenge, camera_.user, camera_.password)) return false;
+  if (!digest_.take(context, challenge, camera_.user, camera_.password)) {
+    // No realm or nonce, or an algorithm the plugin does not know.
+    log_printf("[ipcam] camera asks for HTTP Digest in a form not answered: %.120s \n", challenge);
+    return false;
+  }
   entry_->digest_challenge = challenge;
   entry_->digest_count = 1;
   if (first) log_puts("[ipcam] camera asks for HTTP Digest: answered ");
@@ -148,7 +152,7 @@ int OnvifSession::exchange(struct soap* context, Token token, const char* addres
   int result = attempt(context, {token, address, send});
   if (address == device_address_) {
     const std::string plain = device_address_;
-    if (reach_over_tls(result)) {
+    if (reach_over_tls(context, result)) {
       result = attempt(context, {token, address, send});
       // Remembered only once the camera answered there: a camera that is
       // merely down, or shows a certificate not its own, stays as it was.
@@ -183,10 +187,13 @@ int OnvifSession::exchange(struct soap* context, Token token, const char* addres
   return judged(context, attempt(context, {kFreshToken, address, send}));
 }
 
-bool OnvifSession::reach_over_tls(int result) {
+bool OnvifSession::reach_over_tls(const struct soap* context, int result) {
   const bool redirect = result == 301 || result == 302 || result == 307 || result == 308;
-  // A TLS server read as HTTP: nothing, or no HTTP answer at all.
-  const bool no_plain_http = result == SOAP_EOF || result == SOAP_HTTP_ERROR || result == 400;
+  // A TLS server read as HTTP: the connection closed before any status
+  // line, something that is no HTTP, or a bare 400 ("plain HTTP sent to an
+  // HTTPS port"). An answer cut short after its status line is no sign.
+  const bool no_plain_http =
+      (result == SOAP_EOF && context->status == 0) || result == SOAP_HTTP_ERROR || result == 400;
   if (tls_tried_ || entry_->lasting.tls || strncasecmp(device_address_, "http://", 7) != 0 ||
       (!redirect && !no_plain_http)) {
     return false;
