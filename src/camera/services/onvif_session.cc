@@ -85,7 +85,7 @@ int OnvifSession::add_token(struct soap* context) {
 
 int OnvifSession::attempt(struct soap* context, const Request& request) {
   if (request.token == kFreshToken) add_token(context);
-  forget_answer_headers();
+  forget_answer_headers(context);
   const char* address = request.address;
   const bool http = address != nullptr && (strncasecmp(address, "http://", 7) == 0 || strncasecmp(address, "https://", 8) == 0);
   digest_.before_request(context, http);
@@ -116,7 +116,7 @@ bool OnvifSession::take_challenge(struct soap* context, int result, bool& counte
   // half of HTTP Digest, and one marked stale a nonce run out: neither is a
   // refused login. A remembered nonce the camera no longer takes (it
   // rebooted) is, to the camera, and is renewed only while the guard allows.
-  const char* challenge = answer_digest_challenge();
+  const char* challenge = answer_digest_challenge(context);
   if (result != 401 || *challenge == '\0') return false;
   const bool first = !digest_.armed();
   if (!first && !HttpDigest::stale(context, challenge)) {
@@ -187,7 +187,7 @@ int OnvifSession::exchange(struct soap* context, Token token, const char* addres
   return judged(context, attempt(context, {kFreshToken, address, send}));
 }
 
-bool OnvifSession::reach_over_tls(const struct soap* context, int result) {
+bool OnvifSession::reach_over_tls(struct soap* context, int result) {
   const bool redirect = result == 301 || result == 302 || result == 307 || result == 308;
   // A TLS server read as HTTP: the connection closed before any status
   // line, something that is no HTTP, or a bare 400 ("plain HTTP sent to an
@@ -202,10 +202,10 @@ bool OnvifSession::reach_over_tls(const struct soap* context, int result) {
   std::string to;
   if (redirect) {
     std::string why;
-    to = redirect_target(answer_location(), camera_.ip_text, device_address_, why);
+    to = redirect_target(answer_location(context), camera_.ip_text, device_address_, why);
     if (to.empty()) {
       log_printf("[ipcam] %s:%d redirects to %.80s: not followed (%s) \n", camera_.ip_text, camera_.port,
-                 answer_location(), why.c_str());
+                 answer_location(context), why.c_str());
       return false;
     }
     log_printf("[ipcam] %s:%d redirects to %s: following \n", camera_.ip_text, camera_.port, to.c_str());
@@ -222,7 +222,7 @@ bool OnvifSession::reach_over_tls(const struct soap* context, int result) {
 
 bool OnvifSession::learn_camera_clock(struct soap* context) {
   int64_t camera_now = 0;
-  bool known = parse_http_date(answer_date(), camera_now);
+  bool known = parse_http_date(answer_date(context), camera_now);
   if (!known) {
     // Cameras answer it without credentials, so it costs no login.
     _tds__GetSystemDateAndTime request;
@@ -231,7 +231,7 @@ bool OnvifSession::learn_camera_clock(struct soap* context) {
     // second refused login here.
     context->header = nullptr;
     HttpDigest::withhold(context);
-    forget_answer_headers();
+    forget_answer_headers(context);
     known = soap_call___tds__GetSystemDateAndTime(context, device_address_, nullptr, &request, answer) == SOAP_OK &&
             camera_time(answer, camera_now);
   }

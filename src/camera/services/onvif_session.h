@@ -127,7 +127,7 @@ class OnvifSession {
   // camera does: a redirect to HTTPS is followed, a port that speaks only
   // TLS is tried over TLS, once per command, and the book remembers which.
   // True when the call is to go out again (to the new device address).
-  bool reach_over_tls(const struct soap* context, int result);
+  bool reach_over_tls(struct soap* context, int result);
   int attempt(struct soap* context, const Request& request);
   // A 401 with a Digest challenge that the request can be sent again to
   // answer: the camera's first, a nonce marked stale, or a new nonce for

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "camera/transport/context_data.h"
 #include "log/log.h"
 #include "wire/rifa.h"
 
@@ -19,9 +20,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-SOAP_SOCKET (*g_connect)(struct soap*, const char*, const char*, int) = nullptr;
-int (*g_send)(struct soap*, const char*, size_t) = nullptr;
-int (*g_parse_header)(struct soap*, const char*, const char*) = nullptr;
+// The hooks the limits wrap: the runtime's own, or another wrapper's.
+struct Wrapped {
+  static constexpr const char* kId = "vantel-hardening";
+  SOAP_SOCKET (*connect)(struct soap*, const char*, const char*, int);
+  int (*send)(struct soap*, const char*, size_t);
+  int (*parse_header)(struct soap*, const char*, const char*);
+};
 
 bool same_address(const sockaddr* a, const sockaddr* b) {
   if (a->sa_family != b->sa_family) return false;
@@ -66,7 +71,7 @@ SOAP_SOCKET limited_connect(struct soap* soap, const char* endpoint, const char*
     return SOAP_INVALID_SOCKET;
   }
   const Clock::time_point start = Clock::now();
-  const SOAP_SOCKET socket = g_connect(soap, endpoint, host, port);
+  const SOAP_SOCKET socket = data_of<Wrapped>(soap)->connect(soap, endpoint, host, port);
   if (!soap_valid_socket(socket) && seconds_since(start) >= kConnectLimitS - 0.5) {
     log_printf("[hardened] no connection to %s within %d s: call ended\n", endpoint, kConnectLimitS);
   }
@@ -75,7 +80,7 @@ SOAP_SOCKET limited_connect(struct soap* soap, const char* endpoint, const char*
 
 int limited_send(struct soap* soap, const char* data, size_t length) {
   const Clock::time_point start = Clock::now();
-  const int result = g_send(soap, data, length);
+  const int result = data_of<Wrapped>(soap)->send(soap, data, length);
   if (result != SOAP_OK && seconds_since(start) >= kSendLimitS - 0.5) {
     log_printf("[hardened] request not sent within %d s: call ended\n", kSendLimitS);
   }
@@ -97,7 +102,7 @@ int parse_header_without_compression(struct soap* soap, const char* key, const c
     log_printf("[hardened] answer with Content-Length %.32s refused\n", value);
     return SOAP_HTTP_ERROR;
   }
-  return g_parse_header(soap, key, value);
+  return data_of<Wrapped>(soap)->parse_header(soap, key, value);
 }
 
 // Runs at the end of every call, successful or not, with the call's result
@@ -139,9 +144,7 @@ void harden_context(struct soap* soap) {
   soap->transfer_timeout = kReceiveLimitS;
   soap->recv_maxlength = kAnswerSizeLimit;
   soap->maxlength = kStringLengthLimit;
-  g_connect = soap->fopen;
-  g_send = soap->fsend;
-  g_parse_header = soap->fparsehdr;
+  attach(soap, Wrapped{soap->fopen, soap->fsend, soap->fparsehdr});
   soap->fopen = limited_connect;
   soap->fsend = limited_send;
   soap->fparsehdr = parse_header_without_compression;

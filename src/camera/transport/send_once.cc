@@ -4,11 +4,16 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include "camera/transport/context_data.h"
+
 namespace vantel {
 namespace {
 
 // The connect the wrapper calls: the runtime's own, or the hardened one.
-SOAP_SOCKET (*g_connect)(struct soap*, const char*, const char*, int) = nullptr;
+struct Wrapped {
+  static constexpr const char* kId = "vantel-send-once";
+  SOAP_SOCKET (*connect)(struct soap*, const char*, const char*, int);
+};
 
 void set_cork(SOAP_SOCKET socket, int on) {
   // A socket that cannot be corked sends the header and the body as two
@@ -17,7 +22,7 @@ void set_cork(SOAP_SOCKET socket, int on) {
 }
 
 SOAP_SOCKET corked_connect(struct soap* soap, const char* endpoint, const char* host, int port) {
-  const SOAP_SOCKET socket = g_connect(soap, endpoint, host, port);
+  const SOAP_SOCKET socket = data_of<Wrapped>(soap)->connect(soap, endpoint, host, port);
   if (soap_valid_socket(socket)) set_cork(socket, 1);
   return socket;
 }
@@ -31,7 +36,7 @@ int uncork(struct soap* soap) {
 }  // namespace
 
 void send_requests_once(struct soap* soap) {
-  g_connect = soap->fopen;
+  attach(soap, Wrapped{soap->fopen});
   soap->fopen = corked_connect;
   soap->fpreparefinalsend = uncork;
 }
