@@ -15,7 +15,7 @@
 #include "camera/transport/service_address.h"
 #include "log/log.h"
 #include "onvif_namespaces.h"
-#include "wsseapi.h"
+#include "camera/auth/username_token.h"
 
 namespace vantel {
 
@@ -56,8 +56,7 @@ const char* OnvifSession::device_address() const { return device_address_; }
 int OnvifSession::add_token() { return add_token(&context_); }
 
 int OnvifSession::add_token(struct soap* context) {
-  return soap_wsse_add_UsernameTokenDigest_at(context, nullptr, camera_.user, camera_.password,
-                                              time(nullptr) + static_cast<time_t>(clock_offset_));
+  return add_username_token(context, camera_.user, camera_.password, time(nullptr) + static_cast<time_t>(clock_offset_));
 }
 
 int OnvifSession::attempt(struct soap* context, const Request& request) {
