@@ -1,6 +1,7 @@
 # The camera-service client bindings (generated into src/onvif by
-# scripts/generate-onvif.sh), gSOAP's plugins and the gSOAP runtime, built
-# as two static libraries: `gsoap_runtime` and `onvif` on top of it.
+# scripts/generate-onvif.sh), gSOAP's HTTP Digest plugin and the gSOAP
+# runtime, built as two static libraries: `gsoap_runtime` and `onvif` on
+# top of it.
 #
 # Every build compiles the same runtime from Debian's gSOAP source package
 # (scripts/gsoap-runtime.sh, run here at configure time), so the tests, the
@@ -11,14 +12,33 @@
 # every file that includes stdsoap2.h, in whatever target, sees exactly the
 # options the runtime was compiled with.
 #
-# The runtime is built without its TLS layer: the daemon never makes a TLS
-# connection, and the layer would link all of libssl and OpenSSL's X.509
-# and PEM code. What the WS-Security plugins use of it, soap_ssl_init() and
-# the OpenSSL-backed soap_random, comes from src/gsoap_runtime/crypto_init.cc;
-# SHA-1 and the nonce come from libcrypto as in Debian's libgsoapssl++.
+# The runtime is built without its TLS layer, which is written for OpenSSL:
+# the daemon's one crypto library is wolfSSL. What the runtime and the
+# plugins need of crypto is random bytes (soap_random: the UsernameToken's
+# nonce, HTTP Digest's cnonce, the runtime's UUIDs and MIME boundaries),
+# SHA-1 (the UsernameToken, src/camera/auth/username_token.cc) and MD5 and
+# SHA-256 (HTTP Digest); all of it comes from wolfSSL through
+# src/gsoap_runtime (crypto_init.cc, and smdevp.h, which stands in for
+# gSOAP's OpenSSL-bound digest engine).
 
-find_package(OpenSSL REQUIRED)
 find_package(ZLIB REQUIRED)
+
+# wolfSSL: Debian's libwolfssl-dev on the build machine and for s390x; the
+# static PowerPC build's own, cross-built by scripts/cross-ppc.sh. Its
+# options.h says how it was configured and must be read before any other of
+# its headers; WOLFSSL_OPTIONS_IGNORE_SYS keeps it from setting
+# _FORTIFY_SOURCE, which is the build's choice, not the library's.
+find_path(WOLFSSL_INCLUDE_DIR wolfssl/options.h)
+find_library(WOLFSSL_LIBRARY wolfssl)
+if(NOT WOLFSSL_INCLUDE_DIR OR NOT WOLFSSL_LIBRARY)
+  message(FATAL_ERROR "wolfSSL not found: apt-get install libwolfssl-dev")
+endif()
+add_library(wolfssl UNKNOWN IMPORTED)
+set_target_properties(wolfssl PROPERTIES
+  IMPORTED_LOCATION ${WOLFSSL_LIBRARY}
+  INTERFACE_INCLUDE_DIRECTORIES ${WOLFSSL_INCLUDE_DIR}
+  INTERFACE_COMPILE_DEFINITIONS WOLFSSL_OPTIONS_IGNORE_SYS
+  INTERFACE_LINK_LIBRARIES "Threads::Threads;m")
 
 set(VANTEL_GSOAP_RUNTIME_SOURCE ${CMAKE_CURRENT_LIST_DIR}/../build/gsoap-runtime CACHE PATH
     "Where scripts/gsoap-runtime.sh puts stdsoap2.h, stdsoap2.cpp and dom.cpp")
@@ -32,30 +52,28 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
 
 add_library(gsoap_runtime STATIC
   ${VANTEL_GSOAP_RUNTIME_SOURCE}/stdsoap2.cpp ${VANTEL_GSOAP_RUNTIME_SOURCE}/dom.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/../src/gsoap_runtime/crypto_init.cc)
+  ${CMAKE_CURRENT_LIST_DIR}/../src/gsoap_runtime/crypto_init.cc
+  ${CMAKE_CURRENT_LIST_DIR}/../src/gsoap_runtime/smdevp.cc)
 target_include_directories(gsoap_runtime PUBLIC
   ${CMAKE_CURRENT_LIST_DIR}/../src/gsoap_runtime ${VANTEL_GSOAP_RUNTIME_SOURCE})
 target_compile_definitions(gsoap_runtime PUBLIC WITH_SOAPDEFS_H)
-target_link_libraries(gsoap_runtime PUBLIC OpenSSL::Crypto ZLIB::ZLIB)
+target_link_libraries(gsoap_runtime PUBLIC wolfssl ZLIB::ZLIB)
 target_compile_options(gsoap_runtime PRIVATE -w)
 
 set(VANTEL_GSOAP_SHARE /usr/share/gsoap CACHE PATH
-    "gSOAP's shared sources (Debian package gsoap): plugin/ and custom/")
+    "gSOAP's shared sources (Debian package gsoap): custom/")
 
-# Used straight from the gsoap package, never copied into the tree.  They
-# are C files that include the C++ soapH.h, so they are built as C++.
+# HTTP Digest, for cameras that answer 401 with a Digest challenge, and the
+# threads.c its server-side session table needs: from the same source
+# package as the runtime, copied next to it by scripts/gsoap-runtime.py.
+# They are not built from /usr/share/gsoap/plugin, where httpda.h would
+# find gSOAP's own smdevp.h beside it; next to the runtime it finds ours.
+# C files that include the C++ stdsoap2.h, so they are built as C++.
 set(VANTEL_GSOAP_PLUGIN_SOURCES
-  ${VANTEL_GSOAP_SHARE}/plugin/wsseapi.c
-  # The bindings' SOAP header carries WS-Addressing (answers from firmware
-  # built on a gSOAP server have it); wsseapi.c then calls into wsaapi.c.
-  ${VANTEL_GSOAP_SHARE}/plugin/wsaapi.c
-  ${VANTEL_GSOAP_SHARE}/plugin/smdevp.c
-  ${VANTEL_GSOAP_SHARE}/plugin/mecevp.c
-  # HTTP Digest, for cameras that answer 401 with a Digest challenge; its
-  # server-side session table is what needs threads.c.
-  ${VANTEL_GSOAP_SHARE}/plugin/httpda.c
-  ${VANTEL_GSOAP_SHARE}/plugin/threads.c
-  # WS-Security brings SAML types whose xsd:dateTime is a struct timeval.
+  ${VANTEL_GSOAP_RUNTIME_SOURCE}/httpda.c
+  ${VANTEL_GSOAP_RUNTIME_SOURCE}/threads.c
+  # The bindings carry the WS-Security header types, with SAML types whose
+  # xsd:dateTime is a struct timeval.
   ${VANTEL_GSOAP_SHARE}/custom/struct_timeval.c)
 foreach(src IN LISTS VANTEL_GSOAP_PLUGIN_SOURCES)
   if(NOT EXISTS ${src})
@@ -64,24 +82,20 @@ foreach(src IN LISTS VANTEL_GSOAP_PLUGIN_SOURCES)
 endforeach()
 set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES} PROPERTIES LANGUAGE CXX)
 # soap_random is the C library's rand() in a runtime without its TLS
-# layer; the runtime and the plugins (the WS-Security nonce) draw from
-# OpenSSL instead, as the full runtime's soap_rand() does. HAVE_RANDOM
-# makes soap_random call random() (rand() cannot be renamed: <cstdlib>
-# undefines it), which is vantel_soap_random in their sources only.
+# layer; the runtime and the plugins (HTTP Digest's cnonce) draw from
+# wolfSSL's generator instead, as the full runtime's soap_rand() draws from
+# its TLS library. HAVE_RANDOM makes soap_random call random() (rand()
+# cannot be renamed: <cstdlib> undefines it), which is vantel_soap_random in
+# their sources only.
 set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES}
   ${VANTEL_GSOAP_RUNTIME_SOURCE}/stdsoap2.cpp ${VANTEL_GSOAP_RUNTIME_SOURCE}/dom.cpp
   PROPERTIES COMPILE_DEFINITIONS "HAVE_RANDOM;random=vantel_soap_random")
-# What the plugins need of OpenSSL that the runtime without its TLS layer
-# does not bring (see the header).
-set_source_files_properties(${VANTEL_GSOAP_PLUGIN_SOURCES} PROPERTIES
-  COMPILE_OPTIONS "-include;${CMAKE_CURRENT_LIST_DIR}/../src/gsoap_runtime/plugin_prelude.h")
 
 file(GLOB VANTEL_ONVIF_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/../src/onvif/*.cpp)
 
 add_library(onvif STATIC ${VANTEL_ONVIF_SOURCES} ${VANTEL_GSOAP_PLUGIN_SOURCES})
 target_include_directories(onvif PUBLIC
   ${CMAKE_CURRENT_LIST_DIR}/../src/onvif
-  ${VANTEL_GSOAP_SHARE}/plugin
   ${VANTEL_GSOAP_SHARE}/custom
   ${VANTEL_GSOAP_SHARE})
 target_link_libraries(onvif PUBLIC gsoap_runtime)

@@ -5,11 +5,12 @@
 // records camsim's answers as its seeds.
 #pragma once
 
+#include <ctime>
 #include <string>
 
+#include "camera/auth/username_token.h"
 #include "onvif_namespaces.h"
 #include "soapH.h"
-#include "wsseapi.h"
 
 namespace vantel_fuzz {
 
@@ -32,7 +33,7 @@ inline std::string* text(struct soap* soap, const char* value) {
      Request request;                                                                  \
      Response answer;                                                                  \
      fill;                                                                             \
-     soap_wsse_add_UsernameTokenDigest(soap, nullptr, "admin", "admin");              \
+     vantel::add_username_token(soap, "admin", "admin", time(nullptr));                \
      return soap_call___##op(soap, address, nullptr, &request, answer);                \
    }}
 

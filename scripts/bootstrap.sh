@@ -3,7 +3,7 @@
 # only those that are missing. Works as root or through sudo.
 set -eu
 
-packages="cmake make g++ pkg-config gsoap dpkg-dev libssl-dev libwolfssl-dev zlib1g-dev
+packages="cmake make g++ pkg-config gsoap dpkg-dev libwolfssl-dev zlib1g-dev
 libgtest-dev nlohmann-json3-dev python3 tshark $*"
 
 missing=""

@@ -1,9 +1,10 @@
 #!/bin/sh
 # `make cross-ppc`: the static 32-bit PowerPC daemon and vantelctl in
-# build-ppc/ (plus stripped copies), with zlib and OpenSSL cross-built from
-# Debian's source packages and the gSOAP runtime every build compiles; then the UsernameToken clock
-# test under qemu-ppc. Sources and libraries are cached under build/ and
-# reused; delete build/ppc-src or build/ppc-prefix to rebuild them.
+# build-ppc/ (plus stripped copies), with zlib and wolfSSL cross-built from
+# Debian's source packages and the gSOAP runtime every build compiles; then
+# the UsernameToken clock test under qemu-ppc. Sources and libraries are
+# cached under build/ and reused; delete build/ppc-src or build/ppc-prefix
+# to rebuild them.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
@@ -12,46 +13,49 @@ src=$root/build/ppc-src
 prefix=$root/build/ppc-prefix
 out=$root/build-ppc
 
-scripts/bootstrap.sh g++-powerpc-linux-gnu qemu-user dpkg-dev perl make
+scripts/bootstrap.sh g++-powerpc-linux-gnu qemu-user dpkg-dev make autoconf automake libtool
 
 # Same flags as the toolchain file: 64-bit time_t, sections for the linker
 # to collect, small code.
 flags="-Os -fno-pie -ffunction-sections -fdata-sections"
 time_flags="-D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64"
 
-if [ ! -f "$src/.complete" ]; then
+# The sources are fetched again when the list of them changes.
+sources="zlib wolfssl"
+if [ "$(cat "$src/.complete" 2>/dev/null)" != "$sources" ]; then
   rm -rf "$src"
   mkdir -p "$src"
   scripts/cross-apt.sh update -qq
-  (cd "$src" && "$root/scripts/cross-apt.sh" source -qq zlib)
-  # The security suite can name an openssl whose source the mirror no
-  # longer has; then take the newest version that is there.
-  if ! (cd "$src" && "$root/scripts/cross-apt.sh" source -qq openssl 2>/dev/null); then
-    echo "cross-ppc: the newest openssl source is not on the mirror; trying older versions"
-    for v in $(scripts/cross-apt.sh apt-cache showsrc openssl | sed -n 's/^Version: //p' | sort -rV); do
-      (cd "$src" && "$root/scripts/cross-apt.sh" source -qq "openssl=$v") && break
-    done
-  fi
-  touch "$src/.complete"
+  for package in $sources; do
+    (cd "$src" && "$root/scripts/cross-apt.sh" source -qq "$package")
+  done
+  # Debian's wolfSSL source carries no configure script.
+  (cd "$(ls -d "$src"/wolfssl-*/ | head -1)" && ./autogen.sh >/dev/null 2>&1)
+  echo "$sources" > "$src/.complete"
 fi
 zlib_src=$(ls -d "$src"/zlib-*/ | head -1)
-openssl_src=$(ls -d "$src"/openssl-*/ | head -1)
+wolfssl_src=$(ls -d "$src"/wolfssl-*/ | head -1)
 
-# OpenSSL and zlib are C: no C++ exception ever unwinds through them, so
-# they need no unwind tables (a quarter of OpenSSL's bytes otherwise).
+# wolfSSL and zlib are C: no C++ exception ever unwinds through them, so
+# they need no unwind tables.
 c_flags="$flags -fno-asynchronous-unwind-tables -fno-unwind-tables"
-# What vantel uses of OpenSSL is SHA-1 and random bytes. The runtime is
-# built without its TLS layer (cmake/onvif.cmake), so libssl is not
-# linked and no TLS protocol version is built; the WS-Security plugins
-# still name X.509 stores, PEM, RSA keys, AES/3DES, MD5, HMAC and the SHA-2
-# family, so those stay. Everything else is left out, DH and sockets too.
-openssl_options="linux-ppc no-shared no-pic no-dso no-module no-engine no-legacy no-tests no-ui-console
-  no-afalgeng no-async no-autoload-config no-capieng no-cms no-comp no-ct no-dgram no-ocsp no-srp
-  no-srtp no-ssl no-tls no-dtls no-psk no-ts no-rfc3779 no-nextprotoneg no-sctp no-ec no-ec2m
-  no-sm2 no-gost no-dsa no-idea no-mdc2 no-rc2 no-rc4 no-rc5 no-md4 no-bf no-cast no-camellia
-  no-aria no-seed no-sm3 no-sm4 no-whirlpool no-rmd160 no-blake2 no-siphash no-poly1305 no-chacha
-  no-scrypt no-ocb no-siv no-err no-filenames no-dh no-sock no-cmac no-secure-memory"
-stamp="$c_flags $time_flags $openssl_options"
+# What vantel uses of wolfSSL: SHA-1 (the UsernameToken), MD5 and SHA-256
+# (HTTP Digest), the Hash-DRBG, and the camera transport's TLS client:
+# TLS 1.2 and 1.3, ECDHE with RSA or ECDSA certificates (P-256, P-384,
+# X25519) and AES-GCM, and RSA key exchange with AES-CBC for old cameras
+# (WOLFSSL_STATIC_RSA). No server side, no TLS before 1.2, no DH, no PSK,
+# no ChaCha20-Poly1305, no files (certificates come from memory), no error
+# strings. KEEP_PEER_CERT keeps the camera's certificate for pinning. The
+# session cache is the small one (six sessions), enough for resuming the
+# sessions of the cameras being talked to; the default's would take
+# hundreds of kilobytes of RAM.
+wolfssl_options="--enable-static --disable-shared --disable-examples --disable-crypttests --disable-benchmark
+  --enable-tls13 --enable-tlsv12 --disable-oldtls --enable-ecc --enable-curve25519 --disable-dh --enable-rsa
+  --enable-aesgcm --enable-aescbc --enable-md5 --enable-sha --disable-sha224 --disable-sha3 --disable-poly1305
+  --disable-chacha --disable-psk --disable-errorstrings --disable-filesystem --disable-oldnames
+  --disable-base64encode"
+wolfssl_defines="-DNO_WOLFSSL_SERVER -DKEEP_PEER_CERT -DWOLFSSL_STATIC_RSA -DSMALL_SESSION_CACHE"
+stamp="$c_flags $time_flags $wolfssl_options $wolfssl_defines"
 
 # Rebuilt when the flags or options change.
 if [ "$(cat "$prefix/.stamp" 2>/dev/null)" != "$stamp" ]; then
@@ -62,10 +66,16 @@ if [ "$(cat "$prefix/.stamp" 2>/dev/null)" != "$stamp" ]; then
    CC=powerpc-linux-gnu-gcc AR=powerpc-linux-gnu-ar RANLIB=powerpc-linux-gnu-ranlib CFLAGS="$c_flags" \
      ./configure --static --prefix="$prefix" >/dev/null &&
    make -j"$jobs" libz.a >/dev/null && make install >/dev/null)
-  (cd "$openssl_src" && (make distclean >/dev/null 2>&1 || true) &&
-   CFLAGS="$c_flags $time_flags" ./Configure $openssl_options --cross-compile-prefix=powerpc-linux-gnu- \
-     --prefix="$prefix" --libdir=lib --openssldir=/etc/ssl >/dev/null &&
-   make -j"$jobs" build_libs >/dev/null && make install_dev >/dev/null)
+  # Out of the source tree. The defines go into the installed options.h
+  # with the configure options, so every user of the library is compiled
+  # against the same structures.
+  rm -rf "$src/wolfssl-build"
+  mkdir -p "$src/wolfssl-build"
+  # shellcheck disable=SC2086
+  (cd "$src/wolfssl-build" &&
+   CFLAGS="$c_flags $time_flags $wolfssl_defines" "$wolfssl_src/configure" --host=powerpc-linux-gnu \
+     --prefix="$prefix" $wolfssl_options >/dev/null &&
+   make -j"$jobs" >/dev/null && make install >/dev/null)
   echo "$stamp" > "$prefix/.stamp"
 fi
 

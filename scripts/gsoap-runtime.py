@@ -1,6 +1,9 @@
 #!/usr/bin/python3
 """Copies the gSOAP runtime (stdsoap2.h, stdsoap2.cpp, dom.cpp) from a gSOAP
-source tree into DEST for every build (scripts/gsoap-runtime.sh), without
+source tree into DEST for every build (scripts/gsoap-runtime.sh), with the
+HTTP Digest plugin (plugin/httpda.c, httpda.h, threads.c, threads.h,
+unchanged: beside the runtime, httpda.h includes the daemon's smdevp.h on
+wolfSSL instead of gSOAP's on OpenSSL, cmake/onvif.cmake), without
 the runtime's optional C++ stream I/O: sending to soap->os, receiving from soap->is,
 soap_stream_fault() and the DOM's << and >> operators.
 
@@ -64,6 +67,10 @@ EDITS = {
         (re.compile(r"std::istream &operator>>\(std::istream &i, struct soap_dom_element &e\)\n\{\n.*?\n  return i;\n\}\n", re.S), ""),
     ],
     "stdsoap2.h": [],
+    "plugin/httpda.c": [],
+    "plugin/httpda.h": [],
+    "plugin/threads.c": [],
+    "plugin/threads.h": [],
 }
 
 os.makedirs(dest, exist_ok=True)
@@ -79,7 +86,7 @@ for name, edits in EDITS.items():
             text, count = old.subn(new, text)
         if count != expected:
             sys.exit(f"gsoap-runtime: {name}: expected {expected} matches, found {count}: {getattr(old, 'pattern', old)[:60]!r}")
-    path = os.path.join(dest, name)
+    path = os.path.join(dest, os.path.basename(name))
     # Rewritten only when different, so that an unchanged runtime is not
     # recompiled.
     try:

@@ -18,10 +18,10 @@ import sys
 NOBITS = {".bss", ".sbss", ".tbss"}
 
 COMPONENTS = [
-    ("ours", re.compile(r"libvantel_(core|wire)\.a|/vantel(ctl)?\.dir/")),
+    ("ours", re.compile(r"libvantel_\w+\.a|/vantel(ctl)?\.dir/")),
     ("generated bindings", re.compile(r"libonvif\.a\((soapC|soapClient|onvif_namespaces)")),
     ("gSOAP runtime + plugins", re.compile(r"libonvif\.a\(|libgsoap_runtime\.a")),
-    ("OpenSSL", re.compile(r"lib(crypto|ssl)\.a")),
+    ("wolfSSL", re.compile(r"libwolfssl\.a")),
     ("zlib", re.compile(r"libz\.a")),
     ("libstdc++ + libgcc", re.compile(r"lib(stdc\+\+|supc\+\+|gcc|gcc_eh|atomic)\.a")),
     ("glibc", re.compile(r"lib(c|m|pthread|rt|dl|resolv)\.a|/crt[^/]*\.o$")),

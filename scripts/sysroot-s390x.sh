@@ -2,14 +2,15 @@
 # Builds build/sysroot-s390x: the s390x -dev packages the daemon and its
 # tests link against, fetched from Debian's archive and unpacked, not
 # installed. A multiarch install is not used because the security suite can
-# carry a newer libssl3 for amd64 than for s390x, which apt cannot resolve.
-# Reused as it is once complete; delete the folder to refresh it.
+# carry a newer library for amd64 than for s390x, which apt cannot resolve.
+# Reused as it is once complete, until the list of packages changes; delete
+# the folder to refresh it.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 sysroot=${1:-$root/build/sysroot-s390x}
-[ -f "$sysroot/.complete" ] && exit 0
+packages="libwolfssl-dev:s390x zlib1g-dev:s390x libgtest-dev:s390x nlohmann-json3-dev"
+[ "$(cat "$sysroot/.complete" 2>/dev/null)" = "$packages" ] && exit 0
 
-packages="libssl-dev:s390x zlib1g-dev:s390x libgtest-dev:s390x nlohmann-json3-dev"
 debs=$sysroot.debs
 rm -rf "$sysroot" "$debs"
 mkdir -p "$debs"
@@ -21,4 +22,4 @@ for deb in "$debs"/*.deb; do dpkg-deb -x "$deb" "$sysroot"; done
 # libz.so is an absolute link that would point at the build machine's).
 find "$sysroot" -name '*.so' -delete
 rm -rf "$debs"
-touch "$sysroot/.complete"
+echo "$packages" > "$sysroot/.complete"

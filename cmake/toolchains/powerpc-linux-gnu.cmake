@@ -1,6 +1,6 @@
 # 32-bit big-endian PowerPC Linux, the recorder's board: Debian's cross
 # compiler (g++-powerpc-linux-gnu), fully static, sized for a small flash.
-# zlib and OpenSSL are cross-built from Debian's source packages by
+# zlib and wolfSSL are cross-built from Debian's source packages by
 # scripts/cross-ppc.sh into VANTEL_PPC_PREFIX; the gSOAP runtime is the one
 # every build compiles (cmake/onvif.cmake).
 set(CMAKE_SYSTEM_NAME Linux)
@@ -21,11 +21,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-set(OPENSSL_USE_STATIC_LIBS TRUE)
 
 # glibc's time_t is 32 bits on ppc32 unless asked otherwise; a UsernameToken
 # made after 2038-01-19 would carry 1969 as its creation time. Everything
-# that sees a time_t (OpenSSL, the gSOAP runtime and plugins, our code) is
+# that sees a time_t (wolfSSL, the gSOAP runtime and plugins, our code) is
 # built with the 64-bit one. Each function and object in its own section,
 # so that the linker drops what nothing calls; no position-independent code
 # (Debian's default), which a fixed-address static program does not need and
@@ -43,7 +42,7 @@ set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -Wl,--gc-sections")
 # A map file next to every program, for scripts/size-breakdown.py.
 set(CMAKE_CXX_LINK_EXECUTABLE
   "<CMAKE_CXX_COMPILER> <FLAGS> <CMAKE_CXX_LINK_FLAGS> <LINK_FLAGS> <OBJECTS> -o <TARGET> -Wl,-Map=<TARGET>.map <LINK_LIBRARIES>")
-# OpenSSL's 64-bit atomics are library calls on ppc32.
+# 64-bit atomics are library calls on ppc32.
 set(CMAKE_C_STANDARD_LIBRARIES "-latomic")
 set(CMAKE_CXX_STANDARD_LIBRARIES "-latomic")
 

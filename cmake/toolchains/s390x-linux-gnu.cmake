@@ -20,7 +20,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# OpenSSL's configuration.h is in the multiarch include folder.
+# The sysroot's headers, the multiarch folder first.
 foreach(lang C CXX)
   set(CMAKE_${lang}_STANDARD_INCLUDE_DIRECTORIES
     ${VANTEL_SYSROOT}/usr/include/s390x-linux-gnu ${VANTEL_SYSROOT}/usr/include)

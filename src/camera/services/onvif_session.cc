@@ -18,7 +18,7 @@
 #include "camera/transport/service_address.h"
 #include "log/log.h"
 #include "onvif_namespaces.h"
-#include "wsseapi.h"
+#include "camera/auth/username_token.h"
 
 namespace vantel {
 
@@ -79,8 +79,8 @@ const char* OnvifSession::device_address() const { return device_address_; }
 int OnvifSession::add_token() { return add_token(&context_); }
 
 int OnvifSession::add_token(struct soap* context) {
-  return soap_wsse_add_UsernameTokenDigest_at(context, nullptr, camera_.user, camera_.password,
-                                              time(nullptr) + static_cast<time_t>(entry_->lasting.clock_offset));
+  return add_username_token(context, camera_.user, camera_.password,
+                            time(nullptr) + static_cast<time_t>(entry_->lasting.clock_offset));
 }
 
 int OnvifSession::attempt(struct soap* context, const Request& request) {
