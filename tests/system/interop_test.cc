@@ -179,7 +179,7 @@ const Row kRows[] = {
     // connection kept open.
     {"chunkedKeepAlive", {{"framing", {"keepalive", "chunked"}}, {"keep_alive", true}}, kDone, "", 0},
     // To the daemon a 401 is a refused login, whatever the camera's reasons.
-    {"html401", {{"faults", {{{"op", "*"}, {"shape", "html401"}}}}}, held_from(2), "held back for 600 s", 0},
+    {"html401", {{"faults", {{{"op", "*"}, {"shape", "html401"}}}}}, held_from(2), "its credentials are held back for ", 0},
     // Cameras in the field, each with the recorder's password and with a
     // wrong one: recovery acts only on a refusal and costs at most one more
     // login, none where the clocks agree; what it learns holds for every
@@ -191,7 +191,7 @@ const Row kRows[] = {
     // locks the recorder out, whichever the password.
     {"clockAheadLockout", {{"clock_offset", 3600}, {"lockout", 3}}, kDone, "", 1},
     {"clockAheadLockoutBadPassword", {{"clock_offset", 3600}, {"lockout", 3}, kWrongPassword}, held_from(1),
-     "held back for 600 s", 2},
+     "its credentials are held back for ", 2},
     {"clockAheadBadPassword", {{"clock_offset", 3600}, kWrongPassword}, held_from(1), "GetCapabilities error (12)", 2},
     // Never set, and no Date header: the time comes from GetSystemDateAndTime.
     {"clockUnset", {{"clock_offset", -800000000}, {"date_header", false}}, kDone, "[ipcam] camera clock -8", 1},
