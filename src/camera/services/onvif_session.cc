@@ -7,18 +7,18 @@
 #include <cstring>
 #include <ctime>
 
-#include "camera/transport/answer_headers.h"
 #include "camera/auth/camera_clock.h"
 #include "camera/auth/lockout_guard.h"
-#include "camera/transport/hardening.h"
 #include "camera/auth/refusal.h"
-#include "camera/transport/send_once.h"
+#include "camera/auth/username_token.h"
 #include "camera/book/state_file.h"
+#include "camera/transport/answer_headers.h"
+#include "camera/transport/hardening.h"
 #include "camera/transport/redirect.h"
+#include "camera/transport/send_once.h"
 #include "camera/transport/service_address.h"
 #include "log/log.h"
 #include "onvif_namespaces.h"
-#include "camera/auth/username_token.h"
 
 namespace vantel {
 

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <string>
 
-#include "camera/services/onvif_session.h"
 #include "camera/services/media_calls.h"
+#include "camera/services/onvif_session.h"
 #include "wire/result_block.h"
 
 namespace vantel {
