@@ -30,6 +30,13 @@ class ConnectionSetup:
         if self.record_connections:
             self.recorder.write({"event": "connection", "conn": conn, "time": round(time.time(), 3),
                                  "port": port})
+        try:
+            self.serve_connection(request, client_address, conn, port)
+        finally:
+            if self.record_connections:
+                self.recorder.write({"event": "closed", "conn": conn, "time": round(time.time(), 3)})
+
+    def serve_connection(self, request, client_address, conn, port):
         if self.tls is None:
             super().finish_request(request, client_address)
             return

@@ -11,6 +11,7 @@ import re
 import sys
 import threading
 import time
+import time
 import xml.etree.ElementTree as ET
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
@@ -159,6 +160,8 @@ class CamServer(ConnectionSetup, ThreadingHTTPServer):
         self.track_connections = self.record_connections or cfg.get("tls", False) or \
             cfg.get("redirect_https", False)
         self.keep_alive = cfg.get("keep_alive", False)
+        self.close_connections = cfg.get("close_connections", False)
+        self.drop_kept = cfg.get("drop_kept", False)
 
     @property
     def scheme(self):
@@ -290,6 +293,14 @@ class Handler(BaseHTTPRequestHandler):
     def do_POST(self):
         srv = self.server
         cam = srv.camera
+        self.requests_here = getattr(self, "requests_here", 0) + 1
+        if srv.drop_kept and self.requests_here > 1:
+            if srv.record_connections:
+                srv.recorder.write({"event": "dropped", "conn": srv.local.conn, "time": round(time.time(), 3)})
+            self.close_connection = True
+            return
+        if srv.close_connections:
+            self.close_connection = True
         raw = self.read_body()
         entry = self.new_entry(raw)
         ctx = {}
@@ -457,7 +468,7 @@ class Handler(BaseHTTPRequestHandler):
             # next request whatever the client asked; the client ends it.
             self.send_header("Connection", "keep-alive")
             self.close_connection = False
-        elif getattr(self.server, "keep_alive", False) and "http10" not in framing:
+        elif (self.server.keep_alive or self.server.close_connections) and "http10" not in framing:
             # keep_alive: say so, as servers do; open as long as the client wants it.
             self.send_header("Connection", "close" if self.close_connection else "keep-alive")
         self.end_headers()

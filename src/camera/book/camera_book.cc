@@ -121,6 +121,7 @@ CameraEntry& CameraBook::entry(const CameraKey& key, const char* password, Meeti
     found->digest_count = 1;
     found->guard = LockoutGuard{};
     found->lasting.certificate_pin.clear();
+    found->tls_session.reset();
   }
   found->password_mark = mark;
   found->last_use = ++uses_;

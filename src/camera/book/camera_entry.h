@@ -8,6 +8,7 @@
 #include <string>
 
 #include "camera/auth/lockout_guard.h"
+#include "camera/transport/tls.h"
 
 namespace vantel {
 
@@ -56,6 +57,9 @@ struct CameraEntry {
   std::string digest_challenge;
   unsigned long digest_count = 1;
   LockoutGuard guard;
+  // The TLS session its last connection left, resumed by the next one;
+  // never written (a restart makes one full handshake).
+  TlsSession tls_session;
   uint64_t last_use = 0;  // the book's clock, for least-recently-used
 };
 

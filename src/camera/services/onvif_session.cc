@@ -49,8 +49,10 @@ OnvifSession::OnvifSession(const CameraAccess& camera, CameraBook::Meeting meeti
   harden_context(&context_);
   send_requests_once(&context_);
   watch_answer_headers(&context_);
-  tls_pin_ = {&entry_->lasting.certificate_pin, std::string(camera_.ip_text) + ":" + std::to_string(camera_.port)};
+  tls_pin_ = {&entry_->lasting.certificate_pin, std::string(camera_.ip_text) + ":" + std::to_string(camera_.port),
+              &entry_->tls_session};
   use_tls(&context_, &tls_pin_);
+  keep_connections(&context_);
   std::snprintf(device_address_, sizeof device_address_, "http://%s:%d/onvif/device_service",
                 camera_.ip_text, camera_.port);
   // A camera that redirected to HTTPS, or speaks nothing else, is called
@@ -84,15 +86,24 @@ int OnvifSession::add_token(struct soap* context) {
 }
 
 int OnvifSession::attempt(struct soap* context, const Request& request) {
-  if (request.token == kFreshToken) add_token(context);
-  forget_answer_headers(context);
   const char* address = request.address;
   const bool http = address != nullptr && (strncasecmp(address, "http://", 7) == 0 || strncasecmp(address, "https://", 8) == 0);
-  digest_.before_request(context, http);
-  store_next_request(context);
-  const int result = request.send(address);
-  digest_.after_request(context);
-  if (digest_.armed()) entry_->digest_count = digest_.count();
+  int result = SOAP_OK;
+  // Twice at most: the camera may close the connection kept from the call
+  // before just as the request goes out on it. It read none of it then, so
+  // the request goes out again, on a new connection, costing no login.
+  for (int sent = 0; sent < 2; ++sent) {
+    if (request.token == kFreshToken) add_token(context);
+    forget_answer_headers(context);
+    digest_.before_request(context, http);
+    store_next_request(context);
+    const WireMark before = wire_mark(context);
+    result = request.send(address);
+    digest_.after_request(context);
+    if (digest_.armed()) entry_->digest_count = digest_.count();
+    if (!died_unused(context, before, result)) break;
+  }
+  if (result != SOAP_OK) drop_connection(context);
   return result;
 }
 
@@ -232,8 +243,9 @@ bool OnvifSession::learn_camera_clock(struct soap* context) {
     context->header = nullptr;
     HttpDigest::withhold(context);
     forget_answer_headers(context);
-    known = soap_call___tds__GetSystemDateAndTime(context, device_address_, nullptr, &request, answer) == SOAP_OK &&
-            camera_time(answer, camera_now);
+    const int result = soap_call___tds__GetSystemDateAndTime(context, device_address_, nullptr, &request, answer);
+    if (result != SOAP_OK) drop_connection(context);
+    known = result == SOAP_OK && camera_time(answer, camera_now);
   }
   if (!known) return false;
   const int64_t offset = camera_now - static_cast<int64_t>(time(nullptr));

@@ -13,6 +13,7 @@
 
 #include "camera/auth/http_digest.h"
 #include "camera/book/camera_book.h"
+#include "camera/transport/keep_alive.h"
 #include "camera/transport/tls.h"
 #include "soapH.h"
 
@@ -81,10 +82,14 @@ class OnvifSession {
   // leave behind everything the copy's calls allocated (answers, strings,
   // the security header): a few kilobytes per command, never given back.
   // So the copy is ended here in full: soap_destroy, soap_end, soap_done.
+  // The command's connection to the camera goes with the copy and comes
+  // back with whatever the copy's calls left of it.
   template <typename Work>
   auto on_working_copy(Work work) {
     struct soap copy(*soap());
+    hand_over_connection(soap(), &copy);
     auto result = work(&copy);
+    hand_over_connection(&copy, soap());
     soap_destroy(&copy);
     soap_end(&copy);
     soap_done(&copy);

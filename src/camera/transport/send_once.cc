@@ -9,10 +9,10 @@
 namespace vantel {
 namespace {
 
-// The connect the wrapper calls: the runtime's own, or the hardened one.
+// The runtime's HTTP header writer, which the wrapper calls.
 struct Wrapped {
   static constexpr const char* kId = "vantel-send-once";
-  SOAP_SOCKET (*connect)(struct soap*, const char*, const char*, int);
+  int (*post)(struct soap*, const char*, const char*, int, const char*, const char*, ULONG64);
 };
 
 void set_cork(SOAP_SOCKET socket, int on) {
@@ -21,10 +21,10 @@ void set_cork(SOAP_SOCKET socket, int on) {
   static_cast<void>(setsockopt(socket, IPPROTO_TCP, TCP_CORK, &on, sizeof on));
 }
 
-SOAP_SOCKET corked_connect(struct soap* soap, const char* endpoint, const char* host, int port) {
-  const SOAP_SOCKET socket = data_of<Wrapped>(soap)->connect(soap, endpoint, host, port);
-  if (soap_valid_socket(socket)) set_cork(socket, 1);
-  return socket;
+int corked_post(struct soap* soap, const char* endpoint, const char* host, int port, const char* path,
+                const char* action, ULONG64 count) {
+  if (soap_valid_socket(soap->socket)) set_cork(soap->socket, 1);
+  return data_of<Wrapped>(soap)->post(soap, endpoint, host, port, path, action, count);
 }
 
 // Called once the whole stored request has been written.
@@ -36,8 +36,8 @@ int uncork(struct soap* soap) {
 }  // namespace
 
 void send_requests_once(struct soap* soap) {
-  attach(soap, Wrapped{soap->fopen});
-  soap->fopen = corked_connect;
+  attach(soap, Wrapped{soap->fpost});
+  soap->fpost = corked_post;
   soap->fpreparefinalsend = uncork;
 }
 

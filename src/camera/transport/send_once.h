@@ -2,8 +2,9 @@
 // one TCP segment. By default the runtime serialises a request twice (once
 // to count its Content-Length, once to send it); storing it instead halves
 // that work and sends the same bytes, but writes the HTTP header and the
-// body separately, so the socket is corked from connect until the stored
-// message has been handed to it: one segment, as before.
+// body separately, so the socket is corked from the header until the
+// stored message has been handed to it: one segment, on a new connection
+// and on one kept from the call before alike.
 // Called by OnvifSession from the command thread.
 #pragma once
 
@@ -12,7 +13,7 @@
 namespace vantel {
 
 // Once per command, on the freshly initialised context (working copies
-// made from it inherit it), after any other wrapper of its connect.
+// made from it inherit it).
 void send_requests_once(struct soap* soap);
 
 // Before each request: the runtime returns to counting after every send.

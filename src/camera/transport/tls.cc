@@ -1,11 +1,10 @@
 #include "camera/transport/tls.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <wolfssl/options.h>
 #include <wolfssl/ssl.h>
+#include <wolfssl/wolfio.h>
 #include <wolfssl/wolfcrypt/hash.h>
 
 #include <cstring>
@@ -27,14 +26,11 @@ struct TlsData {
   bool owns_ctx = false;  // the context's own; working copies borrow it
   WOLFSSL* ssl = nullptr;
   SOAP_SOCKET socket = SOAP_INVALID_SOCKET;
+  bool trusted = false;  // its certificate matched the pin, or was pinned
   TlsPin* pin = nullptr;
 };
 
 TlsData* data_of(struct soap* soap) { return static_cast<TlsData*>(soap_lookup_plugin(soap, kTlsPluginId)); }
-
-void set_cork(SOAP_SOCKET socket, int on) {
-  static_cast<void>(setsockopt(socket, IPPROTO_TCP, TCP_CORK, &on, sizeof on));
-}
 
 // wolfSSL reads and writes the socket itself, past the runtime's own
 // waiting: the context's time limits (the hardened build's) become the
@@ -49,10 +45,21 @@ void limit_socket(struct soap* soap, SOAP_SOCKET socket) {
   apply(SO_SNDTIMEO, soap->send_timeout);
 }
 
+// The session is taken when the connection ends, not after the handshake:
+// a TLS 1.3 camera sends its ticket after the handshake, read with the
+// first answer.
 void end_connection(TlsData* d) {
-  if (d->ssl != nullptr) wolfSSL_free(d->ssl);
+  if (d->ssl != nullptr) {
+    if (d->trusted && wolfSSL_is_init_finished(d->ssl)) {
+      WOLFSSL_SESSION* session = wolfSSL_get1_session(d->ssl);
+      if (session != nullptr) d->pin->session->reset(session, wolfSSL_SESSION_free);
+      static_cast<void>(wolfSSL_shutdown(d->ssl));
+    }
+    wolfSSL_free(d->ssl);
+  }
   d->ssl = nullptr;
   d->socket = SOAP_INVALID_SOCKET;
+  d->trusted = false;
 }
 
 // An address naming no port: the runtime, built without a TLS layer of its
@@ -67,6 +74,9 @@ bool names_port(const char* endpoint) {
 }
 
 bool check_certificate(struct soap* soap, TlsData* d) {
+  // A resumed session shows no certificate: the one it was made with was
+  // checked against the pin in its full handshake.
+  if (wolfSSL_session_reused(d->ssl) && !d->pin->fingerprint->empty()) return true;
   WOLFSSL_X509* certificate = wolfSSL_get_peer_certificate(d->ssl);
   int size = 0;
   const unsigned char* der = certificate ? wolfSSL_X509_get_der(certificate, &size) : nullptr;
@@ -99,13 +109,17 @@ SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* hos
   const std::string tcp_endpoint = std::string("http") + (endpoint + 5);
   const SOAP_SOCKET socket = d->connect(soap, tcp_endpoint.c_str(), host, port);
   if (!soap_valid_socket(socket)) return socket;
-  // The handshake's small flights must not wait for the cork; the request
-  // after it is corked again and leaves whole.
-  set_cork(socket, 0);
   limit_socket(soap, socket);
   end_connection(d);
   d->ssl = d->ctx ? wolfSSL_new(d->ctx) : nullptr;
   int result = d->ssl ? wolfSSL_set_fd(d->ssl, socket) : WOLFSSL_FAILURE;
+  // A camera that has closed its end costs a failed write, not the process
+  // (SIGPIPE), as with the runtime's own sends.
+  if (result == WOLFSSL_SUCCESS) wolfSSL_SetIOWriteFlags(d->ssl, MSG_NOSIGNAL);
+  // Offered only while the certificate it was made with is still the pin.
+  if (result == WOLFSSL_SUCCESS && *d->pin->session && !d->pin->fingerprint->empty()) {
+    static_cast<void>(wolfSSL_set_session(d->ssl, d->pin->session->get()));
+  }
   if (result == WOLFSSL_SUCCESS) result = wolfSSL_connect(d->ssl);
   if (result != WOLFSSL_SUCCESS) {
     const int error = d->ssl ? wolfSSL_get_error(d->ssl, result) : 0;
@@ -113,7 +127,7 @@ SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* hos
     soap_set_sender_error(soap, "TLS", "handshake failed", SOAP_SSL_ERROR);
   } else if (check_certificate(soap, d)) {
     d->socket = socket;
-    set_cork(socket, 1);
+    d->trusted = true;
     return socket;
   }
   end_connection(d);
@@ -154,6 +168,7 @@ int copy_plugin(struct soap* soap, struct soap_plugin* to, struct soap_plugin* f
   copy->owns_ctx = false;
   copy->ssl = nullptr;
   copy->socket = SOAP_INVALID_SOCKET;
+  copy->trusted = false;
   to->data = copy;
   return SOAP_OK;
 }
@@ -196,6 +211,19 @@ int tls_plugin(struct soap* soap, struct soap_plugin* plugin, void* arg) {
 }
 
 }  // namespace
+
+void hand_over_tls(struct soap* from, struct soap* to) {
+  TlsData* giver = data_of(from);
+  TlsData* taker = data_of(to);
+  if (giver == nullptr || taker == nullptr || giver == taker) return;
+  end_connection(taker);
+  taker->ssl = giver->ssl;
+  taker->socket = giver->socket;
+  taker->trusted = giver->trusted;
+  giver->ssl = nullptr;
+  giver->socket = SOAP_INVALID_SOCKET;
+  giver->trusted = false;
+}
 
 int use_tls(struct soap* soap, TlsPin* pin) { return soap_register_plugin_arg(soap, tls_plugin, pin); }
 
