@@ -1,10 +1,12 @@
 /* The floor: the least any client can do for a command's calls. Sends the
- * request bytes vantel sent (captured once, HTTP headers and all), each
- * over a fresh connection, and reads each answer to the end.
+ * request bytes vantel sent (captured once, HTTP headers and all) and reads
+ * each answer to its Content-Length: over one connection per round while
+ * the camera keeps it open, otherwise over a fresh connection per call.
  *
  *   floor_client PORT ROUNDS REQUEST_FILE...
  *
  * Prints "wall_us CPU_us failures" per round (one round = every file once). */
+#define _GNU_SOURCE
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <stdio.h>
@@ -48,25 +50,33 @@ int main(int argc, char **argv) {
   int failures = 0;
   const double wall0 = now_us(), cpu0 = cpu_us();
   for (int r = 0; r < rounds; r++) {
+    int s = -1;
     for (int i = 0; i < count; i++) {
-      int s = socket(AF_INET, SOCK_STREAM, 0);
-      if (connect(s, (struct sockaddr *)&a, sizeof a) < 0) { failures++; close(s); continue; }
+      if (s < 0) {
+        s = socket(AF_INET, SOCK_STREAM, 0);
+        if (connect(s, (struct sockaddr *)&a, sizeof a) < 0) { failures++; close(s); s = -1; continue; }
+      }
       for (size_t sent = 0; sent < length[i];) {
         ssize_t w = write(s, data[i] + sent, length[i] - sent);
         if (w <= 0) break;
         sent += (size_t)w;
       }
-      size_t got = 0;
-      for (;;) {
+      size_t got = 0, need = 0;
+      while (!need || got < need) {
         ssize_t n = read(s, answer + got, sizeof answer - 1 - got);
         if (n <= 0) break;
         got += (size_t)n;
-        if (got == sizeof answer - 1) got = 0;
+        answer[got] = '\0';
+        const char *end = strstr(answer, "\r\n\r\n");
+        const char *cl = strcasestr(answer, "Content-Length:");
+        if (!need && end && cl && cl < end) need = (size_t)(end + 4 - answer) + strtoul(cl + 15, NULL, 10);
+        if (got == sizeof answer - 1) break;
       }
       answer[got] = '\0';
-      if (strncmp(answer, "HTTP/1.1 200", 12) != 0) failures++;
-      close(s);
+      if (strncmp(answer, "HTTP/1.1 200", 12) != 0 || !need || got < need) failures++;
+      if (!need || got < need || strcasestr(answer, "Connection: close")) { close(s); s = -1; }
     }
+    if (s >= 0) close(s);
   }
   printf("%.1f %.1f %d\n", (now_us() - wall0) / rounds, (cpu_us() - cpu0) / rounds, failures);
   return failures ? 1 : 0;

@@ -1,16 +1,22 @@
 /* A camera that costs next to nothing: serves answers recorded from camsim,
  * chosen by the request's operation (the SOAP Body's first element) and,
  * when the request names one, its first *Token value. One connection at a
- * time, one request per connection, closed after the answer: the clients
- * measured against it open a fresh connection per call.
+ * time. By default every answer says "Connection: close" and its connection
+ * ends, as many cameras do; with --keep-alive a connection whose requests
+ * ask for it ("Connection: keep-alive") stays open for the next request
+ * until the client closes it. --tls CERT KEY serves HTTPS (PEM files), with
+ * wolfSSL's session cache and tickets, so clients can resume.
  *
- *   replay_camera --answers DIR --port-file FILE [--dump DIR --dump-count N]
+ *   replay_camera --answers DIR --port-file FILE [--keep-alive 1]
+ *                 [--tls CERT --key KEY] [--dump DIR --dump-count N]
  *
  * DIR holds OP.xml or OP@TOKEN.xml files; "@HOSTPORT@" in them becomes this
- * camera's own 127.0.0.1:PORT. --dump writes the first N raw requests to
- * DIR/NNN.req. SIGUSR1 writes "requests R nonces D" (R requests since the
- * last SIGUSR1, D distinct WS-Security nonces among them) to the file named
- * by --stats and starts counting again. */
+ * camera's own 127.0.0.1:PORT (https:// addresses when serving TLS).
+ * --dump writes the first N raw requests to DIR/NNN.req. SIGUSR1 writes
+ * "requests R nonces D connections C handshakes H" (since the last SIGUSR1:
+ * R requests, D distinct WS-Security nonces among them, C connections
+ * accepted, H full TLS handshakes, resumed ones not counted) to the file
+ * named by --stats and starts counting again. */
 #define _GNU_SOURCE
 #include <arpa/inet.h>
 #include <dirent.h>
@@ -23,6 +29,8 @@
 #include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <wolfssl/options.h>
+#include <wolfssl/ssl.h>
 
 #define MAX_ANSWERS 64
 #define MAX_REQUEST (256 * 1024)
@@ -41,7 +49,27 @@ static char *not_found;
 static size_t not_found_length;
 static volatile sig_atomic_t stats_wanted;
 static char nonces[NONCE_SLOTS][NONCE_SIZE];
-static unsigned long requests, distinct;
+static unsigned long requests, distinct, connections, handshakes;
+static int keep_alive;
+static WOLFSSL_CTX *tls;
+
+/* One accepted connection, plain or TLS. */
+struct conn {
+  int fd;
+  WOLFSSL *ssl;
+};
+
+static ssize_t conn_read(struct conn *c, char *buf, size_t size) {
+  if (!c->ssl) return read(c->fd, buf, size);
+  int n = wolfSSL_read(c->ssl, buf, (int)size);
+  return n > 0 ? n : -1;
+}
+
+static ssize_t conn_write(struct conn *c, const char *buf, size_t size) {
+  if (!c->ssl) return write(c->fd, buf, size);
+  int n = wolfSSL_write(c->ssl, buf, (int)size);
+  return n > 0 ? n : -1;
+}
 
 static void on_usr1(int sig) { (void)sig; stats_wanted = 1; }
 
@@ -62,7 +90,8 @@ static char *read_file(const char *path, size_t *length) {
 static char *make_http(const char *status, const char *body, size_t body_length, size_t *length) {
   char *out = malloc(body_length + 256);
   int n = sprintf(out, "HTTP/1.1 %s\r\nContent-Type: application/soap+xml; charset=utf-8\r\n"
-                  "Content-Length: %zu\r\nConnection: close\r\n\r\n", status, body_length);
+                  "Content-Length: %zu\r\nConnection: %s\r\n\r\n", status, body_length,
+                  keep_alive ? "keep-alive" : "close");
   memcpy(out + n, body, body_length);
   *length = (size_t)n + body_length;
   return out;
@@ -86,6 +115,7 @@ static void load_answers(const char *dir, int port) {
     char *body = malloc(length * 2 + 64), *out = body;
     for (const char *p = text; *p;) {
       if (strncmp(p, "@HOSTPORT@", 10) == 0) { out += sprintf(out, "%s", own); p += 10; }
+      else if (tls && strncmp(p, "http://@HOSTPORT@", 17) == 0) { out += sprintf(out, "https://%s", own); p += 17; }
       else *out++ = *p++;
     }
     struct answer *a = &answers[answer_count++];
@@ -151,17 +181,22 @@ static void write_stats(const char *path) {
     char tmp[4096];
     snprintf(tmp, sizeof tmp, "%s.tmp", path);
     FILE *f = fopen(tmp, "w");
-    if (f) { fprintf(f, "requests %lu nonces %lu\n", requests, distinct); fclose(f); rename(tmp, path); }
+    if (f) {
+      fprintf(f, "requests %lu nonces %lu connections %lu handshakes %lu\n", requests, distinct, connections,
+              handshakes);
+      fclose(f);
+      rename(tmp, path);
+    }
   }
-  requests = distinct = 0;
+  requests = distinct = connections = handshakes = 0;
   memset(nonces, 0, sizeof nonces);
 }
 
 /* Reads one request: headers, then Content-Length bytes of body. */
-static ssize_t read_request(int fd, char *buf, size_t size) {
+static ssize_t read_request(struct conn *c, char *buf, size_t size) {
   size_t have = 0, need = 0;
   for (;;) {
-    ssize_t got = read(fd, buf + have, size - 1 - have);
+    ssize_t got = conn_read(c, buf + have, size - 1 - have);
     if (got <= 0) return have ? (ssize_t)have : -1;
     have += (size_t)got;
     buf[have] = '\0';
@@ -177,8 +212,45 @@ static ssize_t read_request(int fd, char *buf, size_t size) {
   }
 }
 
+/* Answers the requests of one connection: one, or while the client asks
+ * for the connection to be kept. */
+static void serve(struct conn *c, const char *dump, int dump_count, int *seq) {
+  static char request[MAX_REQUEST];
+  for (;;) {
+    ssize_t n = read_request(c, request, sizeof request);
+    if (n <= 0) return;
+    if (dump && *seq < dump_count) {
+      char path[4096];
+      snprintf(path, sizeof path, "%s/%03d.req", dump, *seq);
+      FILE *f = fopen(path, "wb");
+      if (f) { fwrite(request, 1, (size_t)n, f); fclose(f); }
+    }
+    (*seq)++;
+    const char *body = strstr(request, "\r\n\r\n");
+    const int kept = keep_alive && body && memmem(request, (size_t)(body - request), "keep-alive", 10);
+    char key[160];
+    request_key(body ? body : request, key, sizeof key);
+    count_nonce(request);
+    const struct answer *found = NULL;
+    for (int pass = 0; pass < 2 && !found; pass++) {
+      if (pass == 1) { char *at = strchr(key, '@'); if (at) *at = '\0'; else break; }
+      for (int i = 0; i < answer_count; i++)
+        if (!strcmp(answers[i].key, key)) { found = &answers[i]; break; }
+    }
+    const char *out = found ? found->http : not_found;
+    size_t left = found ? found->length : not_found_length;
+    while (left > 0) {
+      ssize_t w = conn_write(c, out, left);
+      if (w <= 0) return;
+      out += w;
+      left -= (size_t)w;
+    }
+    if (!kept) return;
+  }
+}
+
 int main(int argc, char **argv) {
-  const char *dir = NULL, *port_file = NULL, *dump = NULL, *stats = NULL;
+  const char *dir = NULL, *port_file = NULL, *dump = NULL, *stats = NULL, *cert = NULL, *key = NULL;
   int dump_count = 0;
   for (int i = 1; i + 1 < argc; i += 2) {
     if (!strcmp(argv[i], "--answers")) dir = argv[i + 1];
@@ -186,8 +258,20 @@ int main(int argc, char **argv) {
     else if (!strcmp(argv[i], "--dump")) dump = argv[i + 1];
     else if (!strcmp(argv[i], "--dump-count")) dump_count = atoi(argv[i + 1]);
     else if (!strcmp(argv[i], "--stats")) stats = argv[i + 1];
+    else if (!strcmp(argv[i], "--keep-alive")) keep_alive = atoi(argv[i + 1]);
+    else if (!strcmp(argv[i], "--tls")) cert = argv[i + 1];
+    else if (!strcmp(argv[i], "--key")) key = argv[i + 1];
   }
   if (!dir || !port_file) { fprintf(stderr, "usage: replay_camera --answers DIR --port-file FILE\n"); return 2; }
+  if (cert) {
+    wolfSSL_Init();
+    tls = wolfSSL_CTX_new(wolfSSLv23_server_method());
+    if (!tls || wolfSSL_CTX_use_certificate_file(tls, cert, WOLFSSL_FILETYPE_PEM) != WOLFSSL_SUCCESS ||
+        wolfSSL_CTX_use_PrivateKey_file(tls, key, WOLFSSL_FILETYPE_PEM) != WOLFSSL_SUCCESS) {
+      fprintf(stderr, "replay_camera: cannot use %s and %s\n", cert, key ? key : "(no --key)");
+      return 1;
+    }
+  }
 
   int s = socket(AF_INET, SOCK_STREAM, 0), one = 1;
   setsockopt(s, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
@@ -208,40 +292,23 @@ int main(int argc, char **argv) {
   fclose(pf);
   rename(tmp, port_file);
 
-  static char request[MAX_REQUEST];
   int seq = 0;
   for (;;) {
     if (stats_wanted) { stats_wanted = 0; write_stats(stats); }
-    int c = accept(s, NULL, NULL);
-    if (c < 0) continue;
-    ssize_t n = read_request(c, request, sizeof request);
-    if (n > 0) {
-      if (dump && seq < dump_count) {
-        char path[4096];
-        snprintf(path, sizeof path, "%s/%03d.req", dump, seq);
-        FILE *f = fopen(path, "wb");
-        if (f) { fwrite(request, 1, (size_t)n, f); fclose(f); }
+    struct conn c = {accept(s, NULL, NULL), NULL};
+    if (c.fd < 0) continue;
+    connections++;
+    if (tls) {
+      c.ssl = wolfSSL_new(tls);
+      if (c.ssl && wolfSSL_set_fd(c.ssl, c.fd) == WOLFSSL_SUCCESS && wolfSSL_accept(c.ssl) == WOLFSSL_SUCCESS) {
+        handshakes += !wolfSSL_session_reused(c.ssl);
+        serve(&c, dump, dump_count, &seq);
+        wolfSSL_shutdown(c.ssl);
       }
-      seq++;
-      const char *body = strstr(request, "\r\n\r\n");
-      char key[160];
-      request_key(body ? body : request, key, sizeof key);
-      count_nonce(request);
-      const struct answer *found = NULL;
-      for (int pass = 0; pass < 2 && !found; pass++) {
-        if (pass == 1) { char *at = strchr(key, '@'); if (at) *at = '\0'; else break; }
-        for (int i = 0; i < answer_count; i++)
-          if (!strcmp(answers[i].key, key)) { found = &answers[i]; break; }
-      }
-      const char *out = found ? found->http : not_found;
-      size_t left = found ? found->length : not_found_length;
-      while (left > 0) {
-        ssize_t w = write(c, out, left);
-        if (w <= 0) break;
-        out += w;
-        left -= (size_t)w;
-      }
+      wolfSSL_free(c.ssl);
+    } else {
+      serve(&c, dump, dump_count, &seq);
     }
-    close(c);
+    close(c.fd);
   }
 }

@@ -24,7 +24,7 @@ done
 
 # What the bench needs beyond the build, from Debian, only when missing.
 missing=""
-for p in libonvif-dev libxml2-dev valgrind gcc binutils; do
+for p in libonvif-dev libxml2-dev libwolfssl-dev openssl valgrind gcc binutils; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "ok installed" || missing="$missing $p"
 done
 if [[ -n $missing ]]; then
@@ -45,9 +45,10 @@ trap cleanup EXIT INT TERM
 
 bin=$work/bin
 mkdir -p "$bin" "$work/answers" "$work/requests"
-for tool in replay_camera floor_client rifa_load; do
+for tool in floor_client rifa_load; do
   gcc -O2 -Wall -Wextra -o "$bin/$tool" "$root/bench/$tool.c"
 done
+gcc -O2 -Wall -Wextra -o "$bin/replay_camera" "$root/bench/replay_camera.c" -lwolfssl
 gcc -O2 -Wall -Wextra $(pkg-config --cflags libxml-2.0) -o "$bin/libonvif_peer" "$root/bench/libonvif_peer.c" \
   -lonvif $(pkg-config --libs libxml-2.0)
 
@@ -120,104 +121,138 @@ commands=2
 /usr/bin/python3 "$root/bench/capture_answers.py" "$work/record.jsonl" "$camsim_port" "$work/answers" >/dev/null
 kill -TERM -- "-$camsim_pgid"
 
-# 2. The replay camera; the first command of each kind through it leaves
-#    the exact request bytes the daemon sends, for the floor.
-setsid "$bin/replay_camera" --answers "$work/answers" --port-file "$work/replay.port" \
-  --dump "$work/requests" --dump-count 13 --stats "$work/replay.stats" 9>&- &
-replay_pid=$!
-pgids+=("$replay_pid")
-wait_file "$work/replay.port"
-cam=$(cat "$work/replay.port")
-capture_commands "$cam"
-"$bin/rifa_load" 1997 1 "$work/goto.$cam.cmd" >/dev/null
-"$bin/rifa_load" 1997 1 "$work/stream.$cam.cmd" >/dev/null
-commands=$((commands + 2))
-goto_requests=("$work"/requests/00[0-3].req)
-stream_requests=("$work"/requests/00[4-9].req "$work"/requests/01[0-2].req)
-[[ -s ${stream_requests[8]} ]] || { echo "the replay camera saw fewer than 13 requests" >&2; exit 1; }
+# 2. Three replay cameras: one that closes every connection after its
+#    answer (as many cameras do), one that keeps connections open while the
+#    client asks, and one that does so over TLS and resumes sessions. The
+#    first command of each kind through each leaves the exact request bytes
+#    the daemon sends, for the floor.
+modes=(close keep tls)
+declare -A mode_name=([close]="camera closes each connection" [keep]="camera keeps connections"
+                      [tls]="TLS camera keeps connections, resumes sessions")
+openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 30 -subj /CN=replay \
+  -keyout "$work/tls.key" -out "$work/tls.crt" 2>/dev/null
+declare -A cam replay_pid
+for m in "${modes[@]}"; do
+  flags=(); [[ $m != close ]] && flags+=(--keep-alive 1); [[ $m == tls ]] && flags+=(--tls "$work/tls.crt" --key "$work/tls.key")
+  mkdir -p "$work/requests.$m"
+  setsid "$bin/replay_camera" --answers "$work/answers" --port-file "$work/replay.$m.port" "${flags[@]}" \
+    --dump "$work/requests.$m" --dump-count 13 --stats "$work/replay.$m.stats" 9>&- &
+  replay_pid[$m]=$!
+  pgids+=("$!")
+  wait_file "$work/replay.$m.port"
+  cam[$m]=$(cat "$work/replay.$m.port")
+  capture_commands "${cam[$m]}"
+  "$bin/rifa_load" 1997 1 "$work/goto.${cam[$m]}.cmd" >/dev/null
+  "$bin/rifa_load" 1997 1 "$work/stream.${cam[$m]}.cmd" >/dev/null
+  commands=$((commands + 2))
+done
+# The TLS camera's first command found out that it speaks TLS: its first
+# request went out twice, so its dump is one request longer.
+for m in close keep; do
+  [[ -s $work/requests.$m/012.req ]] || { echo "the $m replay camera saw fewer than 13 requests" >&2; exit 1; }
+done
 
 ticks=$(getconf CLK_TCK)
 cpu_ticks() { awk '{print $14 + $15}' "/proc/$1/stat"; }
-nonce_stats() {  # prints "distinct/requests" since the last call
-  rm -f "$work/replay.stats"; kill -USR1 "$replay_pid"; wait_file "$work/replay.stats"
-  awk '{print $4 "/" $2}' "$work/replay.stats"
+camera_stats() {  # MODE: prints "requests nonces connections handshakes" since the last call
+  rm -f "$work/replay.$1.stats"; kill -USR1 "${replay_pid[$1]}"; wait_file "$work/replay.$1.stats"
+  awk '{print $2, $4, $6, $8}' "$work/replay.$1.stats"
 }
-# Per kind, N commands through the daemon, N rounds of the floor and N
-# commands through libonvif, taken in five interleaved slices so that the
-# three see the same load on a shared machine.
+# Full TLS handshakes since the TLS camera started, over the commands sent
+# to it: the first command's handshake included.
+read -r _ _ _ tls_handshakes < <(camera_stats tls)
+tls_commands=2
+for m in close keep; do camera_stats "$m" >/dev/null; done
+# Per mode and kind, N commands through the daemon and N rounds of the
+# floor; per kind, N commands through libonvif (which connects for every
+# call, so the camera's mode does not change what it does). Taken in five
+# interleaved slices so that all see the same load on a shared machine.
 declare -A R
 slices=5
 per=$(( (n + slices - 1) / slices ))
 n=$((per * slices))
 add() { R[$1]=$(awk -v a="${R[$1]:-0}" -v b="$2" 'BEGIN{print a + b}'); }
-add_nonces() {  # KEY "distinct/requests"
-  local old=${R[$1]:-0/0}
-  R[$1]="$(( ${old%/*} + ${2%/*} ))/$(( ${old#*/} + ${2#*/} ))"
-}
 for _ in $(seq "$slices"); do
   for kind in goto stream; do
-    nonce_stats >/dev/null
-    c0=$(cpu_ticks "$vantel_pid"); r0=$(cpu_ticks "$replay_pid")
-    read -r wall bad < <("$bin/rifa_load" 1997 "$per" "$work/$kind.$cam.cmd")
-    c1=$(cpu_ticks "$vantel_pid"); r1=$(cpu_ticks "$replay_pid")
-    [[ $bad -eq 0 ]] || { echo "$bad $kind replies differed from the first" >&2; exit 1; }
-    commands=$((commands + per))
-    add "$kind.vantel.ticks" $((c1 - c0)); add "$kind.camera.ticks" $((r1 - r0))
-    add "$kind.vantel.wall" "$wall"
-    add_nonces "$kind.vantel.nonces" "$(nonce_stats)"
+    if [[ $kind == goto ]]; then calls=4; else calls=9; fi
+    for m in "${modes[@]}"; do
+      c0=$(cpu_ticks "$vantel_pid"); r0=$(cpu_ticks "${replay_pid[$m]}")
+      read -r wall bad < <("$bin/rifa_load" 1997 "$per" "$work/$kind.${cam[$m]}.cmd")
+      c1=$(cpu_ticks "$vantel_pid"); r1=$(cpu_ticks "${replay_pid[$m]}")
+      [[ $bad -eq 0 ]] || { echo "$bad $kind replies differed from the first ($m)" >&2; exit 1; }
+      commands=$((commands + per))
+      add "$kind.$m.ticks" $((c1 - c0)); add "$kind.$m.camera.ticks" $((r1 - r0))
+      add "$kind.$m.wall" "$wall"
+      read -r requests nonces connections handshakes < <(camera_stats "$m")
+      add "$kind.$m.requests" "$requests"; add "$kind.$m.nonces" "$nonces"
+      add "$kind.$m.connections" "$connections"
+      if [[ $m == tls ]]; then tls_handshakes=$((tls_handshakes + handshakes)); tls_commands=$((tls_commands + per)); fi
+      [[ $m == tls ]] && continue
 
-    if [[ $kind == goto ]]; then reqs=("${goto_requests[@]}"); else reqs=("${stream_requests[@]}"); fi
-    read -r wall cpu bad < <("$bin/floor_client" "$cam" "$per" "${reqs[@]}")
-    [[ $bad -eq 0 ]] || { echo "floor: $bad failed calls" >&2; exit 1; }
-    add "$kind.floor.wall" "$wall"; add "$kind.floor.cpu" "$cpu"
-    nonce_stats >/dev/null
+      if [[ $kind == goto ]]; then reqs=("$work/requests.$m"/00[0-3].req)
+      else reqs=("$work/requests.$m"/00[4-9].req "$work/requests.$m"/01[0-2].req); fi
+      read -r wall cpu bad < <("$bin/floor_client" "${cam[$m]}" "$per" "${reqs[@]}")
+      [[ $bad -eq 0 ]] || { echo "floor: $bad failed calls ($m)" >&2; exit 1; }
+      add "$kind.floor.$m.wall" "$wall"; add "$kind.floor.$m.cpu" "$cpu"
+      read -r _ _ connections _ < <(camera_stats "$m")
+      add "$kind.floor.$m.connections" "$connections"
+    done
 
-    read -r wall cpu bad < <("$bin/libonvif_peer" "$cam" "$per" "$kind")
+    read -r wall cpu bad < <("$bin/libonvif_peer" "${cam[close]}" "$per" "$kind")
     [[ $bad -eq 0 ]] || { echo "libonvif: $bad failed commands" >&2; exit 1; }
     add "$kind.libonvif.wall" "$wall"; add "$kind.libonvif.cpu" "$cpu"
-    add_nonces "$kind.libonvif.nonces" "$(nonce_stats)"
+    read -r requests nonces connections _ < <(camera_stats close)
+    add "$kind.libonvif.requests" "$requests"; add "$kind.libonvif.nonces" "$nonces"
+    add "$kind.libonvif.connections" "$connections"
   done
 done
+per_command() { awk -v a="$1" -v n="$n" 'BEGIN{printf "%.2f", a/n}'; }
 for kind in goto stream; do  # sums of per-slice means -> means, in ms or us
-  R[$kind.vantel.cpu]=$(awk -v t="${R[$kind.vantel.ticks]}" -v k="$ticks" -v n="$n" 'BEGIN{printf "%.3f", t*1000/k/n}')
-  R[$kind.camera.cpu]=$(awk -v t="${R[$kind.camera.ticks]}" -v k="$ticks" -v n="$n" 'BEGIN{printf "%.3f", t*1000/k/n}')
-  for who in vantel floor libonvif; do
-    R[$kind.$who.wall]=$(awk -v a="${R[$kind.$who.wall]}" -v s="$slices" 'BEGIN{printf "%.1f", a/s}')
+  for m in "${modes[@]}"; do
+    R[$kind.$m.cpu]=$(awk -v t="${R[$kind.$m.ticks]}" -v k="$ticks" -v n="$n" 'BEGIN{printf "%.3f", t*1000/k/n}')
+    R[$kind.$m.camera.cpu]=$(awk -v t="${R[$kind.$m.camera.ticks]}" -v k="$ticks" -v n="$n" 'BEGIN{printf "%.3f", t*1000/k/n}')
+    R[$kind.$m.wall]=$(awk -v a="${R[$kind.$m.wall]}" -v s="$slices" 'BEGIN{printf "%.1f", a/s}')
+    R[$kind.$m.connections]=$(per_command "${R[$kind.$m.connections]}")
   done
-  for who in floor libonvif; do
+  for who in floor.close floor.keep libonvif; do
+    R[$kind.$who.wall]=$(awk -v a="${R[$kind.$who.wall]}" -v s="$slices" 'BEGIN{printf "%.1f", a/s}')
     R[$kind.$who.cpu]=$(awk -v a="${R[$kind.$who.cpu]}" -v s="$slices" 'BEGIN{printf "%.3f", a/s/1000}')
+    R[$kind.$who.connections]=$(per_command "${R[$kind.$who.connections]}")
   done
 done
 
 # 3. Resident and private memory after 1,000 and 10,000 commands (both
-#    kinds in turn).
+#    kinds in turn, to the camera that keeps connections).
 run_to() {
   local want=$1 half
   half=$(( (want - commands) / 2 ))
-  "$bin/rifa_load" 1997 "$half" "$work/goto.$cam.cmd" >/dev/null
-  "$bin/rifa_load" 1997 $((want - commands - half)) "$work/stream.$cam.cmd" >/dev/null
+  "$bin/rifa_load" 1997 "$half" "$work/goto.${cam[keep]}.cmd" >/dev/null
+  "$bin/rifa_load" 1997 $((want - commands - half)) "$work/stream.${cam[keep]}.cmd" >/dev/null
   commands=$want
 }
 run_to 1000; rss_1000=$(rss_kb); private_1000=$(private_kb); anonymous_1000=$(anonymous_kb)
 run_to 10000; rss_10000=$(rss_kb); private_10000=$(private_kb); anonymous_10000=$(anonymous_kb)
 stop_vantel
 
-# 4. Instructions per command: the daemon under callgrind, three times
-#    (1 goto-preset + 1 stream query, then N more of one kind); the
-#    difference over N is that kind's cost, start-up and first-call costs
-#    cancel out.
-callgrind_total() {  # GOTO_COUNT STREAM_COUNT
+# 4. Instructions per command: per camera mode, the daemon under callgrind
+#    three times (1 goto-preset + 1 stream query, then N more of one kind);
+#    the difference over N is that kind's cost, start-up, first-call and
+#    first-handshake costs cancel out.
+callgrind_total() {  # MODE GOTO_COUNT STREAM_COUNT
+  rm -f "$work/vantel.cameras"  # every run finds the TLS camera out afresh
   start_vantel valgrind --tool=callgrind --callgrind-out-file="$work/callgrind.%p"
-  "$bin/rifa_load" 1997 "$1" "$work/goto.$cam.cmd" >/dev/null
-  "$bin/rifa_load" 1997 "$2" "$work/stream.$cam.cmd" >/dev/null
+  "$bin/rifa_load" 1997 "$2" "$work/goto.${cam[$1]}.cmd" >/dev/null
+  "$bin/rifa_load" 1997 "$3" "$work/stream.${cam[$1]}.cmd" >/dev/null
   kill -TERM "$vantel_pid"
   while kill -0 "$vantel_pid" 2>/dev/null; do sleep 0.1; done
   stop_vantel
   awk '/^(summary|totals):/ {print $2; exit}' "$work/callgrind.$vantel_pid"
 }
-base=$(callgrind_total 1 1)
-R[goto.vantel.ir]=$(( ($(callgrind_total $((1 + callgrind_n)) 1) - base) / callgrind_n ))
-R[stream.vantel.ir]=$(( ($(callgrind_total 1 $((1 + callgrind_n))) - base) / callgrind_n ))
+for m in "${modes[@]}"; do
+  base=$(callgrind_total "$m" 1 1)
+  R[goto.$m.ir]=$(( ($(callgrind_total "$m" $((1 + callgrind_n)) 1) - base) / callgrind_n ))
+  R[stream.$m.ir]=$(( ($(callgrind_total "$m" 1 $((1 + callgrind_n))) - base) / callgrind_n ))
+done
 
 # 5. Sizes, stripped. The fully static one is the same build linked again
 #    with -static against the archives of the same libraries, unless one is
@@ -237,27 +272,44 @@ ratio() { awk -v a="$1" -v b="$2" 'BEGIN{printf "%.2f", a/b}'; }
 ms() { awk -v a="$1" 'BEGIN{printf "%.3f", a/1000}'; }
 mb() { awk -v a="$1" 'BEGIN{printf "%.2f MB", a/1048576}'; }
 row() { printf '| %s | %s | %s |\n' "$1" "$2" "$3"; }
+both() {  # LABEL KEY_PREFIX KEY_SUFFIX [UNIT]
+  row "$1" "${R[goto.$2$3]}${4:+ $4}" "${R[stream.$2$3]}${4:+ $4}"
+}
 echo
-echo "| $n commands per kind, one run | goto-preset (4 calls) | stream query (9 calls) |"
+echo "| $n commands per kind and camera, one run | goto-preset (4 calls) | stream query (9 calls) |"
 echo "|---|---|---|"
-row "vantel daemon CPU per command (/proc utime+stime)" "${R[goto.vantel.cpu]} ms" "${R[stream.vantel.cpu]} ms"
-row "libonvif 1.4.4 CPU per command (getrusage)" "${R[goto.libonvif.cpu]} ms" "${R[stream.libonvif.cpu]} ms"
-row "**CPU vantel / libonvif**" "**$(ratio "${R[goto.vantel.cpu]}" "${R[goto.libonvif.cpu]}")**" "**$(ratio "${R[stream.vantel.cpu]}" "${R[stream.libonvif.cpu]}")**"
-row "floor client CPU per command" "${R[goto.floor.cpu]} ms" "${R[stream.floor.cpu]} ms"
-row "replay camera CPU per vantel command" "${R[goto.camera.cpu]} ms" "${R[stream.camera.cpu]} ms"
-row "vantel instructions per command (callgrind, $callgrind_n commands)" "${R[goto.vantel.ir]}" "${R[stream.vantel.ir]}"
-row "wall per command: vantel, at the recorder's side" "$(ms "${R[goto.vantel.wall]}") ms" "$(ms "${R[stream.vantel.wall]}") ms"
-row "wall per command: floor" "$(ms "${R[goto.floor.wall]}") ms" "$(ms "${R[stream.floor.wall]}") ms"
+for m in "${modes[@]}"; do both "vantel daemon CPU per command, ${mode_name[$m]} (/proc utime+stime)" "$m" .cpu ms; done
+both "libonvif 1.4.4 CPU per command, connects per call (getrusage)" libonvif .cpu ms
+for m in close keep; do both "floor client CPU per command, ${mode_name[$m]}" "floor.$m" .cpu ms; done
+for m in close keep; do
+  row "**CPU vantel / libonvif, ${mode_name[$m]}**" "**$(ratio "${R[goto.$m.cpu]}" "${R[goto.libonvif.cpu]}")**" \
+    "**$(ratio "${R[stream.$m.cpu]}" "${R[stream.libonvif.cpu]}")**"
+done
+row "**CPU vantel over TLS / over plain HTTP**, both cameras keeping connections" \
+  "**$(ratio "${R[goto.tls.cpu]}" "${R[goto.keep.cpu]}")**" "**$(ratio "${R[stream.tls.cpu]}" "${R[stream.keep.cpu]}")**"
+for m in "${modes[@]}"; do both "vantel instructions per command, ${mode_name[$m]} (callgrind, $callgrind_n commands)" "$m" .ir; done
+for m in "${modes[@]}"; do both "TCP connections per command at the camera: vantel, ${mode_name[$m]}" "$m" .connections; done
+both "TCP connections per command at the camera: libonvif" libonvif .connections
+for m in close keep; do both "TCP connections per command at the camera: floor, ${mode_name[$m]}" "floor.$m" .connections; done
+row "full TLS handshakes at the TLS camera, first command included" "$tls_handshakes in $tls_commands commands of both kinds" ""
+for m in "${modes[@]}"; do both "replay camera CPU per vantel command, ${mode_name[$m]}" "$m" .camera.cpu ms; done
+for m in "${modes[@]}"; do
+  row "wall per command: vantel, ${mode_name[$m]}" "$(ms "${R[goto.$m.wall]}") ms" "$(ms "${R[stream.$m.wall]}") ms"
+done
+for m in close keep; do
+  row "wall per command: floor, ${mode_name[$m]}" "$(ms "${R[goto.floor.$m.wall]}") ms" "$(ms "${R[stream.floor.$m.wall]}") ms"
+done
 row "wall per command: libonvif" "$(ms "${R[goto.libonvif.wall]}") ms" "$(ms "${R[stream.libonvif.wall]}") ms"
-row "**wall vantel / floor**" "**$(ratio "${R[goto.vantel.wall]}" "${R[goto.floor.wall]}")**" "**$(ratio "${R[stream.vantel.wall]}" "${R[stream.floor.wall]}")**"
-row "wall vantel / libonvif" "$(ratio "${R[goto.vantel.wall]}" "${R[goto.libonvif.wall]}")" "$(ratio "${R[stream.vantel.wall]}" "${R[stream.libonvif.wall]}")"
-row "distinct nonces / requests: vantel" "${R[goto.vantel.nonces]}" "${R[stream.vantel.nonces]}"
-row "distinct nonces / requests: libonvif" "${R[goto.libonvif.nonces]}" "${R[stream.libonvif.nonces]}"
+row "distinct nonces / requests: vantel (plain cameras)" \
+  "$(( ${R[goto.close.nonces]} + ${R[goto.keep.nonces]} ))/$(( ${R[goto.close.requests]} + ${R[goto.keep.requests]} ))" \
+  "$(( ${R[stream.close.nonces]} + ${R[stream.keep.nonces]} ))/$(( ${R[stream.close.requests]} + ${R[stream.keep.requests]} ))"
+row "distinct nonces / requests: libonvif" "${R[goto.libonvif.nonces]}/${R[goto.libonvif.requests]}" \
+  "${R[stream.libonvif.nonces]}/${R[stream.libonvif.requests]}"
 echo
 echo "| build/vantel | |"
 echo "|---|---|"
 echo "| stripped size, dynamic | $(mb "$size_dynamic") |"
-echo "| stripped size, fully static (OpenSSL, gSOAP, libc inside) | $([[ $size_static == n/a ]] && echo "n/a (static link failed)" || mb "$size_static") |"
+echo "| stripped size, fully static (wolfSSL, gSOAP, libc inside) | $([[ $size_static == n/a ]] && echo "n/a (static link failed)" || mb "$size_static") |"
 echo "| resident memory idle | $(mb $((rss_idle * 1024))) |"
 echo "| resident memory after 1,000 / 10,000 commands | $(mb $((rss_1000 * 1024))) / $(mb $((rss_10000 * 1024))) |"
 echo "| **private memory after 1,000 / 10,000 commands** (smaps Private_Clean + Private_Dirty) | **$(mb $((private_1000 * 1024))) / $(mb $((private_10000 * 1024)))** |"

@@ -45,12 +45,14 @@ c_flags="$flags -fno-asynchronous-unwind-tables -fno-unwind-tables"
 # X25519) and AES-GCM, and RSA key exchange with AES-CBC for old cameras
 # (WOLFSSL_STATIC_RSA). No server side, no TLS before 1.2, no DH, no PSK,
 # no ChaCha20-Poly1305, no files (certificates come from memory), no error
-# strings. KEEP_PEER_CERT keeps the camera's certificate for pinning. The
+# strings. KEEP_PEER_CERT keeps the camera's certificate for pinning.
+# Session tickets, so that a TLS 1.3 camera's session is resumed by the next
+# command as a TLS 1.2 camera's is by its session ID. The
 # session cache is the small one (six sessions), enough for resuming the
 # sessions of the cameras being talked to; the default's would take
 # hundreds of kilobytes of RAM.
 wolfssl_options="--enable-static --disable-shared --disable-examples --disable-crypttests --disable-benchmark
-  --enable-tls13 --enable-tlsv12 --disable-oldtls --enable-ecc --enable-curve25519 --disable-dh --enable-rsa
+  --enable-tls13 --enable-tlsv12 --disable-oldtls --enable-session-ticket --enable-ecc --enable-curve25519 --disable-dh --enable-rsa
   --enable-aesgcm --enable-aescbc --enable-md5 --enable-sha --disable-sha224 --disable-sha3 --disable-poly1305
   --disable-chacha --disable-psk --disable-errorstrings --disable-filesystem --disable-oldnames
   --disable-base64encode"

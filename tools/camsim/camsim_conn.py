@@ -63,6 +63,14 @@ class ConnectionSetup:
             except (ssl.SSLError, OSError):
                 pass  # the client went away mid-request, as it may
         finally:
+            # close_notify first, as a camera's TLS library does: without it
+            # OpenSSL drops the session from its cache and a TLS 1.2 client
+            # could never resume it.
+            try:
+                sock.settimeout(1)
+                sock.unwrap()
+            except (ssl.SSLError, OSError, ValueError):
+                pass
             try:
                 sock.shutdown(socket.SHUT_WR)
             except OSError:

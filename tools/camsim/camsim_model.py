@@ -565,7 +565,7 @@ def _check_against_options(enc, req, main=False):
 
 def _check_conditions(cfg):
     """The field conditions: TLS, the redirect to it, lockout, SOAP 1.1, keep-alive."""
-    for key in ("tls", "redirect_https", "redirect_keep_path", "soap11", "keep_alive", "close_connections",
+    for key in ("tls", "tls12", "redirect_https", "redirect_keep_path", "soap11", "keep_alive", "close_connections",
                 "drop_kept", "record_connections"):
         if type(cfg.get(key, False)) is not bool:
             raise ValueError("%s must be true or false, not %r" % (key, cfg.get(key)))

@@ -50,9 +50,12 @@ def fingerprint(cert_pem):
     return ":".join(digest[i:i + 2] for i in range(0, len(digest), 2))
 
 
-def server_context(cert_pem, key_pem):
+def server_context(cert_pem, key_pem, tls12_only=False):
     ctx = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     ctx.minimum_version = ssl.TLSVersion.TLSv1_2
+    if tls12_only:  # older firmware: sessions resumed by their ID, no tickets
+        ctx.maximum_version = ssl.TLSVersion.TLSv1_2
+        ctx.options |= ssl.OP_NO_TICKET
     # load_cert_chain reads files only; a private directory again, gone at once.
     d = tempfile.mkdtemp(prefix="camsim-tls-")
     try:
@@ -71,6 +74,7 @@ class Tls:
 
     def __init__(self, cfg):
         self.key_type = cfg.get("tls_key_type") or "ec"
+        self.tls12_only = bool(cfg.get("tls12"))
         cert_file, key_file = cfg.get("tls_cert"), cfg.get("tls_key")
         if cert_file:
             with open(cert_file) as f:
@@ -87,7 +91,7 @@ class Tls:
 
     def _use(self, cert_pem, key_pem):
         # One assignment: a connection thread sees the old pair or the new one.
-        self.current = (server_context(cert_pem, key_pem), fingerprint(cert_pem))
+        self.current = (server_context(cert_pem, key_pem, self.tls12_only), fingerprint(cert_pem))
 
     @property
     def fingerprint(self):

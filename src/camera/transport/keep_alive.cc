@@ -49,7 +49,10 @@ bool died_unused(struct soap* soap, const WireMark& before, int result) {
 }
 
 void drop_connection(struct soap* soap) {
-  if (soap_valid_socket(soap->socket)) soap->fclosesocket(soap, soap->socket);
+  if (soap_valid_socket(soap->socket)) {
+    soap->fshutdownsocket(soap, soap->socket, SOAP_SHUT_RDWR);
+    soap->fclosesocket(soap, soap->socket);
+  }
   soap->socket = SOAP_INVALID_SOCKET;
   soap->keep_alive = 0;
 }

@@ -1,5 +1,8 @@
 #include "camera/transport/tls.h"
 
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <wolfssl/options.h>
@@ -22,11 +25,14 @@ struct TlsData {
   int (*send)(struct soap*, const char*, size_t) = nullptr;
   size_t (*recv)(struct soap*, char*, size_t) = nullptr;
   int (*close)(struct soap*, SOAP_SOCKET) = nullptr;
+  int (*shutdown)(struct soap*, SOAP_SOCKET, int) = nullptr;
   WOLFSSL_CTX* ctx = nullptr;
   bool owns_ctx = false;  // the context's own; working copies borrow it
   WOLFSSL* ssl = nullptr;
   SOAP_SOCKET socket = SOAP_INVALID_SOCKET;
   bool trusted = false;  // its certificate matched the pin, or was pinned
+  bool first_request = false;  // none sent yet on this connection
+  int (*final_send)(struct soap*) = nullptr;
   TlsPin* pin = nullptr;
 };
 
@@ -53,7 +59,6 @@ void end_connection(TlsData* d) {
     if (d->trusted && wolfSSL_is_init_finished(d->ssl)) {
       WOLFSSL_SESSION* session = wolfSSL_get1_session(d->ssl);
       if (session != nullptr) d->pin->session->reset(session, wolfSSL_SESSION_free);
-      static_cast<void>(wolfSSL_shutdown(d->ssl));
     }
     wolfSSL_free(d->ssl);
   }
@@ -110,6 +115,11 @@ SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* hos
   const SOAP_SOCKET socket = d->connect(soap, tcp_endpoint.c_str(), host, port);
   if (!soap_valid_socket(socket)) return socket;
   limit_socket(soap, socket);
+  // The runtime leaves a socket non-blocking when it has time limits of its
+  // own to keep; wolfSSL reads and writes it directly and would see every
+  // wait as a failure. The socket's own limits above bound the waits.
+  const int flags = fcntl(socket, F_GETFL);
+  if (flags >= 0 && (flags & O_NONBLOCK) != 0) static_cast<void>(fcntl(socket, F_SETFL, flags & ~O_NONBLOCK));
   end_connection(d);
   d->ssl = d->ctx ? wolfSSL_new(d->ctx) : nullptr;
   int result = d->ssl ? wolfSSL_set_fd(d->ssl, socket) : WOLFSSL_FAILURE;
@@ -128,6 +138,7 @@ SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* hos
   } else if (check_certificate(soap, d)) {
     d->socket = socket;
     d->trusted = true;
+    d->first_request = true;
     return socket;
   }
   end_connection(d);
@@ -153,6 +164,33 @@ size_t tls_recv(struct soap* soap, char* bytes, size_t size) {
   if (d->ssl == nullptr || soap->socket != d->socket) return d->recv(soap, bytes, size);
   const int got = wolfSSL_read(d->ssl, bytes, size > 1 << 20 ? 1 << 20 : static_cast<int>(size));
   return got > 0 ? static_cast<size_t>(got) : 0;
+}
+
+// A TLS 1.3 camera sends its session ticket once it has the handshake's
+// last message, so the ticket arrives after the first request has left.
+// A camera that leaves Nagle on then holds its answer until the ticket is
+// acknowledged, which the kernel's delayed ACK makes up to 40 ms: so the
+// first request of a connection has what comes next acknowledged at once.
+int tls_final_send(struct soap* soap) {
+  TlsData* d = data_of(soap);
+  const int result = d->final_send ? d->final_send(soap) : SOAP_OK;
+  if (d->ssl != nullptr && soap->socket == d->socket && d->first_request) {
+    d->first_request = false;
+    const int on = 1;
+    static_cast<void>(setsockopt(d->socket, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on));
+  }
+  return result;
+}
+
+// close_notify before the TCP shutdown: a TLS 1.2 camera on OpenSSL drops
+// from its cache a session whose connection ended without one, and the next
+// command would pay a full handshake.
+int tls_shutdown(struct soap* soap, SOAP_SOCKET socket, int how) {
+  TlsData* d = data_of(soap);
+  if (d->ssl != nullptr && socket == d->socket && wolfSSL_is_init_finished(d->ssl)) {
+    static_cast<void>(wolfSSL_shutdown(d->ssl));
+  }
+  return d->shutdown(soap, socket, how);
 }
 
 int tls_close(struct soap* soap, SOAP_SOCKET socket) {
@@ -191,6 +229,8 @@ int tls_plugin(struct soap* soap, struct soap_plugin* plugin, void* arg) {
   d->send = soap->fsend;
   d->recv = soap->frecv;
   d->close = soap->fclosesocket;
+  d->final_send = soap->fpreparefinalsend;
+  d->shutdown = soap->fshutdownsocket;
   // TLS 1.2 and later; no certificate authority (the pin is the check).
   wolfSSL_Init();
   d->ctx = wolfSSL_CTX_new(wolfSSLv23_client_method());
@@ -198,11 +238,18 @@ int tls_plugin(struct soap* soap, struct soap_plugin* plugin, void* arg) {
   if (d->ctx != nullptr) {
     wolfSSL_CTX_SetMinVersion(d->ctx, WOLFSSL_TLSV1_2);
     wolfSSL_CTX_set_verify(d->ctx, WOLFSSL_VERIFY_NONE, nullptr);
+    // X25519 first: a TLS 1.3 resumption still agrees a key, and on a
+    // small CPU X25519 costs a fraction of P-256. Cameras without it pick
+    // P-256 (TLS 1.2) or ask for it (TLS 1.3).
+    int groups[] = {WOLFSSL_ECC_X25519, WOLFSSL_ECC_SECP256R1, WOLFSSL_ECC_SECP384R1};
+    wolfSSL_CTX_set_groups(d->ctx, groups, static_cast<int>(sizeof groups / sizeof groups[0]));
   }
   soap->fopen = tls_connect;
   soap->fsend = tls_send;
   soap->frecv = tls_recv;
   soap->fclosesocket = tls_close;
+  soap->fpreparefinalsend = tls_final_send;
+  soap->fshutdownsocket = tls_shutdown;
   plugin->id = kTlsPluginId;
   plugin->data = d;
   plugin->fcopy = copy_plugin;
@@ -220,6 +267,7 @@ void hand_over_tls(struct soap* from, struct soap* to) {
   taker->ssl = giver->ssl;
   taker->socket = giver->socket;
   taker->trusted = giver->trusted;
+  taker->first_request = giver->first_request;
   giver->ssl = nullptr;
   giver->socket = SOAP_INVALID_SOCKET;
   giver->trusted = false;
