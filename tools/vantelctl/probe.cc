@@ -1,12 +1,7 @@
 #include "probe.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -25,6 +20,7 @@
 #include "commands/common/profile_tokens.h"
 #include "log/log.h"
 #include "probe_findings.h"
+#include "probe_outcome.h"
 #include "probe_verdict.h"
 #include "wire/result_block.h"
 
@@ -35,13 +31,13 @@ using namespace vantel;
 
 // Clocks this close are the same clock to the session: tokens stay on ours.
 constexpr int64_t kClockToleranceS = 5;
-// The probe is for a person waiting at a screen: a camera that takes
-// longer than this to take a connection is not reached, and one that
-// stops answering ends the probe after kProbeLimitS. The runtime's own
-// time limits are left unset: they leave the socket non-blocking, which
-// the TLS layer's reads cannot take.
-constexpr int kConnectLimitS = 10;
+// The probe is for a person waiting at a screen: a camera that stops
+// answering ends it after this. The runtime's own time limits are left
+// unset: they leave the socket non-blocking, which the TLS layer's reads
+// cannot take.
 constexpr unsigned kProbeLimitS = 120;
+// The longest preset token the preset commands can name.
+constexpr size_t kPresetTokenMax = 19;
 
 void out_of_time(int) {
   static const char kLine[] = "vantelctl: the camera stopped answering: probe ended\n";
@@ -49,52 +45,7 @@ void out_of_time(int) {
   _exit(2);
 }
 
-// A TCP connection to the camera within kConnectLimitS, closed at once: ""
-// when it was made, else why not. The runtime would wait for the kernel's
-// own limit, minutes.
-std::string tcp_reachable(const std::string& ip, int port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<uint16_t>(port));
-  inet_pton(AF_INET, ip.c_str(), &address.sin_addr);
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (fd < 0) return std::strerror(errno);
-  int error = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? 0 : errno;
-  if (error == EINPROGRESS) {
-    pollfd wait{fd, POLLOUT, 0};
-    socklen_t size = sizeof error;
-    if (poll(&wait, 1, kConnectLimitS * 1000) != 1) error = ETIMEDOUT;
-    else if (getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) != 0) error = errno;
-  }
-  close(fd);
-  if (error == ETIMEDOUT) return "no connection within " + std::to_string(kConnectLimitS) + " s";
-  return error != 0 ? std::strerror(error) : "";
-}
-
-std::string text_or(const char* text, const char* otherwise) {
-  return text != nullptr && *text != '\0' ? text : otherwise;
-}
-
 std::string value_or_null(const char* text) { return text != nullptr ? json_text(text) : "null"; }
-
-// The camera's own words for a failed call: its fault's subcode and
-// reason, an HTTP status, or what the runtime saw.
-std::string reason(struct soap* soap, int result) {
-  if (result == SOAP_FAULT || result == SOAP_CLI_FAULT || result == SOAP_SVR_FAULT) {
-    const char* subcode = soap_fault_subcode(soap);
-    return text_or(subcode, "fault") + ": " + text_or(soap_fault_string(soap), "no reason given");
-  }
-  if (result >= 100 && result < 600) return "HTTP " + std::to_string(result);
-  if (result == SOAP_SSL_ERROR) return "TLS: " + text_or(soap_fault_detail(soap), "failed");
-  if (soap->errnum != 0 && (result == SOAP_TCP_ERROR || result == SOAP_EOF)) return std::strerror(soap->errnum);
-  if (result == SOAP_EOF) return "connection closed without an answer";
-  return text_or(soap_fault_string(soap), "error") + " (" + std::to_string(result) + ")";
-}
-
-bool unreached(int result) {
-  return result == SOAP_TCP_ERROR || result == SOAP_SSL_ERROR || result == SOAP_EOF || result == SOAP_UDP_ERROR ||
-         result == 301 || result == 302 || result == 307 || result == 308;
-}
 
 std::string encoding_name(const std::string& encoding) {
   if (encoding == "H264") return "H.264";
@@ -123,6 +74,7 @@ class Probe {
  public:
   Probe(const ProbeOptions& options, Findings& findings)
       : options_(options),
+        camera_(options.camera + ":" + std::to_string(options.port)),
         findings_(findings),
         session_(in_book(book_, options), CameraBook::Meeting::kFirst),
         entry_(book_.entry({options.camera, options.port, options.user}, options.password.c_str())),
@@ -145,12 +97,14 @@ class Probe {
     }
     Finding verdict("verdict", verdict_text(facts_, verdicts));
     verdict.with("work", json_list(work)).with("fail", json_list(fail));
-    findings_.finish(options_.camera + ":" + std::to_string(options_.port), verdict, status);
+    findings_.finish(camera_, verdict, status);
     return status;
   }
 
  private:
   bool reach();
+  bool unreached_by(const std::string& why);
+  void report_reached();
   bool log_in();
   void clock(int login);
   void services();
@@ -161,6 +115,7 @@ class Probe {
   void ptz();
 
   const ProbeOptions& options_;
+  const std::string camera_;  // "address:port"
   Findings& findings_;
   CameraBook book_{""};  // in memory only: the probe leaves no state file
   OnvifSession session_;
@@ -179,29 +134,18 @@ class Probe {
 // camera's clock, and tokens are dated by it from the first one on: a
 // camera with a wrong clock costs no refused login here.
 bool Probe::reach() {
-  const std::string camera = options_.camera + ":" + std::to_string(options_.port);
-  if (const std::string why = tcp_reachable(options_.camera, options_.port); !why.empty()) {
-    facts_.why = "camera not reached: " + why;
-    findings_.add(Finding("reached", "no: " + camera + ": " + why)
-                      .with("reached", json_bool(false)).with("why", json_text(why)));
-    return false;
-  }
+  if (const std::string why = tcp_reachable(options_.camera, options_.port); !why.empty()) return unreached_by(why);
   _tds__GetSystemDateAndTime request;
   _tds__GetSystemDateAndTimeResponse answer;
   struct soap* soap = session_.soap();
   const int result =
       session_.call_as_is(soap, soap_call___tds__GetSystemDateAndTime, session_.device_address(), request, answer);
   if (unreached(result)) {
-    std::string why = reason(soap, result);
-    if (result >= 300 && result < 400) {
-      std::string not_followed;
-      redirect_target(answer_location(soap), options_.camera.c_str(), formed_.c_str(), not_followed);
-      why = "redirects to " + std::string(answer_location(soap)).substr(0, 120) + ", not followed (" + not_followed + ")";
-    }
-    facts_.why = "camera not reached: " + why;
-    findings_.add(Finding("reached", "no: " + camera + ": " + why)
-                      .with("reached", json_bool(false)).with("why", json_text(why)));
-    return false;
+    if (result < 300 || result >= 400) return unreached_by(reason(soap, result));
+    std::string not_followed;
+    redirect_target(answer_location(soap), options_.camera.c_str(), formed_.c_str(), not_followed);
+    const std::string location = std::string(answer_location(soap)).substr(0, 120);
+    return unreached_by("redirects to " + location + ", not followed (" + not_followed + ")");
   }
   int64_t camera_now = 0;
   if (result == SOAP_OK && camera_time(answer, camera_now)) {
@@ -212,22 +156,33 @@ bool Probe::reach() {
   clock_known_ = !clock_source_.empty();
   clock_offset_ = camera_now - static_cast<int64_t>(time(nullptr));
   if (clock_known_ && std::llabs(clock_offset_) > kClockToleranceS) entry_.lasting.clock_offset = clock_offset_;
+  report_reached();
+  return true;
+}
 
+bool Probe::unreached_by(const std::string& why) {
+  facts_.why = "camera not reached: " + why;
+  findings_.add(Finding("reached", "no: " + camera_ + ": " + why)
+                    .with("reached", json_bool(false)).with("why", json_text(why)));
+  return false;
+}
+
+// How the session got there, as the camera's entry now holds it.
+void Probe::report_reached() {
   const std::string address = session_.device_address();
+  const std::string& pin = entry_.lasting.certificate_pin;
   const bool tls = entry_.lasting.tls;
   const bool same_port = tls && address == "https://" + formed_.substr(7);
-  std::string text = camera + (tls ? same_port ? " answers no plain HTTP: TLS on the same port"
-                                              : " redirects to " + address + ": followed, TLS"
-                                       : ", plain HTTP");
-  if (!entry_.lasting.certificate_pin.empty()) text += ", certificate SHA-256 " + entry_.lasting.certificate_pin;
+  std::string text = camera_ + (tls ? same_port ? " answers no plain HTTP: TLS on the same port"
+                                               : " redirects to " + address + ": followed, TLS"
+                                        : ", plain HTTP");
+  if (!pin.empty()) text += ", certificate SHA-256 " + pin;
   if (!tls) text += ", device service " + address;
   findings_.add(Finding("reached", text)
                     .with("reached", json_bool(true)).with("address", json_text(address))
                     .with("transport", json_text(tls ? "tls" : "http"))
                     .with("redirect", tls && !same_port ? json_text(address) : "null")
-                    .with("certificate_sha256", entry_.lasting.certificate_pin.empty()
-                                                    ? "null" : json_text(entry_.lasting.certificate_pin)));
-  return true;
+                    .with("certificate_sha256", pin.empty() ? "null" : json_text(pin)));
 }
 
 bool Probe::log_in() {
@@ -386,6 +341,13 @@ void Probe::profile(MediaService& media, const tt__Profile& p) {
                     .with("recorder_stream", stream ? json_text(stream) : "null"));
 }
 
+// A preset token the remove command can name: it sends the number as
+// "%d" prints it.
+bool decimal(const std::string& token) {
+  if (token.empty() || token.size() > 10 || token.find_first_not_of("0123456789") != std::string::npos) return false;
+  return token == "0" || token[0] != '0';
+}
+
 bool continuous_pan_tilt(const tt__PTZNode* node) {
   if (node == nullptr || node->SupportedPTZSpaces == nullptr) return false;
   const auto& spaces = node->SupportedPTZSpaces->ContinuousPanTiltVelocitySpace;
@@ -424,12 +386,14 @@ void Probe::ptz() {
   facts_.presets_read = listed == SOAP_OK;
   facts_.presets = presets.Preset.size();
   const tt__PTZPreset* preset = facts_.presets ? presets.Preset.front() : nullptr;
-  facts_.first_preset_fits = preset != nullptr && preset->token != nullptr && preset->token->size() < 20;
+  facts_.first_preset_fits = preset != nullptr && preset->token != nullptr && preset->token->size() <= kPresetTokenMax;
+  for (const tt__PTZPreset* p : presets.Preset) {
+    if (p != nullptr && p->token != nullptr && decimal(*p->token)) facts_.numbered_presets = true;
+  }
   text += facts_.presets_read ? "; " + std::to_string(facts_.presets) + " presets"
                               : "; GetPresets failed (" + reason(session_.soap(), listed) + ")";
   if (resent) {
-    text += "; the camera checks every request's token: GetPresets and Stop, sent on the previous request's "
-            "header, go again with a fresh token";
+    text += "; GetPresets on the previous request's header refused: sent again with a fresh token";
   }
   findings_.add(Finding("ptz", text)
                     .with("node", json_text(configuration->NodeToken)).with("node_present", json_bool(found == SOAP_OK))

@@ -103,6 +103,8 @@ std::string preset_removal(const Facts& f) {
   const ProfileFacts* second = profile_at(f, 1);
   if (second == nullptr) return "no second media profile";
   if (!second->ptz) return "the second profile has no PTZ configuration";
+  if (f.presets_read && f.presets == 0) return "the camera lists no presets";
+  if (f.presets_read && !f.numbered_presets) return "no preset token is a plain number, the way removal names a preset";
   return "";
 }
 

@@ -41,6 +41,7 @@ struct CameraFacts {
   bool presets_read = false;
   size_t presets = 0;
   bool first_preset_fits = false;  // its token is short enough for a preset request
+  bool numbered_presets = false;   // some preset's token is a number, as removal names presets
 };
 
 struct CommandVerdict {
