@@ -411,7 +411,13 @@ int probe(const ProbeOptions& options) {
   signal(SIGALRM, out_of_time);
   alarm(kProbeLimitS);
   Findings findings(options.json);
-  return Probe(options, findings).run();
+  int status = 2;
+  {
+    Probe camera(options, findings);
+    status = camera.run();
+  }
+  OnvifSession::use_book(nullptr);  // the probe's book is gone
+  return status;
 }
 
 }  // namespace vantelctl
