@@ -14,11 +14,14 @@ namespace {
 // echoes; those go through a heap buffer of their exact length.
 constexpr size_t kLineBufferSize = 512;
 
+int g_log_fd = STDOUT_FILENO;
+
 // One write of the whole line; only an interruption or a short write (a
 // pipe that is full) sends the rest again.
 void write_all(const char* text, size_t length) {
+  if (g_log_fd < 0) return;
   while (length > 0) {
-    const ssize_t written = write(STDOUT_FILENO, text, length);
+    const ssize_t written = write(g_log_fd, text, length);
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return;
     text += written;
@@ -66,5 +69,7 @@ void log_printf(const char* format, ...) {
 }
 
 void log_puts(const char* text) { write_line(true, "%s", text); }
+
+void log_to(int fd) { g_log_fd = fd; }
 
 }  // namespace vantel

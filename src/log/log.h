@@ -12,4 +12,9 @@ void log_printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 // `text` and a line end, as puts prints it, in the same single write.
 void log_puts(const char* text);
 
+// Where the lines go from now on: standard output until told otherwise, no
+// line at all for -1. For programs that use the camera layer for their own
+// output (vantelctl probe); set on the main thread before any other starts.
+void log_to(int fd);
+
 }  // namespace vantel

@@ -17,6 +17,7 @@
 
 #include "block_fields.h"
 #include "discover.h"
+#include "probe.h"
 #include "wire/byte_order.h"
 #include "wire/request.h"
 #include "wire/rifa.h"
@@ -42,6 +43,15 @@ const char kUsage[] =
     "      collected for S seconds (default 3, fractions allowed); --json prints\n"
     "      one object per camera and line. Exit status 0: a camera answered,\n"
     "      1: none did, 2: bad arguments or a socket error\n"
+    "  probe --camera IPV4 [--camera-port N] --user U --password P [--json] [--verbose]\n"
+    "      will this camera work with the recorder: asks the camera directly\n"
+    "      (no daemon), with read-only calls, and prints what it found, one\n"
+    "      line each (how it was reached, its clock, the login, SOAP version,\n"
+    "      services, profiles, PTZ), then which commands would work and why\n"
+    "      the others would not; --json: the same as one object; --verbose:\n"
+    "      the camera layer's own lines on stderr. Exit status 0: every\n"
+    "      command would work, 1: some would not, 2: the camera was not\n"
+    "      reached, refused the login, or bad arguments\n"
     "\n"
     "camera options (all commands):\n"
     "  --camera IPV4  --camera-port N  --user NAME  --password TEXT\n"
@@ -61,6 +71,7 @@ struct Options {
   const char* timeout_text = nullptr;  // read once the command is known
   std::string to;
   bool json = false;
+  bool verbose = false;
   std::string command;
   std::string camera_ip;
   long camera_port = 80;
@@ -74,7 +85,8 @@ struct Options {
   std::string hex, payload_file;
 };
 
-// discover keeps 1 for "no camera answered": its usage errors exit 2.
+// discover keeps 1 for "no camera answered", probe for "some command
+// would not work": their usage errors exit 2.
 int g_usage_status = 1;
 
 [[noreturn]] void fail(const std::string& message) {
@@ -107,6 +119,7 @@ Options parse_arguments(int argc, char** argv) {
     else if (arg == "--port") o.port = static_cast<int>(number_arg("--port", value()));
     else if (arg == "--timeout") o.timeout_text = value();
     else if (arg == "--json") o.json = true;
+    else if (arg == "--verbose") o.verbose = true;
     else if (arg == "--camera") o.camera_ip = value();
     else if (arg == "--camera-port") o.camera_port = number_arg("--camera-port", value());
     else if (arg == "--user") o.user = value();
@@ -130,7 +143,7 @@ Options parse_arguments(int argc, char** argv) {
     else if (arg == "--to") o.to = value();
     else if (!arg.empty() && arg[0] != '-' && o.command.empty()) {
       o.command = arg;
-      if (arg == "discover") g_usage_status = 2;
+      if (arg == "discover" || arg == "probe") g_usage_status = 2;
     }
     else fail("unknown argument '" + arg + "' (try --help)");
   }
@@ -189,6 +202,17 @@ struct Request {
   int32_t size = 0;
   std::vector<uint8_t> payload;
 };
+
+ProbeOptions probe_options(const Options& o) {
+  in_addr address;
+  if (inet_pton(AF_INET, o.camera_ip.c_str(), &address) != 1) fail("probe needs --camera with an IPv4 address");
+  if (o.camera_port < 1 || o.camera_port > 65535) fail("bad --camera-port: 1 to 65535");
+  if (o.user.empty()) fail("probe needs --user");
+  if (o.user.size() >= req::kCredentialSize || o.password.size() >= req::kCredentialSize) {
+    fail("user name and password: at most 31 characters each");
+  }
+  return {o.camera_ip, static_cast<int>(o.camera_port), o.user, o.password, o.json, o.verbose};
+}
 
 Request build_request(const Options& o) {
   Request r;
@@ -314,6 +338,7 @@ const char* reply_code_name(uint32_t minor) {
 int main(int argc, char** argv) {
   const Options o = parse_arguments(argc, argv);
   if (o.command == "discover") return discover({discover_timeout(o.timeout_text), o.json, o.to});
+  if (o.command == "probe") return probe(probe_options(o));
   const Request request = build_request(o);
 
   std::vector<uint8_t> wire(kRifaHeaderSize);

@@ -54,6 +54,7 @@ CameraBook::CameraBook(std::string path) : path_(std::move(path)) {
 }
 
 void CameraBook::load() {
+  if (path_.empty()) return;
   const int fd = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) {
     if (errno != ENOENT) log_printf("[camera book] %s ignored: %s \n", path_.c_str(), std::strerror(errno));
@@ -129,6 +130,7 @@ CameraEntry& CameraBook::entry(const CameraKey& key, const char* password, Meeti
 }
 
 void CameraBook::save() {
+  if (path_.empty()) return;
   std::vector<RememberedCamera> cameras;
   const LastingFacts nothing;
   for (const CameraEntry& e : entries_) {

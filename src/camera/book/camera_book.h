@@ -25,7 +25,8 @@ class CameraBook {
   static constexpr size_t kCapacity = 256;
 
   // Reads the state file at `path`; a missing one starts an empty book, a
-  // damaged one is ignored with one line.
+  // damaged one is ignored with one line. An empty path keeps the book in
+  // memory only: no file is read or written (a one-off look at a camera).
   explicit CameraBook(std::string path);
   CameraBook(const CameraBook&) = delete;
   CameraBook& operator=(const CameraBook&) = delete;

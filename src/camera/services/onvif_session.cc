@@ -188,6 +188,7 @@ int OnvifSession::exchange(struct soap* context, Token token, const char* addres
   // the refused one in what the refusal can have been about.
   if (token == kHeaderAsIs) {
     log_puts("[ipcam] refused on the previous request's header: sent again with a fresh token ");
+    ++resent_with_fresh_token_;
     return judged(context, attempt(context, {kFreshToken, address, send}));
   }
   if (clock_learned_) return result;

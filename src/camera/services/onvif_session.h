@@ -53,6 +53,10 @@ class OnvifSession {
   struct soap* soap();
   const CameraAccess& camera() const { return camera_; }
   const char* device_address() const;
+  // Requests the camera refused on the previous request's header and got
+  // again with a fresh token, since the session opened: read by whoever
+  // reports on a camera rather than commands it.
+  int resent_with_fresh_token() const { return resent_with_fresh_token_; }
 
   // A fresh UsernameToken (nonce, creation time, SHA-1 digest) in the next
   // request's header, on the process's context or on a working copy. Dated
@@ -173,6 +177,7 @@ class OnvifSession {
   bool clock_learned_ = false;       // once per command at most
   bool challenge_from_book_ = false;  // armed with an earlier command's challenge
   bool guard_said_ = false;
+  int resent_with_fresh_token_ = 0;
   Service media_, ptz_, device_;
   bool open_ = true;
 };
