@@ -1,6 +1,9 @@
 #include "camera/transport/tls.h"
 
 #include <fcntl.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -139,6 +142,7 @@ SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* hos
     d->socket = socket;
     d->trusted = true;
     d->first_request = true;
+    if (!wolfSSL_session_reused(d->ssl)) d->pin->full_handshake = true;
     return socket;
   }
   end_connection(d);
@@ -218,6 +222,12 @@ void delete_plugin(struct soap* soap, struct soap_plugin* plugin) {
   if (d->owns_ctx) {
     wolfSSL_CTX_free(d->ctx);
     wolfSSL_Cleanup();
+    // A full handshake's arithmetic (and the precomputed tables some
+    // wolfSSL builds keep until the cleanup above) takes well over a
+    // megabyte for a moment; the allocator would keep those pages for good.
+#ifdef __GLIBC__
+    if (d->pin->full_handshake) malloc_trim(0);
+#endif
   }
   delete d;
 }

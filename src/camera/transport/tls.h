@@ -31,6 +31,7 @@ struct TlsPin {
   std::string* fingerprint;  // 64 hex digits; empty: the next one shown is pinned
   std::string camera;        // "host:port", for the lines
   TlsSession* session;       // offered only while a pin is held
+  bool full_handshake = false;  // one was made since the context began
 };
 
 // Registers the plugin on a freshly initialised context, after every other
