@@ -23,8 +23,11 @@ struct TlsData {
   int (*send)(struct soap*, const char*, size_t) = nullptr;
   size_t (*recv)(struct soap*, char*, size_t) = nullptr;
   int (*close)(struct soap*, SOAP_SOCKET) = nullptr;
+  // Made on the first TLS connection, so that a camera reached over plain
+  // HTTP costs no TLS set-up: wolfSSL's, which seeds a random generator,
+  // costs more than all of a command's XML.
   WOLFSSL_CTX* ctx = nullptr;
-  bool owns_ctx = false;  // the context's own; working copies borrow it
+  bool owns_ctx = false;  // made here; working copies borrow the context's
   WOLFSSL* ssl = nullptr;
   SOAP_SOCKET socket = SOAP_INVALID_SOCKET;
   TlsPin* pin = nullptr;
@@ -90,6 +93,19 @@ bool check_certificate(struct soap* soap, TlsData* d) {
   return false;
 }
 
+// TLS 1.2 and later; no certificate authority (the pin is the check).
+WOLFSSL_CTX* tls_context(TlsData* d) {
+  if (d->ctx != nullptr || d->owns_ctx) return d->ctx;
+  wolfSSL_Init();
+  d->ctx = wolfSSL_CTX_new(wolfSSLv23_client_method());
+  d->owns_ctx = true;
+  if (d->ctx != nullptr) {
+    wolfSSL_CTX_SetMinVersion(d->ctx, WOLFSSL_TLSV1_2);
+    wolfSSL_CTX_set_verify(d->ctx, WOLFSSL_VERIFY_NONE, nullptr);
+  }
+  return d->ctx;
+}
+
 SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* host, int port) {
   TlsData* d = data_of(soap);
   if (soap_tag_cmp(endpoint, "https:*") != 0) return d->connect(soap, endpoint, host, port);
@@ -104,7 +120,7 @@ SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* hos
   set_cork(socket, 0);
   limit_socket(soap, socket);
   end_connection(d);
-  d->ssl = d->ctx ? wolfSSL_new(d->ctx) : nullptr;
+  d->ssl = tls_context(d) ? wolfSSL_new(d->ctx) : nullptr;
   int result = d->ssl ? wolfSSL_set_fd(d->ssl, socket) : WOLFSSL_FAILURE;
   if (result == WOLFSSL_SUCCESS) result = wolfSSL_connect(d->ssl);
   if (result != WOLFSSL_SUCCESS) {
@@ -163,7 +179,7 @@ void delete_plugin(struct soap* soap, struct soap_plugin* plugin) {
   TlsData* d = static_cast<TlsData*>(plugin->data);
   end_connection(d);
   if (d->owns_ctx) {
-    wolfSSL_CTX_free(d->ctx);
+    if (d->ctx != nullptr) wolfSSL_CTX_free(d->ctx);
     wolfSSL_Cleanup();
   }
   delete d;
@@ -176,14 +192,6 @@ int tls_plugin(struct soap* soap, struct soap_plugin* plugin, void* arg) {
   d->send = soap->fsend;
   d->recv = soap->frecv;
   d->close = soap->fclosesocket;
-  // TLS 1.2 and later; no certificate authority (the pin is the check).
-  wolfSSL_Init();
-  d->ctx = wolfSSL_CTX_new(wolfSSLv23_client_method());
-  d->owns_ctx = true;
-  if (d->ctx != nullptr) {
-    wolfSSL_CTX_SetMinVersion(d->ctx, WOLFSSL_TLSV1_2);
-    wolfSSL_CTX_set_verify(d->ctx, WOLFSSL_VERIFY_NONE, nullptr);
-  }
   soap->fopen = tls_connect;
   soap->fsend = tls_send;
   soap->frecv = tls_recv;
