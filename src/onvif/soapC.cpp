@@ -190,6 +190,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		*type = soap_lookup_type(soap, soap->href);
 	switch (*type)
 	{
+	case SOAP_TYPE_skipped_element:
+		return soap_in_skipped_element(soap, tag, NULL, "skipped-element");
 	case SOAP_TYPE_byte:
 		return soap_in_byte(soap, tag, NULL, "xsd:byte");
 	case SOAP_TYPE_int:
@@ -228,6 +230,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_tptz1__StopResponse(soap, tag, NULL, "tptz1:StopResponse");
 	case SOAP_TYPE_tptz1__StopRequest:
 		return soap_in_tptz1__StopRequest(soap, tag, NULL, "tptz1:StopRequest");
+	case SOAP_TYPE_tt__ListedProfile:
+		return soap_in_tt__ListedProfile(soap, tag, NULL, "tt:ListedProfile");
 	case SOAP_TYPE_tt__ReferenceToken:
 		return soap_in_tt__ReferenceToken(soap, tag, NULL, "tt:ReferenceToken");
 	case SOAP_TYPE_tt__PTZPresetTourOperation:
@@ -942,6 +946,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__PTZNodeExtension(soap, tag, NULL, "tt:PTZNodeExtension");
 	case SOAP_TYPE_PointerTott__PTZSpaces:
 		return soap_in_PointerTott__PTZSpaces(soap, tag, NULL, "tt:PTZSpaces");
+	case SOAP_TYPE_PointerTott__Name:
+		return soap_in_PointerTott__Name(soap, tag, NULL, "tt:Name");
 	case SOAP_TYPE_PointerTott__MulticastConfiguration:
 		return soap_in_PointerTott__MulticastConfiguration(soap, tag, NULL, "tt:MulticastConfiguration");
 	case SOAP_TYPE_PointerTott__H264Configuration:
@@ -970,12 +976,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__Profile(soap, tag, NULL, "tt:Profile");
 	case SOAP_TYPE_PointerToxsd__anyURI:
 		return soap_in_PointerToxsd__anyURI(soap, tag, NULL, "xsd:anyURI");
-	case SOAP_TYPE_PointerTott__ReferenceToken:
-		return soap_in_PointerTott__ReferenceToken(soap, tag, NULL, "tt:ReferenceToken");
-	case SOAP_TYPE_PointerTott__PTZVector:
-		return soap_in_PointerTott__PTZVector(soap, tag, NULL, "tt:PTZVector");
-	case SOAP_TYPE_PointerTott__Name:
-		return soap_in_PointerTott__Name(soap, tag, NULL, "tt:Name");
 	case SOAP_TYPE_PointerTott__Vector1D:
 		return soap_in_PointerTott__Vector1D(soap, tag, NULL, "tt:Vector1D");
 	case SOAP_TYPE_PointerTott__Vector2D:
@@ -998,32 +998,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__DateTime(soap, tag, NULL, "tt:DateTime");
 	case SOAP_TYPE_PointerTott__TimeZone:
 		return soap_in_PointerTott__TimeZone(soap, tag, NULL, "tt:TimeZone");
-	case SOAP_TYPE_PointerTott__MediaCapabilitiesExtension:
-		return soap_in_PointerTott__MediaCapabilitiesExtension(soap, tag, NULL, "tt:MediaCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension:
-		return soap_in_PointerTott__DeviceCapabilitiesExtension(soap, tag, NULL, "tt:DeviceCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__SecurityCapabilities:
-		return soap_in_PointerTott__SecurityCapabilities(soap, tag, NULL, "tt:SecurityCapabilities");
-	case SOAP_TYPE_PointerTott__IOCapabilities:
-		return soap_in_PointerTott__IOCapabilities(soap, tag, NULL, "tt:IOCapabilities");
-	case SOAP_TYPE_PointerTott__SystemCapabilities:
-		return soap_in_PointerTott__SystemCapabilities(soap, tag, NULL, "tt:SystemCapabilities");
-	case SOAP_TYPE_PointerTott__NetworkCapabilities:
-		return soap_in_PointerTott__NetworkCapabilities(soap, tag, NULL, "tt:NetworkCapabilities");
-	case SOAP_TYPE_PointerTott__CapabilitiesExtension:
-		return soap_in_PointerTott__CapabilitiesExtension(soap, tag, NULL, "tt:CapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__PTZCapabilities:
-		return soap_in_PointerTott__PTZCapabilities(soap, tag, NULL, "tt:PTZCapabilities");
-	case SOAP_TYPE_PointerTott__MediaCapabilities:
-		return soap_in_PointerTott__MediaCapabilities(soap, tag, NULL, "tt:MediaCapabilities");
-	case SOAP_TYPE_PointerTott__ImagingCapabilities:
-		return soap_in_PointerTott__ImagingCapabilities(soap, tag, NULL, "tt:ImagingCapabilities");
-	case SOAP_TYPE_PointerTott__EventCapabilities:
-		return soap_in_PointerTott__EventCapabilities(soap, tag, NULL, "tt:EventCapabilities");
-	case SOAP_TYPE_PointerTott__DeviceCapabilities:
-		return soap_in_PointerTott__DeviceCapabilities(soap, tag, NULL, "tt:DeviceCapabilities");
-	case SOAP_TYPE_PointerTott__AnalyticsCapabilities:
-		return soap_in_PointerTott__AnalyticsCapabilities(soap, tag, NULL, "tt:AnalyticsCapabilities");
 	case SOAP_TYPE_PointerTott__IPv6Address:
 		return soap_in_PointerTott__IPv6Address(soap, tag, NULL, "tt:IPv6Address");
 	case SOAP_TYPE_PointerTott__IPv4Address:
@@ -1044,6 +1018,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__Mpeg4Options2(soap, tag, NULL, "tt:Mpeg4Options2");
 	case SOAP_TYPE_PointerTott__JpegOptions2:
 		return soap_in_PointerTott__JpegOptions2(soap, tag, NULL, "tt:JpegOptions2");
+	case SOAP_TYPE_PointerTobool:
+		return soap_in_PointerTobool(soap, tag, NULL, "xsd:boolean");
 	case SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension:
 		return soap_in_PointerTott__VideoEncoderOptionsExtension(soap, tag, NULL, "tt:VideoEncoderOptionsExtension");
 	case SOAP_TYPE_PointerTott__H264Options:
@@ -1054,28 +1030,24 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		return soap_in_PointerTott__JpegOptions(soap, tag, NULL, "tt:JpegOptions");
 	case SOAP_TYPE_PointerTott__IntRange:
 		return soap_in_PointerTott__IntRange(soap, tag, NULL, "tt:IntRange");
-	case SOAP_TYPE_PointerTobool:
-		return soap_in_PointerTobool(soap, tag, NULL, "xsd:boolean");
-	case SOAP_TYPE_PointerTott__ProfileExtension:
-		return soap_in_PointerTott__ProfileExtension(soap, tag, NULL, "tt:ProfileExtension");
-	case SOAP_TYPE_PointerTott__MetadataConfiguration:
-		return soap_in_PointerTott__MetadataConfiguration(soap, tag, NULL, "tt:MetadataConfiguration");
-	case SOAP_TYPE_PointerTott__PTZConfiguration:
-		return soap_in_PointerTott__PTZConfiguration(soap, tag, NULL, "tt:PTZConfiguration");
-	case SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration:
-		return soap_in_PointerTott__VideoAnalyticsConfiguration(soap, tag, NULL, "tt:VideoAnalyticsConfiguration");
-	case SOAP_TYPE_PointerTott__AudioEncoderConfiguration:
-		return soap_in_PointerTott__AudioEncoderConfiguration(soap, tag, NULL, "tt:AudioEncoderConfiguration");
-	case SOAP_TYPE_PointerTott__VideoEncoderConfiguration:
-		return soap_in_PointerTott__VideoEncoderConfiguration(soap, tag, NULL, "tt:VideoEncoderConfiguration");
-	case SOAP_TYPE_PointerTott__AudioSourceConfiguration:
-		return soap_in_PointerTott__AudioSourceConfiguration(soap, tag, NULL, "tt:AudioSourceConfiguration");
-	case SOAP_TYPE_PointerTott__VideoSourceConfiguration:
-		return soap_in_PointerTott__VideoSourceConfiguration(soap, tag, NULL, "tt:VideoSourceConfiguration");
 	case SOAP_TYPE_PointerTott__Capabilities:
 		return soap_in_PointerTott__Capabilities(soap, tag, NULL, "tt:Capabilities");
 	case SOAP_TYPE_PointerTott__SystemDateTime:
 		return soap_in_PointerTott__SystemDateTime(soap, tag, NULL, "tt:SystemDateTime");
+	case SOAP_TYPE_PointerTott__ReferenceToken:
+		return soap_in_PointerTott__ReferenceToken(soap, tag, NULL, "tt:ReferenceToken");
+	case SOAP_TYPE_PointerTott__PTZCapabilities:
+		return soap_in_PointerTott__PTZCapabilities(soap, tag, NULL, "tt:PTZCapabilities");
+	case SOAP_TYPE_PointerTott__MediaCapabilities:
+		return soap_in_PointerTott__MediaCapabilities(soap, tag, NULL, "tt:MediaCapabilities");
+	case SOAP_TYPE_PointerTott__DeviceCapabilities:
+		return soap_in_PointerTott__DeviceCapabilities(soap, tag, NULL, "tt:DeviceCapabilities");
+	case SOAP_TYPE_PointerTott__ListedProfile:
+		return soap_in_PointerTott__ListedProfile(soap, tag, NULL, "tt:ListedProfile");
+	case SOAP_TYPE_PointerTott__PTZConfiguration:
+		return soap_in_PointerTott__PTZConfiguration(soap, tag, NULL, "tt:PTZConfiguration");
+	case SOAP_TYPE_PointerTott__VideoEncoderConfiguration:
+		return soap_in_PointerTott__VideoEncoderConfiguration(soap, tag, NULL, "tt:VideoEncoderConfiguration");
 	case SOAP_TYPE_PointerTounsignedByte:
 		return soap_in_PointerTounsignedByte(soap, tag, NULL, "xsd:unsignedByte");
 	case SOAP_TYPE__QName:
@@ -1110,6 +1082,10 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		if (!soap_match_tag(soap, t, "tptz1:StopRequest"))
 		{	*type = SOAP_TYPE_tptz1__StopRequest;
 			return soap_in_tptz1__StopRequest(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "tt:ListedProfile"))
+		{	*type = SOAP_TYPE_tt__ListedProfile;
+			return soap_in_tt__ListedProfile(soap, tag, NULL, NULL);
 		}
 		if (!soap_match_tag(soap, t, "tt:ReferenceToken"))
 		{	*type = SOAP_TYPE_tt__ReferenceToken;
@@ -1698,6 +1674,10 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_getelement(struct soap *soap, const char *tag,
 		if (!soap_match_tag(soap, t, "wsnt:FilterType"))
 		{	*type = SOAP_TYPE_wsnt__FilterType;
 			return soap_in_wsnt__FilterType(soap, tag, NULL, NULL);
+		}
+		if (!soap_match_tag(soap, t, "skipped-element"))
+		{	*type = SOAP_TYPE_skipped_element;
+			return soap_in_skipped_element(soap, tag, NULL, NULL);
 		}
 		if (!soap_match_tag(soap, t, "xsd:byte"))
 		{	*type = SOAP_TYPE_byte;
@@ -2699,6 +2679,8 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 {	(void)tag;
 	switch (type)
 	{
+	case SOAP_TYPE_skipped_element:
+		return soap_out_skipped_element(soap, tag, id, (const char *)ptr, "skipped-element");
 	case SOAP_TYPE_byte:
 		return soap_out_byte(soap, tag, id, (const char *)ptr, "xsd:byte");
 	case SOAP_TYPE_int:
@@ -2741,6 +2723,8 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return ((tptz1__StopRequest *)ptr)->soap_out(soap, tag, id, "tptz1:StopRequest");
 	case SOAP_TYPE__tt__Transport_Tunnel:
 		return ((_tt__Transport_Tunnel *)ptr)->soap_out(soap, "tt:Transport-Tunnel", id, "");
+	case SOAP_TYPE_tt__ListedProfile:
+		return ((tt__ListedProfile *)ptr)->soap_out(soap, tag, id, "tt:ListedProfile");
 	case SOAP_TYPE_tt__ReferenceToken:
 		return soap_out_tt__ReferenceToken(soap, tag, id, (const std::string *)ptr, "tt:ReferenceToken");
 	case SOAP_TYPE_tt__PTZPresetTourOperation:
@@ -3681,6 +3665,8 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__PTZNodeExtension(soap, tag, id, (tt__PTZNodeExtension *const*)ptr, "tt:PTZNodeExtension");
 	case SOAP_TYPE_PointerTott__PTZSpaces:
 		return soap_out_PointerTott__PTZSpaces(soap, tag, id, (tt__PTZSpaces *const*)ptr, "tt:PTZSpaces");
+	case SOAP_TYPE_PointerTott__Name:
+		return soap_out_PointerTott__Name(soap, tag, id, (std::string *const*)ptr, "tt:Name");
 	case SOAP_TYPE_PointerTott__MulticastConfiguration:
 		return soap_out_PointerTott__MulticastConfiguration(soap, tag, id, (tt__MulticastConfiguration *const*)ptr, "tt:MulticastConfiguration");
 	case SOAP_TYPE_PointerTott__H264Configuration:
@@ -3709,12 +3695,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__Profile(soap, tag, id, (tt__Profile *const*)ptr, "tt:Profile");
 	case SOAP_TYPE_PointerToxsd__anyURI:
 		return soap_out_PointerToxsd__anyURI(soap, tag, id, (std::string *const*)ptr, "xsd:anyURI");
-	case SOAP_TYPE_PointerTott__ReferenceToken:
-		return soap_out_PointerTott__ReferenceToken(soap, tag, id, (std::string *const*)ptr, "tt:ReferenceToken");
-	case SOAP_TYPE_PointerTott__PTZVector:
-		return soap_out_PointerTott__PTZVector(soap, tag, id, (tt__PTZVector *const*)ptr, "tt:PTZVector");
-	case SOAP_TYPE_PointerTott__Name:
-		return soap_out_PointerTott__Name(soap, tag, id, (std::string *const*)ptr, "tt:Name");
 	case SOAP_TYPE_PointerTott__Vector1D:
 		return soap_out_PointerTott__Vector1D(soap, tag, id, (tt__Vector1D *const*)ptr, "tt:Vector1D");
 	case SOAP_TYPE_PointerTott__Vector2D:
@@ -3737,32 +3717,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__DateTime(soap, tag, id, (tt__DateTime *const*)ptr, "tt:DateTime");
 	case SOAP_TYPE_PointerTott__TimeZone:
 		return soap_out_PointerTott__TimeZone(soap, tag, id, (tt__TimeZone *const*)ptr, "tt:TimeZone");
-	case SOAP_TYPE_PointerTott__MediaCapabilitiesExtension:
-		return soap_out_PointerTott__MediaCapabilitiesExtension(soap, tag, id, (tt__MediaCapabilitiesExtension *const*)ptr, "tt:MediaCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension:
-		return soap_out_PointerTott__DeviceCapabilitiesExtension(soap, tag, id, (tt__DeviceCapabilitiesExtension *const*)ptr, "tt:DeviceCapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__SecurityCapabilities:
-		return soap_out_PointerTott__SecurityCapabilities(soap, tag, id, (tt__SecurityCapabilities *const*)ptr, "tt:SecurityCapabilities");
-	case SOAP_TYPE_PointerTott__IOCapabilities:
-		return soap_out_PointerTott__IOCapabilities(soap, tag, id, (tt__IOCapabilities *const*)ptr, "tt:IOCapabilities");
-	case SOAP_TYPE_PointerTott__SystemCapabilities:
-		return soap_out_PointerTott__SystemCapabilities(soap, tag, id, (tt__SystemCapabilities *const*)ptr, "tt:SystemCapabilities");
-	case SOAP_TYPE_PointerTott__NetworkCapabilities:
-		return soap_out_PointerTott__NetworkCapabilities(soap, tag, id, (tt__NetworkCapabilities *const*)ptr, "tt:NetworkCapabilities");
-	case SOAP_TYPE_PointerTott__CapabilitiesExtension:
-		return soap_out_PointerTott__CapabilitiesExtension(soap, tag, id, (tt__CapabilitiesExtension *const*)ptr, "tt:CapabilitiesExtension");
-	case SOAP_TYPE_PointerTott__PTZCapabilities:
-		return soap_out_PointerTott__PTZCapabilities(soap, tag, id, (tt__PTZCapabilities *const*)ptr, "tt:PTZCapabilities");
-	case SOAP_TYPE_PointerTott__MediaCapabilities:
-		return soap_out_PointerTott__MediaCapabilities(soap, tag, id, (tt__MediaCapabilities *const*)ptr, "tt:MediaCapabilities");
-	case SOAP_TYPE_PointerTott__ImagingCapabilities:
-		return soap_out_PointerTott__ImagingCapabilities(soap, tag, id, (tt__ImagingCapabilities *const*)ptr, "tt:ImagingCapabilities");
-	case SOAP_TYPE_PointerTott__EventCapabilities:
-		return soap_out_PointerTott__EventCapabilities(soap, tag, id, (tt__EventCapabilities *const*)ptr, "tt:EventCapabilities");
-	case SOAP_TYPE_PointerTott__DeviceCapabilities:
-		return soap_out_PointerTott__DeviceCapabilities(soap, tag, id, (tt__DeviceCapabilities *const*)ptr, "tt:DeviceCapabilities");
-	case SOAP_TYPE_PointerTott__AnalyticsCapabilities:
-		return soap_out_PointerTott__AnalyticsCapabilities(soap, tag, id, (tt__AnalyticsCapabilities *const*)ptr, "tt:AnalyticsCapabilities");
 	case SOAP_TYPE_PointerTott__IPv6Address:
 		return soap_out_PointerTott__IPv6Address(soap, tag, id, (std::string *const*)ptr, "tt:IPv6Address");
 	case SOAP_TYPE_PointerTott__IPv4Address:
@@ -3783,6 +3737,8 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__Mpeg4Options2(soap, tag, id, (tt__Mpeg4Options2 *const*)ptr, "tt:Mpeg4Options2");
 	case SOAP_TYPE_PointerTott__JpegOptions2:
 		return soap_out_PointerTott__JpegOptions2(soap, tag, id, (tt__JpegOptions2 *const*)ptr, "tt:JpegOptions2");
+	case SOAP_TYPE_PointerTobool:
+		return soap_out_PointerTobool(soap, tag, id, (bool *const*)ptr, "xsd:boolean");
 	case SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension:
 		return soap_out_PointerTott__VideoEncoderOptionsExtension(soap, tag, id, (tt__VideoEncoderOptionsExtension *const*)ptr, "tt:VideoEncoderOptionsExtension");
 	case SOAP_TYPE_PointerTott__H264Options:
@@ -3793,28 +3749,24 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_putelement(struct soap *soap, const void *ptr, co
 		return soap_out_PointerTott__JpegOptions(soap, tag, id, (tt__JpegOptions *const*)ptr, "tt:JpegOptions");
 	case SOAP_TYPE_PointerTott__IntRange:
 		return soap_out_PointerTott__IntRange(soap, tag, id, (tt__IntRange *const*)ptr, "tt:IntRange");
-	case SOAP_TYPE_PointerTobool:
-		return soap_out_PointerTobool(soap, tag, id, (bool *const*)ptr, "xsd:boolean");
-	case SOAP_TYPE_PointerTott__ProfileExtension:
-		return soap_out_PointerTott__ProfileExtension(soap, tag, id, (tt__ProfileExtension *const*)ptr, "tt:ProfileExtension");
-	case SOAP_TYPE_PointerTott__MetadataConfiguration:
-		return soap_out_PointerTott__MetadataConfiguration(soap, tag, id, (tt__MetadataConfiguration *const*)ptr, "tt:MetadataConfiguration");
-	case SOAP_TYPE_PointerTott__PTZConfiguration:
-		return soap_out_PointerTott__PTZConfiguration(soap, tag, id, (tt__PTZConfiguration *const*)ptr, "tt:PTZConfiguration");
-	case SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration:
-		return soap_out_PointerTott__VideoAnalyticsConfiguration(soap, tag, id, (tt__VideoAnalyticsConfiguration *const*)ptr, "tt:VideoAnalyticsConfiguration");
-	case SOAP_TYPE_PointerTott__AudioEncoderConfiguration:
-		return soap_out_PointerTott__AudioEncoderConfiguration(soap, tag, id, (tt__AudioEncoderConfiguration *const*)ptr, "tt:AudioEncoderConfiguration");
-	case SOAP_TYPE_PointerTott__VideoEncoderConfiguration:
-		return soap_out_PointerTott__VideoEncoderConfiguration(soap, tag, id, (tt__VideoEncoderConfiguration *const*)ptr, "tt:VideoEncoderConfiguration");
-	case SOAP_TYPE_PointerTott__AudioSourceConfiguration:
-		return soap_out_PointerTott__AudioSourceConfiguration(soap, tag, id, (tt__AudioSourceConfiguration *const*)ptr, "tt:AudioSourceConfiguration");
-	case SOAP_TYPE_PointerTott__VideoSourceConfiguration:
-		return soap_out_PointerTott__VideoSourceConfiguration(soap, tag, id, (tt__VideoSourceConfiguration *const*)ptr, "tt:VideoSourceConfiguration");
 	case SOAP_TYPE_PointerTott__Capabilities:
 		return soap_out_PointerTott__Capabilities(soap, tag, id, (tt__Capabilities *const*)ptr, "tt:Capabilities");
 	case SOAP_TYPE_PointerTott__SystemDateTime:
 		return soap_out_PointerTott__SystemDateTime(soap, tag, id, (tt__SystemDateTime *const*)ptr, "tt:SystemDateTime");
+	case SOAP_TYPE_PointerTott__ReferenceToken:
+		return soap_out_PointerTott__ReferenceToken(soap, tag, id, (std::string *const*)ptr, "tt:ReferenceToken");
+	case SOAP_TYPE_PointerTott__PTZCapabilities:
+		return soap_out_PointerTott__PTZCapabilities(soap, tag, id, (tt__PTZCapabilities *const*)ptr, "tt:PTZCapabilities");
+	case SOAP_TYPE_PointerTott__MediaCapabilities:
+		return soap_out_PointerTott__MediaCapabilities(soap, tag, id, (tt__MediaCapabilities *const*)ptr, "tt:MediaCapabilities");
+	case SOAP_TYPE_PointerTott__DeviceCapabilities:
+		return soap_out_PointerTott__DeviceCapabilities(soap, tag, id, (tt__DeviceCapabilities *const*)ptr, "tt:DeviceCapabilities");
+	case SOAP_TYPE_PointerTott__ListedProfile:
+		return soap_out_PointerTott__ListedProfile(soap, tag, id, (tt__ListedProfile *const*)ptr, "tt:ListedProfile");
+	case SOAP_TYPE_PointerTott__PTZConfiguration:
+		return soap_out_PointerTott__PTZConfiguration(soap, tag, id, (tt__PTZConfiguration *const*)ptr, "tt:PTZConfiguration");
+	case SOAP_TYPE_PointerTott__VideoEncoderConfiguration:
+		return soap_out_PointerTott__VideoEncoderConfiguration(soap, tag, id, (tt__VideoEncoderConfiguration *const*)ptr, "tt:VideoEncoderConfiguration");
 	case SOAP_TYPE_PointerTounsignedByte:
 		return soap_out_PointerTounsignedByte(soap, tag, id, (unsigned char *const*)ptr, "xsd:unsignedByte");
 	case SOAP_TYPE__QName:
@@ -3855,6 +3807,9 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 		break;
 	case SOAP_TYPE__tt__Transport_Tunnel:
 		((_tt__Transport_Tunnel *)ptr)->soap_serialize(soap);
+		break;
+	case SOAP_TYPE_tt__ListedProfile:
+		((tt__ListedProfile *)ptr)->soap_serialize(soap);
 		break;
 	case SOAP_TYPE_tt__ReferenceToken:
 		soap_serialize_tt__ReferenceToken(soap, (const std::string *)ptr);
@@ -5392,6 +5347,9 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_PointerTott__PTZSpaces:
 		soap_serialize_PointerTott__PTZSpaces(soap, (tt__PTZSpaces *const*)ptr);
 		break;
+	case SOAP_TYPE_PointerTott__Name:
+		soap_serialize_PointerTott__Name(soap, (std::string *const*)ptr);
+		break;
 	case SOAP_TYPE_PointerTott__MulticastConfiguration:
 		soap_serialize_PointerTott__MulticastConfiguration(soap, (tt__MulticastConfiguration *const*)ptr);
 		break;
@@ -5434,15 +5392,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_PointerToxsd__anyURI:
 		soap_serialize_PointerToxsd__anyURI(soap, (std::string *const*)ptr);
 		break;
-	case SOAP_TYPE_PointerTott__ReferenceToken:
-		soap_serialize_PointerTott__ReferenceToken(soap, (std::string *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__PTZVector:
-		soap_serialize_PointerTott__PTZVector(soap, (tt__PTZVector *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__Name:
-		soap_serialize_PointerTott__Name(soap, (std::string *const*)ptr);
-		break;
 	case SOAP_TYPE_PointerTott__Vector1D:
 		soap_serialize_PointerTott__Vector1D(soap, (tt__Vector1D *const*)ptr);
 		break;
@@ -5476,45 +5425,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_PointerTott__TimeZone:
 		soap_serialize_PointerTott__TimeZone(soap, (tt__TimeZone *const*)ptr);
 		break;
-	case SOAP_TYPE_PointerTott__MediaCapabilitiesExtension:
-		soap_serialize_PointerTott__MediaCapabilitiesExtension(soap, (tt__MediaCapabilitiesExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension:
-		soap_serialize_PointerTott__DeviceCapabilitiesExtension(soap, (tt__DeviceCapabilitiesExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__SecurityCapabilities:
-		soap_serialize_PointerTott__SecurityCapabilities(soap, (tt__SecurityCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__IOCapabilities:
-		soap_serialize_PointerTott__IOCapabilities(soap, (tt__IOCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__SystemCapabilities:
-		soap_serialize_PointerTott__SystemCapabilities(soap, (tt__SystemCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__NetworkCapabilities:
-		soap_serialize_PointerTott__NetworkCapabilities(soap, (tt__NetworkCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__CapabilitiesExtension:
-		soap_serialize_PointerTott__CapabilitiesExtension(soap, (tt__CapabilitiesExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__PTZCapabilities:
-		soap_serialize_PointerTott__PTZCapabilities(soap, (tt__PTZCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__MediaCapabilities:
-		soap_serialize_PointerTott__MediaCapabilities(soap, (tt__MediaCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__ImagingCapabilities:
-		soap_serialize_PointerTott__ImagingCapabilities(soap, (tt__ImagingCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__EventCapabilities:
-		soap_serialize_PointerTott__EventCapabilities(soap, (tt__EventCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__DeviceCapabilities:
-		soap_serialize_PointerTott__DeviceCapabilities(soap, (tt__DeviceCapabilities *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__AnalyticsCapabilities:
-		soap_serialize_PointerTott__AnalyticsCapabilities(soap, (tt__AnalyticsCapabilities *const*)ptr);
-		break;
 	case SOAP_TYPE_PointerTott__IPv6Address:
 		soap_serialize_PointerTott__IPv6Address(soap, (std::string *const*)ptr);
 		break;
@@ -5545,6 +5455,9 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_PointerTott__JpegOptions2:
 		soap_serialize_PointerTott__JpegOptions2(soap, (tt__JpegOptions2 *const*)ptr);
 		break;
+	case SOAP_TYPE_PointerTobool:
+		soap_serialize_PointerTobool(soap, (bool *const*)ptr);
+		break;
 	case SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension:
 		soap_serialize_PointerTott__VideoEncoderOptionsExtension(soap, (tt__VideoEncoderOptionsExtension *const*)ptr);
 		break;
@@ -5560,38 +5473,32 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_markelement(struct soap *soap, const void *ptr, 
 	case SOAP_TYPE_PointerTott__IntRange:
 		soap_serialize_PointerTott__IntRange(soap, (tt__IntRange *const*)ptr);
 		break;
-	case SOAP_TYPE_PointerTobool:
-		soap_serialize_PointerTobool(soap, (bool *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__ProfileExtension:
-		soap_serialize_PointerTott__ProfileExtension(soap, (tt__ProfileExtension *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__MetadataConfiguration:
-		soap_serialize_PointerTott__MetadataConfiguration(soap, (tt__MetadataConfiguration *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__PTZConfiguration:
-		soap_serialize_PointerTott__PTZConfiguration(soap, (tt__PTZConfiguration *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration:
-		soap_serialize_PointerTott__VideoAnalyticsConfiguration(soap, (tt__VideoAnalyticsConfiguration *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__AudioEncoderConfiguration:
-		soap_serialize_PointerTott__AudioEncoderConfiguration(soap, (tt__AudioEncoderConfiguration *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__VideoEncoderConfiguration:
-		soap_serialize_PointerTott__VideoEncoderConfiguration(soap, (tt__VideoEncoderConfiguration *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__AudioSourceConfiguration:
-		soap_serialize_PointerTott__AudioSourceConfiguration(soap, (tt__AudioSourceConfiguration *const*)ptr);
-		break;
-	case SOAP_TYPE_PointerTott__VideoSourceConfiguration:
-		soap_serialize_PointerTott__VideoSourceConfiguration(soap, (tt__VideoSourceConfiguration *const*)ptr);
-		break;
 	case SOAP_TYPE_PointerTott__Capabilities:
 		soap_serialize_PointerTott__Capabilities(soap, (tt__Capabilities *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTott__SystemDateTime:
 		soap_serialize_PointerTott__SystemDateTime(soap, (tt__SystemDateTime *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__ReferenceToken:
+		soap_serialize_PointerTott__ReferenceToken(soap, (std::string *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__PTZCapabilities:
+		soap_serialize_PointerTott__PTZCapabilities(soap, (tt__PTZCapabilities *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__MediaCapabilities:
+		soap_serialize_PointerTott__MediaCapabilities(soap, (tt__MediaCapabilities *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__DeviceCapabilities:
+		soap_serialize_PointerTott__DeviceCapabilities(soap, (tt__DeviceCapabilities *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__ListedProfile:
+		soap_serialize_PointerTott__ListedProfile(soap, (tt__ListedProfile *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__PTZConfiguration:
+		soap_serialize_PointerTott__PTZConfiguration(soap, (tt__PTZConfiguration *const*)ptr);
+		break;
+	case SOAP_TYPE_PointerTott__VideoEncoderConfiguration:
+		soap_serialize_PointerTott__VideoEncoderConfiguration(soap, (tt__VideoEncoderConfiguration *const*)ptr);
 		break;
 	case SOAP_TYPE_PointerTounsignedByte:
 		soap_serialize_PointerTounsignedByte(soap, (unsigned char *const*)ptr);
@@ -5756,18 +5663,12 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__AnalyticsDeviceCapabilities(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__AnalyticsDeviceExtension:
 		return (void*)soap_instantiate_tt__AnalyticsDeviceExtension(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__SystemDateTimeExtension:
-		return (void*)soap_instantiate_tt__SystemDateTimeExtension(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__PTZNodeExtension:
-		return (void*)soap_instantiate_tt__PTZNodeExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZNodeExtension2:
 		return (void*)soap_instantiate_tt__PTZNodeExtension2(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZPresetTourSupported:
 		return (void*)soap_instantiate_tt__PTZPresetTourSupported(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZPresetTourSupportedExtension:
 		return (void*)soap_instantiate_tt__PTZPresetTourSupportedExtension(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__PTZConfiguration:
-		return (void*)soap_instantiate_tt__PTZConfiguration(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZConfigurationExtension:
 		return (void*)soap_instantiate_tt__PTZConfigurationExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZConfigurationExtension2:
@@ -5798,10 +5699,34 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__RuleEngineConfigurationExtension(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__Config:
 		return (void*)soap_instantiate_tt__Config(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__tds__GetDeviceInformation:
-		return (void*)soap_instantiate__tds__GetDeviceInformation(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__PTZVector:
+		return (void*)soap_instantiate_tt__PTZVector(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__PTZConfiguration:
+		return (void*)soap_instantiate_tt__PTZConfiguration(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Profile:
+		return (void*)soap_instantiate_tt__Profile(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__ListedProfile:
+		return (void*)soap_instantiate_tt__ListedProfile(soap, -1, type, arrayType, n);
+	case SOAP_TYPE__trt__GetProfilesResponse:
+		return (void*)soap_instantiate__trt__GetProfilesResponse(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__DeviceCapabilities:
+		return (void*)soap_instantiate_tt__DeviceCapabilities(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__MediaCapabilities:
+		return (void*)soap_instantiate_tt__MediaCapabilities(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__Capabilities:
+		return (void*)soap_instantiate_tt__Capabilities(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__PTZPreset:
+		return (void*)soap_instantiate_tt__PTZPreset(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__MediaUri:
+		return (void*)soap_instantiate_tt__MediaUri(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__tds__GetDeviceInformationResponse:
 		return (void*)soap_instantiate__tds__GetDeviceInformationResponse(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__PTZNodeExtension:
+		return (void*)soap_instantiate_tt__PTZNodeExtension(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_tt__SystemDateTimeExtension:
+		return (void*)soap_instantiate_tt__SystemDateTimeExtension(soap, -1, type, arrayType, n);
+	case SOAP_TYPE__tds__GetDeviceInformation:
+		return (void*)soap_instantiate__tds__GetDeviceInformation(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__tds__GetSystemDateAndTime:
 		return (void*)soap_instantiate__tds__GetSystemDateAndTime(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__tds__GetSystemDateAndTimeResponse:
@@ -5818,8 +5743,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__DeviceEntity(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__FloatRange:
 		return (void*)soap_instantiate_tt__FloatRange(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__Profile:
-		return (void*)soap_instantiate_tt__Profile(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__ConfigurationEntity:
 		return (void*)soap_instantiate_tt__ConfigurationEntity(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__VideoResolution:
@@ -5850,16 +5773,8 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate__tt__Transport_Tunnel(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__Transport:
 		return (void*)soap_instantiate_tt__Transport(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__MediaUri:
-		return (void*)soap_instantiate_tt__MediaUri(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__IPAddress:
 		return (void*)soap_instantiate_tt__IPAddress(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__Capabilities:
-		return (void*)soap_instantiate_tt__Capabilities(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__DeviceCapabilities:
-		return (void*)soap_instantiate_tt__DeviceCapabilities(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__MediaCapabilities:
-		return (void*)soap_instantiate_tt__MediaCapabilities(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZCapabilities:
 		return (void*)soap_instantiate_tt__PTZCapabilities(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__SystemDateTime:
@@ -5882,24 +5797,18 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_tt__Space1DDescription(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__PTZSpeed:
 		return (void*)soap_instantiate_tt__PTZSpeed(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__PTZPreset:
-		return (void*)soap_instantiate_tt__PTZPreset(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__IntRange:
 		return (void*)soap_instantiate_tt__IntRange(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__Vector2D:
 		return (void*)soap_instantiate_tt__Vector2D(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_tt__Vector1D:
 		return (void*)soap_instantiate_tt__Vector1D(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_tt__PTZVector:
-		return (void*)soap_instantiate_tt__PTZVector(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__trt__GetProfile:
 		return (void*)soap_instantiate__trt__GetProfile(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__trt__GetProfileResponse:
 		return (void*)soap_instantiate__trt__GetProfileResponse(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__trt__GetProfiles:
 		return (void*)soap_instantiate__trt__GetProfiles(soap, -1, type, arrayType, n);
-	case SOAP_TYPE__trt__GetProfilesResponse:
-		return (void*)soap_instantiate__trt__GetProfilesResponse(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__trt__GetVideoEncoderConfigurations:
 		return (void*)soap_instantiate__trt__GetVideoEncoderConfigurations(soap, -1, type, arrayType, n);
 	case SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse:
@@ -6406,8 +6315,6 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__PTZNode(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration:
 		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile:
-		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__Profile(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription:
 		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__Space1DDescription(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Space2DDescription:
@@ -6420,8 +6327,10 @@ SOAP_FMAC3 void * SOAP_FMAC4 soap_instantiate(struct soap *soap, int t, const ch
 		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__VideoResolution(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory:
 		return (void*)soap_instantiate_std__vectorTemplateOftt__CapabilityCategory(soap, -1, type, arrayType, n);
-	case SOAP_TYPE_std__vectorTemplateOf_XML:
-		return (void*)soap_instantiate_std__vectorTemplateOf_XML(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_std__vectorTemplateOfPointerTott__ListedProfile:
+		return (void*)soap_instantiate_std__vectorTemplateOfPointerTott__ListedProfile(soap, -1, type, arrayType, n);
+	case SOAP_TYPE_std__vectorTemplateOfskipped_element:
+		return (void*)soap_instantiate_std__vectorTemplateOfskipped_element(soap, -1, type, arrayType, n);
 	case SOAP_TYPE_std__vectorTemplateOfxsd__anyType:
 		return (void*)soap_instantiate_std__vectorTemplateOfxsd__anyType(soap, -1, type, arrayType, n);
 	}
@@ -6795,18 +6704,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__AnalyticsDeviceExtension*>(p->ptr), tt__AnalyticsDeviceExtension);
 		break;
-	case SOAP_TYPE_tt__SystemDateTimeExtension:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__SystemDateTimeExtension*>(p->ptr), tt__SystemDateTimeExtension);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__SystemDateTimeExtension*>(p->ptr), tt__SystemDateTimeExtension);
-		break;
-	case SOAP_TYPE_tt__PTZNodeExtension:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__PTZNodeExtension*>(p->ptr), tt__PTZNodeExtension);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZNodeExtension*>(p->ptr), tt__PTZNodeExtension);
-		break;
 	case SOAP_TYPE_tt__PTZNodeExtension2:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<tt__PTZNodeExtension2*>(p->ptr), tt__PTZNodeExtension2);
@@ -6824,12 +6721,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 			SOAP_DELETE(soap, static_cast<tt__PTZPresetTourSupportedExtension*>(p->ptr), tt__PTZPresetTourSupportedExtension);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZPresetTourSupportedExtension*>(p->ptr), tt__PTZPresetTourSupportedExtension);
-		break;
-	case SOAP_TYPE_tt__PTZConfiguration:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__PTZConfiguration*>(p->ptr), tt__PTZConfiguration);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZConfiguration*>(p->ptr), tt__PTZConfiguration);
 		break;
 	case SOAP_TYPE_tt__PTZConfigurationExtension:
 		if (p->size < 0)
@@ -6921,17 +6812,89 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__Config*>(p->ptr), tt__Config);
 		break;
-	case SOAP_TYPE__tds__GetDeviceInformation:
+	case SOAP_TYPE_tt__PTZVector:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_tds__GetDeviceInformation*>(p->ptr), _tds__GetDeviceInformation);
+			SOAP_DELETE(soap, static_cast<tt__PTZVector*>(p->ptr), tt__PTZVector);
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetDeviceInformation*>(p->ptr), _tds__GetDeviceInformation);
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZVector*>(p->ptr), tt__PTZVector);
+		break;
+	case SOAP_TYPE_tt__PTZConfiguration:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__PTZConfiguration*>(p->ptr), tt__PTZConfiguration);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZConfiguration*>(p->ptr), tt__PTZConfiguration);
+		break;
+	case SOAP_TYPE_tt__Profile:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__Profile*>(p->ptr), tt__Profile);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__Profile*>(p->ptr), tt__Profile);
+		break;
+	case SOAP_TYPE_tt__ListedProfile:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__ListedProfile*>(p->ptr), tt__ListedProfile);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__ListedProfile*>(p->ptr), tt__ListedProfile);
+		break;
+	case SOAP_TYPE__trt__GetProfilesResponse:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<_trt__GetProfilesResponse*>(p->ptr), _trt__GetProfilesResponse);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<_trt__GetProfilesResponse*>(p->ptr), _trt__GetProfilesResponse);
+		break;
+	case SOAP_TYPE_tt__DeviceCapabilities:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__DeviceCapabilities*>(p->ptr), tt__DeviceCapabilities);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__DeviceCapabilities*>(p->ptr), tt__DeviceCapabilities);
+		break;
+	case SOAP_TYPE_tt__MediaCapabilities:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__MediaCapabilities*>(p->ptr), tt__MediaCapabilities);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__MediaCapabilities*>(p->ptr), tt__MediaCapabilities);
+		break;
+	case SOAP_TYPE_tt__Capabilities:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__Capabilities*>(p->ptr), tt__Capabilities);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__Capabilities*>(p->ptr), tt__Capabilities);
+		break;
+	case SOAP_TYPE_tt__PTZPreset:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__PTZPreset*>(p->ptr), tt__PTZPreset);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZPreset*>(p->ptr), tt__PTZPreset);
+		break;
+	case SOAP_TYPE_tt__MediaUri:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__MediaUri*>(p->ptr), tt__MediaUri);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__MediaUri*>(p->ptr), tt__MediaUri);
 		break;
 	case SOAP_TYPE__tds__GetDeviceInformationResponse:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<_tds__GetDeviceInformationResponse*>(p->ptr), _tds__GetDeviceInformationResponse);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetDeviceInformationResponse*>(p->ptr), _tds__GetDeviceInformationResponse);
+		break;
+	case SOAP_TYPE_tt__PTZNodeExtension:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__PTZNodeExtension*>(p->ptr), tt__PTZNodeExtension);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZNodeExtension*>(p->ptr), tt__PTZNodeExtension);
+		break;
+	case SOAP_TYPE_tt__SystemDateTimeExtension:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<tt__SystemDateTimeExtension*>(p->ptr), tt__SystemDateTimeExtension);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<tt__SystemDateTimeExtension*>(p->ptr), tt__SystemDateTimeExtension);
+		break;
+	case SOAP_TYPE__tds__GetDeviceInformation:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<_tds__GetDeviceInformation*>(p->ptr), _tds__GetDeviceInformation);
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<_tds__GetDeviceInformation*>(p->ptr), _tds__GetDeviceInformation);
 		break;
 	case SOAP_TYPE__tds__GetSystemDateAndTime:
 		if (p->size < 0)
@@ -6980,12 +6943,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 			SOAP_DELETE(soap, static_cast<tt__FloatRange*>(p->ptr), tt__FloatRange);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__FloatRange*>(p->ptr), tt__FloatRange);
-		break;
-	case SOAP_TYPE_tt__Profile:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__Profile*>(p->ptr), tt__Profile);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__Profile*>(p->ptr), tt__Profile);
 		break;
 	case SOAP_TYPE_tt__ConfigurationEntity:
 		if (p->size < 0)
@@ -7077,35 +7034,11 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__Transport*>(p->ptr), tt__Transport);
 		break;
-	case SOAP_TYPE_tt__MediaUri:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__MediaUri*>(p->ptr), tt__MediaUri);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__MediaUri*>(p->ptr), tt__MediaUri);
-		break;
 	case SOAP_TYPE_tt__IPAddress:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<tt__IPAddress*>(p->ptr), tt__IPAddress);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__IPAddress*>(p->ptr), tt__IPAddress);
-		break;
-	case SOAP_TYPE_tt__Capabilities:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__Capabilities*>(p->ptr), tt__Capabilities);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__Capabilities*>(p->ptr), tt__Capabilities);
-		break;
-	case SOAP_TYPE_tt__DeviceCapabilities:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__DeviceCapabilities*>(p->ptr), tt__DeviceCapabilities);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__DeviceCapabilities*>(p->ptr), tt__DeviceCapabilities);
-		break;
-	case SOAP_TYPE_tt__MediaCapabilities:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__MediaCapabilities*>(p->ptr), tt__MediaCapabilities);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__MediaCapabilities*>(p->ptr), tt__MediaCapabilities);
 		break;
 	case SOAP_TYPE_tt__PTZCapabilities:
 		if (p->size < 0)
@@ -7173,12 +7106,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZSpeed*>(p->ptr), tt__PTZSpeed);
 		break;
-	case SOAP_TYPE_tt__PTZPreset:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__PTZPreset*>(p->ptr), tt__PTZPreset);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZPreset*>(p->ptr), tt__PTZPreset);
-		break;
 	case SOAP_TYPE_tt__IntRange:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<tt__IntRange*>(p->ptr), tt__IntRange);
@@ -7197,12 +7124,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<tt__Vector1D*>(p->ptr), tt__Vector1D);
 		break;
-	case SOAP_TYPE_tt__PTZVector:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<tt__PTZVector*>(p->ptr), tt__PTZVector);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<tt__PTZVector*>(p->ptr), tt__PTZVector);
-		break;
 	case SOAP_TYPE__trt__GetProfile:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<_trt__GetProfile*>(p->ptr), _trt__GetProfile);
@@ -7220,12 +7141,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 			SOAP_DELETE(soap, static_cast<_trt__GetProfiles*>(p->ptr), _trt__GetProfiles);
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<_trt__GetProfiles*>(p->ptr), _trt__GetProfiles);
-		break;
-	case SOAP_TYPE__trt__GetProfilesResponse:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<_trt__GetProfilesResponse*>(p->ptr), _trt__GetProfilesResponse);
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<_trt__GetProfilesResponse*>(p->ptr), _trt__GetProfilesResponse);
 		break;
 	case SOAP_TYPE__trt__GetVideoEncoderConfigurations:
 		if (p->size < 0)
@@ -8725,12 +8640,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<tt__VideoEncoderConfiguration *> *>(p->ptr), std::vector<tt__VideoEncoderConfiguration *> );
 		break;
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile:
-		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<tt__Profile *> *>(p->ptr), std::vector<tt__Profile *> );
-		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<tt__Profile *> *>(p->ptr), std::vector<tt__Profile *> );
-		break;
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription:
 		if (p->size < 0)
 			SOAP_DELETE(soap, static_cast<std::vector<tt__Space1DDescription *> *>(p->ptr), std::vector<tt__Space1DDescription *> );
@@ -8767,11 +8676,17 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist *p)
 		else
 			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<std::string> *>(p->ptr), std::vector<std::string> );
 		break;
-	case SOAP_TYPE_std__vectorTemplateOf_XML:
+	case SOAP_TYPE_std__vectorTemplateOfPointerTott__ListedProfile:
 		if (p->size < 0)
-			SOAP_DELETE(soap, static_cast<std::vector<char *> *>(p->ptr), std::vector<char *> );
+			SOAP_DELETE(soap, static_cast<std::vector<tt__ListedProfile *> *>(p->ptr), std::vector<tt__ListedProfile *> );
 		else
-			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<char *> *>(p->ptr), std::vector<char *> );
+			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<tt__ListedProfile *> *>(p->ptr), std::vector<tt__ListedProfile *> );
+		break;
+	case SOAP_TYPE_std__vectorTemplateOfskipped_element:
+		if (p->size < 0)
+			SOAP_DELETE(soap, static_cast<std::vector<char> *>(p->ptr), std::vector<char> );
+		else
+			SOAP_DELETE_ARRAY(soap, static_cast<std::vector<char> *>(p->ptr), std::vector<char> );
 		break;
 	case SOAP_TYPE_std__vectorTemplateOfxsd__anyType:
 		if (p->size < 0)
@@ -8846,12 +8761,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 			(*(std::vector<tt__VideoEncoderConfiguration *> *)p)[index] = *(tt__VideoEncoderConfiguration **)q;
 		}
 		break;
-	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile:
-		if (t == SOAP_TYPE_tt__Profile || soap_fbase(t, SOAP_TYPE_tt__Profile))
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<tt__Profile *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<tt__Profile *> *)p)[index] = *(tt__Profile **)q;
-		}
-		break;
 	case SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription:
 		if (t == SOAP_TYPE_tt__Space1DDescription || soap_fbase(t, SOAP_TYPE_tt__Space1DDescription))
 		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<tt__Space1DDescription *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
@@ -8888,10 +8797,16 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 			(*(std::vector<std::string> *)p)[index] = *(std::string *)q;
 		}
 		break;
-	case SOAP_TYPE_std__vectorTemplateOf_XML:
-		if (t == SOAP_TYPE__XML)
-		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<char *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
-			(*(std::vector<char *> *)p)[index] = *(char **)q;
+	case SOAP_TYPE_std__vectorTemplateOfPointerTott__ListedProfile:
+		if (t == SOAP_TYPE_tt__ListedProfile || soap_fbase(t, SOAP_TYPE_tt__ListedProfile))
+		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<tt__ListedProfile *>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
+			(*(std::vector<tt__ListedProfile *> *)p)[index] = *(tt__ListedProfile **)q;
+		}
+		break;
+	case SOAP_TYPE_std__vectorTemplateOfskipped_element:
+		if (t == SOAP_TYPE_skipped_element)
+		{	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Container std::vector<char>  insert type=%d in %d location=%p object=%p at index=%lu\n", t, tt, p, q, (unsigned long)index));
+			(*(std::vector<char> *)p)[index] = *(char *)q;
 		}
 		break;
 	case SOAP_TYPE_std__vectorTemplateOfxsd__anyType:
@@ -9140,14 +9055,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__AnalyticsDeviceExtension type=%d location=%p object=%p\n", t, p, q));
 		*(tt__AnalyticsDeviceExtension*)p = *(tt__AnalyticsDeviceExtension*)q;
 		break;
-	case SOAP_TYPE_tt__SystemDateTimeExtension:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__SystemDateTimeExtension type=%d location=%p object=%p\n", t, p, q));
-		*(tt__SystemDateTimeExtension*)p = *(tt__SystemDateTimeExtension*)q;
-		break;
-	case SOAP_TYPE_tt__PTZNodeExtension:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZNodeExtension type=%d location=%p object=%p\n", t, p, q));
-		*(tt__PTZNodeExtension*)p = *(tt__PTZNodeExtension*)q;
-		break;
 	case SOAP_TYPE_tt__PTZNodeExtension2:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZNodeExtension2 type=%d location=%p object=%p\n", t, p, q));
 		*(tt__PTZNodeExtension2*)p = *(tt__PTZNodeExtension2*)q;
@@ -9159,10 +9066,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 	case SOAP_TYPE_tt__PTZPresetTourSupportedExtension:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZPresetTourSupportedExtension type=%d location=%p object=%p\n", t, p, q));
 		*(tt__PTZPresetTourSupportedExtension*)p = *(tt__PTZPresetTourSupportedExtension*)q;
-		break;
-	case SOAP_TYPE_tt__PTZConfiguration:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZConfiguration type=%d location=%p object=%p\n", t, p, q));
-		*(tt__PTZConfiguration*)p = *(tt__PTZConfiguration*)q;
 		break;
 	case SOAP_TYPE_tt__PTZConfigurationExtension:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZConfigurationExtension type=%d location=%p object=%p\n", t, p, q));
@@ -9224,13 +9127,61 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Config type=%d location=%p object=%p\n", t, p, q));
 		*(tt__Config*)p = *(tt__Config*)q;
 		break;
-	case SOAP_TYPE__tds__GetDeviceInformation:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetDeviceInformation type=%d location=%p object=%p\n", t, p, q));
-		*(_tds__GetDeviceInformation*)p = *(_tds__GetDeviceInformation*)q;
+	case SOAP_TYPE_tt__PTZVector:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZVector type=%d location=%p object=%p\n", t, p, q));
+		*(tt__PTZVector*)p = *(tt__PTZVector*)q;
+		break;
+	case SOAP_TYPE_tt__PTZConfiguration:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZConfiguration type=%d location=%p object=%p\n", t, p, q));
+		*(tt__PTZConfiguration*)p = *(tt__PTZConfiguration*)q;
+		break;
+	case SOAP_TYPE_tt__Profile:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Profile type=%d location=%p object=%p\n", t, p, q));
+		*(tt__Profile*)p = *(tt__Profile*)q;
+		break;
+	case SOAP_TYPE_tt__ListedProfile:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__ListedProfile type=%d location=%p object=%p\n", t, p, q));
+		*(tt__ListedProfile*)p = *(tt__ListedProfile*)q;
+		break;
+	case SOAP_TYPE__trt__GetProfilesResponse:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _trt__GetProfilesResponse type=%d location=%p object=%p\n", t, p, q));
+		*(_trt__GetProfilesResponse*)p = *(_trt__GetProfilesResponse*)q;
+		break;
+	case SOAP_TYPE_tt__DeviceCapabilities:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__DeviceCapabilities type=%d location=%p object=%p\n", t, p, q));
+		*(tt__DeviceCapabilities*)p = *(tt__DeviceCapabilities*)q;
+		break;
+	case SOAP_TYPE_tt__MediaCapabilities:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MediaCapabilities type=%d location=%p object=%p\n", t, p, q));
+		*(tt__MediaCapabilities*)p = *(tt__MediaCapabilities*)q;
+		break;
+	case SOAP_TYPE_tt__Capabilities:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Capabilities type=%d location=%p object=%p\n", t, p, q));
+		*(tt__Capabilities*)p = *(tt__Capabilities*)q;
+		break;
+	case SOAP_TYPE_tt__PTZPreset:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZPreset type=%d location=%p object=%p\n", t, p, q));
+		*(tt__PTZPreset*)p = *(tt__PTZPreset*)q;
+		break;
+	case SOAP_TYPE_tt__MediaUri:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MediaUri type=%d location=%p object=%p\n", t, p, q));
+		*(tt__MediaUri*)p = *(tt__MediaUri*)q;
 		break;
 	case SOAP_TYPE__tds__GetDeviceInformationResponse:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetDeviceInformationResponse type=%d location=%p object=%p\n", t, p, q));
 		*(_tds__GetDeviceInformationResponse*)p = *(_tds__GetDeviceInformationResponse*)q;
+		break;
+	case SOAP_TYPE_tt__PTZNodeExtension:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZNodeExtension type=%d location=%p object=%p\n", t, p, q));
+		*(tt__PTZNodeExtension*)p = *(tt__PTZNodeExtension*)q;
+		break;
+	case SOAP_TYPE_tt__SystemDateTimeExtension:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__SystemDateTimeExtension type=%d location=%p object=%p\n", t, p, q));
+		*(tt__SystemDateTimeExtension*)p = *(tt__SystemDateTimeExtension*)q;
+		break;
+	case SOAP_TYPE__tds__GetDeviceInformation:
+		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetDeviceInformation type=%d location=%p object=%p\n", t, p, q));
+		*(_tds__GetDeviceInformation*)p = *(_tds__GetDeviceInformation*)q;
 		break;
 	case SOAP_TYPE__tds__GetSystemDateAndTime:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _tds__GetSystemDateAndTime type=%d location=%p object=%p\n", t, p, q));
@@ -9263,10 +9214,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 	case SOAP_TYPE_tt__FloatRange:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__FloatRange type=%d location=%p object=%p\n", t, p, q));
 		*(tt__FloatRange*)p = *(tt__FloatRange*)q;
-		break;
-	case SOAP_TYPE_tt__Profile:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Profile type=%d location=%p object=%p\n", t, p, q));
-		*(tt__Profile*)p = *(tt__Profile*)q;
 		break;
 	case SOAP_TYPE_tt__ConfigurationEntity:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__ConfigurationEntity type=%d location=%p object=%p\n", t, p, q));
@@ -9328,25 +9275,9 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Transport type=%d location=%p object=%p\n", t, p, q));
 		*(tt__Transport*)p = *(tt__Transport*)q;
 		break;
-	case SOAP_TYPE_tt__MediaUri:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MediaUri type=%d location=%p object=%p\n", t, p, q));
-		*(tt__MediaUri*)p = *(tt__MediaUri*)q;
-		break;
 	case SOAP_TYPE_tt__IPAddress:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__IPAddress type=%d location=%p object=%p\n", t, p, q));
 		*(tt__IPAddress*)p = *(tt__IPAddress*)q;
-		break;
-	case SOAP_TYPE_tt__Capabilities:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Capabilities type=%d location=%p object=%p\n", t, p, q));
-		*(tt__Capabilities*)p = *(tt__Capabilities*)q;
-		break;
-	case SOAP_TYPE_tt__DeviceCapabilities:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__DeviceCapabilities type=%d location=%p object=%p\n", t, p, q));
-		*(tt__DeviceCapabilities*)p = *(tt__DeviceCapabilities*)q;
-		break;
-	case SOAP_TYPE_tt__MediaCapabilities:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__MediaCapabilities type=%d location=%p object=%p\n", t, p, q));
-		*(tt__MediaCapabilities*)p = *(tt__MediaCapabilities*)q;
 		break;
 	case SOAP_TYPE_tt__PTZCapabilities:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZCapabilities type=%d location=%p object=%p\n", t, p, q));
@@ -9392,10 +9323,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZSpeed type=%d location=%p object=%p\n", t, p, q));
 		*(tt__PTZSpeed*)p = *(tt__PTZSpeed*)q;
 		break;
-	case SOAP_TYPE_tt__PTZPreset:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZPreset type=%d location=%p object=%p\n", t, p, q));
-		*(tt__PTZPreset*)p = *(tt__PTZPreset*)q;
-		break;
 	case SOAP_TYPE_tt__IntRange:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__IntRange type=%d location=%p object=%p\n", t, p, q));
 		*(tt__IntRange*)p = *(tt__IntRange*)q;
@@ -9408,10 +9335,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__Vector1D type=%d location=%p object=%p\n", t, p, q));
 		*(tt__Vector1D*)p = *(tt__Vector1D*)q;
 		break;
-	case SOAP_TYPE_tt__PTZVector:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy tt__PTZVector type=%d location=%p object=%p\n", t, p, q));
-		*(tt__PTZVector*)p = *(tt__PTZVector*)q;
-		break;
 	case SOAP_TYPE__trt__GetProfile:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _trt__GetProfile type=%d location=%p object=%p\n", t, p, q));
 		*(_trt__GetProfile*)p = *(_trt__GetProfile*)q;
@@ -9423,10 +9346,6 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 	case SOAP_TYPE__trt__GetProfiles:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _trt__GetProfiles type=%d location=%p object=%p\n", t, p, q));
 		*(_trt__GetProfiles*)p = *(_trt__GetProfiles*)q;
-		break;
-	case SOAP_TYPE__trt__GetProfilesResponse:
-		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _trt__GetProfilesResponse type=%d location=%p object=%p\n", t, p, q));
-		*(_trt__GetProfilesResponse*)p = *(_trt__GetProfilesResponse*)q;
 		break;
 	case SOAP_TYPE__trt__GetVideoEncoderConfigurations:
 		DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Copy _trt__GetVideoEncoderConfigurations type=%d location=%p object=%p\n", t, p, q));
@@ -10426,6 +10345,29 @@ SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap *soap, int t, int tt, void *
 #pragma warning(pop)
 #endif
 #endif
+
+SOAP_FMAC3 char * SOAP_FMAC4 soap_new_skipped_element(struct soap *soap, int n)
+{
+	char *a = static_cast<char *>(soap_malloc(soap, (n = (n < 0 ? 1 : n)) * sizeof(char)));
+	for (char *p = a; p && n--; ++p)
+		soap_default_skipped_element(soap, p);
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_skipped_element(struct soap *soap, const char *a, const char *tag, const char *type)
+{
+	if (soap_out_skipped_element(soap, tag ? tag : "skipped-element", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 char * SOAP_FMAC4 soap_get_skipped_element(struct soap *soap, char *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_skipped_element(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
 
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_byte(struct soap *soap, const char *tag, int id, const char *a, const char *type)
 {
@@ -12066,6 +12008,154 @@ void *_tt__Transport_Tunnel::soap_get(struct soap *soap, const char *tag, const 
 SOAP_FMAC3 _tt__Transport_Tunnel * SOAP_FMAC4 soap_get__tt__Transport_Tunnel(struct soap *soap, _tt__Transport_Tunnel *p, const char *tag, const char *type)
 {
 	if ((p = soap_in__tt__Transport_Tunnel(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+void tt__ListedProfile::soap_default(struct soap *soap)
+{
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__string(soap, &this->tt__ListedProfile::Name);
+	this->tt__ListedProfile::PTZConfiguration = NULL;
+	soap_default_std__vectorTemplateOfskipped_element(soap, &this->tt__ListedProfile::__any);
+	soap_default_tt__ReferenceToken(soap, &this->tt__ListedProfile::token);
+}
+
+void tt__ListedProfile::soap_serialize(struct soap *soap) const
+{
+	(void)soap; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	soap_embedded(soap, &this->tt__ListedProfile::Name, SOAP_TYPE_std__string);
+	soap_serialize_std__string(soap, &this->tt__ListedProfile::Name);
+	soap_serialize_PointerTott__PTZConfiguration(soap, &this->tt__ListedProfile::PTZConfiguration);
+	soap_serialize_std__vectorTemplateOfskipped_element(soap, &this->tt__ListedProfile::__any);
+#endif
+}
+
+int tt__ListedProfile::soap_out(struct soap *soap, const char *tag, int id, const char *type) const
+{
+	return soap_out_tt__ListedProfile(soap, tag, id, this, type);
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ListedProfile(struct soap *soap, const char *tag, int id, const tt__ListedProfile *a, const char *type)
+{
+	soap_set_attr(soap, "token", soap_tt__ReferenceToken2s(soap, ((tt__ListedProfile*)a)->token), 1);
+	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__ListedProfile), type))
+		return soap->error;
+	if (soap_out_std__string(soap, "tt:Name", -1, &a->tt__ListedProfile::Name, ""))
+		return soap->error;
+	if (soap_out_PointerTott__PTZConfiguration(soap, "tt:PTZConfiguration", -1, &a->tt__ListedProfile::PTZConfiguration, ""))
+		return soap->error;
+	if (soap_out_std__vectorTemplateOfskipped_element(soap, "-any", -1, &a->tt__ListedProfile::__any, ""))
+		return soap->error;
+	return soap_element_end_out(soap, tag);
+}
+
+void *tt__ListedProfile::soap_in(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_in_tt__ListedProfile(soap, tag, this, type);
+}
+
+SOAP_FMAC3 tt__ListedProfile * SOAP_FMAC4 soap_in_tt__ListedProfile(struct soap *soap, const char *tag, tt__ListedProfile *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 0, NULL))
+		return NULL;
+	a = (tt__ListedProfile*)soap_id_enter(soap, soap->id, a, SOAP_TYPE_tt__ListedProfile, sizeof(tt__ListedProfile), soap->type, soap->arrayType, soap_instantiate, soap_fbase);
+	if (!a)
+		return NULL;
+	if (soap->alloced && soap->alloced != SOAP_TYPE_tt__ListedProfile)
+	{	soap_revert(soap);
+		*soap->id = '\0';
+		return (tt__ListedProfile *)a->soap_in(soap, tag, type);
+	}
+	if (soap->alloced)
+		a->soap_default(soap);
+	if (soap_s2tt__ReferenceToken(soap, soap_attr_value(soap, "token", 1, 1), &((tt__ListedProfile*)a)->token))
+		return NULL;
+	size_t soap_flag_Name1 = 1;
+	size_t soap_flag_PTZConfiguration1 = 1;
+	if (soap->body && *soap->href != '#')
+	{
+		for (;;)
+		{	soap->error = SOAP_TAG_MISMATCH;
+			if (soap_flag_Name1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
+			{	if (soap_in_std__string(soap, "tt:Name", &a->tt__ListedProfile::Name, "xsd:string"))
+				{	soap_flag_Name1--;
+					continue;
+				}
+			}
+			if (soap_flag_PTZConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_PointerTott__PTZConfiguration(soap, "tt:PTZConfiguration", &a->tt__ListedProfile::PTZConfiguration, "tt:PTZConfiguration"))
+				{	soap_flag_PTZConfiguration1--;
+					continue;
+				}
+			}
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOfskipped_element(soap, "-any", &a->tt__ListedProfile::__any, "skipped-element"))
+					continue;
+			}
+			if (soap->error == SOAP_TAG_MISMATCH)
+				soap->error = soap_ignore_element(soap);
+			if (soap->error == SOAP_NO_TAG)
+				break;
+			if (soap->error)
+				return NULL;
+		}
+		if (soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	else
+	{	a = (tt__ListedProfile *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__ListedProfile, SOAP_TYPE_tt__ListedProfile, sizeof(tt__ListedProfile), 0, soap_finsert, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC1 tt__ListedProfile * SOAP_FMAC2 soap_instantiate_tt__ListedProfile(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_tt__ListedProfile(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	tt__ListedProfile *p;
+	size_t k = sizeof(tt__ListedProfile);
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_tt__ListedProfile, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, tt__ListedProfile);
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, tt__ListedProfile, n);
+		k *= n;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__ListedProfile location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+int tt__ListedProfile::soap_put(struct soap *soap, const char *tag, const  char *type) const
+{
+	if (soap_out_tt__ListedProfile(soap, tag ? tag : "tt:ListedProfile", -2, this, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+void *tt__ListedProfile::soap_get(struct soap *soap, const char *tag, const char *type)
+{
+	return soap_get_tt__ListedProfile(soap, this, tag, type);
+}
+
+SOAP_FMAC3 tt__ListedProfile * SOAP_FMAC4 soap_get_tt__ListedProfile(struct soap *soap, tt__ListedProfile *p, const char *tag, const char *type)
+{
+	if ((p = soap_in_tt__ListedProfile(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -16303,15 +16393,15 @@ SOAP_FMAC3 _trt__GetVideoEncoderConfigurations * SOAP_FMAC4 soap_get__trt__GetVi
 
 void _trt__GetProfilesResponse::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_std__vectorTemplateOfPointerTott__Profile(soap, &this->_trt__GetProfilesResponse::Profiles);
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOfPointerTott__ListedProfile(soap, &this->_trt__GetProfilesResponse::Profiles);
 }
 
 void _trt__GetProfilesResponse::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOfPointerTott__Profile(soap, &this->_trt__GetProfilesResponse::Profiles);
+	soap_serialize_std__vectorTemplateOfPointerTott__ListedProfile(soap, &this->_trt__GetProfilesResponse::Profiles);
 #endif
 }
 
@@ -16326,7 +16416,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out__trt__GetProfilesResponse(struct soap *soap, 
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE__trt__GetProfilesResponse), type))
 		return soap->error;
 	soap_element_result(soap, "trt:Profiles");
-	if (soap_out_std__vectorTemplateOfPointerTott__Profile(soap, "trt:Profiles", -1, &a->_trt__GetProfilesResponse::Profiles, ""))
+	if (soap_out_std__vectorTemplateOfPointerTott__ListedProfile(soap, "trt:Profiles", -1, &a->_trt__GetProfilesResponse::Profiles, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -16356,7 +16446,7 @@ SOAP_FMAC3 _trt__GetProfilesResponse * SOAP_FMAC4 soap_in__trt__GetProfilesRespo
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
 			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOfPointerTott__Profile(soap, "trt:Profiles", &a->_trt__GetProfilesResponse::Profiles, "tt:Profile"))
+			{	if (soap_in_std__vectorTemplateOfPointerTott__ListedProfile(soap, "trt:Profiles", &a->_trt__GetProfilesResponse::Profiles, "tt:ListedProfile"))
 					continue;
 			}
 			soap_check_result(soap, "trt:Profiles");
@@ -16389,15 +16479,10 @@ SOAP_FMAC1 _trt__GetProfilesResponse * SOAP_FMAC2 soap_instantiate__trt__GetProf
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, _trt__GetProfilesResponse);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, _trt__GetProfilesResponse, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated _trt__GetProfilesResponse location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -16831,17 +16916,13 @@ SOAP_FMAC3 _trt__GetProfile * SOAP_FMAC4 soap_get__trt__GetProfile(struct soap *
 
 void tt__PTZVector::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__PTZVector::PanTilt = NULL;
-	this->tt__PTZVector::Zoom = NULL;
+	(void)soap; /* appease -Wall -Werror */
 }
 
 void tt__PTZVector::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__Vector2D(soap, &this->tt__PTZVector::PanTilt);
-	soap_serialize_PointerTott__Vector1D(soap, &this->tt__PTZVector::Zoom);
 #endif
 }
 
@@ -16854,10 +16935,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZVector(struct soap *soap, const char *
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PTZVector), type))
-		return soap->error;
-	if (soap_out_PointerTott__Vector2D(soap, "tt:PanTilt", -1, &a->tt__PTZVector::PanTilt, ""))
-		return soap->error;
-	if (soap_out_PointerTott__Vector1D(soap, "tt:Zoom", -1, &a->tt__PTZVector::Zoom, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -16882,24 +16959,10 @@ SOAP_FMAC3 tt__PTZVector * SOAP_FMAC4 soap_in_tt__PTZVector(struct soap *soap, c
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_PanTilt1 = 1;
-	size_t soap_flag_Zoom1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_PanTilt1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__Vector2D(soap, "tt:PanTilt", &a->tt__PTZVector::PanTilt, "tt:Vector2D"))
-				{	soap_flag_PanTilt1--;
-					continue;
-				}
-			}
-			if (soap_flag_Zoom1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__Vector1D(soap, "tt:Zoom", &a->tt__PTZVector::Zoom, "tt:Vector1D"))
-				{	soap_flag_Zoom1--;
-					continue;
-				}
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -16929,15 +16992,10 @@ SOAP_FMAC1 tt__PTZVector * SOAP_FMAC2 soap_instantiate_tt__PTZVector(struct soap
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTZVector);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTZVector, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTZVector location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -18190,9 +18248,8 @@ SOAP_FMAC3 tt__ItemList * SOAP_FMAC4 soap_get_tt__ItemList(struct soap *soap, tt
 
 void tt__PTZPreset::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__PTZPreset::Name = NULL;
-	this->tt__PTZPreset::PTZPosition = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__vectorTemplateOfskipped_element(soap, &this->tt__PTZPreset::__any);
 	this->tt__PTZPreset::token = NULL;
 }
 
@@ -18200,8 +18257,7 @@ void tt__PTZPreset::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__Name(soap, &this->tt__PTZPreset::Name);
-	soap_serialize_PointerTott__PTZVector(soap, &this->tt__PTZPreset::PTZPosition);
+	soap_serialize_std__vectorTemplateOfskipped_element(soap, &this->tt__PTZPreset::__any);
 #endif
 }
 
@@ -18218,9 +18274,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZPreset(struct soap *soap, const char *
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PTZPreset), type))
 		return soap->error;
-	if (soap_out_PointerTott__Name(soap, "tt:Name", -1, &a->tt__PTZPreset::Name, ""))
-		return soap->error;
-	if (soap_out_PointerTott__PTZVector(soap, "tt:PTZPosition", -1, &a->tt__PTZPreset::PTZPosition, ""))
+	if (soap_out_std__vectorTemplateOfskipped_element(soap, "-any", -1, &a->tt__PTZPreset::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -18257,23 +18311,13 @@ SOAP_FMAC3 tt__PTZPreset * SOAP_FMAC4 soap_in_tt__PTZPreset(struct soap *soap, c
 		else if (soap->error)
 			return NULL;
 	}
-	size_t soap_flag_Name1 = 1;
-	size_t soap_flag_PTZPosition1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Name1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_PointerTott__Name(soap, "tt:Name", &a->tt__PTZPreset::Name, "tt:Name"))
-				{	soap_flag_Name1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOfskipped_element(soap, "-any", &a->tt__PTZPreset::__any, "skipped-element"))
 					continue;
-				}
-			}
-			if (soap_flag_PTZPosition1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__PTZVector(soap, "tt:PTZPosition", &a->tt__PTZPreset::PTZPosition, "tt:PTZVector"))
-				{	soap_flag_PTZPosition1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -18304,15 +18348,10 @@ SOAP_FMAC1 tt__PTZPreset * SOAP_FMAC2 soap_instantiate_tt__PTZPreset(struct soap
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__PTZPreset);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__PTZPreset, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__PTZPreset location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -20024,7 +20063,7 @@ void tt__PTZConfiguration::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
 	soap_default_std__string(soap, &this->tt__PTZConfiguration::NodeToken);
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__PTZConfiguration::__any);
+	soap_default_std__vectorTemplateOfskipped_element(soap, &this->tt__PTZConfiguration::__any);
 }
 
 void tt__PTZConfiguration::soap_serialize(struct soap *soap) const
@@ -20033,7 +20072,7 @@ void tt__PTZConfiguration::soap_serialize(struct soap *soap) const
 #ifndef WITH_NOIDREF
 	soap_embedded(soap, &this->tt__PTZConfiguration::NodeToken, SOAP_TYPE_std__string);
 	soap_serialize_std__string(soap, &this->tt__PTZConfiguration::NodeToken);
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__PTZConfiguration::__any);
+	soap_serialize_std__vectorTemplateOfskipped_element(soap, &this->tt__PTZConfiguration::__any);
 #endif
 }
 
@@ -20049,7 +20088,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZConfiguration(struct soap *soap, const
 		return soap->error;
 	if (soap_out_std__string(soap, "tt:NodeToken", -1, &a->tt__PTZConfiguration::NodeToken, ""))
 		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__PTZConfiguration::__any, ""))
+	if (soap_out_std__vectorTemplateOfskipped_element(soap, "-any", -1, &a->tt__PTZConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -20086,7 +20125,7 @@ SOAP_FMAC3 tt__PTZConfiguration * SOAP_FMAC4 soap_in_tt__PTZConfiguration(struct
 				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__PTZConfiguration::__any, ""))
+			{	if (soap_in_std__vectorTemplateOfskipped_element(soap, "-any", &a->tt__PTZConfiguration::__any, "skipped-element"))
 					continue;
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
@@ -20503,14 +20542,14 @@ SOAP_FMAC3 tt__PTZNodeExtension2 * SOAP_FMAC4 soap_get_tt__PTZNodeExtension2(str
 void tt__PTZNodeExtension::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__PTZNodeExtension::__any);
+	soap_default_std__vectorTemplateOfskipped_element(soap, &this->tt__PTZNodeExtension::__any);
 }
 
 void tt__PTZNodeExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__PTZNodeExtension::__any);
+	soap_serialize_std__vectorTemplateOfskipped_element(soap, &this->tt__PTZNodeExtension::__any);
 #endif
 }
 
@@ -20524,7 +20563,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__PTZNodeExtension(struct soap *soap, const
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__PTZNodeExtension), type))
 		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__PTZNodeExtension::__any, ""))
+	if (soap_out_std__vectorTemplateOfskipped_element(soap, "-any", -1, &a->tt__PTZNodeExtension::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -20554,7 +20593,7 @@ SOAP_FMAC3 tt__PTZNodeExtension * SOAP_FMAC4 soap_in_tt__PTZNodeExtension(struct
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
 			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__PTZNodeExtension::__any, ""))
+			{	if (soap_in_std__vectorTemplateOfskipped_element(soap, "-any", &a->tt__PTZNodeExtension::__any, "skipped-element"))
 					continue;
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
@@ -21465,14 +21504,14 @@ SOAP_FMAC3 tt__DateTime * SOAP_FMAC4 soap_get_tt__DateTime(struct soap *soap, tt
 void tt__SystemDateTimeExtension::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__SystemDateTimeExtension::__any);
+	soap_default_std__vectorTemplateOfskipped_element(soap, &this->tt__SystemDateTimeExtension::__any);
 }
 
 void tt__SystemDateTimeExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__SystemDateTimeExtension::__any);
+	soap_serialize_std__vectorTemplateOfskipped_element(soap, &this->tt__SystemDateTimeExtension::__any);
 #endif
 }
 
@@ -21486,7 +21525,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SystemDateTimeExtension(struct soap *soap
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SystemDateTimeExtension), type))
 		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__SystemDateTimeExtension::__any, ""))
+	if (soap_out_std__vectorTemplateOfskipped_element(soap, "-any", -1, &a->tt__SystemDateTimeExtension::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -21516,7 +21555,7 @@ SOAP_FMAC3 tt__SystemDateTimeExtension * SOAP_FMAC4 soap_in_tt__SystemDateTimeEx
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
 			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__SystemDateTimeExtension::__any, ""))
+			{	if (soap_in_std__vectorTemplateOfskipped_element(soap, "-any", &a->tt__SystemDateTimeExtension::__any, "skipped-element"))
 					continue;
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
@@ -22820,14 +22859,12 @@ SOAP_FMAC3 tt__PTZCapabilities * SOAP_FMAC4 soap_get_tt__PTZCapabilities(struct 
 void tt__ImagingCapabilities::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__ImagingCapabilities::__any);
 }
 
 void tt__ImagingCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__ImagingCapabilities::__any);
 #endif
 }
 
@@ -22840,8 +22877,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ImagingCapabilities(struct soap *soap, co
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__ImagingCapabilities), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__ImagingCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -22870,10 +22905,6 @@ SOAP_FMAC3 tt__ImagingCapabilities * SOAP_FMAC4 soap_in_tt__ImagingCapabilities(
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__ImagingCapabilities::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -23280,14 +23311,12 @@ SOAP_FMAC3 tt__SystemCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__SystemCapab
 void tt__SystemCapabilities::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__SystemCapabilities::__any);
 }
 
 void tt__SystemCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__SystemCapabilities::__any);
 #endif
 }
 
@@ -23300,8 +23329,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SystemCapabilities(struct soap *soap, con
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SystemCapabilities), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__SystemCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -23330,10 +23357,6 @@ SOAP_FMAC3 tt__SystemCapabilities * SOAP_FMAC4 soap_in_tt__SystemCapabilities(st
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__SystemCapabilities::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -23627,14 +23650,12 @@ SOAP_FMAC3 tt__SecurityCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__SecurityC
 void tt__SecurityCapabilities::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__SecurityCapabilities::__any);
 }
 
 void tt__SecurityCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__SecurityCapabilities::__any);
 #endif
 }
 
@@ -23647,8 +23668,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__SecurityCapabilities(struct soap *soap, c
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__SecurityCapabilities), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__SecurityCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -23677,10 +23696,6 @@ SOAP_FMAC3 tt__SecurityCapabilities * SOAP_FMAC4 soap_in_tt__SecurityCapabilitie
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__SecurityCapabilities::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -23974,14 +23989,12 @@ SOAP_FMAC3 tt__NetworkCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__NetworkCap
 void tt__NetworkCapabilities::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__NetworkCapabilities::__any);
 }
 
 void tt__NetworkCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__NetworkCapabilities::__any);
 #endif
 }
 
@@ -23994,8 +24007,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__NetworkCapabilities(struct soap *soap, co
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__NetworkCapabilities), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__NetworkCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -24024,10 +24035,6 @@ SOAP_FMAC3 tt__NetworkCapabilities * SOAP_FMAC4 soap_in_tt__NetworkCapabilities(
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__NetworkCapabilities::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -24321,14 +24328,12 @@ SOAP_FMAC3 tt__RealTimeStreamingCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__
 void tt__RealTimeStreamingCapabilities::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__RealTimeStreamingCapabilities::__any);
 }
 
 void tt__RealTimeStreamingCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__RealTimeStreamingCapabilities::__any);
 #endif
 }
 
@@ -24341,8 +24346,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__RealTimeStreamingCapabilities(struct soap
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__RealTimeStreamingCapabilities), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__RealTimeStreamingCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -24371,10 +24374,6 @@ SOAP_FMAC3 tt__RealTimeStreamingCapabilities * SOAP_FMAC4 soap_in_tt__RealTimeSt
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__RealTimeStreamingCapabilities::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -24442,14 +24441,12 @@ SOAP_FMAC3 tt__RealTimeStreamingCapabilities * SOAP_FMAC4 soap_get_tt__RealTimeS
 void tt__MediaCapabilitiesExtension::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__MediaCapabilitiesExtension::__any);
 }
 
 void tt__MediaCapabilitiesExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__MediaCapabilitiesExtension::__any);
 #endif
 }
 
@@ -24462,8 +24459,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__MediaCapabilitiesExtension(struct soap *s
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__MediaCapabilitiesExtension), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__MediaCapabilitiesExtension::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -24492,10 +24487,6 @@ SOAP_FMAC3 tt__MediaCapabilitiesExtension * SOAP_FMAC4 soap_in_tt__MediaCapabili
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__MediaCapabilitiesExtension::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -24562,20 +24553,18 @@ SOAP_FMAC3 tt__MediaCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__MediaCapabil
 
 void tt__MediaCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__MediaCapabilities::XAddr);
-	this->tt__MediaCapabilities::StreamingCapabilities.tt__RealTimeStreamingCapabilities::soap_default(soap);
-	this->tt__MediaCapabilities::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__string(soap, &this->tt__MediaCapabilities::XAddr);
+	soap_default_std__vectorTemplateOfskipped_element(soap, &this->tt__MediaCapabilities::__any);
 }
 
 void tt__MediaCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__MediaCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__MediaCapabilities::XAddr);
-	this->tt__MediaCapabilities::StreamingCapabilities.soap_serialize(soap);
-	soap_serialize_PointerTott__MediaCapabilitiesExtension(soap, &this->tt__MediaCapabilities::Extension);
+	soap_embedded(soap, &this->tt__MediaCapabilities::XAddr, SOAP_TYPE_std__string);
+	soap_serialize_std__string(soap, &this->tt__MediaCapabilities::XAddr);
+	soap_serialize_std__vectorTemplateOfskipped_element(soap, &this->tt__MediaCapabilities::__any);
 #endif
 }
 
@@ -24589,11 +24578,9 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__MediaCapabilities(struct soap *soap, cons
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__MediaCapabilities), type))
 		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__MediaCapabilities::XAddr, ""))
+	if (soap_out_std__string(soap, "tt:XAddr", -1, &a->tt__MediaCapabilities::XAddr, ""))
 		return soap->error;
-	if ((a->tt__MediaCapabilities::StreamingCapabilities).soap_out(soap, "tt:StreamingCapabilities", -1, ""))
-		return soap->error;
-	if (soap_out_PointerTott__MediaCapabilitiesExtension(soap, "tt:Extension", -1, &a->tt__MediaCapabilities::Extension, ""))
+	if (soap_out_std__vectorTemplateOfskipped_element(soap, "-any", -1, &a->tt__MediaCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -24619,29 +24606,19 @@ SOAP_FMAC3 tt__MediaCapabilities * SOAP_FMAC4 soap_in_tt__MediaCapabilities(stru
 	if (soap->alloced)
 		a->soap_default(soap);
 	size_t soap_flag_XAddr1 = 1;
-	size_t soap_flag_StreamingCapabilities1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
 			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__MediaCapabilities::XAddr, "xsd:anyURI"))
+			{	if (soap_in_std__string(soap, "tt:XAddr", &a->tt__MediaCapabilities::XAddr, "xsd:string"))
 				{	soap_flag_XAddr1--;
 					continue;
 				}
 			}
-			if (soap_flag_StreamingCapabilities1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if ((a->tt__MediaCapabilities::StreamingCapabilities).soap_in(soap, "tt:StreamingCapabilities", "tt:RealTimeStreamingCapabilities"))
-				{	soap_flag_StreamingCapabilities1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOfskipped_element(soap, "-any", &a->tt__MediaCapabilities::__any, "skipped-element"))
 					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__MediaCapabilitiesExtension(soap, "tt:Extension", &a->tt__MediaCapabilities::Extension, "tt:MediaCapabilitiesExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -24652,7 +24629,7 @@ SOAP_FMAC3 tt__MediaCapabilities * SOAP_FMAC4 soap_in_tt__MediaCapabilities(stru
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0 || soap_flag_StreamingCapabilities1 > 0))
+		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_XAddr1 > 0))
 		{	soap->error = SOAP_OCCURS;
 			return NULL;
 		}
@@ -24680,15 +24657,10 @@ SOAP_FMAC1 tt__MediaCapabilities * SOAP_FMAC2 soap_instantiate_tt__MediaCapabili
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__MediaCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__MediaCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__MediaCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -24949,14 +24921,12 @@ SOAP_FMAC3 tt__IOCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__IOCapabilitiesE
 void tt__IOCapabilities::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__IOCapabilities::__any);
 }
 
 void tt__IOCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__IOCapabilities::__any);
 #endif
 }
 
@@ -24969,8 +24939,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__IOCapabilities(struct soap *soap, const c
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__IOCapabilities), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__IOCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -24999,10 +24967,6 @@ SOAP_FMAC3 tt__IOCapabilities * SOAP_FMAC4 soap_in_tt__IOCapabilities(struct soa
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__IOCapabilities::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -25070,14 +25034,12 @@ SOAP_FMAC3 tt__IOCapabilities * SOAP_FMAC4 soap_get_tt__IOCapabilities(struct so
 void tt__EventCapabilities::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__EventCapabilities::__any);
 }
 
 void tt__EventCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__EventCapabilities::__any);
 #endif
 }
 
@@ -25090,8 +25052,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__EventCapabilities(struct soap *soap, cons
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__EventCapabilities), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__EventCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -25120,10 +25080,6 @@ SOAP_FMAC3 tt__EventCapabilities * SOAP_FMAC4 soap_in_tt__EventCapabilities(stru
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__EventCapabilities::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -25191,14 +25147,12 @@ SOAP_FMAC3 tt__EventCapabilities * SOAP_FMAC4 soap_get_tt__EventCapabilities(str
 void tt__DeviceCapabilitiesExtension::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__DeviceCapabilitiesExtension::__any);
 }
 
 void tt__DeviceCapabilitiesExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__DeviceCapabilitiesExtension::__any);
 #endif
 }
 
@@ -25211,8 +25165,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__DeviceCapabilitiesExtension(struct soap *
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__DeviceCapabilitiesExtension), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__DeviceCapabilitiesExtension::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -25241,10 +25193,6 @@ SOAP_FMAC3 tt__DeviceCapabilitiesExtension * SOAP_FMAC4 soap_in_tt__DeviceCapabi
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__DeviceCapabilitiesExtension::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -25311,26 +25259,18 @@ SOAP_FMAC3 tt__DeviceCapabilitiesExtension * SOAP_FMAC4 soap_get_tt__DeviceCapab
 
 void tt__DeviceCapabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__DeviceCapabilities::XAddr);
-	this->tt__DeviceCapabilities::Network = NULL;
-	this->tt__DeviceCapabilities::System = NULL;
-	this->tt__DeviceCapabilities::IO = NULL;
-	this->tt__DeviceCapabilities::Security = NULL;
-	this->tt__DeviceCapabilities::Extension = NULL;
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__string(soap, &this->tt__DeviceCapabilities::XAddr);
+	soap_default_std__vectorTemplateOfskipped_element(soap, &this->tt__DeviceCapabilities::__any);
 }
 
 void tt__DeviceCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__DeviceCapabilities::XAddr, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__DeviceCapabilities::XAddr);
-	soap_serialize_PointerTott__NetworkCapabilities(soap, &this->tt__DeviceCapabilities::Network);
-	soap_serialize_PointerTott__SystemCapabilities(soap, &this->tt__DeviceCapabilities::System);
-	soap_serialize_PointerTott__IOCapabilities(soap, &this->tt__DeviceCapabilities::IO);
-	soap_serialize_PointerTott__SecurityCapabilities(soap, &this->tt__DeviceCapabilities::Security);
-	soap_serialize_PointerTott__DeviceCapabilitiesExtension(soap, &this->tt__DeviceCapabilities::Extension);
+	soap_embedded(soap, &this->tt__DeviceCapabilities::XAddr, SOAP_TYPE_std__string);
+	soap_serialize_std__string(soap, &this->tt__DeviceCapabilities::XAddr);
+	soap_serialize_std__vectorTemplateOfskipped_element(soap, &this->tt__DeviceCapabilities::__any);
 #endif
 }
 
@@ -25344,17 +25284,9 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__DeviceCapabilities(struct soap *soap, con
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__DeviceCapabilities), type))
 		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:XAddr", -1, &a->tt__DeviceCapabilities::XAddr, ""))
+	if (soap_out_std__string(soap, "tt:XAddr", -1, &a->tt__DeviceCapabilities::XAddr, ""))
 		return soap->error;
-	if (soap_out_PointerTott__NetworkCapabilities(soap, "tt:Network", -1, &a->tt__DeviceCapabilities::Network, ""))
-		return soap->error;
-	if (soap_out_PointerTott__SystemCapabilities(soap, "tt:System", -1, &a->tt__DeviceCapabilities::System, ""))
-		return soap->error;
-	if (soap_out_PointerTott__IOCapabilities(soap, "tt:IO", -1, &a->tt__DeviceCapabilities::IO, ""))
-		return soap->error;
-	if (soap_out_PointerTott__SecurityCapabilities(soap, "tt:Security", -1, &a->tt__DeviceCapabilities::Security, ""))
-		return soap->error;
-	if (soap_out_PointerTott__DeviceCapabilitiesExtension(soap, "tt:Extension", -1, &a->tt__DeviceCapabilities::Extension, ""))
+	if (soap_out_std__vectorTemplateOfskipped_element(soap, "-any", -1, &a->tt__DeviceCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -25380,50 +25312,19 @@ SOAP_FMAC3 tt__DeviceCapabilities * SOAP_FMAC4 soap_in_tt__DeviceCapabilities(st
 	if (soap->alloced)
 		a->soap_default(soap);
 	size_t soap_flag_XAddr1 = 1;
-	size_t soap_flag_Network1 = 1;
-	size_t soap_flag_System1 = 1;
-	size_t soap_flag_IO1 = 1;
-	size_t soap_flag_Security1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
 			if (soap_flag_XAddr1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:XAddr", &a->tt__DeviceCapabilities::XAddr, "xsd:anyURI"))
+			{	if (soap_in_std__string(soap, "tt:XAddr", &a->tt__DeviceCapabilities::XAddr, "xsd:string"))
 				{	soap_flag_XAddr1--;
 					continue;
 				}
 			}
-			if (soap_flag_Network1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__NetworkCapabilities(soap, "tt:Network", &a->tt__DeviceCapabilities::Network, "tt:NetworkCapabilities"))
-				{	soap_flag_Network1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOfskipped_element(soap, "-any", &a->tt__DeviceCapabilities::__any, "skipped-element"))
 					continue;
-				}
-			}
-			if (soap_flag_System1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__SystemCapabilities(soap, "tt:System", &a->tt__DeviceCapabilities::System, "tt:SystemCapabilities"))
-				{	soap_flag_System1--;
-					continue;
-				}
-			}
-			if (soap_flag_IO1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__IOCapabilities(soap, "tt:IO", &a->tt__DeviceCapabilities::IO, "tt:IOCapabilities"))
-				{	soap_flag_IO1--;
-					continue;
-				}
-			}
-			if (soap_flag_Security1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__SecurityCapabilities(soap, "tt:Security", &a->tt__DeviceCapabilities::Security, "tt:SecurityCapabilities"))
-				{	soap_flag_Security1--;
-					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__DeviceCapabilitiesExtension(soap, "tt:Extension", &a->tt__DeviceCapabilities::Extension, "tt:DeviceCapabilitiesExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -25462,15 +25363,10 @@ SOAP_FMAC1 tt__DeviceCapabilities * SOAP_FMAC2 soap_instantiate_tt__DeviceCapabi
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__DeviceCapabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__DeviceCapabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__DeviceCapabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -25505,14 +25401,12 @@ SOAP_FMAC3 tt__DeviceCapabilities * SOAP_FMAC4 soap_get_tt__DeviceCapabilities(s
 void tt__AnalyticsCapabilities::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__AnalyticsCapabilities::__any);
 }
 
 void tt__AnalyticsCapabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__AnalyticsCapabilities::__any);
 #endif
 }
 
@@ -25525,8 +25419,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AnalyticsCapabilities(struct soap *soap, 
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AnalyticsCapabilities), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__AnalyticsCapabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -25555,10 +25447,6 @@ SOAP_FMAC3 tt__AnalyticsCapabilities * SOAP_FMAC4 soap_in_tt__AnalyticsCapabilit
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__AnalyticsCapabilities::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -25739,14 +25627,12 @@ SOAP_FMAC3 tt__CapabilitiesExtension2 * SOAP_FMAC4 soap_get_tt__CapabilitiesExte
 void tt__CapabilitiesExtension::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__CapabilitiesExtension::__any);
 }
 
 void tt__CapabilitiesExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__CapabilitiesExtension::__any);
 #endif
 }
 
@@ -25759,8 +25645,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__CapabilitiesExtension(struct soap *soap, 
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__CapabilitiesExtension), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__CapabilitiesExtension::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -25789,10 +25673,6 @@ SOAP_FMAC3 tt__CapabilitiesExtension * SOAP_FMAC4 soap_in_tt__CapabilitiesExtens
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__CapabilitiesExtension::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -25859,27 +25739,21 @@ SOAP_FMAC3 tt__CapabilitiesExtension * SOAP_FMAC4 soap_get_tt__CapabilitiesExten
 
 void tt__Capabilities::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	this->tt__Capabilities::Analytics = NULL;
+	(void)soap; /* appease -Wall -Werror */
 	this->tt__Capabilities::Device = NULL;
-	this->tt__Capabilities::Events = NULL;
-	this->tt__Capabilities::Imaging = NULL;
 	this->tt__Capabilities::Media = NULL;
 	this->tt__Capabilities::PTZ = NULL;
-	this->tt__Capabilities::Extension = NULL;
+	soap_default_std__vectorTemplateOfskipped_element(soap, &this->tt__Capabilities::__any);
 }
 
 void tt__Capabilities::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_PointerTott__AnalyticsCapabilities(soap, &this->tt__Capabilities::Analytics);
 	soap_serialize_PointerTott__DeviceCapabilities(soap, &this->tt__Capabilities::Device);
-	soap_serialize_PointerTott__EventCapabilities(soap, &this->tt__Capabilities::Events);
-	soap_serialize_PointerTott__ImagingCapabilities(soap, &this->tt__Capabilities::Imaging);
 	soap_serialize_PointerTott__MediaCapabilities(soap, &this->tt__Capabilities::Media);
 	soap_serialize_PointerTott__PTZCapabilities(soap, &this->tt__Capabilities::PTZ);
-	soap_serialize_PointerTott__CapabilitiesExtension(soap, &this->tt__Capabilities::Extension);
+	soap_serialize_std__vectorTemplateOfskipped_element(soap, &this->tt__Capabilities::__any);
 #endif
 }
 
@@ -25893,19 +25767,13 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Capabilities(struct soap *soap, const cha
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__Capabilities), type))
 		return soap->error;
-	if (soap_out_PointerTott__AnalyticsCapabilities(soap, "tt:Analytics", -1, &a->tt__Capabilities::Analytics, ""))
-		return soap->error;
 	if (soap_out_PointerTott__DeviceCapabilities(soap, "tt:Device", -1, &a->tt__Capabilities::Device, ""))
-		return soap->error;
-	if (soap_out_PointerTott__EventCapabilities(soap, "tt:Events", -1, &a->tt__Capabilities::Events, ""))
-		return soap->error;
-	if (soap_out_PointerTott__ImagingCapabilities(soap, "tt:Imaging", -1, &a->tt__Capabilities::Imaging, ""))
 		return soap->error;
 	if (soap_out_PointerTott__MediaCapabilities(soap, "tt:Media", -1, &a->tt__Capabilities::Media, ""))
 		return soap->error;
 	if (soap_out_PointerTott__PTZCapabilities(soap, "tt:PTZ", -1, &a->tt__Capabilities::PTZ, ""))
 		return soap->error;
-	if (soap_out_PointerTott__CapabilitiesExtension(soap, "tt:Extension", -1, &a->tt__Capabilities::Extension, ""))
+	if (soap_out_std__vectorTemplateOfskipped_element(soap, "-any", -1, &a->tt__Capabilities::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -25930,38 +25798,16 @@ SOAP_FMAC3 tt__Capabilities * SOAP_FMAC4 soap_in_tt__Capabilities(struct soap *s
 	}
 	if (soap->alloced)
 		a->soap_default(soap);
-	size_t soap_flag_Analytics1 = 1;
 	size_t soap_flag_Device1 = 1;
-	size_t soap_flag_Events1 = 1;
-	size_t soap_flag_Imaging1 = 1;
 	size_t soap_flag_Media1 = 1;
 	size_t soap_flag_PTZ1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Analytics1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__AnalyticsCapabilities(soap, "tt:Analytics", &a->tt__Capabilities::Analytics, "tt:AnalyticsCapabilities"))
-				{	soap_flag_Analytics1--;
-					continue;
-				}
-			}
 			if (soap_flag_Device1 && soap->error == SOAP_TAG_MISMATCH)
 			{	if (soap_in_PointerTott__DeviceCapabilities(soap, "tt:Device", &a->tt__Capabilities::Device, "tt:DeviceCapabilities"))
 				{	soap_flag_Device1--;
-					continue;
-				}
-			}
-			if (soap_flag_Events1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__EventCapabilities(soap, "tt:Events", &a->tt__Capabilities::Events, "tt:EventCapabilities"))
-				{	soap_flag_Events1--;
-					continue;
-				}
-			}
-			if (soap_flag_Imaging1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__ImagingCapabilities(soap, "tt:Imaging", &a->tt__Capabilities::Imaging, "tt:ImagingCapabilities"))
-				{	soap_flag_Imaging1--;
 					continue;
 				}
 			}
@@ -25977,11 +25823,9 @@ SOAP_FMAC3 tt__Capabilities * SOAP_FMAC4 soap_in_tt__Capabilities(struct soap *s
 					continue;
 				}
 			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__CapabilitiesExtension(soap, "tt:Extension", &a->tt__Capabilities::Extension, "tt:CapabilitiesExtension"))
-				{	soap_flag_Extension1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOfskipped_element(soap, "-any", &a->tt__Capabilities::__any, "skipped-element"))
 					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -26012,15 +25856,10 @@ SOAP_FMAC1 tt__Capabilities * SOAP_FMAC2 soap_instantiate_tt__Capabilities(struc
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__Capabilities);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__Capabilities, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__Capabilities location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -26213,23 +26052,18 @@ SOAP_FMAC3 tt__IPAddress * SOAP_FMAC4 soap_get_tt__IPAddress(struct soap *soap, 
 
 void tt__MediaUri::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_xsd__anyURI(soap, &this->tt__MediaUri::Uri);
-	soap_default_bool(soap, &this->tt__MediaUri::InvalidAfterConnect);
-	soap_default_bool(soap, &this->tt__MediaUri::InvalidAfterReboot);
-	soap_default_xsd__duration(soap, &this->tt__MediaUri::Timeout);
+	(void)soap; /* appease -Wall -Werror */
+	soap_default_std__string(soap, &this->tt__MediaUri::Uri);
+	soap_default_std__vectorTemplateOfskipped_element(soap, &this->tt__MediaUri::__any);
 }
 
 void tt__MediaUri::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__MediaUri::Uri, SOAP_TYPE_xsd__anyURI);
-	soap_serialize_xsd__anyURI(soap, &this->tt__MediaUri::Uri);
-	soap_embedded(soap, &this->tt__MediaUri::InvalidAfterConnect, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__MediaUri::InvalidAfterReboot, SOAP_TYPE_bool);
-	soap_embedded(soap, &this->tt__MediaUri::Timeout, SOAP_TYPE_xsd__duration);
-	soap_serialize_xsd__duration(soap, &this->tt__MediaUri::Timeout);
+	soap_embedded(soap, &this->tt__MediaUri::Uri, SOAP_TYPE_std__string);
+	soap_serialize_std__string(soap, &this->tt__MediaUri::Uri);
+	soap_serialize_std__vectorTemplateOfskipped_element(soap, &this->tt__MediaUri::__any);
 #endif
 }
 
@@ -26243,13 +26077,9 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__MediaUri(struct soap *soap, const char *t
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__MediaUri), type))
 		return soap->error;
-	if (soap_out_xsd__anyURI(soap, "tt:Uri", -1, &a->tt__MediaUri::Uri, ""))
+	if (soap_out_std__string(soap, "tt:Uri", -1, &a->tt__MediaUri::Uri, ""))
 		return soap->error;
-	if (soap_out_bool(soap, "tt:InvalidAfterConnect", -1, &a->tt__MediaUri::InvalidAfterConnect, ""))
-		return soap->error;
-	if (soap_out_bool(soap, "tt:InvalidAfterReboot", -1, &a->tt__MediaUri::InvalidAfterReboot, ""))
-		return soap->error;
-	if (soap_out_xsd__duration(soap, "tt:Timeout", -1, &a->tt__MediaUri::Timeout, ""))
+	if (soap_out_std__vectorTemplateOfskipped_element(soap, "-any", -1, &a->tt__MediaUri::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -26275,36 +26105,19 @@ SOAP_FMAC3 tt__MediaUri * SOAP_FMAC4 soap_in_tt__MediaUri(struct soap *soap, con
 	if (soap->alloced)
 		a->soap_default(soap);
 	size_t soap_flag_Uri1 = 1;
-	size_t soap_flag_InvalidAfterConnect1 = 1;
-	size_t soap_flag_InvalidAfterReboot1 = 1;
-	size_t soap_flag_Timeout1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
 			if (soap_flag_Uri1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__anyURI(soap, "tt:Uri", &a->tt__MediaUri::Uri, "xsd:anyURI"))
+			{	if (soap_in_std__string(soap, "tt:Uri", &a->tt__MediaUri::Uri, "xsd:string"))
 				{	soap_flag_Uri1--;
 					continue;
 				}
 			}
-			if (soap_flag_InvalidAfterConnect1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:InvalidAfterConnect", &a->tt__MediaUri::InvalidAfterConnect, "xsd:boolean"))
-				{	soap_flag_InvalidAfterConnect1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOfskipped_element(soap, "-any", &a->tt__MediaUri::__any, "skipped-element"))
 					continue;
-				}
-			}
-			if (soap_flag_InvalidAfterReboot1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_bool(soap, "tt:InvalidAfterReboot", &a->tt__MediaUri::InvalidAfterReboot, "xsd:boolean"))
-				{	soap_flag_InvalidAfterReboot1--;
-					continue;
-				}
-			}
-			if (soap_flag_Timeout1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_xsd__duration(soap, "tt:Timeout", &a->tt__MediaUri::Timeout, "xsd:duration"))
-				{	soap_flag_Timeout1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -26315,7 +26128,7 @@ SOAP_FMAC3 tt__MediaUri * SOAP_FMAC4 soap_in_tt__MediaUri(struct soap *soap, con
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Uri1 > 0 || soap_flag_InvalidAfterConnect1 > 0 || soap_flag_InvalidAfterReboot1 > 0 || soap_flag_Timeout1 > 0))
+		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Uri1 > 0))
 		{	soap->error = SOAP_OCCURS;
 			return NULL;
 		}
@@ -26343,15 +26156,10 @@ SOAP_FMAC1 tt__MediaUri * SOAP_FMAC2 soap_instantiate_tt__MediaUri(struct soap *
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__MediaUri);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__MediaUri, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__MediaUri location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -27538,14 +27346,12 @@ SOAP_FMAC3 tt__MetadataConfigurationExtension * SOAP_FMAC4 soap_get_tt__Metadata
 void tt__MetadataConfiguration::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__MetadataConfiguration::__any);
 }
 
 void tt__MetadataConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__MetadataConfiguration::__any);
 #endif
 }
 
@@ -27558,8 +27364,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__MetadataConfiguration(struct soap *soap, 
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__MetadataConfiguration), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__MetadataConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -27588,10 +27392,6 @@ SOAP_FMAC3 tt__MetadataConfiguration * SOAP_FMAC4 soap_in_tt__MetadataConfigurat
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__MetadataConfiguration::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -27659,14 +27459,12 @@ SOAP_FMAC3 tt__MetadataConfiguration * SOAP_FMAC4 soap_get_tt__MetadataConfigura
 void tt__VideoAnalyticsConfiguration::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__VideoAnalyticsConfiguration::__any);
 }
 
 void tt__VideoAnalyticsConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__VideoAnalyticsConfiguration::__any);
 #endif
 }
 
@@ -27679,8 +27477,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__VideoAnalyticsConfiguration(struct soap *
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__VideoAnalyticsConfiguration), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__VideoAnalyticsConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -27709,10 +27505,6 @@ SOAP_FMAC3 tt__VideoAnalyticsConfiguration * SOAP_FMAC4 soap_in_tt__VideoAnalyti
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__VideoAnalyticsConfiguration::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -27780,14 +27572,12 @@ SOAP_FMAC3 tt__VideoAnalyticsConfiguration * SOAP_FMAC4 soap_get_tt__VideoAnalyt
 void tt__AudioEncoderConfiguration::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__AudioEncoderConfiguration::__any);
 }
 
 void tt__AudioEncoderConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__AudioEncoderConfiguration::__any);
 #endif
 }
 
@@ -27800,8 +27590,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AudioEncoderConfiguration(struct soap *so
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AudioEncoderConfiguration), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__AudioEncoderConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -27830,10 +27618,6 @@ SOAP_FMAC3 tt__AudioEncoderConfiguration * SOAP_FMAC4 soap_in_tt__AudioEncoderCo
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__AudioEncoderConfiguration::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -27901,14 +27685,12 @@ SOAP_FMAC3 tt__AudioEncoderConfiguration * SOAP_FMAC4 soap_get_tt__AudioEncoderC
 void tt__AudioSourceConfiguration::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__AudioSourceConfiguration::__any);
 }
 
 void tt__AudioSourceConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__AudioSourceConfiguration::__any);
 #endif
 }
 
@@ -27921,8 +27703,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__AudioSourceConfiguration(struct soap *soa
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__AudioSourceConfiguration), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__AudioSourceConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -27951,10 +27731,6 @@ SOAP_FMAC3 tt__AudioSourceConfiguration * SOAP_FMAC4 soap_in_tt__AudioSourceConf
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__AudioSourceConfiguration::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -31378,14 +31154,12 @@ SOAP_FMAC3 tt__VideoSourceConfigurationExtension * SOAP_FMAC4 soap_get_tt__Video
 void tt__VideoSourceConfiguration::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__VideoSourceConfiguration::__any);
 }
 
 void tt__VideoSourceConfiguration::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__VideoSourceConfiguration::__any);
 #endif
 }
 
@@ -31398,8 +31172,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__VideoSourceConfiguration(struct soap *soa
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__VideoSourceConfiguration), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__VideoSourceConfiguration::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -31428,10 +31200,6 @@ SOAP_FMAC3 tt__VideoSourceConfiguration * SOAP_FMAC4 soap_in_tt__VideoSourceConf
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__VideoSourceConfiguration::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -31767,14 +31535,12 @@ SOAP_FMAC3 tt__ProfileExtension2 * SOAP_FMAC4 soap_get_tt__ProfileExtension2(str
 void tt__ProfileExtension::soap_default(struct soap *soap)
 {
 	(void)soap; /* appease -Wall -Werror */
-	soap_default_std__vectorTemplateOf_XML(soap, &this->tt__ProfileExtension::__any);
 }
 
 void tt__ProfileExtension::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_serialize_std__vectorTemplateOf_XML(soap, &this->tt__ProfileExtension::__any);
 #endif
 }
 
@@ -31787,8 +31553,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ProfileExtension(struct soap *soap, const
 {
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__ProfileExtension), type))
-		return soap->error;
-	if (soap_out_std__vectorTemplateOf_XML(soap, "-any", -1, &a->tt__ProfileExtension::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -31817,10 +31581,6 @@ SOAP_FMAC3 tt__ProfileExtension * SOAP_FMAC4 soap_in_tt__ProfileExtension(struct
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_std__vectorTemplateOf_XML(soap, "-any", &a->tt__ProfileExtension::__any, ""))
-					continue;
-			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
 			if (soap->error == SOAP_NO_TAG)
@@ -31887,34 +31647,20 @@ SOAP_FMAC3 tt__ProfileExtension * SOAP_FMAC4 soap_get_tt__ProfileExtension(struc
 
 void tt__Profile::soap_default(struct soap *soap)
 {
-	this->soap = soap;
-	soap_default_tt__Name(soap, &this->tt__Profile::Name);
-	this->tt__Profile::VideoSourceConfiguration = NULL;
-	this->tt__Profile::AudioSourceConfiguration = NULL;
+	(void)soap; /* appease -Wall -Werror */
 	this->tt__Profile::VideoEncoderConfiguration = NULL;
-	this->tt__Profile::AudioEncoderConfiguration = NULL;
-	this->tt__Profile::VideoAnalyticsConfiguration = NULL;
 	this->tt__Profile::PTZConfiguration = NULL;
-	this->tt__Profile::MetadataConfiguration = NULL;
-	this->tt__Profile::Extension = NULL;
+	soap_default_std__vectorTemplateOfskipped_element(soap, &this->tt__Profile::__any);
 	soap_default_tt__ReferenceToken(soap, &this->tt__Profile::token);
-	this->tt__Profile::fixed = NULL;
 }
 
 void tt__Profile::soap_serialize(struct soap *soap) const
 {
 	(void)soap; /* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
-	soap_embedded(soap, &this->tt__Profile::Name, SOAP_TYPE_tt__Name);
-	soap_serialize_tt__Name(soap, &this->tt__Profile::Name);
-	soap_serialize_PointerTott__VideoSourceConfiguration(soap, &this->tt__Profile::VideoSourceConfiguration);
-	soap_serialize_PointerTott__AudioSourceConfiguration(soap, &this->tt__Profile::AudioSourceConfiguration);
 	soap_serialize_PointerTott__VideoEncoderConfiguration(soap, &this->tt__Profile::VideoEncoderConfiguration);
-	soap_serialize_PointerTott__AudioEncoderConfiguration(soap, &this->tt__Profile::AudioEncoderConfiguration);
-	soap_serialize_PointerTott__VideoAnalyticsConfiguration(soap, &this->tt__Profile::VideoAnalyticsConfiguration);
 	soap_serialize_PointerTott__PTZConfiguration(soap, &this->tt__Profile::PTZConfiguration);
-	soap_serialize_PointerTott__MetadataConfiguration(soap, &this->tt__Profile::MetadataConfiguration);
-	soap_serialize_PointerTott__ProfileExtension(soap, &this->tt__Profile::Extension);
+	soap_serialize_std__vectorTemplateOfskipped_element(soap, &this->tt__Profile::__any);
 #endif
 }
 
@@ -31926,29 +31672,14 @@ int tt__Profile::soap_out(struct soap *soap, const char *tag, int id, const char
 SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__Profile(struct soap *soap, const char *tag, int id, const tt__Profile *a, const char *type)
 {
 	soap_set_attr(soap, "token", soap_tt__ReferenceToken2s(soap, ((tt__Profile*)a)->token), 1);
-	if (((tt__Profile*)a)->fixed)
-	{	soap_set_attr(soap, "fixed", soap_bool2s(soap, *((tt__Profile*)a)->fixed), 1);
-	}
 	(void)soap; (void)tag; (void)id; (void)a; (void)type; /* appease -Wall -Werror */
 	if (soap_element_begin_out(soap, tag, soap_embedded_id(soap, id, a, SOAP_TYPE_tt__Profile), type))
 		return soap->error;
-	if (soap_out_tt__Name(soap, "tt:Name", -1, &a->tt__Profile::Name, ""))
-		return soap->error;
-	if (soap_out_PointerTott__VideoSourceConfiguration(soap, "tt:VideoSourceConfiguration", -1, &a->tt__Profile::VideoSourceConfiguration, ""))
-		return soap->error;
-	if (soap_out_PointerTott__AudioSourceConfiguration(soap, "tt:AudioSourceConfiguration", -1, &a->tt__Profile::AudioSourceConfiguration, ""))
-		return soap->error;
 	if (soap_out_PointerTott__VideoEncoderConfiguration(soap, "tt:VideoEncoderConfiguration", -1, &a->tt__Profile::VideoEncoderConfiguration, ""))
-		return soap->error;
-	if (soap_out_PointerTott__AudioEncoderConfiguration(soap, "tt:AudioEncoderConfiguration", -1, &a->tt__Profile::AudioEncoderConfiguration, ""))
-		return soap->error;
-	if (soap_out_PointerTott__VideoAnalyticsConfiguration(soap, "tt:VideoAnalyticsConfiguration", -1, &a->tt__Profile::VideoAnalyticsConfiguration, ""))
 		return soap->error;
 	if (soap_out_PointerTott__PTZConfiguration(soap, "tt:PTZConfiguration", -1, &a->tt__Profile::PTZConfiguration, ""))
 		return soap->error;
-	if (soap_out_PointerTott__MetadataConfiguration(soap, "tt:MetadataConfiguration", -1, &a->tt__Profile::MetadataConfiguration, ""))
-		return soap->error;
-	if (soap_out_PointerTott__ProfileExtension(soap, "tt:Extension", -1, &a->tt__Profile::Extension, ""))
+	if (soap_out_std__vectorTemplateOfskipped_element(soap, "-any", -1, &a->tt__Profile::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -31975,64 +31706,15 @@ SOAP_FMAC3 tt__Profile * SOAP_FMAC4 soap_in_tt__Profile(struct soap *soap, const
 		a->soap_default(soap);
 	if (soap_s2tt__ReferenceToken(soap, soap_attr_value(soap, "token", 1, 1), &((tt__Profile*)a)->token))
 		return NULL;
-	{
-		const char *t = soap_attr_value(soap, "fixed", 5, 0);
-		if (t)
-		{
-			if (!(((tt__Profile*)a)->fixed = (bool *)soap_malloc(soap, sizeof(bool))))
-				return NULL;
-			if (soap_s2bool(soap, t, ((tt__Profile*)a)->fixed))
-				return NULL;
-		}
-		else if (soap->error)
-			return NULL;
-	}
-	size_t soap_flag_Name1 = 1;
-	size_t soap_flag_VideoSourceConfiguration1 = 1;
-	size_t soap_flag_AudioSourceConfiguration1 = 1;
 	size_t soap_flag_VideoEncoderConfiguration1 = 1;
-	size_t soap_flag_AudioEncoderConfiguration1 = 1;
-	size_t soap_flag_VideoAnalyticsConfiguration1 = 1;
 	size_t soap_flag_PTZConfiguration1 = 1;
-	size_t soap_flag_MetadataConfiguration1 = 1;
-	size_t soap_flag_Extension1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
 		{	soap->error = SOAP_TAG_MISMATCH;
-			if (soap_flag_Name1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_tt__Name(soap, "tt:Name", &a->tt__Profile::Name, "tt:Name"))
-				{	soap_flag_Name1--;
-					continue;
-				}
-			}
-			if (soap_flag_VideoSourceConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__VideoSourceConfiguration(soap, "tt:VideoSourceConfiguration", &a->tt__Profile::VideoSourceConfiguration, "tt:VideoSourceConfiguration"))
-				{	soap_flag_VideoSourceConfiguration1--;
-					continue;
-				}
-			}
-			if (soap_flag_AudioSourceConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__AudioSourceConfiguration(soap, "tt:AudioSourceConfiguration", &a->tt__Profile::AudioSourceConfiguration, "tt:AudioSourceConfiguration"))
-				{	soap_flag_AudioSourceConfiguration1--;
-					continue;
-				}
-			}
 			if (soap_flag_VideoEncoderConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
 			{	if (soap_in_PointerTott__VideoEncoderConfiguration(soap, "tt:VideoEncoderConfiguration", &a->tt__Profile::VideoEncoderConfiguration, "tt:VideoEncoderConfiguration"))
 				{	soap_flag_VideoEncoderConfiguration1--;
-					continue;
-				}
-			}
-			if (soap_flag_AudioEncoderConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__AudioEncoderConfiguration(soap, "tt:AudioEncoderConfiguration", &a->tt__Profile::AudioEncoderConfiguration, "tt:AudioEncoderConfiguration"))
-				{	soap_flag_AudioEncoderConfiguration1--;
-					continue;
-				}
-			}
-			if (soap_flag_VideoAnalyticsConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__VideoAnalyticsConfiguration(soap, "tt:VideoAnalyticsConfiguration", &a->tt__Profile::VideoAnalyticsConfiguration, "tt:VideoAnalyticsConfiguration"))
-				{	soap_flag_VideoAnalyticsConfiguration1--;
 					continue;
 				}
 			}
@@ -32042,17 +31724,9 @@ SOAP_FMAC3 tt__Profile * SOAP_FMAC4 soap_in_tt__Profile(struct soap *soap, const
 					continue;
 				}
 			}
-			if (soap_flag_MetadataConfiguration1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__MetadataConfiguration(soap, "tt:MetadataConfiguration", &a->tt__Profile::MetadataConfiguration, "tt:MetadataConfiguration"))
-				{	soap_flag_MetadataConfiguration1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOfskipped_element(soap, "-any", &a->tt__Profile::__any, "skipped-element"))
 					continue;
-				}
-			}
-			if (soap_flag_Extension1 && soap->error == SOAP_TAG_MISMATCH)
-			{	if (soap_in_PointerTott__ProfileExtension(soap, "tt:Extension", &a->tt__Profile::Extension, "tt:ProfileExtension"))
-				{	soap_flag_Extension1--;
-					continue;
-				}
 			}
 			if (soap->error == SOAP_TAG_MISMATCH)
 				soap->error = soap_ignore_element(soap);
@@ -32063,14 +31737,6 @@ SOAP_FMAC3 tt__Profile * SOAP_FMAC4 soap_in_tt__Profile(struct soap *soap, const
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Name1 > 0))
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-	}
-	else if ((soap->mode & SOAP_XML_STRICT) && *soap->href != '#')
-	{	soap->error = SOAP_OCCURS;
-		return NULL;
 	}
 	else
 	{	a = (tt__Profile *)soap_id_forward(soap, soap->href, (void*)a, 0, SOAP_TYPE_tt__Profile, SOAP_TYPE_tt__Profile, sizeof(tt__Profile), 0, soap_finsert, soap_fbase);
@@ -32091,15 +31757,10 @@ SOAP_FMAC1 tt__Profile * SOAP_FMAC2 soap_instantiate_tt__Profile(struct soap *so
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, tt__Profile);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, tt__Profile, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated tt__Profile location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -33306,12 +32967,11 @@ SOAP_FMAC3 _tds__GetSystemDateAndTime * SOAP_FMAC4 soap_get__tds__GetSystemDateA
 
 void _tds__GetDeviceInformationResponse::soap_default(struct soap *soap)
 {
-	this->soap = soap;
+	(void)soap; /* appease -Wall -Werror */
 	soap_default_std__string(soap, &this->_tds__GetDeviceInformationResponse::Manufacturer);
 	soap_default_std__string(soap, &this->_tds__GetDeviceInformationResponse::Model);
 	soap_default_std__string(soap, &this->_tds__GetDeviceInformationResponse::FirmwareVersion);
-	soap_default_std__string(soap, &this->_tds__GetDeviceInformationResponse::SerialNumber);
-	soap_default_std__string(soap, &this->_tds__GetDeviceInformationResponse::HardwareId);
+	soap_default_std__vectorTemplateOfskipped_element(soap, &this->_tds__GetDeviceInformationResponse::__any);
 }
 
 void _tds__GetDeviceInformationResponse::soap_serialize(struct soap *soap) const
@@ -33324,10 +32984,7 @@ void _tds__GetDeviceInformationResponse::soap_serialize(struct soap *soap) const
 	soap_serialize_std__string(soap, &this->_tds__GetDeviceInformationResponse::Model);
 	soap_embedded(soap, &this->_tds__GetDeviceInformationResponse::FirmwareVersion, SOAP_TYPE_std__string);
 	soap_serialize_std__string(soap, &this->_tds__GetDeviceInformationResponse::FirmwareVersion);
-	soap_embedded(soap, &this->_tds__GetDeviceInformationResponse::SerialNumber, SOAP_TYPE_std__string);
-	soap_serialize_std__string(soap, &this->_tds__GetDeviceInformationResponse::SerialNumber);
-	soap_embedded(soap, &this->_tds__GetDeviceInformationResponse::HardwareId, SOAP_TYPE_std__string);
-	soap_serialize_std__string(soap, &this->_tds__GetDeviceInformationResponse::HardwareId);
+	soap_serialize_std__vectorTemplateOfskipped_element(soap, &this->_tds__GetDeviceInformationResponse::__any);
 #endif
 }
 
@@ -33348,9 +33005,7 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out__tds__GetDeviceInformationResponse(struct soa
 		return soap->error;
 	if (soap_out_std__string(soap, "tds:FirmwareVersion", -1, &a->_tds__GetDeviceInformationResponse::FirmwareVersion, ""))
 		return soap->error;
-	if (soap_out_std__string(soap, "tds:SerialNumber", -1, &a->_tds__GetDeviceInformationResponse::SerialNumber, ""))
-		return soap->error;
-	if (soap_out_std__string(soap, "tds:HardwareId", -1, &a->_tds__GetDeviceInformationResponse::HardwareId, ""))
+	if (soap_out_std__vectorTemplateOfskipped_element(soap, "-any", -1, &a->_tds__GetDeviceInformationResponse::__any, ""))
 		return soap->error;
 	return soap_element_end_out(soap, tag);
 }
@@ -33378,8 +33033,6 @@ SOAP_FMAC3 _tds__GetDeviceInformationResponse * SOAP_FMAC4 soap_in__tds__GetDevi
 	size_t soap_flag_Manufacturer1 = 1;
 	size_t soap_flag_Model1 = 1;
 	size_t soap_flag_FirmwareVersion1 = 1;
-	size_t soap_flag_SerialNumber1 = 1;
-	size_t soap_flag_HardwareId1 = 1;
 	if (soap->body && *soap->href != '#')
 	{
 		for (;;)
@@ -33402,17 +33055,9 @@ SOAP_FMAC3 _tds__GetDeviceInformationResponse * SOAP_FMAC4 soap_in__tds__GetDevi
 					continue;
 				}
 			}
-			if (soap_flag_SerialNumber1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_std__string(soap, "tds:SerialNumber", &a->_tds__GetDeviceInformationResponse::SerialNumber, "xsd:string"))
-				{	soap_flag_SerialNumber1--;
+			if (soap->error == SOAP_TAG_MISMATCH)
+			{	if (soap_in_std__vectorTemplateOfskipped_element(soap, "-any", &a->_tds__GetDeviceInformationResponse::__any, "skipped-element"))
 					continue;
-				}
-			}
-			if (soap_flag_HardwareId1 && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-			{	if (soap_in_std__string(soap, "tds:HardwareId", &a->_tds__GetDeviceInformationResponse::HardwareId, "xsd:string"))
-				{	soap_flag_HardwareId1--;
-					continue;
-				}
 			}
 			soap_check_result(soap, "tds:Manufacturer");
 			if (soap->error == SOAP_TAG_MISMATCH)
@@ -33424,7 +33069,7 @@ SOAP_FMAC3 _tds__GetDeviceInformationResponse * SOAP_FMAC4 soap_in__tds__GetDevi
 		}
 		if (soap_element_end_in(soap, tag))
 			return NULL;
-		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Manufacturer1 > 0 || soap_flag_Model1 > 0 || soap_flag_FirmwareVersion1 > 0 || soap_flag_SerialNumber1 > 0 || soap_flag_HardwareId1 > 0))
+		if ((soap->mode & SOAP_XML_STRICT) && (soap_flag_Manufacturer1 > 0 || soap_flag_Model1 > 0))
 		{	soap->error = SOAP_OCCURS;
 			return NULL;
 		}
@@ -33452,15 +33097,10 @@ SOAP_FMAC1 _tds__GetDeviceInformationResponse * SOAP_FMAC2 soap_instantiate__tds
 		return NULL;
 	if (n < 0)
 	{	p = SOAP_NEW(soap, _tds__GetDeviceInformationResponse);
-		if (p)
-			p->soap = soap;
 	}
 	else
 	{	p = SOAP_NEW_ARRAY(soap, _tds__GetDeviceInformationResponse, n);
 		k *= n;
-		if (p)
-			for (int i = 0; i < n; i++)
-				p[i].soap = soap;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated _tds__GetDeviceInformationResponse location=%p n=%d\n", (void*)p, n));
 	if (size)
@@ -58429,6 +58069,60 @@ SOAP_FMAC3 tt__PTZSpaces ** SOAP_FMAC4 soap_get_PointerTott__PTZSpaces(struct so
 	return p;
 }
 
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Name(struct soap *soap, std::string *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__Name))
+		soap_serialize_tt__Name(soap, *a);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Name(struct soap *soap, const char *tag, int id, std::string *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__Name, NULL);
+	if (id < 0)
+		return soap->error;
+	return soap_out_tt__Name(soap, tag, id, *a, type);
+}
+
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTott__Name(struct soap *soap, const char *tag, std::string **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (std::string **)soap_malloc(soap, sizeof(std::string *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = soap_in_tt__Name(soap, tag, *a, type)))
+			return NULL;
+	}
+	else
+	{	a = (std::string **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__Name, sizeof(std::string), 0, NULL);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Name(struct soap *soap, std::string *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__Name(soap, tag ? tag : "tt:Name", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTott__Name(struct soap *soap, std::string **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__Name(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MulticastConfiguration(struct soap *soap, tt__MulticastConfiguration *const*a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -59240,173 +58934,6 @@ SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerToxsd__anyURI(struct soap *
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ReferenceToken(struct soap *soap, std::string *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ReferenceToken))
-		soap_serialize_tt__ReferenceToken(soap, *a);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ReferenceToken(struct soap *soap, const char *tag, int id, std::string *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ReferenceToken, NULL);
-	if (id < 0)
-		return soap->error;
-	return soap_out_tt__ReferenceToken(soap, tag, id, *a, type);
-}
-
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTott__ReferenceToken(struct soap *soap, const char *tag, std::string **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (std::string **)soap_malloc(soap, sizeof(std::string *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = soap_in_tt__ReferenceToken(soap, tag, *a, type)))
-			return NULL;
-	}
-	else
-	{	a = (std::string **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ReferenceToken, sizeof(std::string), 0, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ReferenceToken(struct soap *soap, std::string *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__ReferenceToken(soap, tag ? tag : "tt:ReferenceToken", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTott__ReferenceToken(struct soap *soap, std::string **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__ReferenceToken(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZVector(struct soap *soap, tt__PTZVector *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTZVector))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZVector(struct soap *soap, const char *tag, int id, tt__PTZVector *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTZVector, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTZVector ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PTZVector ** SOAP_FMAC4 soap_in_PointerTott__PTZVector(struct soap *soap, const char *tag, tt__PTZVector **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PTZVector **)soap_malloc(soap, sizeof(tt__PTZVector *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PTZVector *)soap_instantiate_tt__PTZVector(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PTZVector **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTZVector, sizeof(tt__PTZVector), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZVector(struct soap *soap, tt__PTZVector *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PTZVector(soap, tag ? tag : "tt:PTZVector", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PTZVector ** SOAP_FMAC4 soap_get_PointerTott__PTZVector(struct soap *soap, tt__PTZVector **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PTZVector(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Name(struct soap *soap, std::string *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__Name))
-		soap_serialize_tt__Name(soap, *a);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Name(struct soap *soap, const char *tag, int id, std::string *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__Name, NULL);
-	if (id < 0)
-		return soap->error;
-	return soap_out_tt__Name(soap, tag, id, *a, type);
-}
-
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTott__Name(struct soap *soap, const char *tag, std::string **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (std::string **)soap_malloc(soap, sizeof(std::string *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = soap_in_tt__Name(soap, tag, *a, type)))
-			return NULL;
-	}
-	else
-	{	a = (std::string **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__Name, sizeof(std::string), 0, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Name(struct soap *soap, std::string *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__Name(soap, tag ? tag : "tt:Name", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTott__Name(struct soap *soap, std::string **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__Name(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Vector1D(struct soap *soap, tt__Vector1D *const*a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -60056,773 +59583,6 @@ SOAP_FMAC3 tt__TimeZone ** SOAP_FMAC4 soap_get_PointerTott__TimeZone(struct soap
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MediaCapabilitiesExtension(struct soap *soap, tt__MediaCapabilitiesExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__MediaCapabilitiesExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__MediaCapabilitiesExtension(struct soap *soap, const char *tag, int id, tt__MediaCapabilitiesExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__MediaCapabilitiesExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__MediaCapabilitiesExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__MediaCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__MediaCapabilitiesExtension(struct soap *soap, const char *tag, tt__MediaCapabilitiesExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__MediaCapabilitiesExtension **)soap_malloc(soap, sizeof(tt__MediaCapabilitiesExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__MediaCapabilitiesExtension *)soap_instantiate_tt__MediaCapabilitiesExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__MediaCapabilitiesExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__MediaCapabilitiesExtension, sizeof(tt__MediaCapabilitiesExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MediaCapabilitiesExtension(struct soap *soap, tt__MediaCapabilitiesExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__MediaCapabilitiesExtension(soap, tag ? tag : "tt:MediaCapabilitiesExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__MediaCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__MediaCapabilitiesExtension(struct soap *soap, tt__MediaCapabilitiesExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__MediaCapabilitiesExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DeviceCapabilitiesExtension(struct soap *soap, tt__DeviceCapabilitiesExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__DeviceCapabilitiesExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DeviceCapabilitiesExtension(struct soap *soap, const char *tag, int id, tt__DeviceCapabilitiesExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__DeviceCapabilitiesExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__DeviceCapabilitiesExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__DeviceCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__DeviceCapabilitiesExtension(struct soap *soap, const char *tag, tt__DeviceCapabilitiesExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__DeviceCapabilitiesExtension **)soap_malloc(soap, sizeof(tt__DeviceCapabilitiesExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__DeviceCapabilitiesExtension *)soap_instantiate_tt__DeviceCapabilitiesExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__DeviceCapabilitiesExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__DeviceCapabilitiesExtension, sizeof(tt__DeviceCapabilitiesExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DeviceCapabilitiesExtension(struct soap *soap, tt__DeviceCapabilitiesExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__DeviceCapabilitiesExtension(soap, tag ? tag : "tt:DeviceCapabilitiesExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__DeviceCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__DeviceCapabilitiesExtension(struct soap *soap, tt__DeviceCapabilitiesExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__DeviceCapabilitiesExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SecurityCapabilities(struct soap *soap, tt__SecurityCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__SecurityCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SecurityCapabilities(struct soap *soap, const char *tag, int id, tt__SecurityCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__SecurityCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__SecurityCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__SecurityCapabilities ** SOAP_FMAC4 soap_in_PointerTott__SecurityCapabilities(struct soap *soap, const char *tag, tt__SecurityCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__SecurityCapabilities **)soap_malloc(soap, sizeof(tt__SecurityCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__SecurityCapabilities *)soap_instantiate_tt__SecurityCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__SecurityCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__SecurityCapabilities, sizeof(tt__SecurityCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SecurityCapabilities(struct soap *soap, tt__SecurityCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__SecurityCapabilities(soap, tag ? tag : "tt:SecurityCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__SecurityCapabilities ** SOAP_FMAC4 soap_get_PointerTott__SecurityCapabilities(struct soap *soap, tt__SecurityCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__SecurityCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__IOCapabilities(struct soap *soap, tt__IOCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__IOCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__IOCapabilities(struct soap *soap, const char *tag, int id, tt__IOCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__IOCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__IOCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__IOCapabilities ** SOAP_FMAC4 soap_in_PointerTott__IOCapabilities(struct soap *soap, const char *tag, tt__IOCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__IOCapabilities **)soap_malloc(soap, sizeof(tt__IOCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__IOCapabilities *)soap_instantiate_tt__IOCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__IOCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__IOCapabilities, sizeof(tt__IOCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IOCapabilities(struct soap *soap, tt__IOCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__IOCapabilities(soap, tag ? tag : "tt:IOCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__IOCapabilities ** SOAP_FMAC4 soap_get_PointerTott__IOCapabilities(struct soap *soap, tt__IOCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__IOCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SystemCapabilities(struct soap *soap, tt__SystemCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__SystemCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SystemCapabilities(struct soap *soap, const char *tag, int id, tt__SystemCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__SystemCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__SystemCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__SystemCapabilities ** SOAP_FMAC4 soap_in_PointerTott__SystemCapabilities(struct soap *soap, const char *tag, tt__SystemCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__SystemCapabilities **)soap_malloc(soap, sizeof(tt__SystemCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__SystemCapabilities *)soap_instantiate_tt__SystemCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__SystemCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__SystemCapabilities, sizeof(tt__SystemCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemCapabilities(struct soap *soap, tt__SystemCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__SystemCapabilities(soap, tag ? tag : "tt:SystemCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__SystemCapabilities ** SOAP_FMAC4 soap_get_PointerTott__SystemCapabilities(struct soap *soap, tt__SystemCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__SystemCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__NetworkCapabilities(struct soap *soap, tt__NetworkCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__NetworkCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__NetworkCapabilities(struct soap *soap, const char *tag, int id, tt__NetworkCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__NetworkCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__NetworkCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__NetworkCapabilities ** SOAP_FMAC4 soap_in_PointerTott__NetworkCapabilities(struct soap *soap, const char *tag, tt__NetworkCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__NetworkCapabilities **)soap_malloc(soap, sizeof(tt__NetworkCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__NetworkCapabilities *)soap_instantiate_tt__NetworkCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__NetworkCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__NetworkCapabilities, sizeof(tt__NetworkCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__NetworkCapabilities(struct soap *soap, tt__NetworkCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__NetworkCapabilities(soap, tag ? tag : "tt:NetworkCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__NetworkCapabilities ** SOAP_FMAC4 soap_get_PointerTott__NetworkCapabilities(struct soap *soap, tt__NetworkCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__NetworkCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__CapabilitiesExtension(struct soap *soap, tt__CapabilitiesExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__CapabilitiesExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__CapabilitiesExtension(struct soap *soap, const char *tag, int id, tt__CapabilitiesExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__CapabilitiesExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__CapabilitiesExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__CapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__CapabilitiesExtension(struct soap *soap, const char *tag, tt__CapabilitiesExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__CapabilitiesExtension **)soap_malloc(soap, sizeof(tt__CapabilitiesExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__CapabilitiesExtension *)soap_instantiate_tt__CapabilitiesExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__CapabilitiesExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__CapabilitiesExtension, sizeof(tt__CapabilitiesExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__CapabilitiesExtension(struct soap *soap, tt__CapabilitiesExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__CapabilitiesExtension(soap, tag ? tag : "tt:CapabilitiesExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__CapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__CapabilitiesExtension(struct soap *soap, tt__CapabilitiesExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__CapabilitiesExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZCapabilities(struct soap *soap, tt__PTZCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTZCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZCapabilities(struct soap *soap, const char *tag, int id, tt__PTZCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTZCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTZCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PTZCapabilities ** SOAP_FMAC4 soap_in_PointerTott__PTZCapabilities(struct soap *soap, const char *tag, tt__PTZCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PTZCapabilities **)soap_malloc(soap, sizeof(tt__PTZCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PTZCapabilities *)soap_instantiate_tt__PTZCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PTZCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTZCapabilities, sizeof(tt__PTZCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZCapabilities(struct soap *soap, tt__PTZCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PTZCapabilities(soap, tag ? tag : "tt:PTZCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PTZCapabilities ** SOAP_FMAC4 soap_get_PointerTott__PTZCapabilities(struct soap *soap, tt__PTZCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PTZCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MediaCapabilities(struct soap *soap, tt__MediaCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__MediaCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__MediaCapabilities(struct soap *soap, const char *tag, int id, tt__MediaCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__MediaCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__MediaCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__MediaCapabilities ** SOAP_FMAC4 soap_in_PointerTott__MediaCapabilities(struct soap *soap, const char *tag, tt__MediaCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__MediaCapabilities **)soap_malloc(soap, sizeof(tt__MediaCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__MediaCapabilities *)soap_instantiate_tt__MediaCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__MediaCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__MediaCapabilities, sizeof(tt__MediaCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MediaCapabilities(struct soap *soap, tt__MediaCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__MediaCapabilities(soap, tag ? tag : "tt:MediaCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__MediaCapabilities ** SOAP_FMAC4 soap_get_PointerTott__MediaCapabilities(struct soap *soap, tt__MediaCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__MediaCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ImagingCapabilities(struct soap *soap, tt__ImagingCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ImagingCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ImagingCapabilities(struct soap *soap, const char *tag, int id, tt__ImagingCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ImagingCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__ImagingCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__ImagingCapabilities ** SOAP_FMAC4 soap_in_PointerTott__ImagingCapabilities(struct soap *soap, const char *tag, tt__ImagingCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__ImagingCapabilities **)soap_malloc(soap, sizeof(tt__ImagingCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__ImagingCapabilities *)soap_instantiate_tt__ImagingCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__ImagingCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ImagingCapabilities, sizeof(tt__ImagingCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ImagingCapabilities(struct soap *soap, tt__ImagingCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__ImagingCapabilities(soap, tag ? tag : "tt:ImagingCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__ImagingCapabilities ** SOAP_FMAC4 soap_get_PointerTott__ImagingCapabilities(struct soap *soap, tt__ImagingCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__ImagingCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__EventCapabilities(struct soap *soap, tt__EventCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__EventCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__EventCapabilities(struct soap *soap, const char *tag, int id, tt__EventCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__EventCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__EventCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__EventCapabilities ** SOAP_FMAC4 soap_in_PointerTott__EventCapabilities(struct soap *soap, const char *tag, tt__EventCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__EventCapabilities **)soap_malloc(soap, sizeof(tt__EventCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__EventCapabilities *)soap_instantiate_tt__EventCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__EventCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__EventCapabilities, sizeof(tt__EventCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__EventCapabilities(struct soap *soap, tt__EventCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__EventCapabilities(soap, tag ? tag : "tt:EventCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__EventCapabilities ** SOAP_FMAC4 soap_get_PointerTott__EventCapabilities(struct soap *soap, tt__EventCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__EventCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DeviceCapabilities(struct soap *soap, tt__DeviceCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__DeviceCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DeviceCapabilities(struct soap *soap, const char *tag, int id, tt__DeviceCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__DeviceCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__DeviceCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__DeviceCapabilities ** SOAP_FMAC4 soap_in_PointerTott__DeviceCapabilities(struct soap *soap, const char *tag, tt__DeviceCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__DeviceCapabilities **)soap_malloc(soap, sizeof(tt__DeviceCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__DeviceCapabilities *)soap_instantiate_tt__DeviceCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__DeviceCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__DeviceCapabilities, sizeof(tt__DeviceCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DeviceCapabilities(struct soap *soap, tt__DeviceCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__DeviceCapabilities(soap, tag ? tag : "tt:DeviceCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__DeviceCapabilities ** SOAP_FMAC4 soap_get_PointerTott__DeviceCapabilities(struct soap *soap, tt__DeviceCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__DeviceCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AnalyticsCapabilities(struct soap *soap, tt__AnalyticsCapabilities *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__AnalyticsCapabilities))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AnalyticsCapabilities(struct soap *soap, const char *tag, int id, tt__AnalyticsCapabilities *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__AnalyticsCapabilities, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__AnalyticsCapabilities ? type : NULL);
-}
-
-SOAP_FMAC3 tt__AnalyticsCapabilities ** SOAP_FMAC4 soap_in_PointerTott__AnalyticsCapabilities(struct soap *soap, const char *tag, tt__AnalyticsCapabilities **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__AnalyticsCapabilities **)soap_malloc(soap, sizeof(tt__AnalyticsCapabilities *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__AnalyticsCapabilities *)soap_instantiate_tt__AnalyticsCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__AnalyticsCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__AnalyticsCapabilities, sizeof(tt__AnalyticsCapabilities), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AnalyticsCapabilities(struct soap *soap, tt__AnalyticsCapabilities *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__AnalyticsCapabilities(soap, tag ? tag : "tt:AnalyticsCapabilities", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__AnalyticsCapabilities ** SOAP_FMAC4 soap_get_PointerTott__AnalyticsCapabilities(struct soap *soap, tt__AnalyticsCapabilities **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__AnalyticsCapabilities(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__IPv6Address(struct soap *soap, std::string *const*a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -61403,6 +60163,59 @@ SOAP_FMAC3 tt__JpegOptions2 ** SOAP_FMAC4 soap_get_PointerTott__JpegOptions2(str
 	return p;
 }
 
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTobool(struct soap *soap, bool *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	(void)soap_reference(soap, *a, SOAP_TYPE_bool);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTobool(struct soap *soap, const char *tag, int id, bool *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_bool, NULL);
+	if (id < 0)
+		return soap->error;
+	return soap_out_bool(soap, tag, id, *a, type);
+}
+
+SOAP_FMAC3 bool ** SOAP_FMAC4 soap_in_PointerTobool(struct soap *soap, const char *tag, bool **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (bool **)soap_malloc(soap, sizeof(bool *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = soap_in_bool(soap, tag, *a, type)))
+			return NULL;
+	}
+	else
+	{	a = (bool **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_bool, sizeof(bool), 0, NULL);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTobool(struct soap *soap, bool *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTobool(soap, tag ? tag : "boolean", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 bool ** SOAP_FMAC4 soap_get_PointerTobool(struct soap *soap, bool **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTobool(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoEncoderOptionsExtension(struct soap *soap, tt__VideoEncoderOptionsExtension *const*a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -61698,531 +60511,6 @@ SOAP_FMAC3 tt__IntRange ** SOAP_FMAC4 soap_get_PointerTott__IntRange(struct soap
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTobool(struct soap *soap, bool *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	(void)soap_reference(soap, *a, SOAP_TYPE_bool);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTobool(struct soap *soap, const char *tag, int id, bool *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_bool, NULL);
-	if (id < 0)
-		return soap->error;
-	return soap_out_bool(soap, tag, id, *a, type);
-}
-
-SOAP_FMAC3 bool ** SOAP_FMAC4 soap_in_PointerTobool(struct soap *soap, const char *tag, bool **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (bool **)soap_malloc(soap, sizeof(bool *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = soap_in_bool(soap, tag, *a, type)))
-			return NULL;
-	}
-	else
-	{	a = (bool **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_bool, sizeof(bool), 0, NULL);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTobool(struct soap *soap, bool *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTobool(soap, tag ? tag : "boolean", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 bool ** SOAP_FMAC4 soap_get_PointerTobool(struct soap *soap, bool **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTobool(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ProfileExtension(struct soap *soap, tt__ProfileExtension *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ProfileExtension))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ProfileExtension(struct soap *soap, const char *tag, int id, tt__ProfileExtension *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ProfileExtension, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__ProfileExtension ? type : NULL);
-}
-
-SOAP_FMAC3 tt__ProfileExtension ** SOAP_FMAC4 soap_in_PointerTott__ProfileExtension(struct soap *soap, const char *tag, tt__ProfileExtension **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__ProfileExtension **)soap_malloc(soap, sizeof(tt__ProfileExtension *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__ProfileExtension *)soap_instantiate_tt__ProfileExtension(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__ProfileExtension **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ProfileExtension, sizeof(tt__ProfileExtension), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ProfileExtension(struct soap *soap, tt__ProfileExtension *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__ProfileExtension(soap, tag ? tag : "tt:ProfileExtension", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__ProfileExtension ** SOAP_FMAC4 soap_get_PointerTott__ProfileExtension(struct soap *soap, tt__ProfileExtension **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__ProfileExtension(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MetadataConfiguration(struct soap *soap, tt__MetadataConfiguration *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__MetadataConfiguration))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__MetadataConfiguration(struct soap *soap, const char *tag, int id, tt__MetadataConfiguration *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__MetadataConfiguration, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__MetadataConfiguration ? type : NULL);
-}
-
-SOAP_FMAC3 tt__MetadataConfiguration ** SOAP_FMAC4 soap_in_PointerTott__MetadataConfiguration(struct soap *soap, const char *tag, tt__MetadataConfiguration **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__MetadataConfiguration **)soap_malloc(soap, sizeof(tt__MetadataConfiguration *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__MetadataConfiguration *)soap_instantiate_tt__MetadataConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__MetadataConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__MetadataConfiguration, sizeof(tt__MetadataConfiguration), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MetadataConfiguration(struct soap *soap, tt__MetadataConfiguration *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__MetadataConfiguration(soap, tag ? tag : "tt:MetadataConfiguration", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__MetadataConfiguration ** SOAP_FMAC4 soap_get_PointerTott__MetadataConfiguration(struct soap *soap, tt__MetadataConfiguration **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__MetadataConfiguration(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZConfiguration(struct soap *soap, tt__PTZConfiguration *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTZConfiguration))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZConfiguration(struct soap *soap, const char *tag, int id, tt__PTZConfiguration *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTZConfiguration, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTZConfiguration ? type : NULL);
-}
-
-SOAP_FMAC3 tt__PTZConfiguration ** SOAP_FMAC4 soap_in_PointerTott__PTZConfiguration(struct soap *soap, const char *tag, tt__PTZConfiguration **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__PTZConfiguration **)soap_malloc(soap, sizeof(tt__PTZConfiguration *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__PTZConfiguration *)soap_instantiate_tt__PTZConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__PTZConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTZConfiguration, sizeof(tt__PTZConfiguration), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZConfiguration(struct soap *soap, tt__PTZConfiguration *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__PTZConfiguration(soap, tag ? tag : "tt:PTZConfiguration", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__PTZConfiguration ** SOAP_FMAC4 soap_get_PointerTott__PTZConfiguration(struct soap *soap, tt__PTZConfiguration **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__PTZConfiguration(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoAnalyticsConfiguration(struct soap *soap, tt__VideoAnalyticsConfiguration *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__VideoAnalyticsConfiguration))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoAnalyticsConfiguration(struct soap *soap, const char *tag, int id, tt__VideoAnalyticsConfiguration *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__VideoAnalyticsConfiguration, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__VideoAnalyticsConfiguration ? type : NULL);
-}
-
-SOAP_FMAC3 tt__VideoAnalyticsConfiguration ** SOAP_FMAC4 soap_in_PointerTott__VideoAnalyticsConfiguration(struct soap *soap, const char *tag, tt__VideoAnalyticsConfiguration **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__VideoAnalyticsConfiguration **)soap_malloc(soap, sizeof(tt__VideoAnalyticsConfiguration *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__VideoAnalyticsConfiguration *)soap_instantiate_tt__VideoAnalyticsConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__VideoAnalyticsConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__VideoAnalyticsConfiguration, sizeof(tt__VideoAnalyticsConfiguration), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoAnalyticsConfiguration(struct soap *soap, tt__VideoAnalyticsConfiguration *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__VideoAnalyticsConfiguration(soap, tag ? tag : "tt:VideoAnalyticsConfiguration", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__VideoAnalyticsConfiguration ** SOAP_FMAC4 soap_get_PointerTott__VideoAnalyticsConfiguration(struct soap *soap, tt__VideoAnalyticsConfiguration **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__VideoAnalyticsConfiguration(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AudioEncoderConfiguration(struct soap *soap, tt__AudioEncoderConfiguration *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__AudioEncoderConfiguration))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AudioEncoderConfiguration(struct soap *soap, const char *tag, int id, tt__AudioEncoderConfiguration *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__AudioEncoderConfiguration, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__AudioEncoderConfiguration ? type : NULL);
-}
-
-SOAP_FMAC3 tt__AudioEncoderConfiguration ** SOAP_FMAC4 soap_in_PointerTott__AudioEncoderConfiguration(struct soap *soap, const char *tag, tt__AudioEncoderConfiguration **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__AudioEncoderConfiguration **)soap_malloc(soap, sizeof(tt__AudioEncoderConfiguration *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__AudioEncoderConfiguration *)soap_instantiate_tt__AudioEncoderConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__AudioEncoderConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__AudioEncoderConfiguration, sizeof(tt__AudioEncoderConfiguration), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AudioEncoderConfiguration(struct soap *soap, tt__AudioEncoderConfiguration *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__AudioEncoderConfiguration(soap, tag ? tag : "tt:AudioEncoderConfiguration", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__AudioEncoderConfiguration ** SOAP_FMAC4 soap_get_PointerTott__AudioEncoderConfiguration(struct soap *soap, tt__AudioEncoderConfiguration **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__AudioEncoderConfiguration(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoEncoderConfiguration(struct soap *soap, tt__VideoEncoderConfiguration *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__VideoEncoderConfiguration))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoEncoderConfiguration(struct soap *soap, const char *tag, int id, tt__VideoEncoderConfiguration *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__VideoEncoderConfiguration, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__VideoEncoderConfiguration ? type : NULL);
-}
-
-SOAP_FMAC3 tt__VideoEncoderConfiguration ** SOAP_FMAC4 soap_in_PointerTott__VideoEncoderConfiguration(struct soap *soap, const char *tag, tt__VideoEncoderConfiguration **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__VideoEncoderConfiguration **)soap_malloc(soap, sizeof(tt__VideoEncoderConfiguration *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__VideoEncoderConfiguration *)soap_instantiate_tt__VideoEncoderConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__VideoEncoderConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__VideoEncoderConfiguration, sizeof(tt__VideoEncoderConfiguration), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoEncoderConfiguration(struct soap *soap, tt__VideoEncoderConfiguration *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__VideoEncoderConfiguration(soap, tag ? tag : "tt:VideoEncoderConfiguration", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__VideoEncoderConfiguration ** SOAP_FMAC4 soap_get_PointerTott__VideoEncoderConfiguration(struct soap *soap, tt__VideoEncoderConfiguration **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__VideoEncoderConfiguration(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AudioSourceConfiguration(struct soap *soap, tt__AudioSourceConfiguration *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__AudioSourceConfiguration))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AudioSourceConfiguration(struct soap *soap, const char *tag, int id, tt__AudioSourceConfiguration *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__AudioSourceConfiguration, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__AudioSourceConfiguration ? type : NULL);
-}
-
-SOAP_FMAC3 tt__AudioSourceConfiguration ** SOAP_FMAC4 soap_in_PointerTott__AudioSourceConfiguration(struct soap *soap, const char *tag, tt__AudioSourceConfiguration **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__AudioSourceConfiguration **)soap_malloc(soap, sizeof(tt__AudioSourceConfiguration *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__AudioSourceConfiguration *)soap_instantiate_tt__AudioSourceConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__AudioSourceConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__AudioSourceConfiguration, sizeof(tt__AudioSourceConfiguration), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AudioSourceConfiguration(struct soap *soap, tt__AudioSourceConfiguration *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__AudioSourceConfiguration(soap, tag ? tag : "tt:AudioSourceConfiguration", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__AudioSourceConfiguration ** SOAP_FMAC4 soap_get_PointerTott__AudioSourceConfiguration(struct soap *soap, tt__AudioSourceConfiguration **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__AudioSourceConfiguration(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoSourceConfiguration(struct soap *soap, tt__VideoSourceConfiguration *const*a)
-{
-	(void)soap; (void)a; /* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	if (!soap_reference(soap, *a, SOAP_TYPE_tt__VideoSourceConfiguration))
-		(*a)->soap_serialize(soap);
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoSourceConfiguration(struct soap *soap, const char *tag, int id, tt__VideoSourceConfiguration *const*a, const char *type)
-{
-	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__VideoSourceConfiguration, NULL);
-	if (id < 0)
-		return soap->error;
-	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__VideoSourceConfiguration ? type : NULL);
-}
-
-SOAP_FMAC3 tt__VideoSourceConfiguration ** SOAP_FMAC4 soap_in_PointerTott__VideoSourceConfiguration(struct soap *soap, const char *tag, tt__VideoSourceConfiguration **a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	if (soap_element_begin_in(soap, tag, 1, NULL))
-		return NULL;
-	if (!a)
-		if (!(a = (tt__VideoSourceConfiguration **)soap_malloc(soap, sizeof(tt__VideoSourceConfiguration *))))
-			return NULL;
-	*a = NULL;
-	if (!soap->null && *soap->href != '#')
-	{	soap_revert(soap);
-		if (!(*a = (tt__VideoSourceConfiguration *)soap_instantiate_tt__VideoSourceConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
-			return NULL;
-		(*a)->soap_default(soap);
-		if (!(*a)->soap_in(soap, tag, NULL))
-		{	*a = NULL;
-			return NULL;
-		}
-	}
-	else
-	{	a = (tt__VideoSourceConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__VideoSourceConfiguration, sizeof(tt__VideoSourceConfiguration), 0, soap_fbase);
-		if (soap->body && soap_element_end_in(soap, tag))
-			return NULL;
-	}
-	return a;
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoSourceConfiguration(struct soap *soap, tt__VideoSourceConfiguration *const*a, const char *tag, const char *type)
-{
-	if (soap_out_PointerTott__VideoSourceConfiguration(soap, tag ? tag : "tt:VideoSourceConfiguration", -2, a, type))
-		return soap->error;
-	return soap_putindependent(soap);
-}
-
-SOAP_FMAC3 tt__VideoSourceConfiguration ** SOAP_FMAC4 soap_get_PointerTott__VideoSourceConfiguration(struct soap *soap, tt__VideoSourceConfiguration **p, const char *tag, const char *type)
-{
-	if ((p = soap_in_PointerTott__VideoSourceConfiguration(soap, tag, p, type)))
-		if (soap_getindependent(soap))
-			return NULL;
-	return p;
-}
-
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Capabilities(struct soap *soap, tt__Capabilities *const*a)
 {
 	(void)soap; (void)a; /* appease -Wall -Werror */
@@ -62336,6 +60624,414 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemDateTime(struct soap *soap
 SOAP_FMAC3 tt__SystemDateTime ** SOAP_FMAC4 soap_get_PointerTott__SystemDateTime(struct soap *soap, tt__SystemDateTime **p, const char *tag, const char *type)
 {
 	if ((p = soap_in_PointerTott__SystemDateTime(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ReferenceToken(struct soap *soap, std::string *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ReferenceToken))
+		soap_serialize_tt__ReferenceToken(soap, *a);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ReferenceToken(struct soap *soap, const char *tag, int id, std::string *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ReferenceToken, NULL);
+	if (id < 0)
+		return soap->error;
+	return soap_out_tt__ReferenceToken(soap, tag, id, *a, type);
+}
+
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTott__ReferenceToken(struct soap *soap, const char *tag, std::string **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (std::string **)soap_malloc(soap, sizeof(std::string *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = soap_in_tt__ReferenceToken(soap, tag, *a, type)))
+			return NULL;
+	}
+	else
+	{	a = (std::string **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ReferenceToken, sizeof(std::string), 0, NULL);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ReferenceToken(struct soap *soap, std::string *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__ReferenceToken(soap, tag ? tag : "tt:ReferenceToken", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTott__ReferenceToken(struct soap *soap, std::string **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__ReferenceToken(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZCapabilities(struct soap *soap, tt__PTZCapabilities *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTZCapabilities))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZCapabilities(struct soap *soap, const char *tag, int id, tt__PTZCapabilities *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTZCapabilities, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTZCapabilities ? type : NULL);
+}
+
+SOAP_FMAC3 tt__PTZCapabilities ** SOAP_FMAC4 soap_in_PointerTott__PTZCapabilities(struct soap *soap, const char *tag, tt__PTZCapabilities **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__PTZCapabilities **)soap_malloc(soap, sizeof(tt__PTZCapabilities *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__PTZCapabilities *)soap_instantiate_tt__PTZCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__PTZCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTZCapabilities, sizeof(tt__PTZCapabilities), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZCapabilities(struct soap *soap, tt__PTZCapabilities *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__PTZCapabilities(soap, tag ? tag : "tt:PTZCapabilities", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__PTZCapabilities ** SOAP_FMAC4 soap_get_PointerTott__PTZCapabilities(struct soap *soap, tt__PTZCapabilities **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__PTZCapabilities(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MediaCapabilities(struct soap *soap, tt__MediaCapabilities *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__MediaCapabilities))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__MediaCapabilities(struct soap *soap, const char *tag, int id, tt__MediaCapabilities *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__MediaCapabilities, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__MediaCapabilities ? type : NULL);
+}
+
+SOAP_FMAC3 tt__MediaCapabilities ** SOAP_FMAC4 soap_in_PointerTott__MediaCapabilities(struct soap *soap, const char *tag, tt__MediaCapabilities **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__MediaCapabilities **)soap_malloc(soap, sizeof(tt__MediaCapabilities *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__MediaCapabilities *)soap_instantiate_tt__MediaCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__MediaCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__MediaCapabilities, sizeof(tt__MediaCapabilities), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MediaCapabilities(struct soap *soap, tt__MediaCapabilities *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__MediaCapabilities(soap, tag ? tag : "tt:MediaCapabilities", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__MediaCapabilities ** SOAP_FMAC4 soap_get_PointerTott__MediaCapabilities(struct soap *soap, tt__MediaCapabilities **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__MediaCapabilities(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DeviceCapabilities(struct soap *soap, tt__DeviceCapabilities *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__DeviceCapabilities))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DeviceCapabilities(struct soap *soap, const char *tag, int id, tt__DeviceCapabilities *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__DeviceCapabilities, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__DeviceCapabilities ? type : NULL);
+}
+
+SOAP_FMAC3 tt__DeviceCapabilities ** SOAP_FMAC4 soap_in_PointerTott__DeviceCapabilities(struct soap *soap, const char *tag, tt__DeviceCapabilities **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__DeviceCapabilities **)soap_malloc(soap, sizeof(tt__DeviceCapabilities *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__DeviceCapabilities *)soap_instantiate_tt__DeviceCapabilities(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__DeviceCapabilities **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__DeviceCapabilities, sizeof(tt__DeviceCapabilities), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DeviceCapabilities(struct soap *soap, tt__DeviceCapabilities *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__DeviceCapabilities(soap, tag ? tag : "tt:DeviceCapabilities", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__DeviceCapabilities ** SOAP_FMAC4 soap_get_PointerTott__DeviceCapabilities(struct soap *soap, tt__DeviceCapabilities **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__DeviceCapabilities(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ListedProfile(struct soap *soap, tt__ListedProfile *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__ListedProfile))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ListedProfile(struct soap *soap, const char *tag, int id, tt__ListedProfile *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__ListedProfile, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__ListedProfile ? type : NULL);
+}
+
+SOAP_FMAC3 tt__ListedProfile ** SOAP_FMAC4 soap_in_PointerTott__ListedProfile(struct soap *soap, const char *tag, tt__ListedProfile **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__ListedProfile **)soap_malloc(soap, sizeof(tt__ListedProfile *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__ListedProfile *)soap_instantiate_tt__ListedProfile(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__ListedProfile **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__ListedProfile, sizeof(tt__ListedProfile), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ListedProfile(struct soap *soap, tt__ListedProfile *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__ListedProfile(soap, tag ? tag : "tt:ListedProfile", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__ListedProfile ** SOAP_FMAC4 soap_get_PointerTott__ListedProfile(struct soap *soap, tt__ListedProfile **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__ListedProfile(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZConfiguration(struct soap *soap, tt__PTZConfiguration *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__PTZConfiguration))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZConfiguration(struct soap *soap, const char *tag, int id, tt__PTZConfiguration *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__PTZConfiguration, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__PTZConfiguration ? type : NULL);
+}
+
+SOAP_FMAC3 tt__PTZConfiguration ** SOAP_FMAC4 soap_in_PointerTott__PTZConfiguration(struct soap *soap, const char *tag, tt__PTZConfiguration **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__PTZConfiguration **)soap_malloc(soap, sizeof(tt__PTZConfiguration *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__PTZConfiguration *)soap_instantiate_tt__PTZConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__PTZConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__PTZConfiguration, sizeof(tt__PTZConfiguration), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZConfiguration(struct soap *soap, tt__PTZConfiguration *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__PTZConfiguration(soap, tag ? tag : "tt:PTZConfiguration", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__PTZConfiguration ** SOAP_FMAC4 soap_get_PointerTott__PTZConfiguration(struct soap *soap, tt__PTZConfiguration **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__PTZConfiguration(soap, tag, p, type)))
+		if (soap_getindependent(soap))
+			return NULL;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoEncoderConfiguration(struct soap *soap, tt__VideoEncoderConfiguration *const*a)
+{
+	(void)soap; (void)a; /* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+	if (!soap_reference(soap, *a, SOAP_TYPE_tt__VideoEncoderConfiguration))
+		(*a)->soap_serialize(soap);
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoEncoderConfiguration(struct soap *soap, const char *tag, int id, tt__VideoEncoderConfiguration *const*a, const char *type)
+{
+	id = soap_element_id(soap, tag, id, *a, NULL, 0, type, SOAP_TYPE_tt__VideoEncoderConfiguration, NULL);
+	if (id < 0)
+		return soap->error;
+	return (*a)->soap_out(soap, tag, id, (*a)->soap_type() == SOAP_TYPE_tt__VideoEncoderConfiguration ? type : NULL);
+}
+
+SOAP_FMAC3 tt__VideoEncoderConfiguration ** SOAP_FMAC4 soap_in_PointerTott__VideoEncoderConfiguration(struct soap *soap, const char *tag, tt__VideoEncoderConfiguration **a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	if (soap_element_begin_in(soap, tag, 1, NULL))
+		return NULL;
+	if (!a)
+		if (!(a = (tt__VideoEncoderConfiguration **)soap_malloc(soap, sizeof(tt__VideoEncoderConfiguration *))))
+			return NULL;
+	*a = NULL;
+	if (!soap->null && *soap->href != '#')
+	{	soap_revert(soap);
+		if (!(*a = (tt__VideoEncoderConfiguration *)soap_instantiate_tt__VideoEncoderConfiguration(soap, -1, soap->type, soap->arrayType, NULL)))
+			return NULL;
+		(*a)->soap_default(soap);
+		if (!(*a)->soap_in(soap, tag, NULL))
+		{	*a = NULL;
+			return NULL;
+		}
+	}
+	else
+	{	a = (tt__VideoEncoderConfiguration **)soap_id_lookup(soap, soap->href, (void**)a, SOAP_TYPE_tt__VideoEncoderConfiguration, sizeof(tt__VideoEncoderConfiguration), 0, soap_fbase);
+		if (soap->body && soap_element_end_in(soap, tag))
+			return NULL;
+	}
+	return a;
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoEncoderConfiguration(struct soap *soap, tt__VideoEncoderConfiguration *const*a, const char *tag, const char *type)
+{
+	if (soap_out_PointerTott__VideoEncoderConfiguration(soap, tag ? tag : "tt:VideoEncoderConfiguration", -2, a, type))
+		return soap->error;
+	return soap_putindependent(soap);
+}
+
+SOAP_FMAC3 tt__VideoEncoderConfiguration ** SOAP_FMAC4 soap_get_PointerTott__VideoEncoderConfiguration(struct soap *soap, tt__VideoEncoderConfiguration **p, const char *tag, const char *type)
+{
+	if ((p = soap_in_PointerTott__VideoEncoderConfiguration(soap, tag, p, type)))
 		if (soap_getindependent(soap))
 			return NULL;
 	return p;
@@ -62899,98 +61595,6 @@ SOAP_FMAC1 std::vector<tt__VideoEncoderConfiguration *>  * SOAP_FMAC2 soap_insta
 		k *= n;
 	}
 	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<tt__VideoEncoderConfiguration *>  location=%p n=%d\n", (void*)p, n));
-	if (size)
-		*size = k;
-	if (!p)
-		soap->error = SOAP_EOM;
-	else if (cp)
-		cp->ptr = (void*)p;
-	return p;
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__Profile(struct soap *soap, std::vector<tt__Profile *> *p)
-{
-	(void)soap; /* appease -Wall -Werror */
-	p->clear();
-}
-
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__Profile(struct soap *soap, const std::vector<tt__Profile *> *a)
-{
-	(void)soap; (void)a;/* appease -Wall -Werror */
-#ifndef WITH_NOIDREF
-	for (std::vector<tt__Profile *> ::const_iterator i = a->begin(); i != a->end(); ++i)
-		soap_serialize_PointerTott__Profile(soap, &(*i));
-#endif
-}
-
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__Profile(struct soap *soap, const char *tag, int id, const std::vector<tt__Profile *> *a, const char *type)
-{
-	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<tt__Profile *> ::const_iterator i = a->begin(); i != a->end(); ++i)
-	{
-		if (soap_out_PointerTott__Profile(soap, tag, id, &(*i), ""))
-			return soap->error;
-	}
-	return SOAP_OK;
-}
-
-SOAP_FMAC3 std::vector<tt__Profile *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__Profile(struct soap *soap, const char *tag, std::vector<tt__Profile *> *a, const char *type)
-{
-	(void)type; /* appease -Wall -Werror */
-	short soap_flag;
-	for (soap_flag = 0;; soap_flag = 1)
-	{
-		if (tag && *tag != '-')
-		{	if (soap_element_begin_in(soap, tag, 1, NULL))
-				break;
-			soap_revert(soap);
-		}
-		if (!a && !(a = soap_new_std__vectorTemplateOfPointerTott__Profile(soap)))
-			return NULL;
-		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
-		{	soap->error = SOAP_OCCURS;
-			return NULL;
-		}
-		tt__Profile *n;
-		n = NULL;
-		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__Profile, SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile, sizeof(tt__Profile), 1, soap_finsert, soap_fbase))
-				break;
-			if (!soap_in_PointerTott__Profile(soap, tag, NULL, "tt:Profile"))
-				break;
-		}
-		else
-		{	if (!soap_in_PointerTott__Profile(soap, tag, &n, "tt:Profile"))
-				break;
-		}
-		a->insert(a->end(), n);
-		if (!tag || *tag == '-')
-			return a;
-	}
-	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
-	{	soap->error = SOAP_OK;
-		return a;
-	}
-	return NULL;
-}
-
-SOAP_FMAC1 std::vector<tt__Profile *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__Profile(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
-{
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOfPointerTott__Profile(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
-	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<tt__Profile *> *p;
-	size_t k = sizeof(std::vector<tt__Profile *> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile, n, soap_fdelete);
-	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
-		return NULL;
-	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<tt__Profile *> );
-	}
-	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<tt__Profile *> , n);
-		k *= n;
-	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<tt__Profile *>  location=%p n=%d\n", (void*)p, n));
 	if (size)
 		*size = k;
 	if (!p)
@@ -63588,31 +62192,33 @@ SOAP_FMAC1 std::vector<std::string>  * SOAP_FMAC2 soap_instantiate_std__vectorTe
 	return p;
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOf_XML(struct soap *soap, std::vector<char *> *p)
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__ListedProfile(struct soap *soap, std::vector<tt__ListedProfile *> *p)
 {
 	(void)soap; /* appease -Wall -Werror */
 	p->clear();
 }
 
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOf_XML(struct soap *soap, const std::vector<char *> *a)
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__ListedProfile(struct soap *soap, const std::vector<tt__ListedProfile *> *a)
 {
 	(void)soap; (void)a;/* appease -Wall -Werror */
 #ifndef WITH_NOIDREF
+	for (std::vector<tt__ListedProfile *> ::const_iterator i = a->begin(); i != a->end(); ++i)
+		soap_serialize_PointerTott__ListedProfile(soap, &(*i));
 #endif
 }
 
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOf_XML(struct soap *soap, const char *tag, int id, const std::vector<char *> *a, const char *type)
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__ListedProfile(struct soap *soap, const char *tag, int id, const std::vector<tt__ListedProfile *> *a, const char *type)
 {
 	(void)id; (void)type; /* appease -Wall -Werror */
-	for (std::vector<char *> ::const_iterator i = a->begin(); i != a->end(); ++i)
+	for (std::vector<tt__ListedProfile *> ::const_iterator i = a->begin(); i != a->end(); ++i)
 	{
-		if (soap_outliteral(soap, tag, (char*const*)&(*i), NULL))
+		if (soap_out_PointerTott__ListedProfile(soap, tag, id, &(*i), ""))
 			return soap->error;
 	}
 	return SOAP_OK;
 }
 
-SOAP_FMAC3 std::vector<char *> * SOAP_FMAC4 soap_in_std__vectorTemplateOf_XML(struct soap *soap, const char *tag, std::vector<char *> *a, const char *type)
+SOAP_FMAC3 std::vector<tt__ListedProfile *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__ListedProfile(struct soap *soap, const char *tag, std::vector<tt__ListedProfile *> *a, const char *type)
 {
 	(void)type; /* appease -Wall -Werror */
 	short soap_flag;
@@ -63623,22 +62229,22 @@ SOAP_FMAC3 std::vector<char *> * SOAP_FMAC4 soap_in_std__vectorTemplateOf_XML(st
 				break;
 			soap_revert(soap);
 		}
-		if (!a && !(a = soap_new_std__vectorTemplateOf_XML(soap)))
+		if (!a && !(a = soap_new_std__vectorTemplateOfPointerTott__ListedProfile(soap)))
 			return NULL;
 		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
 		{	soap->error = SOAP_OCCURS;
 			return NULL;
 		}
-		char *n;
+		tt__ListedProfile *n;
 		n = NULL;
 		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
-		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE__XML, SOAP_TYPE_std__vectorTemplateOf_XML, sizeof(char *), 1, soap_finsert, soap_fbase))
+		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_tt__ListedProfile, SOAP_TYPE_std__vectorTemplateOfPointerTott__ListedProfile, sizeof(tt__ListedProfile), 1, soap_finsert, soap_fbase))
 				break;
-			if (!soap_inliteral(soap, tag, NULL))
+			if (!soap_in_PointerTott__ListedProfile(soap, tag, NULL, "tt:ListedProfile"))
 				break;
 		}
 		else
-		{	if (!soap_inliteral(soap, tag, &n))
+		{	if (!soap_in_PointerTott__ListedProfile(soap, tag, &n, "tt:ListedProfile"))
 				break;
 		}
 		a->insert(a->end(), n);
@@ -63652,23 +62258,113 @@ SOAP_FMAC3 std::vector<char *> * SOAP_FMAC4 soap_in_std__vectorTemplateOf_XML(st
 	return NULL;
 }
 
-SOAP_FMAC1 std::vector<char *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOf_XML(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+SOAP_FMAC1 std::vector<tt__ListedProfile *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__ListedProfile(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
 {
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOf_XML(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOfPointerTott__ListedProfile(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
 	(void)type; (void)arrayType; /* appease -Wall -Werror */
-	std::vector<char *> *p;
-	size_t k = sizeof(std::vector<char *> );
-	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOf_XML, n, soap_fdelete);
+	std::vector<tt__ListedProfile *> *p;
+	size_t k = sizeof(std::vector<tt__ListedProfile *> );
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOfPointerTott__ListedProfile, n, soap_fdelete);
 	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
 		return NULL;
 	if (n < 0)
-	{	p = SOAP_NEW(soap, std::vector<char *> );
+	{	p = SOAP_NEW(soap, std::vector<tt__ListedProfile *> );
 	}
 	else
-	{	p = SOAP_NEW_ARRAY(soap, std::vector<char *> , n);
+	{	p = SOAP_NEW_ARRAY(soap, std::vector<tt__ListedProfile *> , n);
 		k *= n;
 	}
-	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<char *>  location=%p n=%d\n", (void*)p, n));
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<tt__ListedProfile *>  location=%p n=%d\n", (void*)p, n));
+	if (size)
+		*size = k;
+	if (!p)
+		soap->error = SOAP_EOM;
+	else if (cp)
+		cp->ptr = (void*)p;
+	return p;
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfskipped_element(struct soap *soap, std::vector<char> *p)
+{
+	(void)soap; /* appease -Wall -Werror */
+	p->clear();
+}
+
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfskipped_element(struct soap *soap, const std::vector<char> *a)
+{
+	(void)soap; (void)a;/* appease -Wall -Werror */
+#ifndef WITH_NOIDREF
+#endif
+}
+
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfskipped_element(struct soap *soap, const char *tag, int id, const std::vector<char> *a, const char *type)
+{
+	(void)id; (void)type; /* appease -Wall -Werror */
+	for (std::vector<char> ::const_iterator i = a->begin(); i != a->end(); ++i)
+	{
+		if (soap_out_skipped_element(soap, tag, id, &(*i), ""))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+SOAP_FMAC3 std::vector<char> * SOAP_FMAC4 soap_in_std__vectorTemplateOfskipped_element(struct soap *soap, const char *tag, std::vector<char> *a, const char *type)
+{
+	(void)type; /* appease -Wall -Werror */
+	short soap_flag;
+	for (soap_flag = 0;; soap_flag = 1)
+	{
+		if (tag && *tag != '-')
+		{	if (soap_element_begin_in(soap, tag, 1, NULL))
+				break;
+			soap_revert(soap);
+		}
+		if (!a && !(a = soap_new_std__vectorTemplateOfskipped_element(soap)))
+			return NULL;
+		else if (static_cast<size_t>(a->size()) > soap->maxoccurs)
+		{	soap->error = SOAP_OCCURS;
+			return NULL;
+		}
+		char n;
+		soap_default_skipped_element(soap, &n);
+		if (tag && *tag != '-' && (*soap->id || *soap->href == '#'))
+		{	if (!soap_id_forward(soap, *soap->id?soap->id:soap->href, a, static_cast<size_t>(a->size()), SOAP_TYPE_skipped_element, SOAP_TYPE_std__vectorTemplateOfskipped_element, sizeof(char), 0, soap_finsert, soap_fbase))
+				break;
+			if (!soap_in_skipped_element(soap, tag, NULL, "skipped-element"))
+				break;
+		}
+		else
+		{	if (!soap_in_skipped_element(soap, tag, &n, "skipped-element"))
+				break;
+		}
+		a->insert(a->end(), n);
+		if (!tag || *tag == '-')
+			return a;
+	}
+	if (soap_flag && (soap->error == SOAP_TAG_MISMATCH || soap->error == SOAP_NO_TAG))
+	{	soap->error = SOAP_OK;
+		return a;
+	}
+	return NULL;
+}
+
+SOAP_FMAC1 std::vector<char>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfskipped_element(struct soap *soap, int n, const char *type, const char *arrayType, size_t *size)
+{
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "soap_instantiate_std__vectorTemplateOfskipped_element(%p, %d, %s, %s)\n", (void*)soap, n, type?type:"", arrayType?arrayType:""));
+	(void)type; (void)arrayType; /* appease -Wall -Werror */
+	std::vector<char> *p;
+	size_t k = sizeof(std::vector<char> );
+	struct soap_clist *cp = soap_link(soap, SOAP_TYPE_std__vectorTemplateOfskipped_element, n, soap_fdelete);
+	if (!cp && soap && n != SOAP_NO_LINK_TO_DELETE)
+		return NULL;
+	if (n < 0)
+	{	p = SOAP_NEW(soap, std::vector<char> );
+	}
+	else
+	{	p = SOAP_NEW_ARRAY(soap, std::vector<char> , n);
+		k *= n;
+	}
+	DBGLOG(TEST, SOAP_MESSAGE(fdebug, "Instantiated std::vector<char>  location=%p n=%d\n", (void*)p, n));
 	if (size)
 		*size = k;
 	if (!p)

@@ -45,6 +45,76 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_fdelete(struct soap *soap, struct soap_clist*);
 SOAP_FMAC3 int SOAP_FMAC4 soap_fbase(int, int);
 SOAP_FMAC3 void SOAP_FMAC4 soap_finsert(struct soap*, int, int, void*, size_t, const void*, void**);
 
+#ifndef SOAP_TYPE_skipped_element_DEFINED
+#define SOAP_TYPE_skipped_element_DEFINED
+SOAP_FMAC1 void SOAP_FMAC2 soap_default_skipped_element(struct soap*, char *);
+SOAP_FMAC3S const char* SOAP_FMAC4S soap_skipped_element2s(struct soap*, char);
+SOAP_FMAC1 int SOAP_FMAC2 soap_out_skipped_element(struct soap*, const char*, int, const char *, const char*);
+SOAP_FMAC3S int SOAP_FMAC4S soap_s2skipped_element(struct soap*, const char*, char *);
+SOAP_FMAC1 char * SOAP_FMAC2 soap_in_skipped_element(struct soap*, const char*, char *, const char*);
+
+SOAP_FMAC3 char * SOAP_FMAC4 soap_new_skipped_element(struct soap *soap, int n = -1);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_skipped_element(struct soap*, const char *, const char*, const char*);
+
+inline int soap_write_skipped_element(struct soap *soap, char const*p)
+{
+	soap_free_temp(soap);
+	if (p)
+	{	if (soap_begin_send(soap) || soap_put_skipped_element(soap, p, "skipped-element", "") || soap_end_send(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_PUT_skipped_element(struct soap *soap, const char *URL, char const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || soap_put_skipped_element(soap, p, "skipped-element", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_skipped_element(struct soap *soap, const char *URL, char const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || soap_put_skipped_element(soap, p, "skipped-element", "") || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_skipped_element(struct soap *soap, const char *URL, char const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || soap_put_skipped_element(soap, p, "skipped-element", "") || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 char * SOAP_FMAC4 soap_get_skipped_element(struct soap*, char *, const char*, const char*);
+
+inline int soap_read_skipped_element(struct soap *soap, char *p)
+{
+	if (p)
+	{	if (soap_begin_recv(soap) || soap_get_skipped_element(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_skipped_element(struct soap *soap, const char *URL, char *p)
+{
+	if (soap_GET(soap, URL, NULL) || soap_read_skipped_element(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_skipped_element(struct soap *soap, char *p)
+{
+	if (soap_read_skipped_element(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
 #ifndef SOAP_TYPE_byte_DEFINED
 #define SOAP_TYPE_byte_DEFINED
 
@@ -1747,6 +1817,105 @@ inline int soap_GET__tt__Transport_Tunnel(struct soap *soap, const char *URL, _t
 inline int soap_POST_recv__tt__Transport_Tunnel(struct soap *soap, _tt__Transport_Tunnel *p)
 {
 	if (::soap_read__tt__Transport_Tunnel(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+#endif
+
+#ifndef SOAP_TYPE_tt__ListedProfile_DEFINED
+#define SOAP_TYPE_tt__ListedProfile_DEFINED
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_tt__ListedProfile(struct soap*, const char*, int, const tt__ListedProfile *, const char*);
+SOAP_FMAC3 tt__ListedProfile * SOAP_FMAC4 soap_in_tt__ListedProfile(struct soap*, const char*, tt__ListedProfile *, const char*);
+SOAP_FMAC1 tt__ListedProfile * SOAP_FMAC2 soap_instantiate_tt__ListedProfile(struct soap*, int, const char*, const char*, size_t*);
+
+inline tt__ListedProfile * soap_new_tt__ListedProfile(struct soap *soap, int n = -1)
+{
+	return soap_instantiate_tt__ListedProfile(soap, n, NULL, NULL, NULL);
+}
+
+inline tt__ListedProfile * soap_new_req_tt__ListedProfile(
+	struct soap *soap,
+	const std::string& token)
+{
+	tt__ListedProfile *_p = ::soap_new_tt__ListedProfile(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__ListedProfile::token = token;
+	}
+	return _p;
+}
+
+inline tt__ListedProfile * soap_new_set_tt__ListedProfile(
+	struct soap *soap,
+	const std::string& Name,
+	tt__PTZConfiguration *PTZConfiguration,
+	const std::vector<char> & __any,
+	const std::string& token)
+{
+	tt__ListedProfile *_p = ::soap_new_tt__ListedProfile(soap);
+	if (_p)
+	{	_p->soap_default(soap);
+		_p->tt__ListedProfile::Name = Name;
+		_p->tt__ListedProfile::PTZConfiguration = PTZConfiguration;
+		_p->tt__ListedProfile::__any = __any;
+		_p->tt__ListedProfile::token = token;
+	}
+	return _p;
+}
+
+inline int soap_write_tt__ListedProfile(struct soap *soap, tt__ListedProfile const*p)
+{
+	soap_free_temp(soap);
+	if (soap_begin_send(soap) || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ListedProfile", p->soap_type() == SOAP_TYPE_tt__ListedProfile ? "" : NULL) || soap_end_send(soap))
+		return soap->error;
+	return SOAP_OK;
+}
+
+inline int soap_PUT_tt__ListedProfile(struct soap *soap, const char *URL, tt__ListedProfile const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PUT(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ListedProfile", p->soap_type() == SOAP_TYPE_tt__ListedProfile ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_PATCH_tt__ListedProfile(struct soap *soap, const char *URL, tt__ListedProfile const*p)
+{
+	soap_free_temp(soap);
+	if (soap_PATCH(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ListedProfile", p->soap_type() == SOAP_TYPE_tt__ListedProfile ? "" : NULL) || soap_end_send(soap) || soap_recv_empty_response(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+
+inline int soap_POST_send_tt__ListedProfile(struct soap *soap, const char *URL, tt__ListedProfile const*p)
+{
+	soap_free_temp(soap);
+	if (soap_POST(soap, URL, NULL, "text/xml; charset=utf-8") || (p->soap_serialize(soap), 0) || p->soap_put(soap, "tt:ListedProfile", p->soap_type() == SOAP_TYPE_tt__ListedProfile ? "" : NULL) || soap_end_send(soap))
+		return soap_closesock(soap);
+	return SOAP_OK;
+}
+SOAP_FMAC3 tt__ListedProfile * SOAP_FMAC4 soap_get_tt__ListedProfile(struct soap*, tt__ListedProfile *, const char*, const char*);
+
+inline int soap_read_tt__ListedProfile(struct soap *soap, tt__ListedProfile *p)
+{
+	if (p)
+	{	p->soap_default(soap);
+		if (soap_begin_recv(soap) || ::soap_get_tt__ListedProfile(soap, p, NULL, NULL) == NULL || soap_end_recv(soap))
+			return soap->error;
+	}
+	return SOAP_OK;
+}
+
+inline int soap_GET_tt__ListedProfile(struct soap *soap, const char *URL, tt__ListedProfile *p)
+{
+	if (soap_GET(soap, URL, NULL) || ::soap_read_tt__ListedProfile(soap, p))
+		return soap_closesock(soap);
+	return soap_closesock(soap);
+}
+
+inline int soap_POST_recv_tt__ListedProfile(struct soap *soap, tt__ListedProfile *p)
+{
+	if (::soap_read_tt__ListedProfile(soap, p))
 		return soap_closesock(soap);
 	return soap_closesock(soap);
 }
@@ -5507,7 +5676,7 @@ inline _trt__GetProfilesResponse * soap_new_req__trt__GetProfilesResponse(
 
 inline _trt__GetProfilesResponse * soap_new_set__trt__GetProfilesResponse(
 	struct soap *soap,
-	const std::vector<tt__Profile *> & Profiles)
+	const std::vector<tt__ListedProfile *> & Profiles)
 {
 	_trt__GetProfilesResponse *_p = ::soap_new__trt__GetProfilesResponse(soap);
 	if (_p)
@@ -5872,15 +6041,11 @@ inline tt__PTZVector * soap_new_req_tt__PTZVector(
 }
 
 inline tt__PTZVector * soap_new_set_tt__PTZVector(
-	struct soap *soap,
-	tt__Vector2D *PanTilt,
-	tt__Vector1D *Zoom)
+	struct soap *soap)
 {
 	tt__PTZVector *_p = ::soap_new_tt__PTZVector(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__PTZVector::PanTilt = PanTilt;
-		_p->tt__PTZVector::Zoom = Zoom;
 	}
 	return _p;
 }
@@ -6880,15 +7045,13 @@ inline tt__PTZPreset * soap_new_req_tt__PTZPreset(
 
 inline tt__PTZPreset * soap_new_set_tt__PTZPreset(
 	struct soap *soap,
-	std::string *Name,
-	tt__PTZVector *PTZPosition,
+	const std::vector<char> & __any,
 	std::string *token)
 {
 	tt__PTZPreset *_p = ::soap_new_tt__PTZPreset(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__PTZPreset::Name = Name;
-		_p->tt__PTZPreset::PTZPosition = PTZPosition;
+		_p->tt__PTZPreset::__any = __any;
 		_p->tt__PTZPreset::token = token;
 	}
 	return _p;
@@ -8177,7 +8340,7 @@ inline tt__PTZConfiguration * soap_new_req_tt__PTZConfiguration(
 inline tt__PTZConfiguration * soap_new_set_tt__PTZConfiguration(
 	struct soap *soap,
 	const std::string& NodeToken,
-	const std::vector<char *> & __any)
+	const std::vector<char> & __any)
 {
 	tt__PTZConfiguration *_p = ::soap_new_tt__PTZConfiguration(soap);
 	if (_p)
@@ -8536,7 +8699,7 @@ inline tt__PTZNodeExtension * soap_new_req_tt__PTZNodeExtension(
 
 inline tt__PTZNodeExtension * soap_new_set_tt__PTZNodeExtension(
 	struct soap *soap,
-	const std::vector<char *> & __any)
+	const std::vector<char> & __any)
 {
 	tt__PTZNodeExtension *_p = ::soap_new_tt__PTZNodeExtension(soap);
 	if (_p)
@@ -9134,7 +9297,7 @@ inline tt__SystemDateTimeExtension * soap_new_req_tt__SystemDateTimeExtension(
 
 inline tt__SystemDateTimeExtension * soap_new_set_tt__SystemDateTimeExtension(
 	struct soap *soap,
-	const std::vector<char *> & __any)
+	const std::vector<char> & __any)
 {
 	tt__SystemDateTimeExtension *_p = ::soap_new_tt__SystemDateTimeExtension(soap);
 	if (_p)
@@ -10134,13 +10297,11 @@ inline tt__ImagingCapabilities * soap_new_req_tt__ImagingCapabilities(
 }
 
 inline tt__ImagingCapabilities * soap_new_set_tt__ImagingCapabilities(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__ImagingCapabilities *_p = ::soap_new_tt__ImagingCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ImagingCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -10492,13 +10653,11 @@ inline tt__SystemCapabilities * soap_new_req_tt__SystemCapabilities(
 }
 
 inline tt__SystemCapabilities * soap_new_set_tt__SystemCapabilities(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__SystemCapabilities *_p = ::soap_new_tt__SystemCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SystemCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -10761,13 +10920,11 @@ inline tt__SecurityCapabilities * soap_new_req_tt__SecurityCapabilities(
 }
 
 inline tt__SecurityCapabilities * soap_new_set_tt__SecurityCapabilities(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__SecurityCapabilities *_p = ::soap_new_tt__SecurityCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__SecurityCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -11030,13 +11187,11 @@ inline tt__NetworkCapabilities * soap_new_req_tt__NetworkCapabilities(
 }
 
 inline tt__NetworkCapabilities * soap_new_set_tt__NetworkCapabilities(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__NetworkCapabilities *_p = ::soap_new_tt__NetworkCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__NetworkCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -11299,13 +11454,11 @@ inline tt__RealTimeStreamingCapabilities * soap_new_req_tt__RealTimeStreamingCap
 }
 
 inline tt__RealTimeStreamingCapabilities * soap_new_set_tt__RealTimeStreamingCapabilities(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__RealTimeStreamingCapabilities *_p = ::soap_new_tt__RealTimeStreamingCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__RealTimeStreamingCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -11390,13 +11543,11 @@ inline tt__MediaCapabilitiesExtension * soap_new_req_tt__MediaCapabilitiesExtens
 }
 
 inline tt__MediaCapabilitiesExtension * soap_new_set_tt__MediaCapabilitiesExtension(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__MediaCapabilitiesExtension *_p = ::soap_new_tt__MediaCapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__MediaCapabilitiesExtension::__any = __any;
 	}
 	return _p;
 }
@@ -11472,14 +11623,12 @@ inline tt__MediaCapabilities * soap_new_tt__MediaCapabilities(struct soap *soap,
 
 inline tt__MediaCapabilities * soap_new_req_tt__MediaCapabilities(
 	struct soap *soap,
-	const std::string& XAddr,
-	const tt__RealTimeStreamingCapabilities& StreamingCapabilities)
+	const std::string& XAddr)
 {
 	tt__MediaCapabilities *_p = ::soap_new_tt__MediaCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
 		_p->tt__MediaCapabilities::XAddr = XAddr;
-		_p->tt__MediaCapabilities::StreamingCapabilities = StreamingCapabilities;
 	}
 	return _p;
 }
@@ -11487,15 +11636,13 @@ inline tt__MediaCapabilities * soap_new_req_tt__MediaCapabilities(
 inline tt__MediaCapabilities * soap_new_set_tt__MediaCapabilities(
 	struct soap *soap,
 	const std::string& XAddr,
-	const tt__RealTimeStreamingCapabilities& StreamingCapabilities,
-	tt__MediaCapabilitiesExtension *Extension)
+	const std::vector<char> & __any)
 {
 	tt__MediaCapabilities *_p = ::soap_new_tt__MediaCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
 		_p->tt__MediaCapabilities::XAddr = XAddr;
-		_p->tt__MediaCapabilities::StreamingCapabilities = StreamingCapabilities;
-		_p->tt__MediaCapabilities::Extension = Extension;
+		_p->tt__MediaCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -11758,13 +11905,11 @@ inline tt__IOCapabilities * soap_new_req_tt__IOCapabilities(
 }
 
 inline tt__IOCapabilities * soap_new_set_tt__IOCapabilities(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__IOCapabilities *_p = ::soap_new_tt__IOCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__IOCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -11849,13 +11994,11 @@ inline tt__EventCapabilities * soap_new_req_tt__EventCapabilities(
 }
 
 inline tt__EventCapabilities * soap_new_set_tt__EventCapabilities(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__EventCapabilities *_p = ::soap_new_tt__EventCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__EventCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -11940,13 +12083,11 @@ inline tt__DeviceCapabilitiesExtension * soap_new_req_tt__DeviceCapabilitiesExte
 }
 
 inline tt__DeviceCapabilitiesExtension * soap_new_set_tt__DeviceCapabilitiesExtension(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__DeviceCapabilitiesExtension *_p = ::soap_new_tt__DeviceCapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__DeviceCapabilitiesExtension::__any = __any;
 	}
 	return _p;
 }
@@ -12035,21 +12176,13 @@ inline tt__DeviceCapabilities * soap_new_req_tt__DeviceCapabilities(
 inline tt__DeviceCapabilities * soap_new_set_tt__DeviceCapabilities(
 	struct soap *soap,
 	const std::string& XAddr,
-	tt__NetworkCapabilities *Network,
-	tt__SystemCapabilities *System,
-	tt__IOCapabilities *IO,
-	tt__SecurityCapabilities *Security,
-	tt__DeviceCapabilitiesExtension *Extension)
+	const std::vector<char> & __any)
 {
 	tt__DeviceCapabilities *_p = ::soap_new_tt__DeviceCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
 		_p->tt__DeviceCapabilities::XAddr = XAddr;
-		_p->tt__DeviceCapabilities::Network = Network;
-		_p->tt__DeviceCapabilities::System = System;
-		_p->tt__DeviceCapabilities::IO = IO;
-		_p->tt__DeviceCapabilities::Security = Security;
-		_p->tt__DeviceCapabilities::Extension = Extension;
+		_p->tt__DeviceCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -12134,13 +12267,11 @@ inline tt__AnalyticsCapabilities * soap_new_req_tt__AnalyticsCapabilities(
 }
 
 inline tt__AnalyticsCapabilities * soap_new_set_tt__AnalyticsCapabilities(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__AnalyticsCapabilities *_p = ::soap_new_tt__AnalyticsCapabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AnalyticsCapabilities::__any = __any;
 	}
 	return _p;
 }
@@ -12314,13 +12445,11 @@ inline tt__CapabilitiesExtension * soap_new_req_tt__CapabilitiesExtension(
 }
 
 inline tt__CapabilitiesExtension * soap_new_set_tt__CapabilitiesExtension(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__CapabilitiesExtension *_p = ::soap_new_tt__CapabilitiesExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__CapabilitiesExtension::__any = __any;
 	}
 	return _p;
 }
@@ -12406,24 +12535,18 @@ inline tt__Capabilities * soap_new_req_tt__Capabilities(
 
 inline tt__Capabilities * soap_new_set_tt__Capabilities(
 	struct soap *soap,
-	tt__AnalyticsCapabilities *Analytics,
 	tt__DeviceCapabilities *Device,
-	tt__EventCapabilities *Events,
-	tt__ImagingCapabilities *Imaging,
 	tt__MediaCapabilities *Media,
 	tt__PTZCapabilities *PTZ,
-	tt__CapabilitiesExtension *Extension)
+	const std::vector<char> & __any)
 {
 	tt__Capabilities *_p = ::soap_new_tt__Capabilities(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__Capabilities::Analytics = Analytics;
 		_p->tt__Capabilities::Device = Device;
-		_p->tt__Capabilities::Events = Events;
-		_p->tt__Capabilities::Imaging = Imaging;
 		_p->tt__Capabilities::Media = Media;
 		_p->tt__Capabilities::PTZ = PTZ;
-		_p->tt__Capabilities::Extension = Extension;
+		_p->tt__Capabilities::__any = __any;
 	}
 	return _p;
 }
@@ -12596,18 +12719,12 @@ inline tt__MediaUri * soap_new_tt__MediaUri(struct soap *soap, int n = -1)
 
 inline tt__MediaUri * soap_new_req_tt__MediaUri(
 	struct soap *soap,
-	const std::string& Uri,
-	bool InvalidAfterConnect,
-	bool InvalidAfterReboot,
-	const std::string& Timeout)
+	const std::string& Uri)
 {
 	tt__MediaUri *_p = ::soap_new_tt__MediaUri(soap);
 	if (_p)
 	{	_p->soap_default(soap);
 		_p->tt__MediaUri::Uri = Uri;
-		_p->tt__MediaUri::InvalidAfterConnect = InvalidAfterConnect;
-		_p->tt__MediaUri::InvalidAfterReboot = InvalidAfterReboot;
-		_p->tt__MediaUri::Timeout = Timeout;
 	}
 	return _p;
 }
@@ -12615,17 +12732,13 @@ inline tt__MediaUri * soap_new_req_tt__MediaUri(
 inline tt__MediaUri * soap_new_set_tt__MediaUri(
 	struct soap *soap,
 	const std::string& Uri,
-	bool InvalidAfterConnect,
-	bool InvalidAfterReboot,
-	const std::string& Timeout)
+	const std::vector<char> & __any)
 {
 	tt__MediaUri *_p = ::soap_new_tt__MediaUri(soap);
 	if (_p)
 	{	_p->soap_default(soap);
 		_p->tt__MediaUri::Uri = Uri;
-		_p->tt__MediaUri::InvalidAfterConnect = InvalidAfterConnect;
-		_p->tt__MediaUri::InvalidAfterReboot = InvalidAfterReboot;
-		_p->tt__MediaUri::Timeout = Timeout;
+		_p->tt__MediaUri::__any = __any;
 	}
 	return _p;
 }
@@ -13541,13 +13654,11 @@ inline tt__MetadataConfiguration * soap_new_req_tt__MetadataConfiguration(
 }
 
 inline tt__MetadataConfiguration * soap_new_set_tt__MetadataConfiguration(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__MetadataConfiguration *_p = ::soap_new_tt__MetadataConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__MetadataConfiguration::__any = __any;
 	}
 	return _p;
 }
@@ -13632,13 +13743,11 @@ inline tt__VideoAnalyticsConfiguration * soap_new_req_tt__VideoAnalyticsConfigur
 }
 
 inline tt__VideoAnalyticsConfiguration * soap_new_set_tt__VideoAnalyticsConfiguration(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__VideoAnalyticsConfiguration *_p = ::soap_new_tt__VideoAnalyticsConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__VideoAnalyticsConfiguration::__any = __any;
 	}
 	return _p;
 }
@@ -13723,13 +13832,11 @@ inline tt__AudioEncoderConfiguration * soap_new_req_tt__AudioEncoderConfiguratio
 }
 
 inline tt__AudioEncoderConfiguration * soap_new_set_tt__AudioEncoderConfiguration(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__AudioEncoderConfiguration *_p = ::soap_new_tt__AudioEncoderConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AudioEncoderConfiguration::__any = __any;
 	}
 	return _p;
 }
@@ -13814,13 +13921,11 @@ inline tt__AudioSourceConfiguration * soap_new_req_tt__AudioSourceConfiguration(
 }
 
 inline tt__AudioSourceConfiguration * soap_new_set_tt__AudioSourceConfiguration(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__AudioSourceConfiguration *_p = ::soap_new_tt__AudioSourceConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__AudioSourceConfiguration::__any = __any;
 	}
 	return _p;
 }
@@ -16077,13 +16182,11 @@ inline tt__VideoSourceConfiguration * soap_new_req_tt__VideoSourceConfiguration(
 }
 
 inline tt__VideoSourceConfiguration * soap_new_set_tt__VideoSourceConfiguration(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__VideoSourceConfiguration *_p = ::soap_new_tt__VideoSourceConfiguration(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__VideoSourceConfiguration::__any = __any;
 	}
 	return _p;
 }
@@ -16358,13 +16461,11 @@ inline tt__ProfileExtension * soap_new_req_tt__ProfileExtension(
 }
 
 inline tt__ProfileExtension * soap_new_set_tt__ProfileExtension(
-	struct soap *soap,
-	const std::vector<char *> & __any)
+	struct soap *soap)
 {
 	tt__ProfileExtension *_p = ::soap_new_tt__ProfileExtension(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__ProfileExtension::__any = __any;
 	}
 	return _p;
 }
@@ -16440,13 +16541,11 @@ inline tt__Profile * soap_new_tt__Profile(struct soap *soap, int n = -1)
 
 inline tt__Profile * soap_new_req_tt__Profile(
 	struct soap *soap,
-	const std::string& Name,
 	const std::string& token)
 {
 	tt__Profile *_p = ::soap_new_tt__Profile(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__Profile::Name = Name;
 		_p->tt__Profile::token = token;
 	}
 	return _p;
@@ -16454,32 +16553,18 @@ inline tt__Profile * soap_new_req_tt__Profile(
 
 inline tt__Profile * soap_new_set_tt__Profile(
 	struct soap *soap,
-	const std::string& Name,
-	tt__VideoSourceConfiguration *VideoSourceConfiguration,
-	tt__AudioSourceConfiguration *AudioSourceConfiguration,
 	tt__VideoEncoderConfiguration *VideoEncoderConfiguration,
-	tt__AudioEncoderConfiguration *AudioEncoderConfiguration,
-	tt__VideoAnalyticsConfiguration *VideoAnalyticsConfiguration,
 	tt__PTZConfiguration *PTZConfiguration,
-	tt__MetadataConfiguration *MetadataConfiguration,
-	tt__ProfileExtension *Extension,
-	const std::string& token,
-	bool *fixed)
+	const std::vector<char> & __any,
+	const std::string& token)
 {
 	tt__Profile *_p = ::soap_new_tt__Profile(soap);
 	if (_p)
 	{	_p->soap_default(soap);
-		_p->tt__Profile::Name = Name;
-		_p->tt__Profile::VideoSourceConfiguration = VideoSourceConfiguration;
-		_p->tt__Profile::AudioSourceConfiguration = AudioSourceConfiguration;
 		_p->tt__Profile::VideoEncoderConfiguration = VideoEncoderConfiguration;
-		_p->tt__Profile::AudioEncoderConfiguration = AudioEncoderConfiguration;
-		_p->tt__Profile::VideoAnalyticsConfiguration = VideoAnalyticsConfiguration;
 		_p->tt__Profile::PTZConfiguration = PTZConfiguration;
-		_p->tt__Profile::MetadataConfiguration = MetadataConfiguration;
-		_p->tt__Profile::Extension = Extension;
+		_p->tt__Profile::__any = __any;
 		_p->tt__Profile::token = token;
-		_p->tt__Profile::fixed = fixed;
 	}
 	return _p;
 }
@@ -17383,19 +17468,13 @@ inline _tds__GetDeviceInformationResponse * soap_new__tds__GetDeviceInformationR
 inline _tds__GetDeviceInformationResponse * soap_new_req__tds__GetDeviceInformationResponse(
 	struct soap *soap,
 	const std::string& Manufacturer,
-	const std::string& Model,
-	const std::string& FirmwareVersion,
-	const std::string& SerialNumber,
-	const std::string& HardwareId)
+	const std::string& Model)
 {
 	_tds__GetDeviceInformationResponse *_p = ::soap_new__tds__GetDeviceInformationResponse(soap);
 	if (_p)
 	{	_p->soap_default(soap);
 		_p->_tds__GetDeviceInformationResponse::Manufacturer = Manufacturer;
 		_p->_tds__GetDeviceInformationResponse::Model = Model;
-		_p->_tds__GetDeviceInformationResponse::FirmwareVersion = FirmwareVersion;
-		_p->_tds__GetDeviceInformationResponse::SerialNumber = SerialNumber;
-		_p->_tds__GetDeviceInformationResponse::HardwareId = HardwareId;
 	}
 	return _p;
 }
@@ -17405,8 +17484,7 @@ inline _tds__GetDeviceInformationResponse * soap_new_set__tds__GetDeviceInformat
 	const std::string& Manufacturer,
 	const std::string& Model,
 	const std::string& FirmwareVersion,
-	const std::string& SerialNumber,
-	const std::string& HardwareId)
+	const std::vector<char> & __any)
 {
 	_tds__GetDeviceInformationResponse *_p = ::soap_new__tds__GetDeviceInformationResponse(soap);
 	if (_p)
@@ -17414,8 +17492,7 @@ inline _tds__GetDeviceInformationResponse * soap_new_set__tds__GetDeviceInformat
 		_p->_tds__GetDeviceInformationResponse::Manufacturer = Manufacturer;
 		_p->_tds__GetDeviceInformationResponse::Model = Model;
 		_p->_tds__GetDeviceInformationResponse::FirmwareVersion = FirmwareVersion;
-		_p->_tds__GetDeviceInformationResponse::SerialNumber = SerialNumber;
-		_p->_tds__GetDeviceInformationResponse::HardwareId = HardwareId;
+		_p->_tds__GetDeviceInformationResponse::__any = __any;
 	}
 	return _p;
 }
@@ -38825,6 +38902,15 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZSpaces(struct soap*, tt__PTZS
 SOAP_FMAC3 tt__PTZSpaces ** SOAP_FMAC4 soap_get_PointerTott__PTZSpaces(struct soap*, tt__PTZSpaces **, const char*, const char*);
 #endif
 
+#ifndef SOAP_TYPE_PointerTott__Name_DEFINED
+#define SOAP_TYPE_PointerTott__Name_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Name(struct soap*, std::string *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Name(struct soap*, const char *, int, std::string *const*, const char *);
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTott__Name(struct soap*, const char*, std::string **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Name(struct soap*, std::string *const*, const char*, const char*);
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTott__Name(struct soap*, std::string **, const char*, const char*);
+#endif
+
 #ifndef SOAP_TYPE_PointerTott__MulticastConfiguration_DEFINED
 #define SOAP_TYPE_PointerTott__MulticastConfiguration_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MulticastConfiguration(struct soap*, tt__MulticastConfiguration *const*);
@@ -38951,33 +39037,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerToxsd__anyURI(struct soap*, std::strin
 SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerToxsd__anyURI(struct soap*, std::string **, const char*, const char*);
 #endif
 
-#ifndef SOAP_TYPE_PointerTott__ReferenceToken_DEFINED
-#define SOAP_TYPE_PointerTott__ReferenceToken_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ReferenceToken(struct soap*, std::string *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ReferenceToken(struct soap*, const char *, int, std::string *const*, const char *);
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTott__ReferenceToken(struct soap*, const char*, std::string **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ReferenceToken(struct soap*, std::string *const*, const char*, const char*);
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTott__ReferenceToken(struct soap*, std::string **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__PTZVector_DEFINED
-#define SOAP_TYPE_PointerTott__PTZVector_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZVector(struct soap*, tt__PTZVector *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZVector(struct soap*, const char *, int, tt__PTZVector *const*, const char *);
-SOAP_FMAC3 tt__PTZVector ** SOAP_FMAC4 soap_in_PointerTott__PTZVector(struct soap*, const char*, tt__PTZVector **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZVector(struct soap*, tt__PTZVector *const*, const char*, const char*);
-SOAP_FMAC3 tt__PTZVector ** SOAP_FMAC4 soap_get_PointerTott__PTZVector(struct soap*, tt__PTZVector **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__Name_DEFINED
-#define SOAP_TYPE_PointerTott__Name_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Name(struct soap*, std::string *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__Name(struct soap*, const char *, int, std::string *const*, const char *);
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTott__Name(struct soap*, const char*, std::string **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__Name(struct soap*, std::string *const*, const char*, const char*);
-SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTott__Name(struct soap*, std::string **, const char*, const char*);
-#endif
-
 #ifndef SOAP_TYPE_PointerTott__Vector1D_DEFINED
 #define SOAP_TYPE_PointerTott__Vector1D_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Vector1D(struct soap*, tt__Vector1D *const*);
@@ -39077,123 +39136,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__TimeZone(struct soap*, tt__TimeZ
 SOAP_FMAC3 tt__TimeZone ** SOAP_FMAC4 soap_get_PointerTott__TimeZone(struct soap*, tt__TimeZone **, const char*, const char*);
 #endif
 
-#ifndef SOAP_TYPE_PointerTott__MediaCapabilitiesExtension_DEFINED
-#define SOAP_TYPE_PointerTott__MediaCapabilitiesExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MediaCapabilitiesExtension(struct soap*, tt__MediaCapabilitiesExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__MediaCapabilitiesExtension(struct soap*, const char *, int, tt__MediaCapabilitiesExtension *const*, const char *);
-SOAP_FMAC3 tt__MediaCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__MediaCapabilitiesExtension(struct soap*, const char*, tt__MediaCapabilitiesExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MediaCapabilitiesExtension(struct soap*, tt__MediaCapabilitiesExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__MediaCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__MediaCapabilitiesExtension(struct soap*, tt__MediaCapabilitiesExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension_DEFINED
-#define SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DeviceCapabilitiesExtension(struct soap*, tt__DeviceCapabilitiesExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DeviceCapabilitiesExtension(struct soap*, const char *, int, tt__DeviceCapabilitiesExtension *const*, const char *);
-SOAP_FMAC3 tt__DeviceCapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__DeviceCapabilitiesExtension(struct soap*, const char*, tt__DeviceCapabilitiesExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DeviceCapabilitiesExtension(struct soap*, tt__DeviceCapabilitiesExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__DeviceCapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__DeviceCapabilitiesExtension(struct soap*, tt__DeviceCapabilitiesExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__SecurityCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__SecurityCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SecurityCapabilities(struct soap*, tt__SecurityCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SecurityCapabilities(struct soap*, const char *, int, tt__SecurityCapabilities *const*, const char *);
-SOAP_FMAC3 tt__SecurityCapabilities ** SOAP_FMAC4 soap_in_PointerTott__SecurityCapabilities(struct soap*, const char*, tt__SecurityCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SecurityCapabilities(struct soap*, tt__SecurityCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__SecurityCapabilities ** SOAP_FMAC4 soap_get_PointerTott__SecurityCapabilities(struct soap*, tt__SecurityCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__IOCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__IOCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__IOCapabilities(struct soap*, tt__IOCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__IOCapabilities(struct soap*, const char *, int, tt__IOCapabilities *const*, const char *);
-SOAP_FMAC3 tt__IOCapabilities ** SOAP_FMAC4 soap_in_PointerTott__IOCapabilities(struct soap*, const char*, tt__IOCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IOCapabilities(struct soap*, tt__IOCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__IOCapabilities ** SOAP_FMAC4 soap_get_PointerTott__IOCapabilities(struct soap*, tt__IOCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__SystemCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__SystemCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__SystemCapabilities(struct soap*, tt__SystemCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SystemCapabilities(struct soap*, const char *, int, tt__SystemCapabilities *const*, const char *);
-SOAP_FMAC3 tt__SystemCapabilities ** SOAP_FMAC4 soap_in_PointerTott__SystemCapabilities(struct soap*, const char*, tt__SystemCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemCapabilities(struct soap*, tt__SystemCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__SystemCapabilities ** SOAP_FMAC4 soap_get_PointerTott__SystemCapabilities(struct soap*, tt__SystemCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__NetworkCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__NetworkCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__NetworkCapabilities(struct soap*, tt__NetworkCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__NetworkCapabilities(struct soap*, const char *, int, tt__NetworkCapabilities *const*, const char *);
-SOAP_FMAC3 tt__NetworkCapabilities ** SOAP_FMAC4 soap_in_PointerTott__NetworkCapabilities(struct soap*, const char*, tt__NetworkCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__NetworkCapabilities(struct soap*, tt__NetworkCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__NetworkCapabilities ** SOAP_FMAC4 soap_get_PointerTott__NetworkCapabilities(struct soap*, tt__NetworkCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__CapabilitiesExtension_DEFINED
-#define SOAP_TYPE_PointerTott__CapabilitiesExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__CapabilitiesExtension(struct soap*, tt__CapabilitiesExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__CapabilitiesExtension(struct soap*, const char *, int, tt__CapabilitiesExtension *const*, const char *);
-SOAP_FMAC3 tt__CapabilitiesExtension ** SOAP_FMAC4 soap_in_PointerTott__CapabilitiesExtension(struct soap*, const char*, tt__CapabilitiesExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__CapabilitiesExtension(struct soap*, tt__CapabilitiesExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__CapabilitiesExtension ** SOAP_FMAC4 soap_get_PointerTott__CapabilitiesExtension(struct soap*, tt__CapabilitiesExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__PTZCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__PTZCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZCapabilities(struct soap*, tt__PTZCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZCapabilities(struct soap*, const char *, int, tt__PTZCapabilities *const*, const char *);
-SOAP_FMAC3 tt__PTZCapabilities ** SOAP_FMAC4 soap_in_PointerTott__PTZCapabilities(struct soap*, const char*, tt__PTZCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZCapabilities(struct soap*, tt__PTZCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__PTZCapabilities ** SOAP_FMAC4 soap_get_PointerTott__PTZCapabilities(struct soap*, tt__PTZCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__MediaCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__MediaCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MediaCapabilities(struct soap*, tt__MediaCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__MediaCapabilities(struct soap*, const char *, int, tt__MediaCapabilities *const*, const char *);
-SOAP_FMAC3 tt__MediaCapabilities ** SOAP_FMAC4 soap_in_PointerTott__MediaCapabilities(struct soap*, const char*, tt__MediaCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MediaCapabilities(struct soap*, tt__MediaCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__MediaCapabilities ** SOAP_FMAC4 soap_get_PointerTott__MediaCapabilities(struct soap*, tt__MediaCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__ImagingCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__ImagingCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ImagingCapabilities(struct soap*, tt__ImagingCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ImagingCapabilities(struct soap*, const char *, int, tt__ImagingCapabilities *const*, const char *);
-SOAP_FMAC3 tt__ImagingCapabilities ** SOAP_FMAC4 soap_in_PointerTott__ImagingCapabilities(struct soap*, const char*, tt__ImagingCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ImagingCapabilities(struct soap*, tt__ImagingCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__ImagingCapabilities ** SOAP_FMAC4 soap_get_PointerTott__ImagingCapabilities(struct soap*, tt__ImagingCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__EventCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__EventCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__EventCapabilities(struct soap*, tt__EventCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__EventCapabilities(struct soap*, const char *, int, tt__EventCapabilities *const*, const char *);
-SOAP_FMAC3 tt__EventCapabilities ** SOAP_FMAC4 soap_in_PointerTott__EventCapabilities(struct soap*, const char*, tt__EventCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__EventCapabilities(struct soap*, tt__EventCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__EventCapabilities ** SOAP_FMAC4 soap_get_PointerTott__EventCapabilities(struct soap*, tt__EventCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__DeviceCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__DeviceCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DeviceCapabilities(struct soap*, tt__DeviceCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DeviceCapabilities(struct soap*, const char *, int, tt__DeviceCapabilities *const*, const char *);
-SOAP_FMAC3 tt__DeviceCapabilities ** SOAP_FMAC4 soap_in_PointerTott__DeviceCapabilities(struct soap*, const char*, tt__DeviceCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DeviceCapabilities(struct soap*, tt__DeviceCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__DeviceCapabilities ** SOAP_FMAC4 soap_get_PointerTott__DeviceCapabilities(struct soap*, tt__DeviceCapabilities **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__AnalyticsCapabilities_DEFINED
-#define SOAP_TYPE_PointerTott__AnalyticsCapabilities_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AnalyticsCapabilities(struct soap*, tt__AnalyticsCapabilities *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AnalyticsCapabilities(struct soap*, const char *, int, tt__AnalyticsCapabilities *const*, const char *);
-SOAP_FMAC3 tt__AnalyticsCapabilities ** SOAP_FMAC4 soap_in_PointerTott__AnalyticsCapabilities(struct soap*, const char*, tt__AnalyticsCapabilities **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AnalyticsCapabilities(struct soap*, tt__AnalyticsCapabilities *const*, const char*, const char*);
-SOAP_FMAC3 tt__AnalyticsCapabilities ** SOAP_FMAC4 soap_get_PointerTott__AnalyticsCapabilities(struct soap*, tt__AnalyticsCapabilities **, const char*, const char*);
-#endif
-
 #ifndef SOAP_TYPE_PointerTott__IPv6Address_DEFINED
 #define SOAP_TYPE_PointerTott__IPv6Address_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__IPv6Address(struct soap*, std::string *const*);
@@ -39284,6 +39226,15 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__JpegOptions2(struct soap*, tt__J
 SOAP_FMAC3 tt__JpegOptions2 ** SOAP_FMAC4 soap_get_PointerTott__JpegOptions2(struct soap*, tt__JpegOptions2 **, const char*, const char*);
 #endif
 
+#ifndef SOAP_TYPE_PointerTobool_DEFINED
+#define SOAP_TYPE_PointerTobool_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTobool(struct soap*, bool *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTobool(struct soap*, const char *, int, bool *const*, const char *);
+SOAP_FMAC3 bool ** SOAP_FMAC4 soap_in_PointerTobool(struct soap*, const char*, bool **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTobool(struct soap*, bool *const*, const char*, const char*);
+SOAP_FMAC3 bool ** SOAP_FMAC4 soap_get_PointerTobool(struct soap*, bool **, const char*, const char*);
+#endif
+
 #ifndef SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension_DEFINED
 #define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoEncoderOptionsExtension(struct soap*, tt__VideoEncoderOptionsExtension *const*);
@@ -39329,87 +39280,6 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__IntRange(struct soap*, tt__IntRa
 SOAP_FMAC3 tt__IntRange ** SOAP_FMAC4 soap_get_PointerTott__IntRange(struct soap*, tt__IntRange **, const char*, const char*);
 #endif
 
-#ifndef SOAP_TYPE_PointerTobool_DEFINED
-#define SOAP_TYPE_PointerTobool_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTobool(struct soap*, bool *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTobool(struct soap*, const char *, int, bool *const*, const char *);
-SOAP_FMAC3 bool ** SOAP_FMAC4 soap_in_PointerTobool(struct soap*, const char*, bool **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTobool(struct soap*, bool *const*, const char*, const char*);
-SOAP_FMAC3 bool ** SOAP_FMAC4 soap_get_PointerTobool(struct soap*, bool **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__ProfileExtension_DEFINED
-#define SOAP_TYPE_PointerTott__ProfileExtension_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ProfileExtension(struct soap*, tt__ProfileExtension *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ProfileExtension(struct soap*, const char *, int, tt__ProfileExtension *const*, const char *);
-SOAP_FMAC3 tt__ProfileExtension ** SOAP_FMAC4 soap_in_PointerTott__ProfileExtension(struct soap*, const char*, tt__ProfileExtension **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ProfileExtension(struct soap*, tt__ProfileExtension *const*, const char*, const char*);
-SOAP_FMAC3 tt__ProfileExtension ** SOAP_FMAC4 soap_get_PointerTott__ProfileExtension(struct soap*, tt__ProfileExtension **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__MetadataConfiguration_DEFINED
-#define SOAP_TYPE_PointerTott__MetadataConfiguration_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MetadataConfiguration(struct soap*, tt__MetadataConfiguration *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__MetadataConfiguration(struct soap*, const char *, int, tt__MetadataConfiguration *const*, const char *);
-SOAP_FMAC3 tt__MetadataConfiguration ** SOAP_FMAC4 soap_in_PointerTott__MetadataConfiguration(struct soap*, const char*, tt__MetadataConfiguration **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MetadataConfiguration(struct soap*, tt__MetadataConfiguration *const*, const char*, const char*);
-SOAP_FMAC3 tt__MetadataConfiguration ** SOAP_FMAC4 soap_get_PointerTott__MetadataConfiguration(struct soap*, tt__MetadataConfiguration **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__PTZConfiguration_DEFINED
-#define SOAP_TYPE_PointerTott__PTZConfiguration_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZConfiguration(struct soap*, tt__PTZConfiguration *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZConfiguration(struct soap*, const char *, int, tt__PTZConfiguration *const*, const char *);
-SOAP_FMAC3 tt__PTZConfiguration ** SOAP_FMAC4 soap_in_PointerTott__PTZConfiguration(struct soap*, const char*, tt__PTZConfiguration **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZConfiguration(struct soap*, tt__PTZConfiguration *const*, const char*, const char*);
-SOAP_FMAC3 tt__PTZConfiguration ** SOAP_FMAC4 soap_get_PointerTott__PTZConfiguration(struct soap*, tt__PTZConfiguration **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration_DEFINED
-#define SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoAnalyticsConfiguration(struct soap*, tt__VideoAnalyticsConfiguration *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoAnalyticsConfiguration(struct soap*, const char *, int, tt__VideoAnalyticsConfiguration *const*, const char *);
-SOAP_FMAC3 tt__VideoAnalyticsConfiguration ** SOAP_FMAC4 soap_in_PointerTott__VideoAnalyticsConfiguration(struct soap*, const char*, tt__VideoAnalyticsConfiguration **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoAnalyticsConfiguration(struct soap*, tt__VideoAnalyticsConfiguration *const*, const char*, const char*);
-SOAP_FMAC3 tt__VideoAnalyticsConfiguration ** SOAP_FMAC4 soap_get_PointerTott__VideoAnalyticsConfiguration(struct soap*, tt__VideoAnalyticsConfiguration **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__AudioEncoderConfiguration_DEFINED
-#define SOAP_TYPE_PointerTott__AudioEncoderConfiguration_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AudioEncoderConfiguration(struct soap*, tt__AudioEncoderConfiguration *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AudioEncoderConfiguration(struct soap*, const char *, int, tt__AudioEncoderConfiguration *const*, const char *);
-SOAP_FMAC3 tt__AudioEncoderConfiguration ** SOAP_FMAC4 soap_in_PointerTott__AudioEncoderConfiguration(struct soap*, const char*, tt__AudioEncoderConfiguration **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AudioEncoderConfiguration(struct soap*, tt__AudioEncoderConfiguration *const*, const char*, const char*);
-SOAP_FMAC3 tt__AudioEncoderConfiguration ** SOAP_FMAC4 soap_get_PointerTott__AudioEncoderConfiguration(struct soap*, tt__AudioEncoderConfiguration **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__VideoEncoderConfiguration_DEFINED
-#define SOAP_TYPE_PointerTott__VideoEncoderConfiguration_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoEncoderConfiguration(struct soap*, tt__VideoEncoderConfiguration *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoEncoderConfiguration(struct soap*, const char *, int, tt__VideoEncoderConfiguration *const*, const char *);
-SOAP_FMAC3 tt__VideoEncoderConfiguration ** SOAP_FMAC4 soap_in_PointerTott__VideoEncoderConfiguration(struct soap*, const char*, tt__VideoEncoderConfiguration **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoEncoderConfiguration(struct soap*, tt__VideoEncoderConfiguration *const*, const char*, const char*);
-SOAP_FMAC3 tt__VideoEncoderConfiguration ** SOAP_FMAC4 soap_get_PointerTott__VideoEncoderConfiguration(struct soap*, tt__VideoEncoderConfiguration **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__AudioSourceConfiguration_DEFINED
-#define SOAP_TYPE_PointerTott__AudioSourceConfiguration_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__AudioSourceConfiguration(struct soap*, tt__AudioSourceConfiguration *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__AudioSourceConfiguration(struct soap*, const char *, int, tt__AudioSourceConfiguration *const*, const char *);
-SOAP_FMAC3 tt__AudioSourceConfiguration ** SOAP_FMAC4 soap_in_PointerTott__AudioSourceConfiguration(struct soap*, const char*, tt__AudioSourceConfiguration **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__AudioSourceConfiguration(struct soap*, tt__AudioSourceConfiguration *const*, const char*, const char*);
-SOAP_FMAC3 tt__AudioSourceConfiguration ** SOAP_FMAC4 soap_get_PointerTott__AudioSourceConfiguration(struct soap*, tt__AudioSourceConfiguration **, const char*, const char*);
-#endif
-
-#ifndef SOAP_TYPE_PointerTott__VideoSourceConfiguration_DEFINED
-#define SOAP_TYPE_PointerTott__VideoSourceConfiguration_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoSourceConfiguration(struct soap*, tt__VideoSourceConfiguration *const*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoSourceConfiguration(struct soap*, const char *, int, tt__VideoSourceConfiguration *const*, const char *);
-SOAP_FMAC3 tt__VideoSourceConfiguration ** SOAP_FMAC4 soap_in_PointerTott__VideoSourceConfiguration(struct soap*, const char*, tt__VideoSourceConfiguration **, const char*);
-SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoSourceConfiguration(struct soap*, tt__VideoSourceConfiguration *const*, const char*, const char*);
-SOAP_FMAC3 tt__VideoSourceConfiguration ** SOAP_FMAC4 soap_get_PointerTott__VideoSourceConfiguration(struct soap*, tt__VideoSourceConfiguration **, const char*, const char*);
-#endif
-
 #ifndef SOAP_TYPE_PointerTott__Capabilities_DEFINED
 #define SOAP_TYPE_PointerTott__Capabilities_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__Capabilities(struct soap*, tt__Capabilities *const*);
@@ -39426,6 +39296,69 @@ SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__SystemDateTime(struct soap*, con
 SOAP_FMAC3 tt__SystemDateTime ** SOAP_FMAC4 soap_in_PointerTott__SystemDateTime(struct soap*, const char*, tt__SystemDateTime **, const char*);
 SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__SystemDateTime(struct soap*, tt__SystemDateTime *const*, const char*, const char*);
 SOAP_FMAC3 tt__SystemDateTime ** SOAP_FMAC4 soap_get_PointerTott__SystemDateTime(struct soap*, tt__SystemDateTime **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__ReferenceToken_DEFINED
+#define SOAP_TYPE_PointerTott__ReferenceToken_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ReferenceToken(struct soap*, std::string *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ReferenceToken(struct soap*, const char *, int, std::string *const*, const char *);
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_in_PointerTott__ReferenceToken(struct soap*, const char*, std::string **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ReferenceToken(struct soap*, std::string *const*, const char*, const char*);
+SOAP_FMAC3 std::string ** SOAP_FMAC4 soap_get_PointerTott__ReferenceToken(struct soap*, std::string **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__PTZCapabilities_DEFINED
+#define SOAP_TYPE_PointerTott__PTZCapabilities_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZCapabilities(struct soap*, tt__PTZCapabilities *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZCapabilities(struct soap*, const char *, int, tt__PTZCapabilities *const*, const char *);
+SOAP_FMAC3 tt__PTZCapabilities ** SOAP_FMAC4 soap_in_PointerTott__PTZCapabilities(struct soap*, const char*, tt__PTZCapabilities **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZCapabilities(struct soap*, tt__PTZCapabilities *const*, const char*, const char*);
+SOAP_FMAC3 tt__PTZCapabilities ** SOAP_FMAC4 soap_get_PointerTott__PTZCapabilities(struct soap*, tt__PTZCapabilities **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__MediaCapabilities_DEFINED
+#define SOAP_TYPE_PointerTott__MediaCapabilities_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__MediaCapabilities(struct soap*, tt__MediaCapabilities *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__MediaCapabilities(struct soap*, const char *, int, tt__MediaCapabilities *const*, const char *);
+SOAP_FMAC3 tt__MediaCapabilities ** SOAP_FMAC4 soap_in_PointerTott__MediaCapabilities(struct soap*, const char*, tt__MediaCapabilities **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__MediaCapabilities(struct soap*, tt__MediaCapabilities *const*, const char*, const char*);
+SOAP_FMAC3 tt__MediaCapabilities ** SOAP_FMAC4 soap_get_PointerTott__MediaCapabilities(struct soap*, tt__MediaCapabilities **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__DeviceCapabilities_DEFINED
+#define SOAP_TYPE_PointerTott__DeviceCapabilities_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__DeviceCapabilities(struct soap*, tt__DeviceCapabilities *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__DeviceCapabilities(struct soap*, const char *, int, tt__DeviceCapabilities *const*, const char *);
+SOAP_FMAC3 tt__DeviceCapabilities ** SOAP_FMAC4 soap_in_PointerTott__DeviceCapabilities(struct soap*, const char*, tt__DeviceCapabilities **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__DeviceCapabilities(struct soap*, tt__DeviceCapabilities *const*, const char*, const char*);
+SOAP_FMAC3 tt__DeviceCapabilities ** SOAP_FMAC4 soap_get_PointerTott__DeviceCapabilities(struct soap*, tt__DeviceCapabilities **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__ListedProfile_DEFINED
+#define SOAP_TYPE_PointerTott__ListedProfile_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__ListedProfile(struct soap*, tt__ListedProfile *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__ListedProfile(struct soap*, const char *, int, tt__ListedProfile *const*, const char *);
+SOAP_FMAC3 tt__ListedProfile ** SOAP_FMAC4 soap_in_PointerTott__ListedProfile(struct soap*, const char*, tt__ListedProfile **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__ListedProfile(struct soap*, tt__ListedProfile *const*, const char*, const char*);
+SOAP_FMAC3 tt__ListedProfile ** SOAP_FMAC4 soap_get_PointerTott__ListedProfile(struct soap*, tt__ListedProfile **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__PTZConfiguration_DEFINED
+#define SOAP_TYPE_PointerTott__PTZConfiguration_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__PTZConfiguration(struct soap*, tt__PTZConfiguration *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__PTZConfiguration(struct soap*, const char *, int, tt__PTZConfiguration *const*, const char *);
+SOAP_FMAC3 tt__PTZConfiguration ** SOAP_FMAC4 soap_in_PointerTott__PTZConfiguration(struct soap*, const char*, tt__PTZConfiguration **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__PTZConfiguration(struct soap*, tt__PTZConfiguration *const*, const char*, const char*);
+SOAP_FMAC3 tt__PTZConfiguration ** SOAP_FMAC4 soap_get_PointerTott__PTZConfiguration(struct soap*, tt__PTZConfiguration **, const char*, const char*);
+#endif
+
+#ifndef SOAP_TYPE_PointerTott__VideoEncoderConfiguration_DEFINED
+#define SOAP_TYPE_PointerTott__VideoEncoderConfiguration_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_PointerTott__VideoEncoderConfiguration(struct soap*, tt__VideoEncoderConfiguration *const*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_PointerTott__VideoEncoderConfiguration(struct soap*, const char *, int, tt__VideoEncoderConfiguration *const*, const char *);
+SOAP_FMAC3 tt__VideoEncoderConfiguration ** SOAP_FMAC4 soap_in_PointerTott__VideoEncoderConfiguration(struct soap*, const char*, tt__VideoEncoderConfiguration **, const char*);
+SOAP_FMAC3 int SOAP_FMAC4 soap_put_PointerTott__VideoEncoderConfiguration(struct soap*, tt__VideoEncoderConfiguration *const*, const char*, const char*);
+SOAP_FMAC3 tt__VideoEncoderConfiguration ** SOAP_FMAC4 soap_get_PointerTott__VideoEncoderConfiguration(struct soap*, tt__VideoEncoderConfiguration **, const char*, const char*);
 #endif
 
 #ifndef WITH_NOGLOBAL
@@ -39678,20 +39611,6 @@ inline std::vector<tt__VideoEncoderConfiguration *>  * soap_new_std__vectorTempl
 }
 #endif
 
-#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__Profile(struct soap*, std::vector<tt__Profile *> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__Profile(struct soap*, const std::vector<tt__Profile *> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__Profile(struct soap*, const char*, int, const std::vector<tt__Profile *> *, const char*);
-SOAP_FMAC3 std::vector<tt__Profile *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__Profile(struct soap*, const char*, std::vector<tt__Profile *> *, const char*);
-SOAP_FMAC1 std::vector<tt__Profile *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__Profile(struct soap*, int, const char*, const char*, size_t*);
-
-inline std::vector<tt__Profile *>  * soap_new_std__vectorTemplateOfPointerTott__Profile(struct soap *soap, int n = -1)
-{
-	return soap_instantiate_std__vectorTemplateOfPointerTott__Profile(soap, n, NULL, NULL, NULL);
-}
-#endif
-
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription_DEFINED
 #define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription_DEFINED
 SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__Space1DDescription(struct soap*, std::vector<tt__Space1DDescription *> *);
@@ -39776,17 +39695,31 @@ inline std::vector<std::string>  * soap_new_std__vectorTemplateOftt__CapabilityC
 }
 #endif
 
-#ifndef SOAP_TYPE_std__vectorTemplateOf_XML_DEFINED
-#define SOAP_TYPE_std__vectorTemplateOf_XML_DEFINED
-SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOf_XML(struct soap*, std::vector<char *> *);
-SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOf_XML(struct soap*, const std::vector<char *> *);
-SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOf_XML(struct soap*, const char*, int, const std::vector<char *> *, const char*);
-SOAP_FMAC3 std::vector<char *> * SOAP_FMAC4 soap_in_std__vectorTemplateOf_XML(struct soap*, const char*, std::vector<char *> *, const char*);
-SOAP_FMAC1 std::vector<char *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOf_XML(struct soap*, int, const char*, const char*, size_t*);
+#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__ListedProfile_DEFINED
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__ListedProfile_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfPointerTott__ListedProfile(struct soap*, std::vector<tt__ListedProfile *> *);
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfPointerTott__ListedProfile(struct soap*, const std::vector<tt__ListedProfile *> *);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfPointerTott__ListedProfile(struct soap*, const char*, int, const std::vector<tt__ListedProfile *> *, const char*);
+SOAP_FMAC3 std::vector<tt__ListedProfile *> * SOAP_FMAC4 soap_in_std__vectorTemplateOfPointerTott__ListedProfile(struct soap*, const char*, std::vector<tt__ListedProfile *> *, const char*);
+SOAP_FMAC1 std::vector<tt__ListedProfile *>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfPointerTott__ListedProfile(struct soap*, int, const char*, const char*, size_t*);
 
-inline std::vector<char *>  * soap_new_std__vectorTemplateOf_XML(struct soap *soap, int n = -1)
+inline std::vector<tt__ListedProfile *>  * soap_new_std__vectorTemplateOfPointerTott__ListedProfile(struct soap *soap, int n = -1)
 {
-	return soap_instantiate_std__vectorTemplateOf_XML(soap, n, NULL, NULL, NULL);
+	return soap_instantiate_std__vectorTemplateOfPointerTott__ListedProfile(soap, n, NULL, NULL, NULL);
+}
+#endif
+
+#ifndef SOAP_TYPE_std__vectorTemplateOfskipped_element_DEFINED
+#define SOAP_TYPE_std__vectorTemplateOfskipped_element_DEFINED
+SOAP_FMAC3 void SOAP_FMAC4 soap_default_std__vectorTemplateOfskipped_element(struct soap*, std::vector<char> *);
+SOAP_FMAC3 void SOAP_FMAC4 soap_serialize_std__vectorTemplateOfskipped_element(struct soap*, const std::vector<char> *);
+SOAP_FMAC3 int SOAP_FMAC4 soap_out_std__vectorTemplateOfskipped_element(struct soap*, const char*, int, const std::vector<char> *, const char*);
+SOAP_FMAC3 std::vector<char> * SOAP_FMAC4 soap_in_std__vectorTemplateOfskipped_element(struct soap*, const char*, std::vector<char> *, const char*);
+SOAP_FMAC1 std::vector<char>  * SOAP_FMAC2 soap_instantiate_std__vectorTemplateOfskipped_element(struct soap*, int, const char*, const char*, size_t*);
+
+inline std::vector<char>  * soap_new_std__vectorTemplateOfskipped_element(struct soap *soap, int n = -1)
+{
+	return soap_instantiate_std__vectorTemplateOfskipped_element(soap, n, NULL, NULL, NULL);
 }
 #endif
 

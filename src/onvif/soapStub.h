@@ -43,7 +43,7 @@ A commercial use license is available from Genivia Inc., contact@genivia.com
 
 /* wsa5.h:96 */
 #ifndef SOAP_TYPE_wsa5__RelationshipType
-#define SOAP_TYPE_wsa5__RelationshipType (370)
+#define SOAP_TYPE_wsa5__RelationshipType (357)
 /* wsa5:RelationshipType */
 enum wsa5__RelationshipType {
 	http_x003a_x002f_x002fwww_x002ew3_x002eorg_x002f2005_x002f08_x002faddressing_x002freply = 0
@@ -52,7 +52,7 @@ enum wsa5__RelationshipType {
 
 /* wsa5.h:104 */
 #ifndef SOAP_TYPE_wsa5__FaultCodesType
-#define SOAP_TYPE_wsa5__FaultCodesType (371)
+#define SOAP_TYPE_wsa5__FaultCodesType (358)
 /* wsa5:FaultCodesType */
 enum wsa5__FaultCodesType {
 	wsa5__InvalidAddressingHeader = 0,
@@ -71,7 +71,7 @@ enum wsa5__FaultCodesType {
 
 /* wsa5.h:254 */
 #ifndef SOAP_TYPE__wsa5__IsReferenceParameter
-#define SOAP_TYPE__wsa5__IsReferenceParameter (391)
+#define SOAP_TYPE__wsa5__IsReferenceParameter (378)
 /* wsa5:IsReferenceParameter */
 enum _wsa5__IsReferenceParameter {
 	_wsa5__IsReferenceParameter__false = 0,
@@ -81,7 +81,7 @@ enum _wsa5__IsReferenceParameter {
 
 /* wsu.h:67 */
 #ifndef SOAP_TYPE_wsu__tTimestampFault
-#define SOAP_TYPE_wsu__tTimestampFault (407)
+#define SOAP_TYPE_wsu__tTimestampFault (394)
 /* wsu:tTimestampFault */
 enum wsu__tTimestampFault {
 	wsu__MessageExpired = 0
@@ -90,7 +90,7 @@ enum wsu__tTimestampFault {
 
 /* wsse.h:117 */
 #ifndef SOAP_TYPE_wsse__FaultcodeEnum
-#define SOAP_TYPE_wsse__FaultcodeEnum (410)
+#define SOAP_TYPE_wsse__FaultcodeEnum (397)
 /* wsse:FaultcodeEnum */
 enum wsse__FaultcodeEnum {
 	wsse__UnsupportedSecurityToken = 0,
@@ -105,7 +105,7 @@ enum wsse__FaultcodeEnum {
 
 /* wsc.h:63 */
 #ifndef SOAP_TYPE_wsc__FaultCodeType
-#define SOAP_TYPE_wsc__FaultCodeType (486)
+#define SOAP_TYPE_wsc__FaultCodeType (473)
 /* wsc:FaultCodeType */
 enum wsc__FaultCodeType {
 	wsc__BadContextToken = 0,
@@ -118,7 +118,7 @@ enum wsc__FaultCodeType {
 
 /* saml1.h:146 */
 #ifndef SOAP_TYPE_saml1__DecisionType
-#define SOAP_TYPE_saml1__DecisionType (515)
+#define SOAP_TYPE_saml1__DecisionType (502)
 /* saml1:DecisionType */
 enum saml1__DecisionType {
 	saml1__DecisionType__Permit = 0,
@@ -129,7 +129,7 @@ enum saml1__DecisionType {
 
 /* saml2.h:155 */
 #ifndef SOAP_TYPE_saml2__DecisionType
-#define SOAP_TYPE_saml2__DecisionType (594)
+#define SOAP_TYPE_saml2__DecisionType (581)
 /* saml2:DecisionType */
 enum saml2__DecisionType {
 	saml2__DecisionType__Permit = 0,
@@ -163,6 +163,12 @@ typedef struct soap_dom_attribute xsd__anyAttribute;
 typedef struct timeval xsd__dateTime;
 #endif
 
+/* skipped_element.h:7 */
+#ifndef SOAP_TYPE_skipped_element
+#define SOAP_TYPE_skipped_element (206)
+typedef char skipped_element;
+#endif
+
 /* vantel.h:135 */
 #ifndef SOAP_TYPE_xsd__QName
 #define SOAP_TYPE_xsd__QName (23)
@@ -182,178 +188,179 @@ struct _xop__Include;	/* xop.h:59 */
 struct SOAP_ENV__Envelope;	/* vantel.h:132 */
 class xsd__base64Binary;	/* vantel.h:138 */
 class xsd__hexBinary;	/* vantel.h:149 */
-class tt__IntRectangle;	/* vantel.h:206 */
-class tt__ProfileExtension;	/* vantel.h:213 */
-class tt__ProfileExtension2;	/* vantel.h:216 */
-class tt__VideoSourceConfiguration;	/* vantel.h:221 */
-class tt__VideoSourceConfigurationExtension;	/* vantel.h:224 */
-class tt__VideoSourceConfigurationExtension2;	/* vantel.h:227 */
-class tt__Rotate;	/* vantel.h:230 */
-class tt__RotateExtension;	/* vantel.h:233 */
-class tt__LensProjection;	/* vantel.h:236 */
-class tt__LensOffset;	/* vantel.h:239 */
-class tt__LensDescription;	/* vantel.h:242 */
-class tt__SceneOrientation;	/* vantel.h:245 */
-class tt__AudioSourceConfiguration;	/* vantel.h:276 */
-class tt__AudioEncoderConfiguration;	/* vantel.h:279 */
-class tt__VideoAnalyticsConfiguration;	/* vantel.h:282 */
-class tt__MetadataConfiguration;	/* vantel.h:285 */
-class tt__MetadataConfigurationExtension;	/* vantel.h:288 */
-class tt__PTZFilter;	/* vantel.h:291 */
-class tt__SensorDataFilter;	/* vantel.h:303 */
-class tt__EventSubscription;	/* vantel.h:310 */
-class tt__AudioOutputConfiguration;	/* vantel.h:313 */
-class tt__AudioDecoderConfiguration;	/* vantel.h:321 */
-class tt__CapabilitiesExtension;	/* vantel.h:336 */
-class tt__CapabilitiesExtension2;	/* vantel.h:339 */
-class tt__AnalyticsCapabilities;	/* vantel.h:342 */
-class tt__DeviceCapabilitiesExtension;	/* vantel.h:347 */
-class tt__EventCapabilities;	/* vantel.h:350 */
-class tt__IOCapabilities;	/* vantel.h:353 */
-class tt__IOCapabilitiesExtension;	/* vantel.h:356 */
-class tt__IOCapabilitiesExtension2;	/* vantel.h:359 */
-class tt__MediaCapabilitiesExtension;	/* vantel.h:364 */
-class tt__RealTimeStreamingCapabilities;	/* vantel.h:367 */
-class tt__RealTimeStreamingCapabilitiesExtension;	/* vantel.h:370 */
-class tt__ProfileCapabilities;	/* vantel.h:373 */
-class tt__NetworkCapabilities;	/* vantel.h:376 */
-class tt__NetworkCapabilitiesExtension;	/* vantel.h:379 */
-class tt__NetworkCapabilitiesExtension2;	/* vantel.h:382 */
-class tt__SecurityCapabilities;	/* vantel.h:385 */
-class tt__SecurityCapabilitiesExtension;	/* vantel.h:388 */
-class tt__SecurityCapabilitiesExtension2;	/* vantel.h:391 */
-class tt__SystemCapabilities;	/* vantel.h:394 */
-class tt__SystemCapabilitiesExtension;	/* vantel.h:397 */
-class tt__SystemCapabilitiesExtension2;	/* vantel.h:400 */
-class tt__OnvifVersion;	/* vantel.h:403 */
-class tt__ImagingCapabilities;	/* vantel.h:406 */
-class tt__DeviceIOCapabilities;	/* vantel.h:411 */
-class tt__DisplayCapabilities;	/* vantel.h:414 */
-class tt__RecordingCapabilities;	/* vantel.h:417 */
-class tt__SearchCapabilities;	/* vantel.h:420 */
-class tt__ReplayCapabilities;	/* vantel.h:423 */
-class tt__ReceiverCapabilities;	/* vantel.h:426 */
-class tt__AnalyticsDeviceCapabilities;	/* vantel.h:429 */
-class tt__AnalyticsDeviceExtension;	/* vantel.h:432 */
-class tt__SystemDateTimeExtension;	/* vantel.h:437 */
-class tt__PTZNodeExtension;	/* vantel.h:450 */
-class tt__PTZNodeExtension2;	/* vantel.h:453 */
-class tt__PTZPresetTourSupported;	/* vantel.h:456 */
-class tt__PTZPresetTourSupportedExtension;	/* vantel.h:459 */
-class tt__PTZConfiguration;	/* vantel.h:462 */
-class tt__PTZConfigurationExtension;	/* vantel.h:465 */
-class tt__PTZConfigurationExtension2;	/* vantel.h:468 */
-class tt__PTControlDirection;	/* vantel.h:471 */
-class tt__PTControlDirectionExtension;	/* vantel.h:474 */
-class tt__EFlip;	/* vantel.h:477 */
-class tt__Reverse;	/* vantel.h:480 */
-class tt__PanTiltLimits;	/* vantel.h:483 */
-class tt__ZoomLimits;	/* vantel.h:486 */
-class tt__ItemList;	/* vantel.h:501 */
-class tt__ItemListExtension;	/* vantel.h:504 */
-class tt__AnalyticsEngineConfiguration;	/* vantel.h:507 */
-class tt__AnalyticsEngineConfigurationExtension;	/* vantel.h:510 */
-class tt__RuleEngineConfiguration;	/* vantel.h:513 */
-class tt__RuleEngineConfigurationExtension;	/* vantel.h:516 */
-class tt__Config;	/* vantel.h:519 */
+class tt__IntRectangle;	/* vantel.h:207 */
+class tt__ProfileExtension;	/* vantel.h:226 */
+class tt__ProfileExtension2;	/* vantel.h:229 */
+class tt__VideoSourceConfiguration;	/* vantel.h:234 */
+class tt__VideoSourceConfigurationExtension;	/* vantel.h:237 */
+class tt__VideoSourceConfigurationExtension2;	/* vantel.h:240 */
+class tt__Rotate;	/* vantel.h:243 */
+class tt__RotateExtension;	/* vantel.h:246 */
+class tt__LensProjection;	/* vantel.h:249 */
+class tt__LensOffset;	/* vantel.h:252 */
+class tt__LensDescription;	/* vantel.h:255 */
+class tt__SceneOrientation;	/* vantel.h:258 */
+class tt__AudioSourceConfiguration;	/* vantel.h:289 */
+class tt__AudioEncoderConfiguration;	/* vantel.h:292 */
+class tt__VideoAnalyticsConfiguration;	/* vantel.h:295 */
+class tt__MetadataConfiguration;	/* vantel.h:298 */
+class tt__MetadataConfigurationExtension;	/* vantel.h:301 */
+class tt__PTZFilter;	/* vantel.h:304 */
+class tt__SensorDataFilter;	/* vantel.h:316 */
+class tt__EventSubscription;	/* vantel.h:323 */
+class tt__AudioOutputConfiguration;	/* vantel.h:326 */
+class tt__AudioDecoderConfiguration;	/* vantel.h:334 */
+class tt__CapabilitiesExtension;	/* vantel.h:351 */
+class tt__CapabilitiesExtension2;	/* vantel.h:354 */
+class tt__AnalyticsCapabilities;	/* vantel.h:357 */
+class tt__DeviceCapabilitiesExtension;	/* vantel.h:363 */
+class tt__EventCapabilities;	/* vantel.h:366 */
+class tt__IOCapabilities;	/* vantel.h:369 */
+class tt__IOCapabilitiesExtension;	/* vantel.h:372 */
+class tt__IOCapabilitiesExtension2;	/* vantel.h:375 */
+class tt__MediaCapabilitiesExtension;	/* vantel.h:381 */
+class tt__RealTimeStreamingCapabilities;	/* vantel.h:384 */
+class tt__RealTimeStreamingCapabilitiesExtension;	/* vantel.h:387 */
+class tt__ProfileCapabilities;	/* vantel.h:390 */
+class tt__NetworkCapabilities;	/* vantel.h:393 */
+class tt__NetworkCapabilitiesExtension;	/* vantel.h:396 */
+class tt__NetworkCapabilitiesExtension2;	/* vantel.h:399 */
+class tt__SecurityCapabilities;	/* vantel.h:402 */
+class tt__SecurityCapabilitiesExtension;	/* vantel.h:405 */
+class tt__SecurityCapabilitiesExtension2;	/* vantel.h:408 */
+class tt__SystemCapabilities;	/* vantel.h:411 */
+class tt__SystemCapabilitiesExtension;	/* vantel.h:414 */
+class tt__SystemCapabilitiesExtension2;	/* vantel.h:417 */
+class tt__OnvifVersion;	/* vantel.h:420 */
+class tt__ImagingCapabilities;	/* vantel.h:423 */
+class tt__DeviceIOCapabilities;	/* vantel.h:428 */
+class tt__DisplayCapabilities;	/* vantel.h:431 */
+class tt__RecordingCapabilities;	/* vantel.h:434 */
+class tt__SearchCapabilities;	/* vantel.h:437 */
+class tt__ReplayCapabilities;	/* vantel.h:440 */
+class tt__ReceiverCapabilities;	/* vantel.h:443 */
+class tt__AnalyticsDeviceCapabilities;	/* vantel.h:446 */
+class tt__AnalyticsDeviceExtension;	/* vantel.h:449 */
+class tt__PTZNodeExtension2;	/* vantel.h:470 */
+class tt__PTZPresetTourSupported;	/* vantel.h:473 */
+class tt__PTZPresetTourSupportedExtension;	/* vantel.h:476 */
+class tt__PTZConfigurationExtension;	/* vantel.h:482 */
+class tt__PTZConfigurationExtension2;	/* vantel.h:485 */
+class tt__PTControlDirection;	/* vantel.h:488 */
+class tt__PTControlDirectionExtension;	/* vantel.h:491 */
+class tt__EFlip;	/* vantel.h:494 */
+class tt__Reverse;	/* vantel.h:497 */
+class tt__PanTiltLimits;	/* vantel.h:500 */
+class tt__ZoomLimits;	/* vantel.h:503 */
+class tt__ItemList;	/* vantel.h:519 */
+class tt__ItemListExtension;	/* vantel.h:522 */
+class tt__AnalyticsEngineConfiguration;	/* vantel.h:525 */
+class tt__AnalyticsEngineConfigurationExtension;	/* vantel.h:528 */
+class tt__RuleEngineConfiguration;	/* vantel.h:531 */
+class tt__RuleEngineConfigurationExtension;	/* vantel.h:534 */
+class tt__Config;	/* vantel.h:537 */
+class tt__PTZVector;	/* vantel.h:546 */
+class tt__PTZConfiguration;	/* vantel.h:479 */
+class tt__Profile;	/* vantel.h:223 */
+class tt__ListedProfile;	/* answer_parts.h:39 */
+class _trt__GetProfilesResponse;	/* vantel.h:555 */
+class tt__DeviceCapabilities;	/* vantel.h:360 */
+class tt__MediaCapabilities;	/* vantel.h:378 */
+class tt__Capabilities;	/* vantel.h:348 */
+class tt__PTZPreset;	/* vantel.h:516 */
+class tt__MediaUri;	/* vantel.h:343 */
+class _tds__GetDeviceInformationResponse;	/* vantel.h:186 */
+class tt__PTZNodeExtension;	/* vantel.h:467 */
+class tt__SystemDateTimeExtension;	/* vantel.h:454 */
 class _tds__GetDeviceInformation;	/* vantel.h:183 */
-class _tds__GetDeviceInformationResponse;	/* vantel.h:185 */
-class _tds__GetSystemDateAndTime;	/* vantel.h:187 */
-class _tds__GetSystemDateAndTimeResponse;	/* vantel.h:189 */
-class _tds__SystemReboot;	/* vantel.h:191 */
-class _tds__SystemRebootResponse;	/* vantel.h:193 */
-class _tds__GetCapabilities;	/* vantel.h:195 */
-class _tds__GetCapabilitiesResponse;	/* vantel.h:197 */
-class tt__DeviceEntity;	/* vantel.h:199 */
-class tt__FloatRange;	/* vantel.h:208 */
-class tt__Profile;	/* vantel.h:210 */
-class tt__ConfigurationEntity;	/* vantel.h:218 */
-class tt__VideoResolution;	/* vantel.h:249 */
-class tt__VideoRateControl;	/* vantel.h:251 */
-class tt__Mpeg4Configuration;	/* vantel.h:253 */
-class tt__H264Configuration;	/* vantel.h:255 */
-class tt__VideoEncoderConfigurationOptions;	/* vantel.h:257 */
-class tt__VideoEncoderOptionsExtension;	/* vantel.h:259 */
-class tt__VideoEncoderOptionsExtension2;	/* vantel.h:261 */
-class tt__JpegOptions;	/* vantel.h:263 */
-class tt__Mpeg4Options;	/* vantel.h:267 */
-class tt__H264Options;	/* vantel.h:271 */
-class tt__MulticastConfiguration;	/* vantel.h:323 */
-class tt__StreamSetup;	/* vantel.h:325 */
-class _tt__Transport_Tunnel;	/* vantel.h:1630 */
-class tt__Transport;	/* vantel.h:327 */
-class tt__MediaUri;	/* vantel.h:329 */
-class tt__IPAddress;	/* vantel.h:331 */
-class tt__Capabilities;	/* vantel.h:333 */
-class tt__DeviceCapabilities;	/* vantel.h:344 */
-class tt__MediaCapabilities;	/* vantel.h:361 */
-class tt__PTZCapabilities;	/* vantel.h:408 */
-class tt__SystemDateTime;	/* vantel.h:434 */
-class tt__DateTime;	/* vantel.h:439 */
-class tt__Date;	/* vantel.h:441 */
-class tt__Time;	/* vantel.h:443 */
-class tt__TimeZone;	/* vantel.h:445 */
-class tt__PTZSpaces;	/* vantel.h:488 */
-class tt__PTZSpacesExtension;	/* vantel.h:490 */
-class tt__Space2DDescription;	/* vantel.h:492 */
-class tt__Space1DDescription;	/* vantel.h:494 */
-class tt__PTZSpeed;	/* vantel.h:496 */
-class tt__PTZPreset;	/* vantel.h:498 */
-class tt__IntRange;	/* vantel.h:521 */
-class tt__Vector2D;	/* vantel.h:523 */
-class tt__Vector1D;	/* vantel.h:525 */
-class tt__PTZVector;	/* vantel.h:527 */
-class _trt__GetProfile;	/* vantel.h:529 */
-class _trt__GetProfileResponse;	/* vantel.h:531 */
-class _trt__GetProfiles;	/* vantel.h:533 */
-class _trt__GetProfilesResponse;	/* vantel.h:535 */
-class _trt__GetVideoEncoderConfigurations;	/* vantel.h:537 */
-class _trt__GetVideoEncoderConfigurationsResponse;	/* vantel.h:539 */
-class _trt__GetVideoEncoderConfiguration;	/* vantel.h:541 */
-class _trt__GetVideoEncoderConfigurationResponse;	/* vantel.h:543 */
-class _trt__SetVideoEncoderConfiguration;	/* vantel.h:545 */
-class _trt__SetVideoEncoderConfigurationResponse;	/* vantel.h:547 */
-class _trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:549 */
-class _trt__GetVideoEncoderConfigurationOptionsResponse;	/* vantel.h:551 */
-class _trt__GetStreamUri;	/* vantel.h:553 */
-class _trt__GetStreamUriResponse;	/* vantel.h:555 */
-class _tptz__GetNodes;	/* vantel.h:557 */
-class _tptz__GetNodesResponse;	/* vantel.h:559 */
-class _tptz__GetNode;	/* vantel.h:561 */
-class _tptz__GetNodeResponse;	/* vantel.h:563 */
-class _tptz__GetPresets;	/* vantel.h:565 */
-class _tptz__GetPresetsResponse;	/* vantel.h:567 */
-class _tptz__SetPreset;	/* vantel.h:569 */
-class _tptz__SetPresetResponse;	/* vantel.h:571 */
-class _tptz__GotoPreset;	/* vantel.h:573 */
-class _tptz__GotoPresetResponse;	/* vantel.h:575 */
-class _tptz__ContinuousMove;	/* vantel.h:577 */
-class _tptz__ContinuousMoveResponse;	/* vantel.h:579 */
-class _tptz__Stop;	/* vantel.h:581 */
-class _tptz__StopResponse;	/* vantel.h:583 */
-class tt__VideoEncoderConfiguration;	/* vantel.h:247 */
-class tt__JpegOptions2;	/* vantel.h:265 */
-class tt__Mpeg4Options2;	/* vantel.h:269 */
-class tt__H264Options2;	/* vantel.h:273 */
-class tt__PTZNode;	/* vantel.h:447 */
-struct __tds__GetDeviceInformation;	/* vantel.h:3861 */
-struct __tds__GetSystemDateAndTime;	/* vantel.h:3898 */
-struct __tds__SystemReboot;	/* vantel.h:3929 */
-struct __tds__GetCapabilities;	/* vantel.h:3962 */
-struct __tptz__GetPresets;	/* vantel.h:4011 */
-struct __tptz__SetPreset;	/* vantel.h:4059 */
-struct __tptz__GotoPreset;	/* vantel.h:4092 */
-struct __tptz__GetNodes;	/* vantel.h:4133 */
-struct __tptz__GetNode;	/* vantel.h:4166 */
-struct __tptz__ContinuousMove;	/* vantel.h:4200 */
-struct __tptz__Stop;	/* vantel.h:4234 */
-struct __trt__GetProfile;	/* vantel.h:4282 */
-struct __trt__GetProfiles;	/* vantel.h:4318 */
-struct __trt__GetVideoEncoderConfigurations;	/* vantel.h:4352 */
-struct __trt__GetVideoEncoderConfiguration;	/* vantel.h:4384 */
-struct __trt__SetVideoEncoderConfiguration;	/* vantel.h:4424 */
-struct __trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:4469 */
-struct __trt__GetStreamUri;	/* vantel.h:4523 */
+class _tds__GetSystemDateAndTime;	/* vantel.h:188 */
+class _tds__GetSystemDateAndTimeResponse;	/* vantel.h:190 */
+class _tds__SystemReboot;	/* vantel.h:192 */
+class _tds__SystemRebootResponse;	/* vantel.h:194 */
+class _tds__GetCapabilities;	/* vantel.h:196 */
+class _tds__GetCapabilitiesResponse;	/* vantel.h:198 */
+class tt__DeviceEntity;	/* vantel.h:200 */
+class tt__FloatRange;	/* vantel.h:209 */
+class tt__ConfigurationEntity;	/* vantel.h:231 */
+class tt__VideoResolution;	/* vantel.h:262 */
+class tt__VideoRateControl;	/* vantel.h:264 */
+class tt__Mpeg4Configuration;	/* vantel.h:266 */
+class tt__H264Configuration;	/* vantel.h:268 */
+class tt__VideoEncoderConfigurationOptions;	/* vantel.h:270 */
+class tt__VideoEncoderOptionsExtension;	/* vantel.h:272 */
+class tt__VideoEncoderOptionsExtension2;	/* vantel.h:274 */
+class tt__JpegOptions;	/* vantel.h:276 */
+class tt__Mpeg4Options;	/* vantel.h:280 */
+class tt__H264Options;	/* vantel.h:284 */
+class tt__MulticastConfiguration;	/* vantel.h:336 */
+class tt__StreamSetup;	/* vantel.h:338 */
+class _tt__Transport_Tunnel;	/* vantel.h:1523 */
+class tt__Transport;	/* vantel.h:340 */
+class tt__IPAddress;	/* vantel.h:345 */
+class tt__PTZCapabilities;	/* vantel.h:425 */
+class tt__SystemDateTime;	/* vantel.h:451 */
+class tt__DateTime;	/* vantel.h:456 */
+class tt__Date;	/* vantel.h:458 */
+class tt__Time;	/* vantel.h:460 */
+class tt__TimeZone;	/* vantel.h:462 */
+class tt__PTZSpaces;	/* vantel.h:505 */
+class tt__PTZSpacesExtension;	/* vantel.h:507 */
+class tt__Space2DDescription;	/* vantel.h:509 */
+class tt__Space1DDescription;	/* vantel.h:511 */
+class tt__PTZSpeed;	/* vantel.h:513 */
+class tt__IntRange;	/* vantel.h:539 */
+class tt__Vector2D;	/* vantel.h:541 */
+class tt__Vector1D;	/* vantel.h:543 */
+class _trt__GetProfile;	/* vantel.h:548 */
+class _trt__GetProfileResponse;	/* vantel.h:550 */
+class _trt__GetProfiles;	/* vantel.h:552 */
+class _trt__GetVideoEncoderConfigurations;	/* vantel.h:557 */
+class _trt__GetVideoEncoderConfigurationsResponse;	/* vantel.h:559 */
+class _trt__GetVideoEncoderConfiguration;	/* vantel.h:561 */
+class _trt__GetVideoEncoderConfigurationResponse;	/* vantel.h:563 */
+class _trt__SetVideoEncoderConfiguration;	/* vantel.h:565 */
+class _trt__SetVideoEncoderConfigurationResponse;	/* vantel.h:567 */
+class _trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:569 */
+class _trt__GetVideoEncoderConfigurationOptionsResponse;	/* vantel.h:571 */
+class _trt__GetStreamUri;	/* vantel.h:573 */
+class _trt__GetStreamUriResponse;	/* vantel.h:575 */
+class _tptz__GetNodes;	/* vantel.h:577 */
+class _tptz__GetNodesResponse;	/* vantel.h:579 */
+class _tptz__GetNode;	/* vantel.h:581 */
+class _tptz__GetNodeResponse;	/* vantel.h:583 */
+class _tptz__GetPresets;	/* vantel.h:585 */
+class _tptz__GetPresetsResponse;	/* vantel.h:587 */
+class _tptz__SetPreset;	/* vantel.h:589 */
+class _tptz__SetPresetResponse;	/* vantel.h:591 */
+class _tptz__GotoPreset;	/* vantel.h:593 */
+class _tptz__GotoPresetResponse;	/* vantel.h:595 */
+class _tptz__ContinuousMove;	/* vantel.h:597 */
+class _tptz__ContinuousMoveResponse;	/* vantel.h:599 */
+class _tptz__Stop;	/* vantel.h:601 */
+class _tptz__StopResponse;	/* vantel.h:603 */
+class tt__VideoEncoderConfiguration;	/* vantel.h:260 */
+class tt__JpegOptions2;	/* vantel.h:278 */
+class tt__Mpeg4Options2;	/* vantel.h:282 */
+class tt__H264Options2;	/* vantel.h:286 */
+class tt__PTZNode;	/* vantel.h:464 */
+struct __tds__GetDeviceInformation;	/* vantel.h:3548 */
+struct __tds__GetSystemDateAndTime;	/* vantel.h:3585 */
+struct __tds__SystemReboot;	/* vantel.h:3616 */
+struct __tds__GetCapabilities;	/* vantel.h:3649 */
+struct __tptz__GetPresets;	/* vantel.h:3698 */
+struct __tptz__SetPreset;	/* vantel.h:3746 */
+struct __tptz__GotoPreset;	/* vantel.h:3779 */
+struct __tptz__GetNodes;	/* vantel.h:3820 */
+struct __tptz__GetNode;	/* vantel.h:3853 */
+struct __tptz__ContinuousMove;	/* vantel.h:3887 */
+struct __tptz__Stop;	/* vantel.h:3921 */
+struct __trt__GetProfile;	/* vantel.h:3969 */
+struct __trt__GetProfiles;	/* vantel.h:4005 */
+struct __trt__GetVideoEncoderConfigurations;	/* vantel.h:4039 */
+struct __trt__GetVideoEncoderConfiguration;	/* vantel.h:4071 */
+struct __trt__SetVideoEncoderConfiguration;	/* vantel.h:4111 */
+struct __trt__GetVideoEncoderConfigurationOptions;	/* vantel.h:4156 */
+struct __trt__GetStreamUri;	/* vantel.h:4210 */
 struct wsa5__EndpointReferenceType;	/* wsa5.h:65 */
 struct wsa5__ReferenceParametersType;	/* wsa5.h:68 */
 struct wsa5__MetadataType;	/* wsa5.h:71 */
@@ -653,7 +660,7 @@ class SOAP_CMAC xsd__hexBinary {
 };
 #endif
 
-/* vantel.h:206 */
+/* vantel.h:207 */
 #ifndef SOAP_TYPE_tt__IntRectangle
 #define SOAP_TYPE_tt__IntRectangle (43)
 /* complex XML schema type 'tt:IntRectangle': */
@@ -685,13 +692,11 @@ class SOAP_CMAC tt__IntRectangle {
 };
 #endif
 
-/* vantel.h:213 */
+/* vantel.h:226 */
 #ifndef SOAP_TYPE_tt__ProfileExtension
 #define SOAP_TYPE_tt__ProfileExtension (46)
 /* complex XML schema type 'tt:ProfileExtension': */
 class SOAP_CMAC tt__ProfileExtension {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__ProfileExtension
         virtual long soap_type(void) const { return SOAP_TYPE_tt__ProfileExtension; }
@@ -711,7 +716,7 @@ class SOAP_CMAC tt__ProfileExtension {
         virtual tt__ProfileExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ProfileExtension); }
       public:
         /// Constructor with default initializations
-        tt__ProfileExtension() : __any() { }
+        tt__ProfileExtension() { }
         /// Destructor
         virtual ~tt__ProfileExtension() { }
         /// Friend allocator used by soap_new_tt__ProfileExtension(struct soap*, int)
@@ -719,9 +724,9 @@ class SOAP_CMAC tt__ProfileExtension {
 };
 #endif
 
-/* vantel.h:216 */
+/* vantel.h:229 */
 #ifndef SOAP_TYPE_tt__ProfileExtension2
-#define SOAP_TYPE_tt__ProfileExtension2 (48)
+#define SOAP_TYPE_tt__ProfileExtension2 (47)
 /* complex XML schema type 'tt:ProfileExtension2': */
 class SOAP_CMAC tt__ProfileExtension2 {
       public:
@@ -751,13 +756,11 @@ class SOAP_CMAC tt__ProfileExtension2 {
 };
 #endif
 
-/* vantel.h:221 */
+/* vantel.h:234 */
 #ifndef SOAP_TYPE_tt__VideoSourceConfiguration
-#define SOAP_TYPE_tt__VideoSourceConfiguration (50)
+#define SOAP_TYPE_tt__VideoSourceConfiguration (49)
 /* complex XML schema type 'tt:VideoSourceConfiguration': */
 class SOAP_CMAC tt__VideoSourceConfiguration {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__VideoSourceConfiguration
         virtual long soap_type(void) const { return SOAP_TYPE_tt__VideoSourceConfiguration; }
@@ -777,7 +780,7 @@ class SOAP_CMAC tt__VideoSourceConfiguration {
         virtual tt__VideoSourceConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__VideoSourceConfiguration); }
       public:
         /// Constructor with default initializations
-        tt__VideoSourceConfiguration() : __any() { }
+        tt__VideoSourceConfiguration() { }
         /// Destructor
         virtual ~tt__VideoSourceConfiguration() { }
         /// Friend allocator used by soap_new_tt__VideoSourceConfiguration(struct soap*, int)
@@ -785,9 +788,9 @@ class SOAP_CMAC tt__VideoSourceConfiguration {
 };
 #endif
 
-/* vantel.h:224 */
+/* vantel.h:237 */
 #ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (51)
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (50)
 /* complex XML schema type 'tt:VideoSourceConfigurationExtension': */
 class SOAP_CMAC tt__VideoSourceConfigurationExtension {
       public:
@@ -817,9 +820,9 @@ class SOAP_CMAC tt__VideoSourceConfigurationExtension {
 };
 #endif
 
-/* vantel.h:227 */
+/* vantel.h:240 */
 #ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension2
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (52)
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (51)
 /* complex XML schema type 'tt:VideoSourceConfigurationExtension2': */
 class SOAP_CMAC tt__VideoSourceConfigurationExtension2 {
       public:
@@ -849,9 +852,9 @@ class SOAP_CMAC tt__VideoSourceConfigurationExtension2 {
 };
 #endif
 
-/* vantel.h:230 */
+/* vantel.h:243 */
 #ifndef SOAP_TYPE_tt__Rotate
-#define SOAP_TYPE_tt__Rotate (53)
+#define SOAP_TYPE_tt__Rotate (52)
 /* complex XML schema type 'tt:Rotate': */
 class SOAP_CMAC tt__Rotate {
       public:
@@ -881,9 +884,9 @@ class SOAP_CMAC tt__Rotate {
 };
 #endif
 
-/* vantel.h:233 */
+/* vantel.h:246 */
 #ifndef SOAP_TYPE_tt__RotateExtension
-#define SOAP_TYPE_tt__RotateExtension (54)
+#define SOAP_TYPE_tt__RotateExtension (53)
 /* complex XML schema type 'tt:RotateExtension': */
 class SOAP_CMAC tt__RotateExtension {
       public:
@@ -913,9 +916,9 @@ class SOAP_CMAC tt__RotateExtension {
 };
 #endif
 
-/* vantel.h:236 */
+/* vantel.h:249 */
 #ifndef SOAP_TYPE_tt__LensProjection
-#define SOAP_TYPE_tt__LensProjection (55)
+#define SOAP_TYPE_tt__LensProjection (54)
 /* complex XML schema type 'tt:LensProjection': */
 class SOAP_CMAC tt__LensProjection {
       public:
@@ -945,9 +948,9 @@ class SOAP_CMAC tt__LensProjection {
 };
 #endif
 
-/* vantel.h:239 */
+/* vantel.h:252 */
 #ifndef SOAP_TYPE_tt__LensOffset
-#define SOAP_TYPE_tt__LensOffset (56)
+#define SOAP_TYPE_tt__LensOffset (55)
 /* complex XML schema type 'tt:LensOffset': */
 class SOAP_CMAC tt__LensOffset {
       public:
@@ -977,9 +980,9 @@ class SOAP_CMAC tt__LensOffset {
 };
 #endif
 
-/* vantel.h:242 */
+/* vantel.h:255 */
 #ifndef SOAP_TYPE_tt__LensDescription
-#define SOAP_TYPE_tt__LensDescription (57)
+#define SOAP_TYPE_tt__LensDescription (56)
 /* complex XML schema type 'tt:LensDescription': */
 class SOAP_CMAC tt__LensDescription {
       public:
@@ -1009,9 +1012,9 @@ class SOAP_CMAC tt__LensDescription {
 };
 #endif
 
-/* vantel.h:245 */
+/* vantel.h:258 */
 #ifndef SOAP_TYPE_tt__SceneOrientation
-#define SOAP_TYPE_tt__SceneOrientation (58)
+#define SOAP_TYPE_tt__SceneOrientation (57)
 /* complex XML schema type 'tt:SceneOrientation': */
 class SOAP_CMAC tt__SceneOrientation {
       public:
@@ -1041,13 +1044,11 @@ class SOAP_CMAC tt__SceneOrientation {
 };
 #endif
 
-/* vantel.h:276 */
+/* vantel.h:289 */
 #ifndef SOAP_TYPE_tt__AudioSourceConfiguration
-#define SOAP_TYPE_tt__AudioSourceConfiguration (73)
+#define SOAP_TYPE_tt__AudioSourceConfiguration (72)
 /* complex XML schema type 'tt:AudioSourceConfiguration': */
 class SOAP_CMAC tt__AudioSourceConfiguration {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__AudioSourceConfiguration
         virtual long soap_type(void) const { return SOAP_TYPE_tt__AudioSourceConfiguration; }
@@ -1067,7 +1068,7 @@ class SOAP_CMAC tt__AudioSourceConfiguration {
         virtual tt__AudioSourceConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AudioSourceConfiguration); }
       public:
         /// Constructor with default initializations
-        tt__AudioSourceConfiguration() : __any() { }
+        tt__AudioSourceConfiguration() { }
         /// Destructor
         virtual ~tt__AudioSourceConfiguration() { }
         /// Friend allocator used by soap_new_tt__AudioSourceConfiguration(struct soap*, int)
@@ -1075,13 +1076,11 @@ class SOAP_CMAC tt__AudioSourceConfiguration {
 };
 #endif
 
-/* vantel.h:279 */
+/* vantel.h:292 */
 #ifndef SOAP_TYPE_tt__AudioEncoderConfiguration
-#define SOAP_TYPE_tt__AudioEncoderConfiguration (74)
+#define SOAP_TYPE_tt__AudioEncoderConfiguration (73)
 /* complex XML schema type 'tt:AudioEncoderConfiguration': */
 class SOAP_CMAC tt__AudioEncoderConfiguration {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__AudioEncoderConfiguration
         virtual long soap_type(void) const { return SOAP_TYPE_tt__AudioEncoderConfiguration; }
@@ -1101,7 +1100,7 @@ class SOAP_CMAC tt__AudioEncoderConfiguration {
         virtual tt__AudioEncoderConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AudioEncoderConfiguration); }
       public:
         /// Constructor with default initializations
-        tt__AudioEncoderConfiguration() : __any() { }
+        tt__AudioEncoderConfiguration() { }
         /// Destructor
         virtual ~tt__AudioEncoderConfiguration() { }
         /// Friend allocator used by soap_new_tt__AudioEncoderConfiguration(struct soap*, int)
@@ -1109,13 +1108,11 @@ class SOAP_CMAC tt__AudioEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:282 */
+/* vantel.h:295 */
 #ifndef SOAP_TYPE_tt__VideoAnalyticsConfiguration
-#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (75)
+#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (74)
 /* complex XML schema type 'tt:VideoAnalyticsConfiguration': */
 class SOAP_CMAC tt__VideoAnalyticsConfiguration {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__VideoAnalyticsConfiguration
         virtual long soap_type(void) const { return SOAP_TYPE_tt__VideoAnalyticsConfiguration; }
@@ -1135,7 +1132,7 @@ class SOAP_CMAC tt__VideoAnalyticsConfiguration {
         virtual tt__VideoAnalyticsConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__VideoAnalyticsConfiguration); }
       public:
         /// Constructor with default initializations
-        tt__VideoAnalyticsConfiguration() : __any() { }
+        tt__VideoAnalyticsConfiguration() { }
         /// Destructor
         virtual ~tt__VideoAnalyticsConfiguration() { }
         /// Friend allocator used by soap_new_tt__VideoAnalyticsConfiguration(struct soap*, int)
@@ -1143,13 +1140,11 @@ class SOAP_CMAC tt__VideoAnalyticsConfiguration {
 };
 #endif
 
-/* vantel.h:285 */
+/* vantel.h:298 */
 #ifndef SOAP_TYPE_tt__MetadataConfiguration
-#define SOAP_TYPE_tt__MetadataConfiguration (76)
+#define SOAP_TYPE_tt__MetadataConfiguration (75)
 /* complex XML schema type 'tt:MetadataConfiguration': */
 class SOAP_CMAC tt__MetadataConfiguration {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__MetadataConfiguration
         virtual long soap_type(void) const { return SOAP_TYPE_tt__MetadataConfiguration; }
@@ -1169,7 +1164,7 @@ class SOAP_CMAC tt__MetadataConfiguration {
         virtual tt__MetadataConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MetadataConfiguration); }
       public:
         /// Constructor with default initializations
-        tt__MetadataConfiguration() : __any() { }
+        tt__MetadataConfiguration() { }
         /// Destructor
         virtual ~tt__MetadataConfiguration() { }
         /// Friend allocator used by soap_new_tt__MetadataConfiguration(struct soap*, int)
@@ -1177,9 +1172,9 @@ class SOAP_CMAC tt__MetadataConfiguration {
 };
 #endif
 
-/* vantel.h:288 */
+/* vantel.h:301 */
 #ifndef SOAP_TYPE_tt__MetadataConfigurationExtension
-#define SOAP_TYPE_tt__MetadataConfigurationExtension (77)
+#define SOAP_TYPE_tt__MetadataConfigurationExtension (76)
 /* complex XML schema type 'tt:MetadataConfigurationExtension': */
 class SOAP_CMAC tt__MetadataConfigurationExtension {
       public:
@@ -1209,9 +1204,9 @@ class SOAP_CMAC tt__MetadataConfigurationExtension {
 };
 #endif
 
-/* vantel.h:291 */
+/* vantel.h:304 */
 #ifndef SOAP_TYPE_tt__PTZFilter
-#define SOAP_TYPE_tt__PTZFilter (78)
+#define SOAP_TYPE_tt__PTZFilter (77)
 /* complex XML schema type 'tt:PTZFilter': */
 class SOAP_CMAC tt__PTZFilter {
       public:
@@ -1241,9 +1236,9 @@ class SOAP_CMAC tt__PTZFilter {
 };
 #endif
 
-/* vantel.h:303 */
+/* vantel.h:316 */
 #ifndef SOAP_TYPE_tt__SensorDataFilter
-#define SOAP_TYPE_tt__SensorDataFilter (79)
+#define SOAP_TYPE_tt__SensorDataFilter (78)
 /* complex XML schema type 'tt:SensorDataFilter': */
 class SOAP_CMAC tt__SensorDataFilter {
       public:
@@ -1273,9 +1268,9 @@ class SOAP_CMAC tt__SensorDataFilter {
 };
 #endif
 
-/* vantel.h:310 */
+/* vantel.h:323 */
 #ifndef SOAP_TYPE_tt__EventSubscription
-#define SOAP_TYPE_tt__EventSubscription (80)
+#define SOAP_TYPE_tt__EventSubscription (79)
 /* complex XML schema type 'tt:EventSubscription': */
 class SOAP_CMAC tt__EventSubscription {
       public:
@@ -1305,9 +1300,9 @@ class SOAP_CMAC tt__EventSubscription {
 };
 #endif
 
-/* vantel.h:313 */
+/* vantel.h:326 */
 #ifndef SOAP_TYPE_tt__AudioOutputConfiguration
-#define SOAP_TYPE_tt__AudioOutputConfiguration (81)
+#define SOAP_TYPE_tt__AudioOutputConfiguration (80)
 /* complex XML schema type 'tt:AudioOutputConfiguration': */
 class SOAP_CMAC tt__AudioOutputConfiguration {
       public:
@@ -1337,9 +1332,9 @@ class SOAP_CMAC tt__AudioOutputConfiguration {
 };
 #endif
 
-/* vantel.h:321 */
+/* vantel.h:334 */
 #ifndef SOAP_TYPE_tt__AudioDecoderConfiguration
-#define SOAP_TYPE_tt__AudioDecoderConfiguration (82)
+#define SOAP_TYPE_tt__AudioDecoderConfiguration (81)
 /* complex XML schema type 'tt:AudioDecoderConfiguration': */
 class SOAP_CMAC tt__AudioDecoderConfiguration {
       public:
@@ -1369,13 +1364,11 @@ class SOAP_CMAC tt__AudioDecoderConfiguration {
 };
 #endif
 
-/* vantel.h:336 */
+/* vantel.h:351 */
 #ifndef SOAP_TYPE_tt__CapabilitiesExtension
-#define SOAP_TYPE_tt__CapabilitiesExtension (89)
+#define SOAP_TYPE_tt__CapabilitiesExtension (88)
 /* complex XML schema type 'tt:CapabilitiesExtension': */
 class SOAP_CMAC tt__CapabilitiesExtension {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__CapabilitiesExtension
         virtual long soap_type(void) const { return SOAP_TYPE_tt__CapabilitiesExtension; }
@@ -1395,7 +1388,7 @@ class SOAP_CMAC tt__CapabilitiesExtension {
         virtual tt__CapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__CapabilitiesExtension); }
       public:
         /// Constructor with default initializations
-        tt__CapabilitiesExtension() : __any() { }
+        tt__CapabilitiesExtension() { }
         /// Destructor
         virtual ~tt__CapabilitiesExtension() { }
         /// Friend allocator used by soap_new_tt__CapabilitiesExtension(struct soap*, int)
@@ -1403,9 +1396,9 @@ class SOAP_CMAC tt__CapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:339 */
+/* vantel.h:354 */
 #ifndef SOAP_TYPE_tt__CapabilitiesExtension2
-#define SOAP_TYPE_tt__CapabilitiesExtension2 (90)
+#define SOAP_TYPE_tt__CapabilitiesExtension2 (89)
 /* complex XML schema type 'tt:CapabilitiesExtension2': */
 class SOAP_CMAC tt__CapabilitiesExtension2 {
       public:
@@ -1435,13 +1428,11 @@ class SOAP_CMAC tt__CapabilitiesExtension2 {
 };
 #endif
 
-/* vantel.h:342 */
+/* vantel.h:357 */
 #ifndef SOAP_TYPE_tt__AnalyticsCapabilities
-#define SOAP_TYPE_tt__AnalyticsCapabilities (91)
+#define SOAP_TYPE_tt__AnalyticsCapabilities (90)
 /* complex XML schema type 'tt:AnalyticsCapabilities': */
 class SOAP_CMAC tt__AnalyticsCapabilities {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__AnalyticsCapabilities
         virtual long soap_type(void) const { return SOAP_TYPE_tt__AnalyticsCapabilities; }
@@ -1461,7 +1452,7 @@ class SOAP_CMAC tt__AnalyticsCapabilities {
         virtual tt__AnalyticsCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__AnalyticsCapabilities); }
       public:
         /// Constructor with default initializations
-        tt__AnalyticsCapabilities() : __any() { }
+        tt__AnalyticsCapabilities() { }
         /// Destructor
         virtual ~tt__AnalyticsCapabilities() { }
         /// Friend allocator used by soap_new_tt__AnalyticsCapabilities(struct soap*, int)
@@ -1469,13 +1460,11 @@ class SOAP_CMAC tt__AnalyticsCapabilities {
 };
 #endif
 
-/* vantel.h:347 */
+/* vantel.h:363 */
 #ifndef SOAP_TYPE_tt__DeviceCapabilitiesExtension
-#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (93)
+#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (92)
 /* complex XML schema type 'tt:DeviceCapabilitiesExtension': */
 class SOAP_CMAC tt__DeviceCapabilitiesExtension {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__DeviceCapabilitiesExtension
         virtual long soap_type(void) const { return SOAP_TYPE_tt__DeviceCapabilitiesExtension; }
@@ -1495,7 +1484,7 @@ class SOAP_CMAC tt__DeviceCapabilitiesExtension {
         virtual tt__DeviceCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__DeviceCapabilitiesExtension); }
       public:
         /// Constructor with default initializations
-        tt__DeviceCapabilitiesExtension() : __any() { }
+        tt__DeviceCapabilitiesExtension() { }
         /// Destructor
         virtual ~tt__DeviceCapabilitiesExtension() { }
         /// Friend allocator used by soap_new_tt__DeviceCapabilitiesExtension(struct soap*, int)
@@ -1503,13 +1492,11 @@ class SOAP_CMAC tt__DeviceCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:350 */
+/* vantel.h:366 */
 #ifndef SOAP_TYPE_tt__EventCapabilities
-#define SOAP_TYPE_tt__EventCapabilities (94)
+#define SOAP_TYPE_tt__EventCapabilities (93)
 /* complex XML schema type 'tt:EventCapabilities': */
 class SOAP_CMAC tt__EventCapabilities {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__EventCapabilities
         virtual long soap_type(void) const { return SOAP_TYPE_tt__EventCapabilities; }
@@ -1529,7 +1516,7 @@ class SOAP_CMAC tt__EventCapabilities {
         virtual tt__EventCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__EventCapabilities); }
       public:
         /// Constructor with default initializations
-        tt__EventCapabilities() : __any() { }
+        tt__EventCapabilities() { }
         /// Destructor
         virtual ~tt__EventCapabilities() { }
         /// Friend allocator used by soap_new_tt__EventCapabilities(struct soap*, int)
@@ -1537,13 +1524,11 @@ class SOAP_CMAC tt__EventCapabilities {
 };
 #endif
 
-/* vantel.h:353 */
+/* vantel.h:369 */
 #ifndef SOAP_TYPE_tt__IOCapabilities
-#define SOAP_TYPE_tt__IOCapabilities (95)
+#define SOAP_TYPE_tt__IOCapabilities (94)
 /* complex XML schema type 'tt:IOCapabilities': */
 class SOAP_CMAC tt__IOCapabilities {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__IOCapabilities
         virtual long soap_type(void) const { return SOAP_TYPE_tt__IOCapabilities; }
@@ -1563,7 +1548,7 @@ class SOAP_CMAC tt__IOCapabilities {
         virtual tt__IOCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__IOCapabilities); }
       public:
         /// Constructor with default initializations
-        tt__IOCapabilities() : __any() { }
+        tt__IOCapabilities() { }
         /// Destructor
         virtual ~tt__IOCapabilities() { }
         /// Friend allocator used by soap_new_tt__IOCapabilities(struct soap*, int)
@@ -1571,9 +1556,9 @@ class SOAP_CMAC tt__IOCapabilities {
 };
 #endif
 
-/* vantel.h:356 */
+/* vantel.h:372 */
 #ifndef SOAP_TYPE_tt__IOCapabilitiesExtension
-#define SOAP_TYPE_tt__IOCapabilitiesExtension (96)
+#define SOAP_TYPE_tt__IOCapabilitiesExtension (95)
 /* complex XML schema type 'tt:IOCapabilitiesExtension': */
 class SOAP_CMAC tt__IOCapabilitiesExtension {
       public:
@@ -1603,9 +1588,9 @@ class SOAP_CMAC tt__IOCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:359 */
+/* vantel.h:375 */
 #ifndef SOAP_TYPE_tt__IOCapabilitiesExtension2
-#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (97)
+#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (96)
 /* complex XML schema type 'tt:IOCapabilitiesExtension2': */
 class SOAP_CMAC tt__IOCapabilitiesExtension2 {
       public:
@@ -1635,13 +1620,11 @@ class SOAP_CMAC tt__IOCapabilitiesExtension2 {
 };
 #endif
 
-/* vantel.h:364 */
+/* vantel.h:381 */
 #ifndef SOAP_TYPE_tt__MediaCapabilitiesExtension
-#define SOAP_TYPE_tt__MediaCapabilitiesExtension (99)
+#define SOAP_TYPE_tt__MediaCapabilitiesExtension (98)
 /* complex XML schema type 'tt:MediaCapabilitiesExtension': */
 class SOAP_CMAC tt__MediaCapabilitiesExtension {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__MediaCapabilitiesExtension
         virtual long soap_type(void) const { return SOAP_TYPE_tt__MediaCapabilitiesExtension; }
@@ -1661,7 +1644,7 @@ class SOAP_CMAC tt__MediaCapabilitiesExtension {
         virtual tt__MediaCapabilitiesExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MediaCapabilitiesExtension); }
       public:
         /// Constructor with default initializations
-        tt__MediaCapabilitiesExtension() : __any() { }
+        tt__MediaCapabilitiesExtension() { }
         /// Destructor
         virtual ~tt__MediaCapabilitiesExtension() { }
         /// Friend allocator used by soap_new_tt__MediaCapabilitiesExtension(struct soap*, int)
@@ -1669,13 +1652,11 @@ class SOAP_CMAC tt__MediaCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:367 */
+/* vantel.h:384 */
 #ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilities
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (100)
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (99)
 /* complex XML schema type 'tt:RealTimeStreamingCapabilities': */
 class SOAP_CMAC tt__RealTimeStreamingCapabilities {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__RealTimeStreamingCapabilities
         virtual long soap_type(void) const { return SOAP_TYPE_tt__RealTimeStreamingCapabilities; }
@@ -1695,7 +1676,7 @@ class SOAP_CMAC tt__RealTimeStreamingCapabilities {
         virtual tt__RealTimeStreamingCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__RealTimeStreamingCapabilities); }
       public:
         /// Constructor with default initializations
-        tt__RealTimeStreamingCapabilities() : __any() { }
+        tt__RealTimeStreamingCapabilities() { }
         /// Destructor
         virtual ~tt__RealTimeStreamingCapabilities() { }
         /// Friend allocator used by soap_new_tt__RealTimeStreamingCapabilities(struct soap*, int)
@@ -1703,9 +1684,9 @@ class SOAP_CMAC tt__RealTimeStreamingCapabilities {
 };
 #endif
 
-/* vantel.h:370 */
+/* vantel.h:387 */
 #ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (101)
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (100)
 /* complex XML schema type 'tt:RealTimeStreamingCapabilitiesExtension': */
 class SOAP_CMAC tt__RealTimeStreamingCapabilitiesExtension {
       public:
@@ -1735,9 +1716,9 @@ class SOAP_CMAC tt__RealTimeStreamingCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:373 */
+/* vantel.h:390 */
 #ifndef SOAP_TYPE_tt__ProfileCapabilities
-#define SOAP_TYPE_tt__ProfileCapabilities (102)
+#define SOAP_TYPE_tt__ProfileCapabilities (101)
 /* complex XML schema type 'tt:ProfileCapabilities': */
 class SOAP_CMAC tt__ProfileCapabilities {
       public:
@@ -1767,13 +1748,11 @@ class SOAP_CMAC tt__ProfileCapabilities {
 };
 #endif
 
-/* vantel.h:376 */
+/* vantel.h:393 */
 #ifndef SOAP_TYPE_tt__NetworkCapabilities
-#define SOAP_TYPE_tt__NetworkCapabilities (103)
+#define SOAP_TYPE_tt__NetworkCapabilities (102)
 /* complex XML schema type 'tt:NetworkCapabilities': */
 class SOAP_CMAC tt__NetworkCapabilities {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__NetworkCapabilities
         virtual long soap_type(void) const { return SOAP_TYPE_tt__NetworkCapabilities; }
@@ -1793,7 +1772,7 @@ class SOAP_CMAC tt__NetworkCapabilities {
         virtual tt__NetworkCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__NetworkCapabilities); }
       public:
         /// Constructor with default initializations
-        tt__NetworkCapabilities() : __any() { }
+        tt__NetworkCapabilities() { }
         /// Destructor
         virtual ~tt__NetworkCapabilities() { }
         /// Friend allocator used by soap_new_tt__NetworkCapabilities(struct soap*, int)
@@ -1801,9 +1780,9 @@ class SOAP_CMAC tt__NetworkCapabilities {
 };
 #endif
 
-/* vantel.h:379 */
+/* vantel.h:396 */
 #ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (104)
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (103)
 /* complex XML schema type 'tt:NetworkCapabilitiesExtension': */
 class SOAP_CMAC tt__NetworkCapabilitiesExtension {
       public:
@@ -1833,9 +1812,9 @@ class SOAP_CMAC tt__NetworkCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:382 */
+/* vantel.h:399 */
 #ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension2
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (105)
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (104)
 /* complex XML schema type 'tt:NetworkCapabilitiesExtension2': */
 class SOAP_CMAC tt__NetworkCapabilitiesExtension2 {
       public:
@@ -1865,13 +1844,11 @@ class SOAP_CMAC tt__NetworkCapabilitiesExtension2 {
 };
 #endif
 
-/* vantel.h:385 */
+/* vantel.h:402 */
 #ifndef SOAP_TYPE_tt__SecurityCapabilities
-#define SOAP_TYPE_tt__SecurityCapabilities (106)
+#define SOAP_TYPE_tt__SecurityCapabilities (105)
 /* complex XML schema type 'tt:SecurityCapabilities': */
 class SOAP_CMAC tt__SecurityCapabilities {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__SecurityCapabilities
         virtual long soap_type(void) const { return SOAP_TYPE_tt__SecurityCapabilities; }
@@ -1891,7 +1868,7 @@ class SOAP_CMAC tt__SecurityCapabilities {
         virtual tt__SecurityCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SecurityCapabilities); }
       public:
         /// Constructor with default initializations
-        tt__SecurityCapabilities() : __any() { }
+        tt__SecurityCapabilities() { }
         /// Destructor
         virtual ~tt__SecurityCapabilities() { }
         /// Friend allocator used by soap_new_tt__SecurityCapabilities(struct soap*, int)
@@ -1899,9 +1876,9 @@ class SOAP_CMAC tt__SecurityCapabilities {
 };
 #endif
 
-/* vantel.h:388 */
+/* vantel.h:405 */
 #ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (107)
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (106)
 /* complex XML schema type 'tt:SecurityCapabilitiesExtension': */
 class SOAP_CMAC tt__SecurityCapabilitiesExtension {
       public:
@@ -1931,9 +1908,9 @@ class SOAP_CMAC tt__SecurityCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:391 */
+/* vantel.h:408 */
 #ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension2
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (108)
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (107)
 /* complex XML schema type 'tt:SecurityCapabilitiesExtension2': */
 class SOAP_CMAC tt__SecurityCapabilitiesExtension2 {
       public:
@@ -1963,13 +1940,11 @@ class SOAP_CMAC tt__SecurityCapabilitiesExtension2 {
 };
 #endif
 
-/* vantel.h:394 */
+/* vantel.h:411 */
 #ifndef SOAP_TYPE_tt__SystemCapabilities
-#define SOAP_TYPE_tt__SystemCapabilities (109)
+#define SOAP_TYPE_tt__SystemCapabilities (108)
 /* complex XML schema type 'tt:SystemCapabilities': */
 class SOAP_CMAC tt__SystemCapabilities {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__SystemCapabilities
         virtual long soap_type(void) const { return SOAP_TYPE_tt__SystemCapabilities; }
@@ -1989,7 +1964,7 @@ class SOAP_CMAC tt__SystemCapabilities {
         virtual tt__SystemCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SystemCapabilities); }
       public:
         /// Constructor with default initializations
-        tt__SystemCapabilities() : __any() { }
+        tt__SystemCapabilities() { }
         /// Destructor
         virtual ~tt__SystemCapabilities() { }
         /// Friend allocator used by soap_new_tt__SystemCapabilities(struct soap*, int)
@@ -1997,9 +1972,9 @@ class SOAP_CMAC tt__SystemCapabilities {
 };
 #endif
 
-/* vantel.h:397 */
+/* vantel.h:414 */
 #ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension (110)
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension (109)
 /* complex XML schema type 'tt:SystemCapabilitiesExtension': */
 class SOAP_CMAC tt__SystemCapabilitiesExtension {
       public:
@@ -2029,9 +2004,9 @@ class SOAP_CMAC tt__SystemCapabilitiesExtension {
 };
 #endif
 
-/* vantel.h:400 */
+/* vantel.h:417 */
 #ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension2
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (111)
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (110)
 /* complex XML schema type 'tt:SystemCapabilitiesExtension2': */
 class SOAP_CMAC tt__SystemCapabilitiesExtension2 {
       public:
@@ -2061,9 +2036,9 @@ class SOAP_CMAC tt__SystemCapabilitiesExtension2 {
 };
 #endif
 
-/* vantel.h:403 */
+/* vantel.h:420 */
 #ifndef SOAP_TYPE_tt__OnvifVersion
-#define SOAP_TYPE_tt__OnvifVersion (112)
+#define SOAP_TYPE_tt__OnvifVersion (111)
 /* complex XML schema type 'tt:OnvifVersion': */
 class SOAP_CMAC tt__OnvifVersion {
       public:
@@ -2093,13 +2068,11 @@ class SOAP_CMAC tt__OnvifVersion {
 };
 #endif
 
-/* vantel.h:406 */
+/* vantel.h:423 */
 #ifndef SOAP_TYPE_tt__ImagingCapabilities
-#define SOAP_TYPE_tt__ImagingCapabilities (113)
+#define SOAP_TYPE_tt__ImagingCapabilities (112)
 /* complex XML schema type 'tt:ImagingCapabilities': */
 class SOAP_CMAC tt__ImagingCapabilities {
-      public:
-        std::vector<char *> __any;
       public:
         /// Return unique type id SOAP_TYPE_tt__ImagingCapabilities
         virtual long soap_type(void) const { return SOAP_TYPE_tt__ImagingCapabilities; }
@@ -2119,7 +2092,7 @@ class SOAP_CMAC tt__ImagingCapabilities {
         virtual tt__ImagingCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ImagingCapabilities); }
       public:
         /// Constructor with default initializations
-        tt__ImagingCapabilities() : __any() { }
+        tt__ImagingCapabilities() { }
         /// Destructor
         virtual ~tt__ImagingCapabilities() { }
         /// Friend allocator used by soap_new_tt__ImagingCapabilities(struct soap*, int)
@@ -2127,9 +2100,9 @@ class SOAP_CMAC tt__ImagingCapabilities {
 };
 #endif
 
-/* vantel.h:411 */
+/* vantel.h:428 */
 #ifndef SOAP_TYPE_tt__DeviceIOCapabilities
-#define SOAP_TYPE_tt__DeviceIOCapabilities (115)
+#define SOAP_TYPE_tt__DeviceIOCapabilities (114)
 /* complex XML schema type 'tt:DeviceIOCapabilities': */
 class SOAP_CMAC tt__DeviceIOCapabilities {
       public:
@@ -2159,9 +2132,9 @@ class SOAP_CMAC tt__DeviceIOCapabilities {
 };
 #endif
 
-/* vantel.h:414 */
+/* vantel.h:431 */
 #ifndef SOAP_TYPE_tt__DisplayCapabilities
-#define SOAP_TYPE_tt__DisplayCapabilities (116)
+#define SOAP_TYPE_tt__DisplayCapabilities (115)
 /* complex XML schema type 'tt:DisplayCapabilities': */
 class SOAP_CMAC tt__DisplayCapabilities {
       public:
@@ -2191,9 +2164,9 @@ class SOAP_CMAC tt__DisplayCapabilities {
 };
 #endif
 
-/* vantel.h:417 */
+/* vantel.h:434 */
 #ifndef SOAP_TYPE_tt__RecordingCapabilities
-#define SOAP_TYPE_tt__RecordingCapabilities (117)
+#define SOAP_TYPE_tt__RecordingCapabilities (116)
 /* complex XML schema type 'tt:RecordingCapabilities': */
 class SOAP_CMAC tt__RecordingCapabilities {
       public:
@@ -2223,9 +2196,9 @@ class SOAP_CMAC tt__RecordingCapabilities {
 };
 #endif
 
-/* vantel.h:420 */
+/* vantel.h:437 */
 #ifndef SOAP_TYPE_tt__SearchCapabilities
-#define SOAP_TYPE_tt__SearchCapabilities (118)
+#define SOAP_TYPE_tt__SearchCapabilities (117)
 /* complex XML schema type 'tt:SearchCapabilities': */
 class SOAP_CMAC tt__SearchCapabilities {
       public:
@@ -2255,9 +2228,9 @@ class SOAP_CMAC tt__SearchCapabilities {
 };
 #endif
 
-/* vantel.h:423 */
+/* vantel.h:440 */
 #ifndef SOAP_TYPE_tt__ReplayCapabilities
-#define SOAP_TYPE_tt__ReplayCapabilities (119)
+#define SOAP_TYPE_tt__ReplayCapabilities (118)
 /* complex XML schema type 'tt:ReplayCapabilities': */
 class SOAP_CMAC tt__ReplayCapabilities {
       public:
@@ -2287,9 +2260,9 @@ class SOAP_CMAC tt__ReplayCapabilities {
 };
 #endif
 
-/* vantel.h:426 */
+/* vantel.h:443 */
 #ifndef SOAP_TYPE_tt__ReceiverCapabilities
-#define SOAP_TYPE_tt__ReceiverCapabilities (120)
+#define SOAP_TYPE_tt__ReceiverCapabilities (119)
 /* complex XML schema type 'tt:ReceiverCapabilities': */
 class SOAP_CMAC tt__ReceiverCapabilities {
       public:
@@ -2319,9 +2292,9 @@ class SOAP_CMAC tt__ReceiverCapabilities {
 };
 #endif
 
-/* vantel.h:429 */
+/* vantel.h:446 */
 #ifndef SOAP_TYPE_tt__AnalyticsDeviceCapabilities
-#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (121)
+#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (120)
 /* complex XML schema type 'tt:AnalyticsDeviceCapabilities': */
 class SOAP_CMAC tt__AnalyticsDeviceCapabilities {
       public:
@@ -2351,9 +2324,9 @@ class SOAP_CMAC tt__AnalyticsDeviceCapabilities {
 };
 #endif
 
-/* vantel.h:432 */
+/* vantel.h:449 */
 #ifndef SOAP_TYPE_tt__AnalyticsDeviceExtension
-#define SOAP_TYPE_tt__AnalyticsDeviceExtension (122)
+#define SOAP_TYPE_tt__AnalyticsDeviceExtension (121)
 /* complex XML schema type 'tt:AnalyticsDeviceExtension': */
 class SOAP_CMAC tt__AnalyticsDeviceExtension {
       public:
@@ -2383,77 +2356,9 @@ class SOAP_CMAC tt__AnalyticsDeviceExtension {
 };
 #endif
 
-/* vantel.h:437 */
-#ifndef SOAP_TYPE_tt__SystemDateTimeExtension
-#define SOAP_TYPE_tt__SystemDateTimeExtension (124)
-/* complex XML schema type 'tt:SystemDateTimeExtension': */
-class SOAP_CMAC tt__SystemDateTimeExtension {
-      public:
-        std::vector<char *> __any;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__SystemDateTimeExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__SystemDateTimeExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__SystemDateTimeExtension, default initialized and not managed by a soap context
-        virtual tt__SystemDateTimeExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SystemDateTimeExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__SystemDateTimeExtension() : __any() { }
-        /// Destructor
-        virtual ~tt__SystemDateTimeExtension() { }
-        /// Friend allocator used by soap_new_tt__SystemDateTimeExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__SystemDateTimeExtension * SOAP_FMAC2 soap_instantiate_tt__SystemDateTimeExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:450 */
-#ifndef SOAP_TYPE_tt__PTZNodeExtension
-#define SOAP_TYPE_tt__PTZNodeExtension (130)
-/* complex XML schema type 'tt:PTZNodeExtension': */
-class SOAP_CMAC tt__PTZNodeExtension {
-      public:
-        std::vector<char *> __any;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZNodeExtension
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZNodeExtension; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZNodeExtension, default initialized and not managed by a soap context
-        virtual tt__PTZNodeExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZNodeExtension); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZNodeExtension() : __any() { }
-        /// Destructor
-        virtual ~tt__PTZNodeExtension() { }
-        /// Friend allocator used by soap_new_tt__PTZNodeExtension(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZNodeExtension * SOAP_FMAC2 soap_instantiate_tt__PTZNodeExtension(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:453 */
+/* vantel.h:470 */
 #ifndef SOAP_TYPE_tt__PTZNodeExtension2
-#define SOAP_TYPE_tt__PTZNodeExtension2 (131)
+#define SOAP_TYPE_tt__PTZNodeExtension2 (130)
 /* complex XML schema type 'tt:PTZNodeExtension2': */
 class SOAP_CMAC tt__PTZNodeExtension2 {
       public:
@@ -2483,9 +2388,9 @@ class SOAP_CMAC tt__PTZNodeExtension2 {
 };
 #endif
 
-/* vantel.h:456 */
+/* vantel.h:473 */
 #ifndef SOAP_TYPE_tt__PTZPresetTourSupported
-#define SOAP_TYPE_tt__PTZPresetTourSupported (132)
+#define SOAP_TYPE_tt__PTZPresetTourSupported (131)
 /* complex XML schema type 'tt:PTZPresetTourSupported': */
 class SOAP_CMAC tt__PTZPresetTourSupported {
       public:
@@ -2515,9 +2420,9 @@ class SOAP_CMAC tt__PTZPresetTourSupported {
 };
 #endif
 
-/* vantel.h:459 */
+/* vantel.h:476 */
 #ifndef SOAP_TYPE_tt__PTZPresetTourSupportedExtension
-#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (133)
+#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (132)
 /* complex XML schema type 'tt:PTZPresetTourSupportedExtension': */
 class SOAP_CMAC tt__PTZPresetTourSupportedExtension {
       public:
@@ -2547,45 +2452,9 @@ class SOAP_CMAC tt__PTZPresetTourSupportedExtension {
 };
 #endif
 
-/* vantel.h:462 */
-#ifndef SOAP_TYPE_tt__PTZConfiguration
-#define SOAP_TYPE_tt__PTZConfiguration (134)
-/* complex XML schema type 'tt:PTZConfiguration': */
-class SOAP_CMAC tt__PTZConfiguration {
-      public:
-        /// Required element 'tt:NodeToken' of XML schema type 'xsd:string'
-        std::string NodeToken;
-        std::vector<char *> __any;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZConfiguration
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZConfiguration; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZConfiguration, default initialized and not managed by a soap context
-        virtual tt__PTZConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZConfiguration); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZConfiguration() : NodeToken(), __any() { }
-        /// Destructor
-        virtual ~tt__PTZConfiguration() { }
-        /// Friend allocator used by soap_new_tt__PTZConfiguration(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZConfiguration * SOAP_FMAC2 soap_instantiate_tt__PTZConfiguration(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:465 */
+/* vantel.h:482 */
 #ifndef SOAP_TYPE_tt__PTZConfigurationExtension
-#define SOAP_TYPE_tt__PTZConfigurationExtension (135)
+#define SOAP_TYPE_tt__PTZConfigurationExtension (134)
 /* complex XML schema type 'tt:PTZConfigurationExtension': */
 class SOAP_CMAC tt__PTZConfigurationExtension {
       public:
@@ -2615,9 +2484,9 @@ class SOAP_CMAC tt__PTZConfigurationExtension {
 };
 #endif
 
-/* vantel.h:468 */
+/* vantel.h:485 */
 #ifndef SOAP_TYPE_tt__PTZConfigurationExtension2
-#define SOAP_TYPE_tt__PTZConfigurationExtension2 (136)
+#define SOAP_TYPE_tt__PTZConfigurationExtension2 (135)
 /* complex XML schema type 'tt:PTZConfigurationExtension2': */
 class SOAP_CMAC tt__PTZConfigurationExtension2 {
       public:
@@ -2647,9 +2516,9 @@ class SOAP_CMAC tt__PTZConfigurationExtension2 {
 };
 #endif
 
-/* vantel.h:471 */
+/* vantel.h:488 */
 #ifndef SOAP_TYPE_tt__PTControlDirection
-#define SOAP_TYPE_tt__PTControlDirection (137)
+#define SOAP_TYPE_tt__PTControlDirection (136)
 /* complex XML schema type 'tt:PTControlDirection': */
 class SOAP_CMAC tt__PTControlDirection {
       public:
@@ -2679,9 +2548,9 @@ class SOAP_CMAC tt__PTControlDirection {
 };
 #endif
 
-/* vantel.h:474 */
+/* vantel.h:491 */
 #ifndef SOAP_TYPE_tt__PTControlDirectionExtension
-#define SOAP_TYPE_tt__PTControlDirectionExtension (138)
+#define SOAP_TYPE_tt__PTControlDirectionExtension (137)
 /* complex XML schema type 'tt:PTControlDirectionExtension': */
 class SOAP_CMAC tt__PTControlDirectionExtension {
       public:
@@ -2711,9 +2580,9 @@ class SOAP_CMAC tt__PTControlDirectionExtension {
 };
 #endif
 
-/* vantel.h:477 */
+/* vantel.h:494 */
 #ifndef SOAP_TYPE_tt__EFlip
-#define SOAP_TYPE_tt__EFlip (139)
+#define SOAP_TYPE_tt__EFlip (138)
 /* complex XML schema type 'tt:EFlip': */
 class SOAP_CMAC tt__EFlip {
       public:
@@ -2743,9 +2612,9 @@ class SOAP_CMAC tt__EFlip {
 };
 #endif
 
-/* vantel.h:480 */
+/* vantel.h:497 */
 #ifndef SOAP_TYPE_tt__Reverse
-#define SOAP_TYPE_tt__Reverse (140)
+#define SOAP_TYPE_tt__Reverse (139)
 /* complex XML schema type 'tt:Reverse': */
 class SOAP_CMAC tt__Reverse {
       public:
@@ -2775,9 +2644,9 @@ class SOAP_CMAC tt__Reverse {
 };
 #endif
 
-/* vantel.h:483 */
+/* vantel.h:500 */
 #ifndef SOAP_TYPE_tt__PanTiltLimits
-#define SOAP_TYPE_tt__PanTiltLimits (141)
+#define SOAP_TYPE_tt__PanTiltLimits (140)
 /* complex XML schema type 'tt:PanTiltLimits': */
 class SOAP_CMAC tt__PanTiltLimits {
       public:
@@ -2807,9 +2676,9 @@ class SOAP_CMAC tt__PanTiltLimits {
 };
 #endif
 
-/* vantel.h:486 */
+/* vantel.h:503 */
 #ifndef SOAP_TYPE_tt__ZoomLimits
-#define SOAP_TYPE_tt__ZoomLimits (142)
+#define SOAP_TYPE_tt__ZoomLimits (141)
 /* complex XML schema type 'tt:ZoomLimits': */
 class SOAP_CMAC tt__ZoomLimits {
       public:
@@ -2839,9 +2708,9 @@ class SOAP_CMAC tt__ZoomLimits {
 };
 #endif
 
-/* vantel.h:501 */
+/* vantel.h:519 */
 #ifndef SOAP_TYPE_tt__ItemList
-#define SOAP_TYPE_tt__ItemList (149)
+#define SOAP_TYPE_tt__ItemList (148)
 /* complex XML schema type 'tt:ItemList': */
 class SOAP_CMAC tt__ItemList {
       public:
@@ -2871,9 +2740,9 @@ class SOAP_CMAC tt__ItemList {
 };
 #endif
 
-/* vantel.h:504 */
+/* vantel.h:522 */
 #ifndef SOAP_TYPE_tt__ItemListExtension
-#define SOAP_TYPE_tt__ItemListExtension (150)
+#define SOAP_TYPE_tt__ItemListExtension (149)
 /* complex XML schema type 'tt:ItemListExtension': */
 class SOAP_CMAC tt__ItemListExtension {
       public:
@@ -2903,9 +2772,9 @@ class SOAP_CMAC tt__ItemListExtension {
 };
 #endif
 
-/* vantel.h:507 */
+/* vantel.h:525 */
 #ifndef SOAP_TYPE_tt__AnalyticsEngineConfiguration
-#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (151)
+#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (150)
 /* complex XML schema type 'tt:AnalyticsEngineConfiguration': */
 class SOAP_CMAC tt__AnalyticsEngineConfiguration {
       public:
@@ -2935,9 +2804,9 @@ class SOAP_CMAC tt__AnalyticsEngineConfiguration {
 };
 #endif
 
-/* vantel.h:510 */
+/* vantel.h:528 */
 #ifndef SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension
-#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (152)
+#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (151)
 /* complex XML schema type 'tt:AnalyticsEngineConfigurationExtension': */
 class SOAP_CMAC tt__AnalyticsEngineConfigurationExtension {
       public:
@@ -2967,9 +2836,9 @@ class SOAP_CMAC tt__AnalyticsEngineConfigurationExtension {
 };
 #endif
 
-/* vantel.h:513 */
+/* vantel.h:531 */
 #ifndef SOAP_TYPE_tt__RuleEngineConfiguration
-#define SOAP_TYPE_tt__RuleEngineConfiguration (153)
+#define SOAP_TYPE_tt__RuleEngineConfiguration (152)
 /* complex XML schema type 'tt:RuleEngineConfiguration': */
 class SOAP_CMAC tt__RuleEngineConfiguration {
       public:
@@ -2999,9 +2868,9 @@ class SOAP_CMAC tt__RuleEngineConfiguration {
 };
 #endif
 
-/* vantel.h:516 */
+/* vantel.h:534 */
 #ifndef SOAP_TYPE_tt__RuleEngineConfigurationExtension
-#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (154)
+#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (153)
 /* complex XML schema type 'tt:RuleEngineConfigurationExtension': */
 class SOAP_CMAC tt__RuleEngineConfigurationExtension {
       public:
@@ -3031,9 +2900,9 @@ class SOAP_CMAC tt__RuleEngineConfigurationExtension {
 };
 #endif
 
-/* vantel.h:519 */
+/* vantel.h:537 */
 #ifndef SOAP_TYPE_tt__Config
-#define SOAP_TYPE_tt__Config (155)
+#define SOAP_TYPE_tt__Config (154)
 /* complex XML schema type 'tt:Config': */
 class SOAP_CMAC tt__Config {
       public:
@@ -3060,6 +2929,481 @@ class SOAP_CMAC tt__Config {
         virtual ~tt__Config() { }
         /// Friend allocator used by soap_new_tt__Config(struct soap*, int)
         friend SOAP_FMAC1 tt__Config * SOAP_FMAC2 soap_instantiate_tt__Config(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:546 */
+#ifndef SOAP_TYPE_tt__PTZVector
+#define SOAP_TYPE_tt__PTZVector (158)
+/* complex XML schema type 'tt:PTZVector': */
+class SOAP_CMAC tt__PTZVector {
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZVector
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZVector; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZVector, default initialized and not managed by a soap context
+        virtual tt__PTZVector *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZVector); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZVector() { }
+        /// Destructor
+        virtual ~tt__PTZVector() { }
+        /// Friend allocator used by soap_new_tt__PTZVector(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZVector * SOAP_FMAC2 soap_instantiate_tt__PTZVector(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:479 */
+#ifndef SOAP_TYPE_tt__PTZConfiguration
+#define SOAP_TYPE_tt__PTZConfiguration (133)
+/* complex XML schema type 'tt:PTZConfiguration': */
+class SOAP_CMAC tt__PTZConfiguration {
+      public:
+        /// Required element 'tt:NodeToken' of XML schema type 'xsd:string'
+        std::string NodeToken;
+        std::vector<char> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZConfiguration
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZConfiguration; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZConfiguration, default initialized and not managed by a soap context
+        virtual tt__PTZConfiguration *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZConfiguration); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZConfiguration() : NodeToken(), __any() { }
+        /// Destructor
+        virtual ~tt__PTZConfiguration() { }
+        /// Friend allocator used by soap_new_tt__PTZConfiguration(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZConfiguration * SOAP_FMAC2 soap_instantiate_tt__PTZConfiguration(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:223 */
+#ifndef SOAP_TYPE_tt__Profile
+#define SOAP_TYPE_tt__Profile (45)
+/* complex XML schema type 'tt:Profile': */
+class SOAP_CMAC tt__Profile {
+      public:
+        /// Optional element 'tt:VideoEncoderConfiguration' of XML schema type 'tt:VideoEncoderConfiguration'
+        tt__VideoEncoderConfiguration *VideoEncoderConfiguration;
+        /// Optional element 'tt:PTZConfiguration' of XML schema type 'tt:PTZConfiguration'
+        tt__PTZConfiguration *PTZConfiguration;
+        std::vector<char> __any;
+        /// Required attribute 'token' of XML schema type 'tt:ReferenceToken'
+        std::string token;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__Profile
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__Profile; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__Profile, default initialized and not managed by a soap context
+        virtual tt__Profile *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Profile); }
+      public:
+        /// Constructor with default initializations
+        tt__Profile() : VideoEncoderConfiguration(), PTZConfiguration(), __any(), token() { }
+        /// Destructor
+        virtual ~tt__Profile() { }
+        /// Friend allocator used by soap_new_tt__Profile(struct soap*, int)
+        friend SOAP_FMAC1 tt__Profile * SOAP_FMAC2 soap_instantiate_tt__Profile(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* answer_parts.h:39 */
+#ifndef SOAP_TYPE_tt__ListedProfile
+#define SOAP_TYPE_tt__ListedProfile (211)
+/* complex XML schema type 'tt:ListedProfile': */
+class SOAP_CMAC tt__ListedProfile {
+      public:
+        /// Optional element 'tt:Name' of XML schema type 'xsd:string'
+        std::string Name;
+        /// Optional element 'tt:PTZConfiguration' of XML schema type 'tt:PTZConfiguration'
+        tt__PTZConfiguration *PTZConfiguration;
+        std::vector<char> __any;
+        /// Required attribute 'token' of XML schema type 'tt:ReferenceToken'
+        std::string token;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__ListedProfile
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__ListedProfile; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__ListedProfile, default initialized and not managed by a soap context
+        virtual tt__ListedProfile *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__ListedProfile); }
+      public:
+        /// Constructor with default initializations
+        tt__ListedProfile() : Name(), PTZConfiguration(), __any(), token() { }
+        /// Destructor
+        virtual ~tt__ListedProfile() { }
+        /// Friend allocator used by soap_new_tt__ListedProfile(struct soap*, int)
+        friend SOAP_FMAC1 tt__ListedProfile * SOAP_FMAC2 soap_instantiate_tt__ListedProfile(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:555 */
+#ifndef SOAP_TYPE__trt__GetProfilesResponse
+#define SOAP_TYPE__trt__GetProfilesResponse (162)
+/* complex XML schema type 'trt:GetProfilesResponse': */
+class SOAP_CMAC _trt__GetProfilesResponse {
+      public:
+        /// Optional element 'trt:Profiles' of XML schema type 'tt:ListedProfile'
+        std::vector<tt__ListedProfile *> Profiles;
+      public:
+        /// Return unique type id SOAP_TYPE__trt__GetProfilesResponse
+        virtual long soap_type(void) const { return SOAP_TYPE__trt__GetProfilesResponse; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type _trt__GetProfilesResponse, default initialized and not managed by a soap context
+        virtual _trt__GetProfilesResponse *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(_trt__GetProfilesResponse); }
+      public:
+        /// Constructor with default initializations
+        _trt__GetProfilesResponse() : Profiles() { }
+        /// Destructor
+        virtual ~_trt__GetProfilesResponse() { }
+        /// Friend allocator used by soap_new__trt__GetProfilesResponse(struct soap*, int)
+        friend SOAP_FMAC1 _trt__GetProfilesResponse * SOAP_FMAC2 soap_instantiate__trt__GetProfilesResponse(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:360 */
+#ifndef SOAP_TYPE_tt__DeviceCapabilities
+#define SOAP_TYPE_tt__DeviceCapabilities (91)
+/* complex XML schema type 'tt:DeviceCapabilities': */
+class SOAP_CMAC tt__DeviceCapabilities {
+      public:
+        /// Required element 'tt:XAddr' of XML schema type 'xsd:string'
+        std::string XAddr;
+        std::vector<char> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__DeviceCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__DeviceCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__DeviceCapabilities, default initialized and not managed by a soap context
+        virtual tt__DeviceCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__DeviceCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__DeviceCapabilities() : XAddr(), __any() { }
+        /// Destructor
+        virtual ~tt__DeviceCapabilities() { }
+        /// Friend allocator used by soap_new_tt__DeviceCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__DeviceCapabilities * SOAP_FMAC2 soap_instantiate_tt__DeviceCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:378 */
+#ifndef SOAP_TYPE_tt__MediaCapabilities
+#define SOAP_TYPE_tt__MediaCapabilities (97)
+/* complex XML schema type 'tt:MediaCapabilities': */
+class SOAP_CMAC tt__MediaCapabilities {
+      public:
+        /// Required element 'tt:XAddr' of XML schema type 'xsd:string'
+        std::string XAddr;
+        std::vector<char> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__MediaCapabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__MediaCapabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__MediaCapabilities, default initialized and not managed by a soap context
+        virtual tt__MediaCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MediaCapabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__MediaCapabilities() : XAddr(), __any() { }
+        /// Destructor
+        virtual ~tt__MediaCapabilities() { }
+        /// Friend allocator used by soap_new_tt__MediaCapabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__MediaCapabilities * SOAP_FMAC2 soap_instantiate_tt__MediaCapabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:348 */
+#ifndef SOAP_TYPE_tt__Capabilities
+#define SOAP_TYPE_tt__Capabilities (87)
+/* complex XML schema type 'tt:Capabilities': */
+class SOAP_CMAC tt__Capabilities {
+      public:
+        /// Optional element 'tt:Device' of XML schema type 'tt:DeviceCapabilities'
+        tt__DeviceCapabilities *Device;
+        /// Optional element 'tt:Media' of XML schema type 'tt:MediaCapabilities'
+        tt__MediaCapabilities *Media;
+        /// Optional element 'tt:PTZ' of XML schema type 'tt:PTZCapabilities'
+        tt__PTZCapabilities *PTZ;
+        std::vector<char> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__Capabilities
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__Capabilities; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__Capabilities, default initialized and not managed by a soap context
+        virtual tt__Capabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Capabilities); }
+      public:
+        /// Constructor with default initializations
+        tt__Capabilities() : Device(), Media(), PTZ(), __any() { }
+        /// Destructor
+        virtual ~tt__Capabilities() { }
+        /// Friend allocator used by soap_new_tt__Capabilities(struct soap*, int)
+        friend SOAP_FMAC1 tt__Capabilities * SOAP_FMAC2 soap_instantiate_tt__Capabilities(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:516 */
+#ifndef SOAP_TYPE_tt__PTZPreset
+#define SOAP_TYPE_tt__PTZPreset (147)
+/* complex XML schema type 'tt:PTZPreset': */
+class SOAP_CMAC tt__PTZPreset {
+      public:
+        std::vector<char> __any;
+        /// Optional attribute 'token' of XML schema type 'tt:ReferenceToken'
+        std::string *token;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZPreset
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZPreset; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZPreset, default initialized and not managed by a soap context
+        virtual tt__PTZPreset *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZPreset); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZPreset() : __any(), token() { }
+        /// Destructor
+        virtual ~tt__PTZPreset() { }
+        /// Friend allocator used by soap_new_tt__PTZPreset(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZPreset * SOAP_FMAC2 soap_instantiate_tt__PTZPreset(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:343 */
+#ifndef SOAP_TYPE_tt__MediaUri
+#define SOAP_TYPE_tt__MediaUri (85)
+/* complex XML schema type 'tt:MediaUri': */
+class SOAP_CMAC tt__MediaUri {
+      public:
+        /// Required element 'tt:Uri' of XML schema type 'xsd:string'
+        std::string Uri;
+        std::vector<char> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__MediaUri
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__MediaUri; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__MediaUri, default initialized and not managed by a soap context
+        virtual tt__MediaUri *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MediaUri); }
+      public:
+        /// Constructor with default initializations
+        tt__MediaUri() : Uri(), __any() { }
+        /// Destructor
+        virtual ~tt__MediaUri() { }
+        /// Friend allocator used by soap_new_tt__MediaUri(struct soap*, int)
+        friend SOAP_FMAC1 tt__MediaUri * SOAP_FMAC2 soap_instantiate_tt__MediaUri(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:186 */
+#ifndef SOAP_TYPE__tds__GetDeviceInformationResponse
+#define SOAP_TYPE__tds__GetDeviceInformationResponse (35)
+/* complex XML schema type 'tds:GetDeviceInformationResponse': */
+class SOAP_CMAC _tds__GetDeviceInformationResponse {
+      public:
+        /// Required element 'tds:Manufacturer' of XML schema type 'xsd:string'
+        std::string Manufacturer;
+        /// Required element 'tds:Model' of XML schema type 'xsd:string'
+        std::string Model;
+        /// Optional element 'tds:FirmwareVersion' of XML schema type 'xsd:string'
+        std::string FirmwareVersion;
+        std::vector<char> __any;
+      public:
+        /// Return unique type id SOAP_TYPE__tds__GetDeviceInformationResponse
+        virtual long soap_type(void) const { return SOAP_TYPE__tds__GetDeviceInformationResponse; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type _tds__GetDeviceInformationResponse, default initialized and not managed by a soap context
+        virtual _tds__GetDeviceInformationResponse *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(_tds__GetDeviceInformationResponse); }
+      public:
+        /// Constructor with default initializations
+        _tds__GetDeviceInformationResponse() : Manufacturer(), Model(), FirmwareVersion(), __any() { }
+        /// Destructor
+        virtual ~_tds__GetDeviceInformationResponse() { }
+        /// Friend allocator used by soap_new__tds__GetDeviceInformationResponse(struct soap*, int)
+        friend SOAP_FMAC1 _tds__GetDeviceInformationResponse * SOAP_FMAC2 soap_instantiate__tds__GetDeviceInformationResponse(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:467 */
+#ifndef SOAP_TYPE_tt__PTZNodeExtension
+#define SOAP_TYPE_tt__PTZNodeExtension (129)
+/* complex XML schema type 'tt:PTZNodeExtension': */
+class SOAP_CMAC tt__PTZNodeExtension {
+      public:
+        std::vector<char> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__PTZNodeExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZNodeExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__PTZNodeExtension, default initialized and not managed by a soap context
+        virtual tt__PTZNodeExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZNodeExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__PTZNodeExtension() : __any() { }
+        /// Destructor
+        virtual ~tt__PTZNodeExtension() { }
+        /// Friend allocator used by soap_new_tt__PTZNodeExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__PTZNodeExtension * SOAP_FMAC2 soap_instantiate_tt__PTZNodeExtension(struct soap*, int, const char*, const char*, size_t*);
+};
+#endif
+
+/* vantel.h:454 */
+#ifndef SOAP_TYPE_tt__SystemDateTimeExtension
+#define SOAP_TYPE_tt__SystemDateTimeExtension (123)
+/* complex XML schema type 'tt:SystemDateTimeExtension': */
+class SOAP_CMAC tt__SystemDateTimeExtension {
+      public:
+        std::vector<char> __any;
+      public:
+        /// Return unique type id SOAP_TYPE_tt__SystemDateTimeExtension
+        virtual long soap_type(void) const { return SOAP_TYPE_tt__SystemDateTimeExtension; }
+        /// (Re)set members to default values
+        virtual void soap_default(struct soap*);
+        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
+        virtual void soap_serialize(struct soap*) const;
+        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
+        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
+        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
+        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
+        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
+        virtual void *soap_get(struct soap*, const char *tag, const char *type);
+        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
+        virtual void *soap_in(struct soap*, const char *tag, const char *type);
+        /// Return a new object of type tt__SystemDateTimeExtension, default initialized and not managed by a soap context
+        virtual tt__SystemDateTimeExtension *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__SystemDateTimeExtension); }
+      public:
+        /// Constructor with default initializations
+        tt__SystemDateTimeExtension() : __any() { }
+        /// Destructor
+        virtual ~tt__SystemDateTimeExtension() { }
+        /// Friend allocator used by soap_new_tt__SystemDateTimeExtension(struct soap*, int)
+        friend SOAP_FMAC1 tt__SystemDateTimeExtension * SOAP_FMAC2 soap_instantiate_tt__SystemDateTimeExtension(struct soap*, int, const char*, const char*, size_t*);
 };
 #endif
 
@@ -3098,52 +3442,7 @@ class SOAP_CMAC _tds__GetDeviceInformation {
 };
 #endif
 
-/* vantel.h:185 */
-#ifndef SOAP_TYPE__tds__GetDeviceInformationResponse
-#define SOAP_TYPE__tds__GetDeviceInformationResponse (35)
-/* complex XML schema type 'tds:GetDeviceInformationResponse': */
-class SOAP_CMAC _tds__GetDeviceInformationResponse {
-      public:
-        /// Required element 'tds:Manufacturer' of XML schema type 'xsd:string'
-        std::string Manufacturer;
-        /// Required element 'tds:Model' of XML schema type 'xsd:string'
-        std::string Model;
-        /// Required element 'tds:FirmwareVersion' of XML schema type 'xsd:string'
-        std::string FirmwareVersion;
-        /// Required element 'tds:SerialNumber' of XML schema type 'xsd:string'
-        std::string SerialNumber;
-        /// Required element 'tds:HardwareId' of XML schema type 'xsd:string'
-        std::string HardwareId;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE__tds__GetDeviceInformationResponse
-        virtual long soap_type(void) const { return SOAP_TYPE__tds__GetDeviceInformationResponse; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type _tds__GetDeviceInformationResponse, default initialized and not managed by a soap context
-        virtual _tds__GetDeviceInformationResponse *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(_tds__GetDeviceInformationResponse); }
-      public:
-        /// Constructor with default initializations
-        _tds__GetDeviceInformationResponse() : Manufacturer(), Model(), FirmwareVersion(), SerialNumber(), HardwareId(), soap() { }
-        /// Destructor
-        virtual ~_tds__GetDeviceInformationResponse() { }
-        /// Friend allocator used by soap_new__tds__GetDeviceInformationResponse(struct soap*, int)
-        friend SOAP_FMAC1 _tds__GetDeviceInformationResponse * SOAP_FMAC2 soap_instantiate__tds__GetDeviceInformationResponse(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:187 */
+/* vantel.h:188 */
 #ifndef SOAP_TYPE__tds__GetSystemDateAndTime
 #define SOAP_TYPE__tds__GetSystemDateAndTime (36)
 /* complex XML schema type 'tds:GetSystemDateAndTime': */
@@ -3178,7 +3477,7 @@ class SOAP_CMAC _tds__GetSystemDateAndTime {
 };
 #endif
 
-/* vantel.h:189 */
+/* vantel.h:190 */
 #ifndef SOAP_TYPE__tds__GetSystemDateAndTimeResponse
 #define SOAP_TYPE__tds__GetSystemDateAndTimeResponse (37)
 /* complex XML schema type 'tds:GetSystemDateAndTimeResponse': */
@@ -3215,7 +3514,7 @@ class SOAP_CMAC _tds__GetSystemDateAndTimeResponse {
 };
 #endif
 
-/* vantel.h:191 */
+/* vantel.h:192 */
 #ifndef SOAP_TYPE__tds__SystemReboot
 #define SOAP_TYPE__tds__SystemReboot (38)
 /* complex XML schema type 'tds:SystemReboot': */
@@ -3250,7 +3549,7 @@ class SOAP_CMAC _tds__SystemReboot {
 };
 #endif
 
-/* vantel.h:193 */
+/* vantel.h:194 */
 #ifndef SOAP_TYPE__tds__SystemRebootResponse
 #define SOAP_TYPE__tds__SystemRebootResponse (39)
 /* complex XML schema type 'tds:SystemRebootResponse': */
@@ -3287,7 +3586,7 @@ class SOAP_CMAC _tds__SystemRebootResponse {
 };
 #endif
 
-/* vantel.h:195 */
+/* vantel.h:196 */
 #ifndef SOAP_TYPE__tds__GetCapabilities
 #define SOAP_TYPE__tds__GetCapabilities (40)
 /* complex XML schema type 'tds:GetCapabilities': */
@@ -3324,7 +3623,7 @@ class SOAP_CMAC _tds__GetCapabilities {
 };
 #endif
 
-/* vantel.h:197 */
+/* vantel.h:198 */
 #ifndef SOAP_TYPE__tds__GetCapabilitiesResponse
 #define SOAP_TYPE__tds__GetCapabilitiesResponse (41)
 /* complex XML schema type 'tds:GetCapabilitiesResponse': */
@@ -3361,7 +3660,7 @@ class SOAP_CMAC _tds__GetCapabilitiesResponse {
 };
 #endif
 
-/* vantel.h:199 */
+/* vantel.h:200 */
 #ifndef SOAP_TYPE_tt__DeviceEntity
 #define SOAP_TYPE_tt__DeviceEntity (42)
 /* complex XML schema type 'tt:DeviceEntity': */
@@ -3398,7 +3697,7 @@ class SOAP_CMAC tt__DeviceEntity {
 };
 #endif
 
-/* vantel.h:208 */
+/* vantel.h:209 */
 #ifndef SOAP_TYPE_tt__FloatRange
 #define SOAP_TYPE_tt__FloatRange (44)
 /* complex XML schema type 'tt:FloatRange': */
@@ -3437,66 +3736,9 @@ class SOAP_CMAC tt__FloatRange {
 };
 #endif
 
-/* vantel.h:210 */
-#ifndef SOAP_TYPE_tt__Profile
-#define SOAP_TYPE_tt__Profile (45)
-/* complex XML schema type 'tt:Profile': */
-class SOAP_CMAC tt__Profile {
-      public:
-        /// Required element 'tt:Name' of XML schema type 'tt:Name'
-        std::string Name;
-        /// Optional element 'tt:VideoSourceConfiguration' of XML schema type 'tt:VideoSourceConfiguration'
-        tt__VideoSourceConfiguration *VideoSourceConfiguration;
-        /// Optional element 'tt:AudioSourceConfiguration' of XML schema type 'tt:AudioSourceConfiguration'
-        tt__AudioSourceConfiguration *AudioSourceConfiguration;
-        /// Optional element 'tt:VideoEncoderConfiguration' of XML schema type 'tt:VideoEncoderConfiguration'
-        tt__VideoEncoderConfiguration *VideoEncoderConfiguration;
-        /// Optional element 'tt:AudioEncoderConfiguration' of XML schema type 'tt:AudioEncoderConfiguration'
-        tt__AudioEncoderConfiguration *AudioEncoderConfiguration;
-        /// Optional element 'tt:VideoAnalyticsConfiguration' of XML schema type 'tt:VideoAnalyticsConfiguration'
-        tt__VideoAnalyticsConfiguration *VideoAnalyticsConfiguration;
-        /// Optional element 'tt:PTZConfiguration' of XML schema type 'tt:PTZConfiguration'
-        tt__PTZConfiguration *PTZConfiguration;
-        /// Optional element 'tt:MetadataConfiguration' of XML schema type 'tt:MetadataConfiguration'
-        tt__MetadataConfiguration *MetadataConfiguration;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:ProfileExtension'
-        tt__ProfileExtension *Extension;
-        /// Required attribute 'token' of XML schema type 'tt:ReferenceToken'
-        std::string token;
-        /// Optional attribute 'fixed' of XML schema type 'xsd:boolean'
-        bool *fixed;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__Profile
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__Profile; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__Profile, default initialized and not managed by a soap context
-        virtual tt__Profile *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Profile); }
-      public:
-        /// Constructor with default initializations
-        tt__Profile() : Name(), VideoSourceConfiguration(), AudioSourceConfiguration(), VideoEncoderConfiguration(), AudioEncoderConfiguration(), VideoAnalyticsConfiguration(), PTZConfiguration(), MetadataConfiguration(), Extension(), token(), fixed(), soap() { }
-        /// Destructor
-        virtual ~tt__Profile() { }
-        /// Friend allocator used by soap_new_tt__Profile(struct soap*, int)
-        friend SOAP_FMAC1 tt__Profile * SOAP_FMAC2 soap_instantiate_tt__Profile(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:218 */
+/* vantel.h:231 */
 #ifndef SOAP_TYPE_tt__ConfigurationEntity
-#define SOAP_TYPE_tt__ConfigurationEntity (49)
+#define SOAP_TYPE_tt__ConfigurationEntity (48)
 /* complex XML schema type 'tt:ConfigurationEntity': */
 class SOAP_CMAC tt__ConfigurationEntity {
       public:
@@ -3535,9 +3777,9 @@ class SOAP_CMAC tt__ConfigurationEntity {
 };
 #endif
 
-/* vantel.h:249 */
+/* vantel.h:262 */
 #ifndef SOAP_TYPE_tt__VideoResolution
-#define SOAP_TYPE_tt__VideoResolution (60)
+#define SOAP_TYPE_tt__VideoResolution (59)
 /* complex XML schema type 'tt:VideoResolution': */
 class SOAP_CMAC tt__VideoResolution {
       public:
@@ -3574,9 +3816,9 @@ class SOAP_CMAC tt__VideoResolution {
 };
 #endif
 
-/* vantel.h:251 */
+/* vantel.h:264 */
 #ifndef SOAP_TYPE_tt__VideoRateControl
-#define SOAP_TYPE_tt__VideoRateControl (61)
+#define SOAP_TYPE_tt__VideoRateControl (60)
 /* complex XML schema type 'tt:VideoRateControl': */
 class SOAP_CMAC tt__VideoRateControl {
       public:
@@ -3615,9 +3857,9 @@ class SOAP_CMAC tt__VideoRateControl {
 };
 #endif
 
-/* vantel.h:253 */
+/* vantel.h:266 */
 #ifndef SOAP_TYPE_tt__Mpeg4Configuration
-#define SOAP_TYPE_tt__Mpeg4Configuration (62)
+#define SOAP_TYPE_tt__Mpeg4Configuration (61)
 /* complex XML schema type 'tt:Mpeg4Configuration': */
 class SOAP_CMAC tt__Mpeg4Configuration {
       public:
@@ -3654,9 +3896,9 @@ class SOAP_CMAC tt__Mpeg4Configuration {
 };
 #endif
 
-/* vantel.h:255 */
+/* vantel.h:268 */
 #ifndef SOAP_TYPE_tt__H264Configuration
-#define SOAP_TYPE_tt__H264Configuration (63)
+#define SOAP_TYPE_tt__H264Configuration (62)
 /* complex XML schema type 'tt:H264Configuration': */
 class SOAP_CMAC tt__H264Configuration {
       public:
@@ -3693,9 +3935,9 @@ class SOAP_CMAC tt__H264Configuration {
 };
 #endif
 
-/* vantel.h:257 */
+/* vantel.h:270 */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfigurationOptions
-#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (64)
+#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (63)
 /* complex XML schema type 'tt:VideoEncoderConfigurationOptions': */
 class SOAP_CMAC tt__VideoEncoderConfigurationOptions {
       public:
@@ -3740,9 +3982,9 @@ class SOAP_CMAC tt__VideoEncoderConfigurationOptions {
 };
 #endif
 
-/* vantel.h:259 */
+/* vantel.h:272 */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (65)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (64)
 /* complex XML schema type 'tt:VideoEncoderOptionsExtension': */
 class SOAP_CMAC tt__VideoEncoderOptionsExtension {
       public:
@@ -3783,9 +4025,9 @@ class SOAP_CMAC tt__VideoEncoderOptionsExtension {
 };
 #endif
 
-/* vantel.h:261 */
+/* vantel.h:274 */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension2
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (66)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (65)
 /* complex XML schema type 'tt:VideoEncoderOptionsExtension2': */
 class SOAP_CMAC tt__VideoEncoderOptionsExtension2 {
       public:
@@ -3818,9 +4060,9 @@ class SOAP_CMAC tt__VideoEncoderOptionsExtension2 {
 };
 #endif
 
-/* vantel.h:263 */
+/* vantel.h:276 */
 #ifndef SOAP_TYPE_tt__JpegOptions
-#define SOAP_TYPE_tt__JpegOptions (67)
+#define SOAP_TYPE_tt__JpegOptions (66)
 /* complex XML schema type 'tt:JpegOptions': */
 class SOAP_CMAC tt__JpegOptions {
       public:
@@ -3859,9 +4101,9 @@ class SOAP_CMAC tt__JpegOptions {
 };
 #endif
 
-/* vantel.h:267 */
+/* vantel.h:280 */
 #ifndef SOAP_TYPE_tt__Mpeg4Options
-#define SOAP_TYPE_tt__Mpeg4Options (69)
+#define SOAP_TYPE_tt__Mpeg4Options (68)
 /* complex XML schema type 'tt:Mpeg4Options': */
 class SOAP_CMAC tt__Mpeg4Options {
       public:
@@ -3904,9 +4146,9 @@ class SOAP_CMAC tt__Mpeg4Options {
 };
 #endif
 
-/* vantel.h:271 */
+/* vantel.h:284 */
 #ifndef SOAP_TYPE_tt__H264Options
-#define SOAP_TYPE_tt__H264Options (71)
+#define SOAP_TYPE_tt__H264Options (70)
 /* complex XML schema type 'tt:H264Options': */
 class SOAP_CMAC tt__H264Options {
       public:
@@ -3949,9 +4191,9 @@ class SOAP_CMAC tt__H264Options {
 };
 #endif
 
-/* vantel.h:323 */
+/* vantel.h:336 */
 #ifndef SOAP_TYPE_tt__MulticastConfiguration
-#define SOAP_TYPE_tt__MulticastConfiguration (83)
+#define SOAP_TYPE_tt__MulticastConfiguration (82)
 /* complex XML schema type 'tt:MulticastConfiguration': */
 class SOAP_CMAC tt__MulticastConfiguration {
       public:
@@ -3992,9 +4234,9 @@ class SOAP_CMAC tt__MulticastConfiguration {
 };
 #endif
 
-/* vantel.h:325 */
+/* vantel.h:338 */
 #ifndef SOAP_TYPE_tt__StreamSetup
-#define SOAP_TYPE_tt__StreamSetup (84)
+#define SOAP_TYPE_tt__StreamSetup (83)
 /* complex XML schema type 'tt:StreamSetup': */
 class SOAP_CMAC tt__StreamSetup {
       public:
@@ -4031,9 +4273,9 @@ class SOAP_CMAC tt__StreamSetup {
 };
 #endif
 
-/* vantel.h:1630 */
+/* vantel.h:1523 */
 #ifndef SOAP_TYPE__tt__Transport_Tunnel
-#define SOAP_TYPE__tt__Transport_Tunnel (237)
+#define SOAP_TYPE__tt__Transport_Tunnel (240)
 /* complex XML schema type 'tt:Transport-Tunnel': */
 class SOAP_CMAC _tt__Transport_Tunnel {
       public:
@@ -4063,9 +4305,9 @@ class SOAP_CMAC _tt__Transport_Tunnel {
 };
 #endif
 
-/* vantel.h:327 */
+/* vantel.h:340 */
 #ifndef SOAP_TYPE_tt__Transport
-#define SOAP_TYPE_tt__Transport (85)
+#define SOAP_TYPE_tt__Transport (84)
 /* complex XML schema type 'tt:Transport': */
 class SOAP_CMAC tt__Transport {
       public:
@@ -4102,52 +4344,9 @@ class SOAP_CMAC tt__Transport {
 };
 #endif
 
-/* vantel.h:329 */
-#ifndef SOAP_TYPE_tt__MediaUri
-#define SOAP_TYPE_tt__MediaUri (86)
-/* complex XML schema type 'tt:MediaUri': */
-class SOAP_CMAC tt__MediaUri {
-      public:
-        /// Required element 'tt:Uri' of XML schema type 'xsd:anyURI'
-        std::string Uri;
-        /// Required element 'tt:InvalidAfterConnect' of XML schema type 'xsd:boolean'
-        bool InvalidAfterConnect;
-        /// Required element 'tt:InvalidAfterReboot' of XML schema type 'xsd:boolean'
-        bool InvalidAfterReboot;
-        /// Required element 'tt:Timeout' of XML schema type 'xsd:duration'
-        std::string Timeout;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__MediaUri
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__MediaUri; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__MediaUri, default initialized and not managed by a soap context
-        virtual tt__MediaUri *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MediaUri); }
-      public:
-        /// Constructor with default initializations
-        tt__MediaUri() : Uri(), InvalidAfterConnect(), InvalidAfterReboot(), Timeout(), soap() { }
-        /// Destructor
-        virtual ~tt__MediaUri() { }
-        /// Friend allocator used by soap_new_tt__MediaUri(struct soap*, int)
-        friend SOAP_FMAC1 tt__MediaUri * SOAP_FMAC2 soap_instantiate_tt__MediaUri(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:331 */
+/* vantel.h:345 */
 #ifndef SOAP_TYPE_tt__IPAddress
-#define SOAP_TYPE_tt__IPAddress (87)
+#define SOAP_TYPE_tt__IPAddress (86)
 /* complex XML schema type 'tt:IPAddress': */
 class SOAP_CMAC tt__IPAddress {
       public:
@@ -4186,146 +4385,9 @@ class SOAP_CMAC tt__IPAddress {
 };
 #endif
 
-/* vantel.h:333 */
-#ifndef SOAP_TYPE_tt__Capabilities
-#define SOAP_TYPE_tt__Capabilities (88)
-/* complex XML schema type 'tt:Capabilities': */
-class SOAP_CMAC tt__Capabilities {
-      public:
-        /// Optional element 'tt:Analytics' of XML schema type 'tt:AnalyticsCapabilities'
-        tt__AnalyticsCapabilities *Analytics;
-        /// Optional element 'tt:Device' of XML schema type 'tt:DeviceCapabilities'
-        tt__DeviceCapabilities *Device;
-        /// Optional element 'tt:Events' of XML schema type 'tt:EventCapabilities'
-        tt__EventCapabilities *Events;
-        /// Optional element 'tt:Imaging' of XML schema type 'tt:ImagingCapabilities'
-        tt__ImagingCapabilities *Imaging;
-        /// Optional element 'tt:Media' of XML schema type 'tt:MediaCapabilities'
-        tt__MediaCapabilities *Media;
-        /// Optional element 'tt:PTZ' of XML schema type 'tt:PTZCapabilities'
-        tt__PTZCapabilities *PTZ;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:CapabilitiesExtension'
-        tt__CapabilitiesExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__Capabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__Capabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__Capabilities, default initialized and not managed by a soap context
-        virtual tt__Capabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__Capabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__Capabilities() : Analytics(), Device(), Events(), Imaging(), Media(), PTZ(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__Capabilities() { }
-        /// Friend allocator used by soap_new_tt__Capabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__Capabilities * SOAP_FMAC2 soap_instantiate_tt__Capabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:344 */
-#ifndef SOAP_TYPE_tt__DeviceCapabilities
-#define SOAP_TYPE_tt__DeviceCapabilities (92)
-/* complex XML schema type 'tt:DeviceCapabilities': */
-class SOAP_CMAC tt__DeviceCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Optional element 'tt:Network' of XML schema type 'tt:NetworkCapabilities'
-        tt__NetworkCapabilities *Network;
-        /// Optional element 'tt:System' of XML schema type 'tt:SystemCapabilities'
-        tt__SystemCapabilities *System;
-        /// Optional element 'tt:IO' of XML schema type 'tt:IOCapabilities'
-        tt__IOCapabilities *IO;
-        /// Optional element 'tt:Security' of XML schema type 'tt:SecurityCapabilities'
-        tt__SecurityCapabilities *Security;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:DeviceCapabilitiesExtension'
-        tt__DeviceCapabilitiesExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__DeviceCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__DeviceCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__DeviceCapabilities, default initialized and not managed by a soap context
-        virtual tt__DeviceCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__DeviceCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__DeviceCapabilities() : XAddr(), Network(), System(), IO(), Security(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__DeviceCapabilities() { }
-        /// Friend allocator used by soap_new_tt__DeviceCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__DeviceCapabilities * SOAP_FMAC2 soap_instantiate_tt__DeviceCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:361 */
-#ifndef SOAP_TYPE_tt__MediaCapabilities
-#define SOAP_TYPE_tt__MediaCapabilities (98)
-/* complex XML schema type 'tt:MediaCapabilities': */
-class SOAP_CMAC tt__MediaCapabilities {
-      public:
-        /// Required element 'tt:XAddr' of XML schema type 'xsd:anyURI'
-        std::string XAddr;
-        /// Required element 'tt:StreamingCapabilities' of XML schema type 'tt:RealTimeStreamingCapabilities'
-        tt__RealTimeStreamingCapabilities StreamingCapabilities;
-        /// Optional element 'tt:Extension' of XML schema type 'tt:MediaCapabilitiesExtension'
-        tt__MediaCapabilitiesExtension *Extension;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__MediaCapabilities
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__MediaCapabilities; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__MediaCapabilities, default initialized and not managed by a soap context
-        virtual tt__MediaCapabilities *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__MediaCapabilities); }
-      public:
-        /// Constructor with default initializations
-        tt__MediaCapabilities() : XAddr(), StreamingCapabilities(), Extension(), soap() { }
-        /// Destructor
-        virtual ~tt__MediaCapabilities() { }
-        /// Friend allocator used by soap_new_tt__MediaCapabilities(struct soap*, int)
-        friend SOAP_FMAC1 tt__MediaCapabilities * SOAP_FMAC2 soap_instantiate_tt__MediaCapabilities(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:408 */
+/* vantel.h:425 */
 #ifndef SOAP_TYPE_tt__PTZCapabilities
-#define SOAP_TYPE_tt__PTZCapabilities (114)
+#define SOAP_TYPE_tt__PTZCapabilities (113)
 /* complex XML schema type 'tt:PTZCapabilities': */
 class SOAP_CMAC tt__PTZCapabilities {
       public:
@@ -4360,9 +4422,9 @@ class SOAP_CMAC tt__PTZCapabilities {
 };
 #endif
 
-/* vantel.h:434 */
+/* vantel.h:451 */
 #ifndef SOAP_TYPE_tt__SystemDateTime
-#define SOAP_TYPE_tt__SystemDateTime (123)
+#define SOAP_TYPE_tt__SystemDateTime (122)
 /* complex XML schema type 'tt:SystemDateTime': */
 class SOAP_CMAC tt__SystemDateTime {
       public:
@@ -4407,9 +4469,9 @@ class SOAP_CMAC tt__SystemDateTime {
 };
 #endif
 
-/* vantel.h:439 */
+/* vantel.h:456 */
 #ifndef SOAP_TYPE_tt__DateTime
-#define SOAP_TYPE_tt__DateTime (125)
+#define SOAP_TYPE_tt__DateTime (124)
 /* complex XML schema type 'tt:DateTime': */
 class SOAP_CMAC tt__DateTime {
       public:
@@ -4446,9 +4508,9 @@ class SOAP_CMAC tt__DateTime {
 };
 #endif
 
-/* vantel.h:441 */
+/* vantel.h:458 */
 #ifndef SOAP_TYPE_tt__Date
-#define SOAP_TYPE_tt__Date (126)
+#define SOAP_TYPE_tt__Date (125)
 /* complex XML schema type 'tt:Date': */
 class SOAP_CMAC tt__Date {
       public:
@@ -4487,9 +4549,9 @@ class SOAP_CMAC tt__Date {
 };
 #endif
 
-/* vantel.h:443 */
+/* vantel.h:460 */
 #ifndef SOAP_TYPE_tt__Time
-#define SOAP_TYPE_tt__Time (127)
+#define SOAP_TYPE_tt__Time (126)
 /* complex XML schema type 'tt:Time': */
 class SOAP_CMAC tt__Time {
       public:
@@ -4528,9 +4590,9 @@ class SOAP_CMAC tt__Time {
 };
 #endif
 
-/* vantel.h:445 */
+/* vantel.h:462 */
 #ifndef SOAP_TYPE_tt__TimeZone
-#define SOAP_TYPE_tt__TimeZone (128)
+#define SOAP_TYPE_tt__TimeZone (127)
 /* complex XML schema type 'tt:TimeZone': */
 class SOAP_CMAC tt__TimeZone {
       public:
@@ -4565,9 +4627,9 @@ class SOAP_CMAC tt__TimeZone {
 };
 #endif
 
-/* vantel.h:488 */
+/* vantel.h:505 */
 #ifndef SOAP_TYPE_tt__PTZSpaces
-#define SOAP_TYPE_tt__PTZSpaces (143)
+#define SOAP_TYPE_tt__PTZSpaces (142)
 /* complex XML schema type 'tt:PTZSpaces': */
 class SOAP_CMAC tt__PTZSpaces {
       public:
@@ -4618,9 +4680,9 @@ class SOAP_CMAC tt__PTZSpaces {
 };
 #endif
 
-/* vantel.h:490 */
+/* vantel.h:507 */
 #ifndef SOAP_TYPE_tt__PTZSpacesExtension
-#define SOAP_TYPE_tt__PTZSpacesExtension (144)
+#define SOAP_TYPE_tt__PTZSpacesExtension (143)
 /* complex XML schema type 'tt:PTZSpacesExtension': */
 class SOAP_CMAC tt__PTZSpacesExtension {
       public:
@@ -4653,9 +4715,9 @@ class SOAP_CMAC tt__PTZSpacesExtension {
 };
 #endif
 
-/* vantel.h:492 */
+/* vantel.h:509 */
 #ifndef SOAP_TYPE_tt__Space2DDescription
-#define SOAP_TYPE_tt__Space2DDescription (145)
+#define SOAP_TYPE_tt__Space2DDescription (144)
 /* complex XML schema type 'tt:Space2DDescription': */
 class SOAP_CMAC tt__Space2DDescription {
       public:
@@ -4694,9 +4756,9 @@ class SOAP_CMAC tt__Space2DDescription {
 };
 #endif
 
-/* vantel.h:494 */
+/* vantel.h:511 */
 #ifndef SOAP_TYPE_tt__Space1DDescription
-#define SOAP_TYPE_tt__Space1DDescription (146)
+#define SOAP_TYPE_tt__Space1DDescription (145)
 /* complex XML schema type 'tt:Space1DDescription': */
 class SOAP_CMAC tt__Space1DDescription {
       public:
@@ -4733,9 +4795,9 @@ class SOAP_CMAC tt__Space1DDescription {
 };
 #endif
 
-/* vantel.h:496 */
+/* vantel.h:513 */
 #ifndef SOAP_TYPE_tt__PTZSpeed
-#define SOAP_TYPE_tt__PTZSpeed (147)
+#define SOAP_TYPE_tt__PTZSpeed (146)
 /* complex XML schema type 'tt:PTZSpeed': */
 class SOAP_CMAC tt__PTZSpeed {
       public:
@@ -4772,50 +4834,9 @@ class SOAP_CMAC tt__PTZSpeed {
 };
 #endif
 
-/* vantel.h:498 */
-#ifndef SOAP_TYPE_tt__PTZPreset
-#define SOAP_TYPE_tt__PTZPreset (148)
-/* complex XML schema type 'tt:PTZPreset': */
-class SOAP_CMAC tt__PTZPreset {
-      public:
-        /// Optional element 'tt:Name' of XML schema type 'tt:Name'
-        std::string *Name;
-        /// Optional element 'tt:PTZPosition' of XML schema type 'tt:PTZVector'
-        tt__PTZVector *PTZPosition;
-        /// Optional attribute 'token' of XML schema type 'tt:ReferenceToken'
-        std::string *token;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZPreset
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZPreset; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZPreset, default initialized and not managed by a soap context
-        virtual tt__PTZPreset *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZPreset); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZPreset() : Name(), PTZPosition(), token(), soap() { }
-        /// Destructor
-        virtual ~tt__PTZPreset() { }
-        /// Friend allocator used by soap_new_tt__PTZPreset(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZPreset * SOAP_FMAC2 soap_instantiate_tt__PTZPreset(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:521 */
+/* vantel.h:539 */
 #ifndef SOAP_TYPE_tt__IntRange
-#define SOAP_TYPE_tt__IntRange (156)
+#define SOAP_TYPE_tt__IntRange (155)
 /* complex XML schema type 'tt:IntRange': */
 class SOAP_CMAC tt__IntRange {
       public:
@@ -4852,9 +4873,9 @@ class SOAP_CMAC tt__IntRange {
 };
 #endif
 
-/* vantel.h:523 */
+/* vantel.h:541 */
 #ifndef SOAP_TYPE_tt__Vector2D
-#define SOAP_TYPE_tt__Vector2D (157)
+#define SOAP_TYPE_tt__Vector2D (156)
 /* complex XML schema type 'tt:Vector2D': */
 class SOAP_CMAC tt__Vector2D {
       public:
@@ -4893,9 +4914,9 @@ class SOAP_CMAC tt__Vector2D {
 };
 #endif
 
-/* vantel.h:525 */
+/* vantel.h:543 */
 #ifndef SOAP_TYPE_tt__Vector1D
-#define SOAP_TYPE_tt__Vector1D (158)
+#define SOAP_TYPE_tt__Vector1D (157)
 /* complex XML schema type 'tt:Vector1D': */
 class SOAP_CMAC tt__Vector1D {
       public:
@@ -4932,48 +4953,9 @@ class SOAP_CMAC tt__Vector1D {
 };
 #endif
 
-/* vantel.h:527 */
-#ifndef SOAP_TYPE_tt__PTZVector
-#define SOAP_TYPE_tt__PTZVector (159)
-/* complex XML schema type 'tt:PTZVector': */
-class SOAP_CMAC tt__PTZVector {
-      public:
-        /// Optional element 'tt:PanTilt' of XML schema type 'tt:Vector2D'
-        tt__Vector2D *PanTilt;
-        /// Optional element 'tt:Zoom' of XML schema type 'tt:Vector1D'
-        tt__Vector1D *Zoom;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE_tt__PTZVector
-        virtual long soap_type(void) const { return SOAP_TYPE_tt__PTZVector; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type tt__PTZVector, default initialized and not managed by a soap context
-        virtual tt__PTZVector *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(tt__PTZVector); }
-      public:
-        /// Constructor with default initializations
-        tt__PTZVector() : PanTilt(), Zoom(), soap() { }
-        /// Destructor
-        virtual ~tt__PTZVector() { }
-        /// Friend allocator used by soap_new_tt__PTZVector(struct soap*, int)
-        friend SOAP_FMAC1 tt__PTZVector * SOAP_FMAC2 soap_instantiate_tt__PTZVector(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:529 */
+/* vantel.h:548 */
 #ifndef SOAP_TYPE__trt__GetProfile
-#define SOAP_TYPE__trt__GetProfile (160)
+#define SOAP_TYPE__trt__GetProfile (159)
 /* complex XML schema type 'trt:GetProfile': */
 class SOAP_CMAC _trt__GetProfile {
       public:
@@ -5008,9 +4990,9 @@ class SOAP_CMAC _trt__GetProfile {
 };
 #endif
 
-/* vantel.h:531 */
+/* vantel.h:550 */
 #ifndef SOAP_TYPE__trt__GetProfileResponse
-#define SOAP_TYPE__trt__GetProfileResponse (161)
+#define SOAP_TYPE__trt__GetProfileResponse (160)
 /* complex XML schema type 'trt:GetProfileResponse': */
 class SOAP_CMAC _trt__GetProfileResponse {
       public:
@@ -5045,9 +5027,9 @@ class SOAP_CMAC _trt__GetProfileResponse {
 };
 #endif
 
-/* vantel.h:533 */
+/* vantel.h:552 */
 #ifndef SOAP_TYPE__trt__GetProfiles
-#define SOAP_TYPE__trt__GetProfiles (162)
+#define SOAP_TYPE__trt__GetProfiles (161)
 /* complex XML schema type 'trt:GetProfiles': */
 class SOAP_CMAC _trt__GetProfiles {
       public:
@@ -5080,46 +5062,9 @@ class SOAP_CMAC _trt__GetProfiles {
 };
 #endif
 
-/* vantel.h:535 */
-#ifndef SOAP_TYPE__trt__GetProfilesResponse
-#define SOAP_TYPE__trt__GetProfilesResponse (163)
-/* complex XML schema type 'trt:GetProfilesResponse': */
-class SOAP_CMAC _trt__GetProfilesResponse {
-      public:
-        /// Optional element 'trt:Profiles' of XML schema type 'tt:Profile'
-        std::vector<tt__Profile *> Profiles;
-        /// Context that manages this object
-        struct soap *soap;
-      public:
-        /// Return unique type id SOAP_TYPE__trt__GetProfilesResponse
-        virtual long soap_type(void) const { return SOAP_TYPE__trt__GetProfilesResponse; }
-        /// (Re)set members to default values
-        virtual void soap_default(struct soap*);
-        /// Serialize object to prepare for SOAP 1.1/1.2 encoded output (or with SOAP_XML_GRAPH) by analyzing its (cyclic) structures
-        virtual void soap_serialize(struct soap*) const;
-        /// Output object in XML, compliant with SOAP 1.1 encoding style, return error code or SOAP_OK
-        virtual int soap_put(struct soap*, const char *tag, const char *type) const;
-        /// Output object in XML, with tag and optional id attribute and xsi:type, return error code or SOAP_OK
-        virtual int soap_out(struct soap*, const char *tag, int id, const char *type) const;
-        /// Get object from XML, compliant with SOAP 1.1 encoding style, return pointer to object or NULL on error
-        virtual void *soap_get(struct soap*, const char *tag, const char *type);
-        /// Get object from XML, with matching tag and type (NULL matches any tag and type), return pointer to object or NULL on error
-        virtual void *soap_in(struct soap*, const char *tag, const char *type);
-        /// Return a new object of type _trt__GetProfilesResponse, default initialized and not managed by a soap context
-        virtual _trt__GetProfilesResponse *soap_alloc(void) const { return SOAP_NEW_UNMANAGED(_trt__GetProfilesResponse); }
-      public:
-        /// Constructor with default initializations
-        _trt__GetProfilesResponse() : Profiles(), soap() { }
-        /// Destructor
-        virtual ~_trt__GetProfilesResponse() { }
-        /// Friend allocator used by soap_new__trt__GetProfilesResponse(struct soap*, int)
-        friend SOAP_FMAC1 _trt__GetProfilesResponse * SOAP_FMAC2 soap_instantiate__trt__GetProfilesResponse(struct soap*, int, const char*, const char*, size_t*);
-};
-#endif
-
-/* vantel.h:537 */
+/* vantel.h:557 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (164)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (163)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurations': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurations {
       public:
@@ -5152,9 +5097,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurations {
 };
 #endif
 
-/* vantel.h:539 */
+/* vantel.h:559 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (165)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (164)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationsResponse': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationsResponse {
       public:
@@ -5189,9 +5134,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationsResponse {
 };
 #endif
 
-/* vantel.h:541 */
+/* vantel.h:561 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (166)
+#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (165)
 /* complex XML schema type 'trt:GetVideoEncoderConfiguration': */
 class SOAP_CMAC _trt__GetVideoEncoderConfiguration {
       public:
@@ -5226,9 +5171,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:543 */
+/* vantel.h:563 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (167)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (166)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationResponse': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationResponse {
       public:
@@ -5263,9 +5208,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationResponse {
 };
 #endif
 
-/* vantel.h:545 */
+/* vantel.h:565 */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (168)
+#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (167)
 /* complex XML schema type 'trt:SetVideoEncoderConfiguration': */
 class SOAP_CMAC _trt__SetVideoEncoderConfiguration {
       public:
@@ -5302,9 +5247,9 @@ class SOAP_CMAC _trt__SetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:547 */
+/* vantel.h:567 */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (169)
+#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (168)
 /* complex XML schema type 'trt:SetVideoEncoderConfigurationResponse': */
 class SOAP_CMAC _trt__SetVideoEncoderConfigurationResponse {
       public:
@@ -5337,9 +5282,9 @@ class SOAP_CMAC _trt__SetVideoEncoderConfigurationResponse {
 };
 #endif
 
-/* vantel.h:549 */
+/* vantel.h:569 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (170)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (169)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationOptions': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptions {
       public:
@@ -5376,9 +5321,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptions {
 };
 #endif
 
-/* vantel.h:551 */
+/* vantel.h:571 */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (171)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (170)
 /* complex XML schema type 'trt:GetVideoEncoderConfigurationOptionsResponse': */
 class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptionsResponse {
       public:
@@ -5413,9 +5358,9 @@ class SOAP_CMAC _trt__GetVideoEncoderConfigurationOptionsResponse {
 };
 #endif
 
-/* vantel.h:553 */
+/* vantel.h:573 */
 #ifndef SOAP_TYPE__trt__GetStreamUri
-#define SOAP_TYPE__trt__GetStreamUri (172)
+#define SOAP_TYPE__trt__GetStreamUri (171)
 /* complex XML schema type 'trt:GetStreamUri': */
 class SOAP_CMAC _trt__GetStreamUri {
       public:
@@ -5452,9 +5397,9 @@ class SOAP_CMAC _trt__GetStreamUri {
 };
 #endif
 
-/* vantel.h:555 */
+/* vantel.h:575 */
 #ifndef SOAP_TYPE__trt__GetStreamUriResponse
-#define SOAP_TYPE__trt__GetStreamUriResponse (173)
+#define SOAP_TYPE__trt__GetStreamUriResponse (172)
 /* complex XML schema type 'trt:GetStreamUriResponse': */
 class SOAP_CMAC _trt__GetStreamUriResponse {
       public:
@@ -5489,9 +5434,9 @@ class SOAP_CMAC _trt__GetStreamUriResponse {
 };
 #endif
 
-/* vantel.h:557 */
+/* vantel.h:577 */
 #ifndef SOAP_TYPE__tptz__GetNodes
-#define SOAP_TYPE__tptz__GetNodes (174)
+#define SOAP_TYPE__tptz__GetNodes (173)
 /* complex XML schema type 'tptz:GetNodes': */
 class SOAP_CMAC _tptz__GetNodes {
       public:
@@ -5524,9 +5469,9 @@ class SOAP_CMAC _tptz__GetNodes {
 };
 #endif
 
-/* vantel.h:559 */
+/* vantel.h:579 */
 #ifndef SOAP_TYPE__tptz__GetNodesResponse
-#define SOAP_TYPE__tptz__GetNodesResponse (175)
+#define SOAP_TYPE__tptz__GetNodesResponse (174)
 /* complex XML schema type 'tptz:GetNodesResponse': */
 class SOAP_CMAC _tptz__GetNodesResponse {
       public:
@@ -5561,9 +5506,9 @@ class SOAP_CMAC _tptz__GetNodesResponse {
 };
 #endif
 
-/* vantel.h:561 */
+/* vantel.h:581 */
 #ifndef SOAP_TYPE__tptz__GetNode
-#define SOAP_TYPE__tptz__GetNode (176)
+#define SOAP_TYPE__tptz__GetNode (175)
 /* complex XML schema type 'tptz:GetNode': */
 class SOAP_CMAC _tptz__GetNode {
       public:
@@ -5598,9 +5543,9 @@ class SOAP_CMAC _tptz__GetNode {
 };
 #endif
 
-/* vantel.h:563 */
+/* vantel.h:583 */
 #ifndef SOAP_TYPE__tptz__GetNodeResponse
-#define SOAP_TYPE__tptz__GetNodeResponse (177)
+#define SOAP_TYPE__tptz__GetNodeResponse (176)
 /* complex XML schema type 'tptz:GetNodeResponse': */
 class SOAP_CMAC _tptz__GetNodeResponse {
       public:
@@ -5635,9 +5580,9 @@ class SOAP_CMAC _tptz__GetNodeResponse {
 };
 #endif
 
-/* vantel.h:565 */
+/* vantel.h:585 */
 #ifndef SOAP_TYPE__tptz__GetPresets
-#define SOAP_TYPE__tptz__GetPresets (178)
+#define SOAP_TYPE__tptz__GetPresets (177)
 /* complex XML schema type 'tptz:GetPresets': */
 class SOAP_CMAC _tptz__GetPresets {
       public:
@@ -5672,9 +5617,9 @@ class SOAP_CMAC _tptz__GetPresets {
 };
 #endif
 
-/* vantel.h:567 */
+/* vantel.h:587 */
 #ifndef SOAP_TYPE__tptz__GetPresetsResponse
-#define SOAP_TYPE__tptz__GetPresetsResponse (179)
+#define SOAP_TYPE__tptz__GetPresetsResponse (178)
 /* complex XML schema type 'tptz:GetPresetsResponse': */
 class SOAP_CMAC _tptz__GetPresetsResponse {
       public:
@@ -5709,9 +5654,9 @@ class SOAP_CMAC _tptz__GetPresetsResponse {
 };
 #endif
 
-/* vantel.h:569 */
+/* vantel.h:589 */
 #ifndef SOAP_TYPE__tptz__SetPreset
-#define SOAP_TYPE__tptz__SetPreset (180)
+#define SOAP_TYPE__tptz__SetPreset (179)
 /* complex XML schema type 'tptz:SetPreset': */
 class SOAP_CMAC _tptz__SetPreset {
       public:
@@ -5750,9 +5695,9 @@ class SOAP_CMAC _tptz__SetPreset {
 };
 #endif
 
-/* vantel.h:571 */
+/* vantel.h:591 */
 #ifndef SOAP_TYPE__tptz__SetPresetResponse
-#define SOAP_TYPE__tptz__SetPresetResponse (181)
+#define SOAP_TYPE__tptz__SetPresetResponse (180)
 /* complex XML schema type 'tptz:SetPresetResponse': */
 class SOAP_CMAC _tptz__SetPresetResponse {
       public:
@@ -5787,9 +5732,9 @@ class SOAP_CMAC _tptz__SetPresetResponse {
 };
 #endif
 
-/* vantel.h:573 */
+/* vantel.h:593 */
 #ifndef SOAP_TYPE__tptz__GotoPreset
-#define SOAP_TYPE__tptz__GotoPreset (182)
+#define SOAP_TYPE__tptz__GotoPreset (181)
 /* complex XML schema type 'tptz:GotoPreset': */
 class SOAP_CMAC _tptz__GotoPreset {
       public:
@@ -5828,9 +5773,9 @@ class SOAP_CMAC _tptz__GotoPreset {
 };
 #endif
 
-/* vantel.h:575 */
+/* vantel.h:595 */
 #ifndef SOAP_TYPE__tptz__GotoPresetResponse
-#define SOAP_TYPE__tptz__GotoPresetResponse (183)
+#define SOAP_TYPE__tptz__GotoPresetResponse (182)
 /* complex XML schema type 'tptz:GotoPresetResponse': */
 class SOAP_CMAC _tptz__GotoPresetResponse {
       public:
@@ -5863,9 +5808,9 @@ class SOAP_CMAC _tptz__GotoPresetResponse {
 };
 #endif
 
-/* vantel.h:577 */
+/* vantel.h:597 */
 #ifndef SOAP_TYPE__tptz__ContinuousMove
-#define SOAP_TYPE__tptz__ContinuousMove (184)
+#define SOAP_TYPE__tptz__ContinuousMove (183)
 /* complex XML schema type 'tptz:ContinuousMove': */
 class SOAP_CMAC _tptz__ContinuousMove {
       public:
@@ -5904,9 +5849,9 @@ class SOAP_CMAC _tptz__ContinuousMove {
 };
 #endif
 
-/* vantel.h:579 */
+/* vantel.h:599 */
 #ifndef SOAP_TYPE__tptz__ContinuousMoveResponse
-#define SOAP_TYPE__tptz__ContinuousMoveResponse (185)
+#define SOAP_TYPE__tptz__ContinuousMoveResponse (184)
 /* complex XML schema type 'tptz:ContinuousMoveResponse': */
 class SOAP_CMAC _tptz__ContinuousMoveResponse {
       public:
@@ -5939,9 +5884,9 @@ class SOAP_CMAC _tptz__ContinuousMoveResponse {
 };
 #endif
 
-/* vantel.h:581 */
+/* vantel.h:601 */
 #ifndef SOAP_TYPE__tptz__Stop
-#define SOAP_TYPE__tptz__Stop (186)
+#define SOAP_TYPE__tptz__Stop (185)
 /* complex XML schema type 'tptz:Stop': */
 class SOAP_CMAC _tptz__Stop {
       public:
@@ -5980,9 +5925,9 @@ class SOAP_CMAC _tptz__Stop {
 };
 #endif
 
-/* vantel.h:583 */
+/* vantel.h:603 */
 #ifndef SOAP_TYPE__tptz__StopResponse
-#define SOAP_TYPE__tptz__StopResponse (187)
+#define SOAP_TYPE__tptz__StopResponse (186)
 /* complex XML schema type 'tptz:StopResponse': */
 class SOAP_CMAC _tptz__StopResponse {
       public:
@@ -6015,9 +5960,9 @@ class SOAP_CMAC _tptz__StopResponse {
 };
 #endif
 
-/* vantel.h:247 */
+/* vantel.h:260 */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfiguration
-#define SOAP_TYPE_tt__VideoEncoderConfiguration (59)
+#define SOAP_TYPE_tt__VideoEncoderConfiguration (58)
 /* complex XML schema type 'tt:VideoEncoderConfiguration': */
 class SOAP_CMAC tt__VideoEncoderConfiguration : public tt__ConfigurationEntity {
       public:
@@ -6066,9 +6011,9 @@ class SOAP_CMAC tt__VideoEncoderConfiguration : public tt__ConfigurationEntity {
 };
 #endif
 
-/* vantel.h:265 */
+/* vantel.h:278 */
 #ifndef SOAP_TYPE_tt__JpegOptions2
-#define SOAP_TYPE_tt__JpegOptions2 (68)
+#define SOAP_TYPE_tt__JpegOptions2 (67)
 /* complex XML schema type 'tt:JpegOptions2': */
 class SOAP_CMAC tt__JpegOptions2 : public tt__JpegOptions {
       public:
@@ -6101,9 +6046,9 @@ class SOAP_CMAC tt__JpegOptions2 : public tt__JpegOptions {
 };
 #endif
 
-/* vantel.h:269 */
+/* vantel.h:282 */
 #ifndef SOAP_TYPE_tt__Mpeg4Options2
-#define SOAP_TYPE_tt__Mpeg4Options2 (70)
+#define SOAP_TYPE_tt__Mpeg4Options2 (69)
 /* complex XML schema type 'tt:Mpeg4Options2': */
 class SOAP_CMAC tt__Mpeg4Options2 : public tt__Mpeg4Options {
       public:
@@ -6136,9 +6081,9 @@ class SOAP_CMAC tt__Mpeg4Options2 : public tt__Mpeg4Options {
 };
 #endif
 
-/* vantel.h:273 */
+/* vantel.h:286 */
 #ifndef SOAP_TYPE_tt__H264Options2
-#define SOAP_TYPE_tt__H264Options2 (72)
+#define SOAP_TYPE_tt__H264Options2 (71)
 /* complex XML schema type 'tt:H264Options2': */
 class SOAP_CMAC tt__H264Options2 : public tt__H264Options {
       public:
@@ -6171,9 +6116,9 @@ class SOAP_CMAC tt__H264Options2 : public tt__H264Options {
 };
 #endif
 
-/* vantel.h:447 */
+/* vantel.h:464 */
 #ifndef SOAP_TYPE_tt__PTZNode
-#define SOAP_TYPE_tt__PTZNode (129)
+#define SOAP_TYPE_tt__PTZNode (128)
 /* complex XML schema type 'tt:PTZNode': */
 class SOAP_CMAC tt__PTZNode : public tt__DeviceEntity {
       public:
@@ -6220,9 +6165,9 @@ class SOAP_CMAC tt__PTZNode : public tt__DeviceEntity {
 };
 #endif
 
-/* vantel.h:3861 */
+/* vantel.h:3548 */
 #ifndef SOAP_TYPE___tds__GetDeviceInformation
-#define SOAP_TYPE___tds__GetDeviceInformation (294)
+#define SOAP_TYPE___tds__GetDeviceInformation (281)
 /* Wrapper: */
 struct SOAP_CMAC __tds__GetDeviceInformation {
       public:
@@ -6238,9 +6183,9 @@ struct SOAP_CMAC __tds__GetDeviceInformation {
 };
 #endif
 
-/* vantel.h:3898 */
+/* vantel.h:3585 */
 #ifndef SOAP_TYPE___tds__GetSystemDateAndTime
-#define SOAP_TYPE___tds__GetSystemDateAndTime (298)
+#define SOAP_TYPE___tds__GetSystemDateAndTime (285)
 /* Wrapper: */
 struct SOAP_CMAC __tds__GetSystemDateAndTime {
       public:
@@ -6256,9 +6201,9 @@ struct SOAP_CMAC __tds__GetSystemDateAndTime {
 };
 #endif
 
-/* vantel.h:3929 */
+/* vantel.h:3616 */
 #ifndef SOAP_TYPE___tds__SystemReboot
-#define SOAP_TYPE___tds__SystemReboot (302)
+#define SOAP_TYPE___tds__SystemReboot (289)
 /* Wrapper: */
 struct SOAP_CMAC __tds__SystemReboot {
       public:
@@ -6274,9 +6219,9 @@ struct SOAP_CMAC __tds__SystemReboot {
 };
 #endif
 
-/* vantel.h:3962 */
+/* vantel.h:3649 */
 #ifndef SOAP_TYPE___tds__GetCapabilities
-#define SOAP_TYPE___tds__GetCapabilities (306)
+#define SOAP_TYPE___tds__GetCapabilities (293)
 /* Wrapper: */
 struct SOAP_CMAC __tds__GetCapabilities {
       public:
@@ -6292,9 +6237,9 @@ struct SOAP_CMAC __tds__GetCapabilities {
 };
 #endif
 
-/* vantel.h:4011 */
+/* vantel.h:3698 */
 #ifndef SOAP_TYPE___tptz__GetPresets
-#define SOAP_TYPE___tptz__GetPresets (310)
+#define SOAP_TYPE___tptz__GetPresets (297)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GetPresets {
       public:
@@ -6310,9 +6255,9 @@ struct SOAP_CMAC __tptz__GetPresets {
 };
 #endif
 
-/* vantel.h:4059 */
+/* vantel.h:3746 */
 #ifndef SOAP_TYPE___tptz__SetPreset
-#define SOAP_TYPE___tptz__SetPreset (314)
+#define SOAP_TYPE___tptz__SetPreset (301)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__SetPreset {
       public:
@@ -6328,9 +6273,9 @@ struct SOAP_CMAC __tptz__SetPreset {
 };
 #endif
 
-/* vantel.h:4092 */
+/* vantel.h:3779 */
 #ifndef SOAP_TYPE___tptz__GotoPreset
-#define SOAP_TYPE___tptz__GotoPreset (318)
+#define SOAP_TYPE___tptz__GotoPreset (305)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GotoPreset {
       public:
@@ -6346,9 +6291,9 @@ struct SOAP_CMAC __tptz__GotoPreset {
 };
 #endif
 
-/* vantel.h:4133 */
+/* vantel.h:3820 */
 #ifndef SOAP_TYPE___tptz__GetNodes
-#define SOAP_TYPE___tptz__GetNodes (322)
+#define SOAP_TYPE___tptz__GetNodes (309)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GetNodes {
       public:
@@ -6364,9 +6309,9 @@ struct SOAP_CMAC __tptz__GetNodes {
 };
 #endif
 
-/* vantel.h:4166 */
+/* vantel.h:3853 */
 #ifndef SOAP_TYPE___tptz__GetNode
-#define SOAP_TYPE___tptz__GetNode (326)
+#define SOAP_TYPE___tptz__GetNode (313)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__GetNode {
       public:
@@ -6382,9 +6327,9 @@ struct SOAP_CMAC __tptz__GetNode {
 };
 #endif
 
-/* vantel.h:4200 */
+/* vantel.h:3887 */
 #ifndef SOAP_TYPE___tptz__ContinuousMove
-#define SOAP_TYPE___tptz__ContinuousMove (330)
+#define SOAP_TYPE___tptz__ContinuousMove (317)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__ContinuousMove {
       public:
@@ -6400,9 +6345,9 @@ struct SOAP_CMAC __tptz__ContinuousMove {
 };
 #endif
 
-/* vantel.h:4234 */
+/* vantel.h:3921 */
 #ifndef SOAP_TYPE___tptz__Stop
-#define SOAP_TYPE___tptz__Stop (334)
+#define SOAP_TYPE___tptz__Stop (321)
 /* Wrapper: */
 struct SOAP_CMAC __tptz__Stop {
       public:
@@ -6418,9 +6363,9 @@ struct SOAP_CMAC __tptz__Stop {
 };
 #endif
 
-/* vantel.h:4282 */
+/* vantel.h:3969 */
 #ifndef SOAP_TYPE___trt__GetProfile
-#define SOAP_TYPE___trt__GetProfile (338)
+#define SOAP_TYPE___trt__GetProfile (325)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetProfile {
       public:
@@ -6436,9 +6381,9 @@ struct SOAP_CMAC __trt__GetProfile {
 };
 #endif
 
-/* vantel.h:4318 */
+/* vantel.h:4005 */
 #ifndef SOAP_TYPE___trt__GetProfiles
-#define SOAP_TYPE___trt__GetProfiles (342)
+#define SOAP_TYPE___trt__GetProfiles (329)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetProfiles {
       public:
@@ -6454,9 +6399,9 @@ struct SOAP_CMAC __trt__GetProfiles {
 };
 #endif
 
-/* vantel.h:4352 */
+/* vantel.h:4039 */
 #ifndef SOAP_TYPE___trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE___trt__GetVideoEncoderConfigurations (346)
+#define SOAP_TYPE___trt__GetVideoEncoderConfigurations (333)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetVideoEncoderConfigurations {
       public:
@@ -6472,9 +6417,9 @@ struct SOAP_CMAC __trt__GetVideoEncoderConfigurations {
 };
 #endif
 
-/* vantel.h:4384 */
+/* vantel.h:4071 */
 #ifndef SOAP_TYPE___trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE___trt__GetVideoEncoderConfiguration (350)
+#define SOAP_TYPE___trt__GetVideoEncoderConfiguration (337)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetVideoEncoderConfiguration {
       public:
@@ -6490,9 +6435,9 @@ struct SOAP_CMAC __trt__GetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:4424 */
+/* vantel.h:4111 */
 #ifndef SOAP_TYPE___trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE___trt__SetVideoEncoderConfiguration (354)
+#define SOAP_TYPE___trt__SetVideoEncoderConfiguration (341)
 /* Wrapper: */
 struct SOAP_CMAC __trt__SetVideoEncoderConfiguration {
       public:
@@ -6508,9 +6453,9 @@ struct SOAP_CMAC __trt__SetVideoEncoderConfiguration {
 };
 #endif
 
-/* vantel.h:4469 */
+/* vantel.h:4156 */
 #ifndef SOAP_TYPE___trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE___trt__GetVideoEncoderConfigurationOptions (358)
+#define SOAP_TYPE___trt__GetVideoEncoderConfigurationOptions (345)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetVideoEncoderConfigurationOptions {
       public:
@@ -6526,9 +6471,9 @@ struct SOAP_CMAC __trt__GetVideoEncoderConfigurationOptions {
 };
 #endif
 
-/* vantel.h:4523 */
+/* vantel.h:4210 */
 #ifndef SOAP_TYPE___trt__GetStreamUri
-#define SOAP_TYPE___trt__GetStreamUri (362)
+#define SOAP_TYPE___trt__GetStreamUri (349)
 /* Wrapper: */
 struct SOAP_CMAC __trt__GetStreamUri {
       public:
@@ -6546,7 +6491,7 @@ struct SOAP_CMAC __trt__GetStreamUri {
 
 /* wsa5.h:65 */
 #ifndef SOAP_TYPE_wsa5__EndpointReferenceType
-#define SOAP_TYPE_wsa5__EndpointReferenceType (363)
+#define SOAP_TYPE_wsa5__EndpointReferenceType (350)
 /* complex XML schema type 'wsa5:EndpointReferenceType': */
 struct SOAP_CMAC wsa5__EndpointReferenceType {
       public:
@@ -6573,7 +6518,7 @@ struct SOAP_CMAC wsa5__EndpointReferenceType {
 
 /* wsa5.h:68 */
 #ifndef SOAP_TYPE_wsa5__ReferenceParametersType
-#define SOAP_TYPE_wsa5__ReferenceParametersType (364)
+#define SOAP_TYPE_wsa5__ReferenceParametersType (351)
 /* complex XML schema type 'wsa5:ReferenceParametersType': */
 struct SOAP_CMAC wsa5__ReferenceParametersType {
       public:
@@ -6596,7 +6541,7 @@ struct SOAP_CMAC wsa5__ReferenceParametersType {
 
 /* wsa5.h:71 */
 #ifndef SOAP_TYPE_wsa5__MetadataType
-#define SOAP_TYPE_wsa5__MetadataType (365)
+#define SOAP_TYPE_wsa5__MetadataType (352)
 /* complex XML schema type 'wsa5:MetadataType': */
 struct SOAP_CMAC wsa5__MetadataType {
       public:
@@ -6617,7 +6562,7 @@ struct SOAP_CMAC wsa5__MetadataType {
 
 /* wsa5.h:86 */
 #ifndef SOAP_TYPE_wsa5__ProblemActionType
-#define SOAP_TYPE_wsa5__ProblemActionType (367)
+#define SOAP_TYPE_wsa5__ProblemActionType (354)
 /* complex XML schema type 'wsa5:ProblemActionType': */
 struct SOAP_CMAC wsa5__ProblemActionType {
       public:
@@ -6639,7 +6584,7 @@ struct SOAP_CMAC wsa5__ProblemActionType {
 
 /* wsa5.h:74 */
 #ifndef SOAP_TYPE_wsa5__RelatesToType
-#define SOAP_TYPE_wsa5__RelatesToType (366)
+#define SOAP_TYPE_wsa5__RelatesToType (353)
 /* simple XML schema type 'wsa5:RelatesToType': */
 struct SOAP_CMAC wsa5__RelatesToType {
       public:
@@ -6661,7 +6606,7 @@ struct SOAP_CMAC wsa5__RelatesToType {
 
 /* wsa5.h:260 */
 #ifndef SOAP_TYPE_chan__ChannelInstanceType
-#define SOAP_TYPE_chan__ChannelInstanceType (392)
+#define SOAP_TYPE_chan__ChannelInstanceType (379)
 /* simple XML schema type 'chan:ChannelInstanceType': */
 struct SOAP_CMAC chan__ChannelInstanceType {
       public:
@@ -6718,7 +6663,7 @@ struct SOAP_CMAC SOAP_ENV__Header {
 /* wsa5.h:283 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Detail
-#define SOAP_TYPE_SOAP_ENV__Detail (398)
+#define SOAP_TYPE_SOAP_ENV__Detail (385)
 /* SOAP_ENV__Detail: */
 struct SOAP_CMAC SOAP_ENV__Detail {
       public:
@@ -6741,7 +6686,7 @@ struct SOAP_CMAC SOAP_ENV__Detail {
 /* wsa5.h:284 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Code
-#define SOAP_TYPE_SOAP_ENV__Code (400)
+#define SOAP_TYPE_SOAP_ENV__Code (387)
 /* Type SOAP_ENV__Code is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* SOAP_ENV__Code: */
 struct SOAP_CMAC SOAP_ENV__Code {
@@ -6764,7 +6709,7 @@ struct SOAP_CMAC SOAP_ENV__Code {
 /* wsa5.h:285 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Reason
-#define SOAP_TYPE_SOAP_ENV__Reason (402)
+#define SOAP_TYPE_SOAP_ENV__Reason (389)
 /* SOAP_ENV__Reason: */
 struct SOAP_CMAC SOAP_ENV__Reason {
       public:
@@ -6784,7 +6729,7 @@ struct SOAP_CMAC SOAP_ENV__Reason {
 /* wsa5.h:290 */
 #ifndef WITH_NOGLOBAL
 #ifndef SOAP_TYPE_SOAP_ENV__Fault
-#define SOAP_TYPE_SOAP_ENV__Fault (406)
+#define SOAP_TYPE_SOAP_ENV__Fault (393)
 /* SOAP_ENV__Fault: */
 struct SOAP_CMAC SOAP_ENV__Fault {
       public:
@@ -6819,7 +6764,7 @@ struct SOAP_CMAC SOAP_ENV__Fault {
 
 /* wsu.h:77 */
 #ifndef SOAP_TYPE__wsu__Timestamp
-#define SOAP_TYPE__wsu__Timestamp (408)
+#define SOAP_TYPE__wsu__Timestamp (395)
 /* complex XML schema type 'wsu:Timestamp': */
 struct SOAP_CMAC _wsu__Timestamp {
       public:
@@ -6841,7 +6786,7 @@ struct SOAP_CMAC _wsu__Timestamp {
 
 /* wsse.h:74 */
 #ifndef SOAP_TYPE_wsse__EncodedString
-#define SOAP_TYPE_wsse__EncodedString (409)
+#define SOAP_TYPE_wsse__EncodedString (396)
 /* simple XML schema type 'wsse:EncodedString': */
 struct SOAP_CMAC wsse__EncodedString {
       public:
@@ -6863,7 +6808,7 @@ struct SOAP_CMAC wsse__EncodedString {
 
 /* wsse.h:145 */
 #ifndef SOAP_TYPE__wsse__UsernameToken
-#define SOAP_TYPE__wsse__UsernameToken (411)
+#define SOAP_TYPE__wsse__UsernameToken (398)
 /* complex XML schema type 'wsse:UsernameToken': */
 struct SOAP_CMAC _wsse__UsernameToken {
       public:
@@ -6893,7 +6838,7 @@ struct SOAP_CMAC _wsse__UsernameToken {
 
 /* wsse.h:158 */
 #ifndef SOAP_TYPE__wsse__BinarySecurityToken
-#define SOAP_TYPE__wsse__BinarySecurityToken (416)
+#define SOAP_TYPE__wsse__BinarySecurityToken (403)
 /* simple XML schema type 'wsse:BinarySecurityToken': */
 struct SOAP_CMAC _wsse__BinarySecurityToken {
       public:
@@ -6917,7 +6862,7 @@ struct SOAP_CMAC _wsse__BinarySecurityToken {
 
 /* wsse.h:168 */
 #ifndef SOAP_TYPE__wsse__Reference
-#define SOAP_TYPE__wsse__Reference (417)
+#define SOAP_TYPE__wsse__Reference (404)
 /* complex XML schema type 'wsse:Reference': */
 struct SOAP_CMAC _wsse__Reference {
       public:
@@ -6937,7 +6882,7 @@ struct SOAP_CMAC _wsse__Reference {
 
 /* wsse.h:176 */
 #ifndef SOAP_TYPE__wsse__Embedded
-#define SOAP_TYPE__wsse__Embedded (418)
+#define SOAP_TYPE__wsse__Embedded (405)
 /* complex XML schema type 'wsse:Embedded': */
 struct SOAP_CMAC _wsse__Embedded {
       public:
@@ -6957,7 +6902,7 @@ struct SOAP_CMAC _wsse__Embedded {
 
 /* wsse.h:185 */
 #ifndef SOAP_TYPE__wsse__KeyIdentifier
-#define SOAP_TYPE__wsse__KeyIdentifier (419)
+#define SOAP_TYPE__wsse__KeyIdentifier (406)
 /* simple XML schema type 'wsse:KeyIdentifier': */
 struct SOAP_CMAC _wsse__KeyIdentifier {
       public:
@@ -6981,7 +6926,7 @@ struct SOAP_CMAC _wsse__KeyIdentifier {
 
 /* wsse.h:195 */
 #ifndef SOAP_TYPE__wsse__SecurityTokenReference
-#define SOAP_TYPE__wsse__SecurityTokenReference (420)
+#define SOAP_TYPE__wsse__SecurityTokenReference (407)
 /* complex XML schema type 'wsse:SecurityTokenReference': */
 struct SOAP_CMAC _wsse__SecurityTokenReference {
       public:
@@ -7011,7 +6956,7 @@ struct SOAP_CMAC _wsse__SecurityTokenReference {
 
 /* xenc.h:38 */
 #ifndef SOAP_TYPE_ds__KeyInfoType
-#define SOAP_TYPE_ds__KeyInfoType (426)
+#define SOAP_TYPE_ds__KeyInfoType (413)
 /* complex XML schema type 'ds:KeyInfoType': */
 struct SOAP_CMAC ds__KeyInfoType {
       public:
@@ -7041,7 +6986,7 @@ struct SOAP_CMAC ds__KeyInfoType {
 
 /* ds.h:50 */
 #ifndef SOAP_TYPE_ds__SignatureType
-#define SOAP_TYPE_ds__SignatureType (430)
+#define SOAP_TYPE_ds__SignatureType (417)
 /* complex XML schema type 'ds:SignatureType': */
 struct SOAP_CMAC ds__SignatureType {
       public:
@@ -7065,7 +7010,7 @@ struct SOAP_CMAC ds__SignatureType {
 
 /* c14n.h:24 */
 #ifndef SOAP_TYPE__c14n__InclusiveNamespaces
-#define SOAP_TYPE__c14n__InclusiveNamespaces (439)
+#define SOAP_TYPE__c14n__InclusiveNamespaces (426)
 /* complex XML schema type 'c14n:InclusiveNamespaces': */
 struct SOAP_CMAC _c14n__InclusiveNamespaces {
       public:
@@ -7083,7 +7028,7 @@ struct SOAP_CMAC _c14n__InclusiveNamespaces {
 
 /* ds.h:77 */
 #ifndef SOAP_TYPE_ds__TransformType
-#define SOAP_TYPE_ds__TransformType (440)
+#define SOAP_TYPE_ds__TransformType (427)
 /* complex XML schema type 'ds:TransformType': */
 struct SOAP_CMAC ds__TransformType {
       public:
@@ -7104,7 +7049,7 @@ struct SOAP_CMAC ds__TransformType {
 
 /* ds.h:50 */
 #ifndef SOAP_TYPE_ds__SignedInfoType
-#define SOAP_TYPE_ds__SignedInfoType (431)
+#define SOAP_TYPE_ds__SignedInfoType (418)
 /* complex XML schema type 'ds:SignedInfoType': */
 struct SOAP_CMAC ds__SignedInfoType {
       public:
@@ -7129,7 +7074,7 @@ struct SOAP_CMAC ds__SignedInfoType {
 
 /* ds.h:63 */
 #ifndef SOAP_TYPE_ds__CanonicalizationMethodType
-#define SOAP_TYPE_ds__CanonicalizationMethodType (435)
+#define SOAP_TYPE_ds__CanonicalizationMethodType (422)
 /* complex XML schema type 'ds:CanonicalizationMethodType': */
 struct SOAP_CMAC ds__CanonicalizationMethodType {
       public:
@@ -7149,7 +7094,7 @@ struct SOAP_CMAC ds__CanonicalizationMethodType {
 
 /* ds.h:66 */
 #ifndef SOAP_TYPE_ds__SignatureMethodType
-#define SOAP_TYPE_ds__SignatureMethodType (436)
+#define SOAP_TYPE_ds__SignatureMethodType (423)
 /* complex XML schema type 'ds:SignatureMethodType': */
 struct SOAP_CMAC ds__SignatureMethodType {
       public:
@@ -7169,7 +7114,7 @@ struct SOAP_CMAC ds__SignatureMethodType {
 
 /* ds.h:69 */
 #ifndef SOAP_TYPE_ds__ReferenceType
-#define SOAP_TYPE_ds__ReferenceType (437)
+#define SOAP_TYPE_ds__ReferenceType (424)
 /* complex XML schema type 'ds:ReferenceType': */
 struct SOAP_CMAC ds__ReferenceType {
       public:
@@ -7197,7 +7142,7 @@ struct SOAP_CMAC ds__ReferenceType {
 
 /* ds.h:72 */
 #ifndef SOAP_TYPE_ds__TransformsType
-#define SOAP_TYPE_ds__TransformsType (438)
+#define SOAP_TYPE_ds__TransformsType (425)
 /* complex XML schema type 'ds:TransformsType': */
 struct SOAP_CMAC ds__TransformsType {
       public:
@@ -7216,7 +7161,7 @@ struct SOAP_CMAC ds__TransformsType {
 
 /* ds.h:83 */
 #ifndef SOAP_TYPE_ds__DigestMethodType
-#define SOAP_TYPE_ds__DigestMethodType (443)
+#define SOAP_TYPE_ds__DigestMethodType (430)
 /* complex XML schema type 'ds:DigestMethodType': */
 struct SOAP_CMAC ds__DigestMethodType {
       public:
@@ -7234,7 +7179,7 @@ struct SOAP_CMAC ds__DigestMethodType {
 
 /* ds.h:88 */
 #ifndef SOAP_TYPE_ds__KeyValueType
-#define SOAP_TYPE_ds__KeyValueType (444)
+#define SOAP_TYPE_ds__KeyValueType (431)
 /* complex XML schema type 'ds:KeyValueType': */
 struct SOAP_CMAC ds__KeyValueType {
       public:
@@ -7254,7 +7199,7 @@ struct SOAP_CMAC ds__KeyValueType {
 
 /* ds.h:89 */
 #ifndef SOAP_TYPE_ds__RetrievalMethodType
-#define SOAP_TYPE_ds__RetrievalMethodType (446)
+#define SOAP_TYPE_ds__RetrievalMethodType (433)
 /* complex XML schema type 'ds:RetrievalMethodType': */
 struct SOAP_CMAC ds__RetrievalMethodType {
       public:
@@ -7276,7 +7221,7 @@ struct SOAP_CMAC ds__RetrievalMethodType {
 
 /* wsse.h:198 */
 #ifndef SOAP_TYPE_ds__X509DataType
-#define SOAP_TYPE_ds__X509DataType (424)
+#define SOAP_TYPE_ds__X509DataType (411)
 /* complex XML schema type 'ds:X509DataType': */
 struct SOAP_CMAC ds__X509DataType {
       public:
@@ -7302,7 +7247,7 @@ struct SOAP_CMAC ds__X509DataType {
 
 /* ds.h:106 */
 #ifndef SOAP_TYPE_ds__X509IssuerSerialType
-#define SOAP_TYPE_ds__X509IssuerSerialType (450)
+#define SOAP_TYPE_ds__X509IssuerSerialType (437)
 /* complex XML schema type 'ds:X509IssuerSerialType': */
 struct SOAP_CMAC ds__X509IssuerSerialType {
       public:
@@ -7322,7 +7267,7 @@ struct SOAP_CMAC ds__X509IssuerSerialType {
 
 /* ds.h:127 */
 #ifndef SOAP_TYPE_ds__DSAKeyValueType
-#define SOAP_TYPE_ds__DSAKeyValueType (451)
+#define SOAP_TYPE_ds__DSAKeyValueType (438)
 /* complex XML schema type 'ds:DSAKeyValueType': */
 struct SOAP_CMAC ds__DSAKeyValueType {
       public:
@@ -7352,7 +7297,7 @@ struct SOAP_CMAC ds__DSAKeyValueType {
 
 /* ds.h:130 */
 #ifndef SOAP_TYPE_ds__RSAKeyValueType
-#define SOAP_TYPE_ds__RSAKeyValueType (452)
+#define SOAP_TYPE_ds__RSAKeyValueType (439)
 /* complex XML schema type 'ds:RSAKeyValueType': */
 struct SOAP_CMAC ds__RSAKeyValueType {
       public:
@@ -7372,7 +7317,7 @@ struct SOAP_CMAC ds__RSAKeyValueType {
 
 /* xenc.h:101 */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertyType
-#define SOAP_TYPE_xenc__EncryptionPropertyType (472)
+#define SOAP_TYPE_xenc__EncryptionPropertyType (459)
 /* complex XML schema type 'xenc:EncryptionPropertyType': */
 struct SOAP_CMAC xenc__EncryptionPropertyType {
       public:
@@ -7392,7 +7337,7 @@ struct SOAP_CMAC xenc__EncryptionPropertyType {
 
 /* xenc.h:70 */
 #ifndef SOAP_TYPE_xenc__EncryptedType
-#define SOAP_TYPE_xenc__EncryptedType (463)
+#define SOAP_TYPE_xenc__EncryptedType (450)
 /* complex XML schema type 'xenc:EncryptedType': */
 struct SOAP_CMAC xenc__EncryptedType {
       public:
@@ -7424,7 +7369,7 @@ struct SOAP_CMAC xenc__EncryptedType {
 
 /* xenc.h:73 */
 #ifndef SOAP_TYPE_xenc__EncryptionMethodType
-#define SOAP_TYPE_xenc__EncryptionMethodType (464)
+#define SOAP_TYPE_xenc__EncryptionMethodType (451)
 /* complex XML schema type 'xenc:EncryptionMethodType': */
 struct SOAP_CMAC xenc__EncryptionMethodType {
       public:
@@ -7449,7 +7394,7 @@ struct SOAP_CMAC xenc__EncryptionMethodType {
 
 /* xenc.h:76 */
 #ifndef SOAP_TYPE_xenc__CipherDataType
-#define SOAP_TYPE_xenc__CipherDataType (465)
+#define SOAP_TYPE_xenc__CipherDataType (452)
 /* complex XML schema type 'xenc:CipherDataType': */
 struct SOAP_CMAC xenc__CipherDataType {
       public:
@@ -7469,7 +7414,7 @@ struct SOAP_CMAC xenc__CipherDataType {
 
 /* xenc.h:79 */
 #ifndef SOAP_TYPE_xenc__CipherReferenceType
-#define SOAP_TYPE_xenc__CipherReferenceType (466)
+#define SOAP_TYPE_xenc__CipherReferenceType (453)
 /* complex XML schema type 'xenc:CipherReferenceType': */
 struct SOAP_CMAC xenc__CipherReferenceType {
       public:
@@ -7489,7 +7434,7 @@ struct SOAP_CMAC xenc__CipherReferenceType {
 
 /* xenc.h:82 */
 #ifndef SOAP_TYPE_xenc__TransformsType
-#define SOAP_TYPE_xenc__TransformsType (467)
+#define SOAP_TYPE_xenc__TransformsType (454)
 /* complex XML schema type 'xenc:TransformsType': */
 struct SOAP_CMAC xenc__TransformsType {
       public:
@@ -7507,7 +7452,7 @@ struct SOAP_CMAC xenc__TransformsType {
 
 /* xenc.h:91 */
 #ifndef SOAP_TYPE_xenc__AgreementMethodType
-#define SOAP_TYPE_xenc__AgreementMethodType (469)
+#define SOAP_TYPE_xenc__AgreementMethodType (456)
 /* complex XML schema type 'xenc:AgreementMethodType': */
 struct SOAP_CMAC xenc__AgreementMethodType {
       public:
@@ -7532,7 +7477,7 @@ struct SOAP_CMAC xenc__AgreementMethodType {
 
 /* xenc.h:94 */
 #ifndef SOAP_TYPE_xenc__ReferenceType
-#define SOAP_TYPE_xenc__ReferenceType (470)
+#define SOAP_TYPE_xenc__ReferenceType (457)
 /* complex XML schema type 'xenc:ReferenceType': */
 struct SOAP_CMAC xenc__ReferenceType {
       public:
@@ -7550,7 +7495,7 @@ struct SOAP_CMAC xenc__ReferenceType {
 
 /* xenc.h:97 */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertiesType
-#define SOAP_TYPE_xenc__EncryptionPropertiesType (471)
+#define SOAP_TYPE_xenc__EncryptionPropertiesType (458)
 /* complex XML schema type 'xenc:EncryptionPropertiesType': */
 struct SOAP_CMAC xenc__EncryptionPropertiesType {
       public:
@@ -7571,7 +7516,7 @@ struct SOAP_CMAC xenc__EncryptionPropertiesType {
 
 /* xenc.h:253 */
 #ifndef SOAP_TYPE___xenc__union_ReferenceList
-#define SOAP_TYPE___xenc__union_ReferenceList (481)
+#define SOAP_TYPE___xenc__union_ReferenceList (468)
 /* Wrapper: */
 struct SOAP_CMAC __xenc__union_ReferenceList {
       public:
@@ -7591,7 +7536,7 @@ struct SOAP_CMAC __xenc__union_ReferenceList {
 
 /* xenc.h:106 */
 #ifndef SOAP_TYPE__xenc__ReferenceList
-#define SOAP_TYPE__xenc__ReferenceList (473)
+#define SOAP_TYPE__xenc__ReferenceList (460)
 /* complex XML schema type 'xenc:ReferenceList': */
 struct SOAP_CMAC _xenc__ReferenceList {
       public:
@@ -7610,7 +7555,7 @@ struct SOAP_CMAC _xenc__ReferenceList {
 
 /* xenc.h:85 */
 #ifndef SOAP_TYPE_xenc__EncryptedDataType
-#define SOAP_TYPE_xenc__EncryptedDataType (468)
+#define SOAP_TYPE_xenc__EncryptedDataType (455)
 /* complex XML schema type 'xenc:EncryptedDataType': */
 struct SOAP_CMAC xenc__EncryptedDataType {
       public:
@@ -7642,7 +7587,7 @@ struct SOAP_CMAC xenc__EncryptedDataType {
 
 /* xenc.h:39 */
 #ifndef SOAP_TYPE_xenc__EncryptedKeyType
-#define SOAP_TYPE_xenc__EncryptedKeyType (427)
+#define SOAP_TYPE_xenc__EncryptedKeyType (414)
 /* Type xenc__EncryptedKeyType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'xenc:EncryptedKeyType': */
 struct SOAP_CMAC xenc__EncryptedKeyType {
@@ -7681,7 +7626,7 @@ struct SOAP_CMAC xenc__EncryptedKeyType {
 
 /* wsc.h:88 */
 #ifndef SOAP_TYPE_wsc__SecurityContextTokenType
-#define SOAP_TYPE_wsc__SecurityContextTokenType (487)
+#define SOAP_TYPE_wsc__SecurityContextTokenType (474)
 /* complex XML schema type 'wsc:SecurityContextTokenType': */
 struct SOAP_CMAC wsc__SecurityContextTokenType {
       public:
@@ -7703,7 +7648,7 @@ struct SOAP_CMAC wsc__SecurityContextTokenType {
 
 /* wsc.h:121 */
 #ifndef SOAP_TYPE__wsc__union_DerivedKeyTokenType
-#define SOAP_TYPE__wsc__union_DerivedKeyTokenType (492)
+#define SOAP_TYPE__wsc__union_DerivedKeyTokenType (479)
 /* union serializable only when used as a member of a struct or class with a union variant selector */
 union _wsc__union_DerivedKeyTokenType
 {
@@ -7716,7 +7661,7 @@ union _wsc__union_DerivedKeyTokenType
 
 /* wsc.h:117 */
 #ifndef SOAP_TYPE___wsc__DerivedKeyTokenType_sequence
-#define SOAP_TYPE___wsc__DerivedKeyTokenType_sequence (491)
+#define SOAP_TYPE___wsc__DerivedKeyTokenType_sequence (478)
 /* Wrapper: */
 struct SOAP_CMAC __wsc__DerivedKeyTokenType_sequence {
       public:
@@ -7737,7 +7682,7 @@ struct SOAP_CMAC __wsc__DerivedKeyTokenType_sequence {
 
 /* wsc.h:110 */
 #ifndef SOAP_TYPE_wsc__DerivedKeyTokenType
-#define SOAP_TYPE_wsc__DerivedKeyTokenType (488)
+#define SOAP_TYPE_wsc__DerivedKeyTokenType (475)
 /* complex XML schema type 'wsc:DerivedKeyTokenType': */
 struct SOAP_CMAC wsc__DerivedKeyTokenType {
       public:
@@ -7766,7 +7711,7 @@ struct SOAP_CMAC wsc__DerivedKeyTokenType {
 
 /* wsc.h:114 */
 #ifndef SOAP_TYPE_wsc__PropertiesType
-#define SOAP_TYPE_wsc__PropertiesType (489)
+#define SOAP_TYPE_wsc__PropertiesType (476)
 /* complex XML schema type 'wsc:PropertiesType': */
 struct SOAP_CMAC wsc__PropertiesType {
       public:
@@ -7781,7 +7726,7 @@ struct SOAP_CMAC wsc__PropertiesType {
 
 /* saml1.h:181 */
 #ifndef SOAP_TYPE___saml1__union_AssertionType
-#define SOAP_TYPE___saml1__union_AssertionType (518)
+#define SOAP_TYPE___saml1__union_AssertionType (505)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_AssertionType {
       public:
@@ -7807,7 +7752,7 @@ struct SOAP_CMAC __saml1__union_AssertionType {
 
 /* saml1.h:75 */
 #ifndef SOAP_TYPE_saml1__AssertionType
-#define SOAP_TYPE_saml1__AssertionType (495)
+#define SOAP_TYPE_saml1__AssertionType (482)
 /* Type saml1__AssertionType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'saml1:AssertionType': */
 struct SOAP_CMAC saml1__AssertionType {
@@ -7845,7 +7790,7 @@ struct SOAP_CMAC saml1__AssertionType {
 
 /* saml1.h:224 */
 #ifndef SOAP_TYPE___saml1__union_ConditionsType
-#define SOAP_TYPE___saml1__union_ConditionsType (526)
+#define SOAP_TYPE___saml1__union_ConditionsType (513)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_ConditionsType {
       public:
@@ -7867,7 +7812,7 @@ struct SOAP_CMAC __saml1__union_ConditionsType {
 
 /* saml1.h:78 */
 #ifndef SOAP_TYPE_saml1__ConditionsType
-#define SOAP_TYPE_saml1__ConditionsType (496)
+#define SOAP_TYPE_saml1__ConditionsType (483)
 /* complex XML schema type 'saml1:ConditionsType': */
 struct SOAP_CMAC saml1__ConditionsType {
       public:
@@ -7890,7 +7835,7 @@ struct SOAP_CMAC saml1__ConditionsType {
 
 /* saml1.h:81 */
 #ifndef SOAP_TYPE_saml1__ConditionAbstractType
-#define SOAP_TYPE_saml1__ConditionAbstractType (497)
+#define SOAP_TYPE_saml1__ConditionAbstractType (484)
 /* complex XML schema type 'saml1:ConditionAbstractType': */
 struct SOAP_CMAC saml1__ConditionAbstractType {
       public:
@@ -7905,7 +7850,7 @@ struct SOAP_CMAC saml1__ConditionAbstractType {
 
 /* saml1.h:270 */
 #ifndef SOAP_TYPE___saml1__union_AdviceType
-#define SOAP_TYPE___saml1__union_AdviceType (532)
+#define SOAP_TYPE___saml1__union_AdviceType (519)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_AdviceType {
       public:
@@ -7925,7 +7870,7 @@ struct SOAP_CMAC __saml1__union_AdviceType {
 
 /* saml1.h:90 */
 #ifndef SOAP_TYPE_saml1__AdviceType
-#define SOAP_TYPE_saml1__AdviceType (500)
+#define SOAP_TYPE_saml1__AdviceType (487)
 /* complex XML schema type 'saml1:AdviceType': */
 struct SOAP_CMAC saml1__AdviceType {
       public:
@@ -7944,7 +7889,7 @@ struct SOAP_CMAC saml1__AdviceType {
 
 /* saml1.h:93 */
 #ifndef SOAP_TYPE_saml1__StatementAbstractType
-#define SOAP_TYPE_saml1__StatementAbstractType (501)
+#define SOAP_TYPE_saml1__StatementAbstractType (488)
 /* complex XML schema type 'saml1:StatementAbstractType': */
 struct SOAP_CMAC saml1__StatementAbstractType {
       public:
@@ -7959,7 +7904,7 @@ struct SOAP_CMAC saml1__StatementAbstractType {
 
 /* saml1.h:99 */
 #ifndef SOAP_TYPE_saml1__SubjectType
-#define SOAP_TYPE_saml1__SubjectType (503)
+#define SOAP_TYPE_saml1__SubjectType (490)
 /* complex XML schema type 'saml1:SubjectType': */
 struct SOAP_CMAC saml1__SubjectType {
       public:
@@ -7981,7 +7926,7 @@ struct SOAP_CMAC saml1__SubjectType {
 
 /* saml1.h:105 */
 #ifndef SOAP_TYPE_saml1__SubjectConfirmationType
-#define SOAP_TYPE_saml1__SubjectConfirmationType (505)
+#define SOAP_TYPE_saml1__SubjectConfirmationType (492)
 /* complex XML schema type 'saml1:SubjectConfirmationType': */
 struct SOAP_CMAC saml1__SubjectConfirmationType {
       public:
@@ -8004,7 +7949,7 @@ struct SOAP_CMAC saml1__SubjectConfirmationType {
 
 /* saml1.h:111 */
 #ifndef SOAP_TYPE_saml1__SubjectLocalityType
-#define SOAP_TYPE_saml1__SubjectLocalityType (507)
+#define SOAP_TYPE_saml1__SubjectLocalityType (494)
 /* complex XML schema type 'saml1:SubjectLocalityType': */
 struct SOAP_CMAC saml1__SubjectLocalityType {
       public:
@@ -8024,7 +7969,7 @@ struct SOAP_CMAC saml1__SubjectLocalityType {
 
 /* saml1.h:114 */
 #ifndef SOAP_TYPE_saml1__AuthorityBindingType
-#define SOAP_TYPE_saml1__AuthorityBindingType (508)
+#define SOAP_TYPE_saml1__AuthorityBindingType (495)
 /* complex XML schema type 'saml1:AuthorityBindingType': */
 struct SOAP_CMAC saml1__AuthorityBindingType {
       public:
@@ -8046,7 +7991,7 @@ struct SOAP_CMAC saml1__AuthorityBindingType {
 
 /* saml1.h:395 */
 #ifndef SOAP_TYPE___saml1__union_EvidenceType
-#define SOAP_TYPE___saml1__union_EvidenceType (538)
+#define SOAP_TYPE___saml1__union_EvidenceType (525)
 /* Wrapper: */
 struct SOAP_CMAC __saml1__union_EvidenceType {
       public:
@@ -8066,7 +8011,7 @@ struct SOAP_CMAC __saml1__union_EvidenceType {
 
 /* saml1.h:123 */
 #ifndef SOAP_TYPE_saml1__EvidenceType
-#define SOAP_TYPE_saml1__EvidenceType (511)
+#define SOAP_TYPE_saml1__EvidenceType (498)
 /* complex XML schema type 'saml1:EvidenceType': */
 struct SOAP_CMAC saml1__EvidenceType {
       public:
@@ -8085,7 +8030,7 @@ struct SOAP_CMAC saml1__EvidenceType {
 
 /* saml1.h:129 */
 #ifndef SOAP_TYPE_saml1__AttributeDesignatorType
-#define SOAP_TYPE_saml1__AttributeDesignatorType (513)
+#define SOAP_TYPE_saml1__AttributeDesignatorType (500)
 /* complex XML schema type 'saml1:AttributeDesignatorType': */
 struct SOAP_CMAC saml1__AttributeDesignatorType {
       public:
@@ -8105,7 +8050,7 @@ struct SOAP_CMAC saml1__AttributeDesignatorType {
 
 /* saml1.h:84 */
 #ifndef SOAP_TYPE_saml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (498)
+#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (485)
 /* complex XML schema type 'saml1:AudienceRestrictionConditionType': */
 struct SOAP_CMAC saml1__AudienceRestrictionConditionType {
       public:
@@ -8124,7 +8069,7 @@ struct SOAP_CMAC saml1__AudienceRestrictionConditionType {
 
 /* saml1.h:87 */
 #ifndef SOAP_TYPE_saml1__DoNotCacheConditionType
-#define SOAP_TYPE_saml1__DoNotCacheConditionType (499)
+#define SOAP_TYPE_saml1__DoNotCacheConditionType (486)
 /* complex XML schema type 'saml1:DoNotCacheConditionType': */
 struct SOAP_CMAC saml1__DoNotCacheConditionType {
       public:
@@ -8139,7 +8084,7 @@ struct SOAP_CMAC saml1__DoNotCacheConditionType {
 
 /* saml1.h:96 */
 #ifndef SOAP_TYPE_saml1__SubjectStatementAbstractType
-#define SOAP_TYPE_saml1__SubjectStatementAbstractType (502)
+#define SOAP_TYPE_saml1__SubjectStatementAbstractType (489)
 /* complex XML schema type 'saml1:SubjectStatementAbstractType': */
 struct SOAP_CMAC saml1__SubjectStatementAbstractType {
       public:
@@ -8157,7 +8102,7 @@ struct SOAP_CMAC saml1__SubjectStatementAbstractType {
 
 /* saml1.h:102 */
 #ifndef SOAP_TYPE_saml1__NameIdentifierType
-#define SOAP_TYPE_saml1__NameIdentifierType (504)
+#define SOAP_TYPE_saml1__NameIdentifierType (491)
 /* simple XML schema type 'saml1:NameIdentifierType': */
 struct SOAP_CMAC saml1__NameIdentifierType {
       public:
@@ -8179,7 +8124,7 @@ struct SOAP_CMAC saml1__NameIdentifierType {
 
 /* saml1.h:120 */
 #ifndef SOAP_TYPE_saml1__ActionType
-#define SOAP_TYPE_saml1__ActionType (510)
+#define SOAP_TYPE_saml1__ActionType (497)
 /* simple XML schema type 'saml1:ActionType': */
 struct SOAP_CMAC saml1__ActionType {
       public:
@@ -8199,7 +8144,7 @@ struct SOAP_CMAC saml1__ActionType {
 
 /* saml1.h:132 */
 #ifndef SOAP_TYPE_saml1__AttributeType
-#define SOAP_TYPE_saml1__AttributeType (514)
+#define SOAP_TYPE_saml1__AttributeType (501)
 /* complex XML schema type 'saml1:AttributeType': */
 struct SOAP_CMAC saml1__AttributeType {
       public:
@@ -8222,7 +8167,7 @@ struct SOAP_CMAC saml1__AttributeType {
 
 /* saml1.h:108 */
 #ifndef SOAP_TYPE_saml1__AuthenticationStatementType
-#define SOAP_TYPE_saml1__AuthenticationStatementType (506)
+#define SOAP_TYPE_saml1__AuthenticationStatementType (493)
 /* complex XML schema type 'saml1:AuthenticationStatementType': */
 struct SOAP_CMAC saml1__AuthenticationStatementType {
       public:
@@ -8249,7 +8194,7 @@ struct SOAP_CMAC saml1__AuthenticationStatementType {
 
 /* saml1.h:117 */
 #ifndef SOAP_TYPE_saml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (509)
+#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (496)
 /* complex XML schema type 'saml1:AuthorizationDecisionStatementType': */
 struct SOAP_CMAC saml1__AuthorizationDecisionStatementType {
       public:
@@ -8276,7 +8221,7 @@ struct SOAP_CMAC saml1__AuthorizationDecisionStatementType {
 
 /* saml1.h:126 */
 #ifndef SOAP_TYPE_saml1__AttributeStatementType
-#define SOAP_TYPE_saml1__AttributeStatementType (512)
+#define SOAP_TYPE_saml1__AttributeStatementType (499)
 /* complex XML schema type 'saml1:AttributeStatementType': */
 struct SOAP_CMAC saml1__AttributeStatementType {
       public:
@@ -8297,7 +8242,7 @@ struct SOAP_CMAC saml1__AttributeStatementType {
 
 /* saml2.h:75 */
 #ifndef SOAP_TYPE_saml2__BaseIDAbstractType
-#define SOAP_TYPE_saml2__BaseIDAbstractType (571)
+#define SOAP_TYPE_saml2__BaseIDAbstractType (558)
 /* complex XML schema type 'saml2:BaseIDAbstractType': */
 struct SOAP_CMAC saml2__BaseIDAbstractType {
       public:
@@ -8317,7 +8262,7 @@ struct SOAP_CMAC saml2__BaseIDAbstractType {
 
 /* saml2.h:81 */
 #ifndef SOAP_TYPE_saml2__EncryptedElementType
-#define SOAP_TYPE_saml2__EncryptedElementType (573)
+#define SOAP_TYPE_saml2__EncryptedElementType (560)
 /* complex XML schema type 'saml2:EncryptedElementType': */
 struct SOAP_CMAC saml2__EncryptedElementType {
       public:
@@ -8338,7 +8283,7 @@ struct SOAP_CMAC saml2__EncryptedElementType {
 
 /* saml2.h:234 */
 #ifndef SOAP_TYPE___saml2__union_AssertionType
-#define SOAP_TYPE___saml2__union_AssertionType (600)
+#define SOAP_TYPE___saml2__union_AssertionType (587)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AssertionType {
       public:
@@ -8362,7 +8307,7 @@ struct SOAP_CMAC __saml2__union_AssertionType {
 
 /* saml2.h:84 */
 #ifndef SOAP_TYPE_saml2__AssertionType
-#define SOAP_TYPE_saml2__AssertionType (574)
+#define SOAP_TYPE_saml2__AssertionType (561)
 /* Type saml2__AssertionType is a recursive data type, (in)directly referencing itself through its (base or derived class) members */
 /* complex XML schema type 'saml2:AssertionType': */
 struct SOAP_CMAC saml2__AssertionType {
@@ -8400,7 +8345,7 @@ struct SOAP_CMAC saml2__AssertionType {
 
 /* saml2.h:87 */
 #ifndef SOAP_TYPE_saml2__SubjectType
-#define SOAP_TYPE_saml2__SubjectType (575)
+#define SOAP_TYPE_saml2__SubjectType (562)
 /* complex XML schema type 'saml2:SubjectType': */
 struct SOAP_CMAC saml2__SubjectType {
       public:
@@ -8428,7 +8373,7 @@ struct SOAP_CMAC saml2__SubjectType {
 
 /* saml2.h:90 */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationType
-#define SOAP_TYPE_saml2__SubjectConfirmationType (576)
+#define SOAP_TYPE_saml2__SubjectConfirmationType (563)
 /* complex XML schema type 'saml2:SubjectConfirmationType': */
 struct SOAP_CMAC saml2__SubjectConfirmationType {
       public:
@@ -8454,7 +8399,7 @@ struct SOAP_CMAC saml2__SubjectConfirmationType {
 
 /* saml2.h:327 */
 #ifndef SOAP_TYPE___saml2__union_ConditionsType
-#define SOAP_TYPE___saml2__union_ConditionsType (610)
+#define SOAP_TYPE___saml2__union_ConditionsType (597)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_ConditionsType {
       public:
@@ -8478,7 +8423,7 @@ struct SOAP_CMAC __saml2__union_ConditionsType {
 
 /* saml2.h:99 */
 #ifndef SOAP_TYPE_saml2__ConditionsType
-#define SOAP_TYPE_saml2__ConditionsType (579)
+#define SOAP_TYPE_saml2__ConditionsType (566)
 /* complex XML schema type 'saml2:ConditionsType': */
 struct SOAP_CMAC saml2__ConditionsType {
       public:
@@ -8501,7 +8446,7 @@ struct SOAP_CMAC saml2__ConditionsType {
 
 /* saml2.h:102 */
 #ifndef SOAP_TYPE_saml2__ConditionAbstractType
-#define SOAP_TYPE_saml2__ConditionAbstractType (580)
+#define SOAP_TYPE_saml2__ConditionAbstractType (567)
 /* complex XML schema type 'saml2:ConditionAbstractType': */
 struct SOAP_CMAC saml2__ConditionAbstractType {
       public:
@@ -8516,7 +8461,7 @@ struct SOAP_CMAC saml2__ConditionAbstractType {
 
 /* saml2.h:376 */
 #ifndef SOAP_TYPE___saml2__union_AdviceType
-#define SOAP_TYPE___saml2__union_AdviceType (616)
+#define SOAP_TYPE___saml2__union_AdviceType (603)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AdviceType {
       public:
@@ -8540,7 +8485,7 @@ struct SOAP_CMAC __saml2__union_AdviceType {
 
 /* saml2.h:114 */
 #ifndef SOAP_TYPE_saml2__AdviceType
-#define SOAP_TYPE_saml2__AdviceType (584)
+#define SOAP_TYPE_saml2__AdviceType (571)
 /* complex XML schema type 'saml2:AdviceType': */
 struct SOAP_CMAC saml2__AdviceType {
       public:
@@ -8559,7 +8504,7 @@ struct SOAP_CMAC saml2__AdviceType {
 
 /* saml2.h:117 */
 #ifndef SOAP_TYPE_saml2__StatementAbstractType
-#define SOAP_TYPE_saml2__StatementAbstractType (585)
+#define SOAP_TYPE_saml2__StatementAbstractType (572)
 /* complex XML schema type 'saml2:StatementAbstractType': */
 struct SOAP_CMAC saml2__StatementAbstractType {
       public:
@@ -8574,7 +8519,7 @@ struct SOAP_CMAC saml2__StatementAbstractType {
 
 /* saml2.h:123 */
 #ifndef SOAP_TYPE_saml2__SubjectLocalityType
-#define SOAP_TYPE_saml2__SubjectLocalityType (587)
+#define SOAP_TYPE_saml2__SubjectLocalityType (574)
 /* complex XML schema type 'saml2:SubjectLocalityType': */
 struct SOAP_CMAC saml2__SubjectLocalityType {
       public:
@@ -8594,7 +8539,7 @@ struct SOAP_CMAC saml2__SubjectLocalityType {
 
 /* saml2.h:126 */
 #ifndef SOAP_TYPE_saml2__AuthnContextType
-#define SOAP_TYPE_saml2__AuthnContextType (588)
+#define SOAP_TYPE_saml2__AuthnContextType (575)
 /* complex XML schema type 'saml2:AuthnContextType': */
 struct SOAP_CMAC saml2__AuthnContextType {
       public:
@@ -8623,7 +8568,7 @@ struct SOAP_CMAC saml2__AuthnContextType {
 
 /* saml2.h:479 */
 #ifndef SOAP_TYPE___saml2__union_EvidenceType
-#define SOAP_TYPE___saml2__union_EvidenceType (619)
+#define SOAP_TYPE___saml2__union_EvidenceType (606)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_EvidenceType {
       public:
@@ -8647,7 +8592,7 @@ struct SOAP_CMAC __saml2__union_EvidenceType {
 
 /* saml2.h:135 */
 #ifndef SOAP_TYPE_saml2__EvidenceType
-#define SOAP_TYPE_saml2__EvidenceType (591)
+#define SOAP_TYPE_saml2__EvidenceType (578)
 /* complex XML schema type 'saml2:EvidenceType': */
 struct SOAP_CMAC saml2__EvidenceType {
       public:
@@ -8666,7 +8611,7 @@ struct SOAP_CMAC saml2__EvidenceType {
 
 /* saml2.h:141 */
 #ifndef SOAP_TYPE_saml2__AttributeType
-#define SOAP_TYPE_saml2__AttributeType (593)
+#define SOAP_TYPE_saml2__AttributeType (580)
 /* complex XML schema type 'saml2:AttributeType': */
 struct SOAP_CMAC saml2__AttributeType {
       public:
@@ -8691,7 +8636,7 @@ struct SOAP_CMAC saml2__AttributeType {
 
 /* saml2.h:78 */
 #ifndef SOAP_TYPE_saml2__NameIDType
-#define SOAP_TYPE_saml2__NameIDType (572)
+#define SOAP_TYPE_saml2__NameIDType (559)
 /* simple XML schema type 'saml2:NameIDType': */
 struct SOAP_CMAC saml2__NameIDType {
       public:
@@ -8717,7 +8662,7 @@ struct SOAP_CMAC saml2__NameIDType {
 
 /* saml2.h:93 */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationDataType
-#define SOAP_TYPE_saml2__SubjectConfirmationDataType (577)
+#define SOAP_TYPE_saml2__SubjectConfirmationDataType (564)
 /* complex XML schema type 'saml2:SubjectConfirmationDataType': */
 struct SOAP_CMAC saml2__SubjectConfirmationDataType {
       public:
@@ -8744,7 +8689,7 @@ struct SOAP_CMAC saml2__SubjectConfirmationDataType {
 
 /* saml2.h:105 */
 #ifndef SOAP_TYPE_saml2__AudienceRestrictionType
-#define SOAP_TYPE_saml2__AudienceRestrictionType (581)
+#define SOAP_TYPE_saml2__AudienceRestrictionType (568)
 /* complex XML schema type 'saml2:AudienceRestrictionType': */
 struct SOAP_CMAC saml2__AudienceRestrictionType {
       public:
@@ -8763,7 +8708,7 @@ struct SOAP_CMAC saml2__AudienceRestrictionType {
 
 /* saml2.h:108 */
 #ifndef SOAP_TYPE_saml2__OneTimeUseType
-#define SOAP_TYPE_saml2__OneTimeUseType (582)
+#define SOAP_TYPE_saml2__OneTimeUseType (569)
 /* complex XML schema type 'saml2:OneTimeUseType': */
 struct SOAP_CMAC saml2__OneTimeUseType {
       public:
@@ -8778,7 +8723,7 @@ struct SOAP_CMAC saml2__OneTimeUseType {
 
 /* saml2.h:111 */
 #ifndef SOAP_TYPE_saml2__ProxyRestrictionType
-#define SOAP_TYPE_saml2__ProxyRestrictionType (583)
+#define SOAP_TYPE_saml2__ProxyRestrictionType (570)
 /* complex XML schema type 'saml2:ProxyRestrictionType': */
 struct SOAP_CMAC saml2__ProxyRestrictionType {
       public:
@@ -8799,7 +8744,7 @@ struct SOAP_CMAC saml2__ProxyRestrictionType {
 
 /* saml2.h:120 */
 #ifndef SOAP_TYPE_saml2__AuthnStatementType
-#define SOAP_TYPE_saml2__AuthnStatementType (586)
+#define SOAP_TYPE_saml2__AuthnStatementType (573)
 /* complex XML schema type 'saml2:AuthnStatementType': */
 struct SOAP_CMAC saml2__AuthnStatementType {
       public:
@@ -8825,7 +8770,7 @@ struct SOAP_CMAC saml2__AuthnStatementType {
 
 /* saml2.h:129 */
 #ifndef SOAP_TYPE_saml2__AuthzDecisionStatementType
-#define SOAP_TYPE_saml2__AuthzDecisionStatementType (589)
+#define SOAP_TYPE_saml2__AuthzDecisionStatementType (576)
 /* complex XML schema type 'saml2:AuthzDecisionStatementType': */
 struct SOAP_CMAC saml2__AuthzDecisionStatementType {
       public:
@@ -8850,7 +8795,7 @@ struct SOAP_CMAC saml2__AuthzDecisionStatementType {
 
 /* saml2.h:132 */
 #ifndef SOAP_TYPE_saml2__ActionType
-#define SOAP_TYPE_saml2__ActionType (590)
+#define SOAP_TYPE_saml2__ActionType (577)
 /* simple XML schema type 'saml2:ActionType': */
 struct SOAP_CMAC saml2__ActionType {
       public:
@@ -8870,7 +8815,7 @@ struct SOAP_CMAC saml2__ActionType {
 
 /* saml2.h:729 */
 #ifndef SOAP_TYPE___saml2__union_AttributeStatementType
-#define SOAP_TYPE___saml2__union_AttributeStatementType (625)
+#define SOAP_TYPE___saml2__union_AttributeStatementType (612)
 /* Wrapper: */
 struct SOAP_CMAC __saml2__union_AttributeStatementType {
       public:
@@ -8890,7 +8835,7 @@ struct SOAP_CMAC __saml2__union_AttributeStatementType {
 
 /* saml2.h:138 */
 #ifndef SOAP_TYPE_saml2__AttributeStatementType
-#define SOAP_TYPE_saml2__AttributeStatementType (592)
+#define SOAP_TYPE_saml2__AttributeStatementType (579)
 /* complex XML schema type 'saml2:AttributeStatementType': */
 struct SOAP_CMAC saml2__AttributeStatementType {
       public:
@@ -8909,7 +8854,7 @@ struct SOAP_CMAC saml2__AttributeStatementType {
 
 /* saml2.h:96 */
 #ifndef SOAP_TYPE_saml2__KeyInfoConfirmationDataType
-#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (578)
+#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (565)
 /* complex XML schema type 'saml2:KeyInfoConfirmationDataType': */
 struct SOAP_CMAC saml2__KeyInfoConfirmationDataType {
       public:
@@ -8928,7 +8873,7 @@ struct SOAP_CMAC saml2__KeyInfoConfirmationDataType {
 
 /* wsse.h:212 */
 #ifndef SOAP_TYPE__wsse__Security
-#define SOAP_TYPE__wsse__Security (662)
+#define SOAP_TYPE__wsse__Security (649)
 /* complex XML schema type 'wsse:Security': */
 struct SOAP_CMAC _wsse__Security {
       public:
@@ -8966,7 +8911,7 @@ struct SOAP_CMAC _wsse__Security {
 
 /* wsse.h:146 */
 #ifndef SOAP_TYPE__wsse__Password
-#define SOAP_TYPE__wsse__Password (412)
+#define SOAP_TYPE__wsse__Password (399)
 /* simple XML schema type 'wsse:Password': */
 struct SOAP_CMAC _wsse__Password {
       public:
@@ -8986,7 +8931,7 @@ struct SOAP_CMAC _wsse__Password {
 
 /* ptz10.h:20 */
 #ifndef SOAP_TYPE_tptz1__StopRequest
-#define SOAP_TYPE_tptz1__StopRequest (669)
+#define SOAP_TYPE_tptz1__StopRequest (656)
 /* complex XML schema type 'tptz1:StopRequest': */
 class SOAP_CMAC tptz1__StopRequest {
       public:
@@ -9027,7 +8972,7 @@ class SOAP_CMAC tptz1__StopRequest {
 
 /* ptz10.h:28 */
 #ifndef SOAP_TYPE_tptz1__StopResponse
-#define SOAP_TYPE_tptz1__StopResponse (670)
+#define SOAP_TYPE_tptz1__StopResponse (657)
 /* complex XML schema type 'tptz1:StopResponse': */
 class SOAP_CMAC tptz1__StopResponse {
       public:
@@ -9062,7 +9007,7 @@ class SOAP_CMAC tptz1__StopResponse {
 
 /* ptz10.h:34 */
 #ifndef SOAP_TYPE_tptz1__RemovePreset
-#define SOAP_TYPE_tptz1__RemovePreset (671)
+#define SOAP_TYPE_tptz1__RemovePreset (658)
 /* complex XML schema type 'tptz1:RemovePreset': */
 class SOAP_CMAC tptz1__RemovePreset {
       public:
@@ -9101,7 +9046,7 @@ class SOAP_CMAC tptz1__RemovePreset {
 
 /* ptz10.h:41 */
 #ifndef SOAP_TYPE_tptz1__RemovePresetResponse
-#define SOAP_TYPE_tptz1__RemovePresetResponse (672)
+#define SOAP_TYPE_tptz1__RemovePresetResponse (659)
 /* complex XML schema type 'tptz1:RemovePresetResponse': */
 class SOAP_CMAC tptz1__RemovePresetResponse {
       public:
@@ -9136,7 +9081,7 @@ class SOAP_CMAC tptz1__RemovePresetResponse {
 
 /* ptz10.h:54 */
 #ifndef SOAP_TYPE___tptz1__Stop
-#define SOAP_TYPE___tptz1__Stop (676)
+#define SOAP_TYPE___tptz1__Stop (663)
 /* Wrapper: */
 struct SOAP_CMAC __tptz1__Stop {
       public:
@@ -9154,7 +9099,7 @@ struct SOAP_CMAC __tptz1__Stop {
 
 /* ptz10.h:62 */
 #ifndef SOAP_TYPE___tptz1__RemovePreset
-#define SOAP_TYPE___tptz1__RemovePreset (680)
+#define SOAP_TYPE___tptz1__RemovePreset (667)
 /* Wrapper: */
 struct SOAP_CMAC __tptz1__RemovePreset {
       public:
@@ -9225,591 +9170,591 @@ typedef std::string xsd__token;
 typedef std::string _xmime__contentType;
 #endif
 
-/* vantel.h:636 */
+/* vantel.h:656 */
 #ifndef SOAP_TYPE_tt__Name
-#define SOAP_TYPE_tt__Name (188)
+#define SOAP_TYPE_tt__Name (187)
 typedef std::string tt__Name;
 #endif
 
-/* vantel.h:639 */
+/* vantel.h:659 */
 #ifndef SOAP_TYPE_tt__RotateMode
-#define SOAP_TYPE_tt__RotateMode (189)
+#define SOAP_TYPE_tt__RotateMode (188)
 typedef std::string tt__RotateMode;
 #endif
 
-/* vantel.h:641 */
+/* vantel.h:661 */
 #ifndef SOAP_TYPE_tt__SceneOrientationMode
-#define SOAP_TYPE_tt__SceneOrientationMode (190)
+#define SOAP_TYPE_tt__SceneOrientationMode (189)
 typedef std::string tt__SceneOrientationMode;
 #endif
 
-/* vantel.h:647 */
+/* vantel.h:667 */
 #ifndef SOAP_TYPE_tt__VideoEncoding
-#define SOAP_TYPE_tt__VideoEncoding (191)
+#define SOAP_TYPE_tt__VideoEncoding (190)
 typedef std::string tt__VideoEncoding;
 #endif
 
-/* vantel.h:649 */
+/* vantel.h:669 */
 #ifndef SOAP_TYPE_tt__Mpeg4Profile
-#define SOAP_TYPE_tt__Mpeg4Profile (192)
+#define SOAP_TYPE_tt__Mpeg4Profile (191)
 typedef std::string tt__Mpeg4Profile;
 #endif
 
-/* vantel.h:651 */
+/* vantel.h:671 */
 #ifndef SOAP_TYPE_tt__H264Profile
-#define SOAP_TYPE_tt__H264Profile (193)
+#define SOAP_TYPE_tt__H264Profile (192)
 typedef std::string tt__H264Profile;
 #endif
 
-/* vantel.h:659 */
+/* vantel.h:679 */
 #ifndef SOAP_TYPE_tt__AudioEncoding
-#define SOAP_TYPE_tt__AudioEncoding (194)
+#define SOAP_TYPE_tt__AudioEncoding (193)
 typedef std::string tt__AudioEncoding;
 #endif
 
-/* vantel.h:665 */
+/* vantel.h:685 */
 #ifndef SOAP_TYPE_tt__StreamType
-#define SOAP_TYPE_tt__StreamType (195)
+#define SOAP_TYPE_tt__StreamType (194)
 typedef std::string tt__StreamType;
 #endif
 
-/* vantel.h:667 */
+/* vantel.h:687 */
 #ifndef SOAP_TYPE_tt__TransportProtocol
-#define SOAP_TYPE_tt__TransportProtocol (196)
+#define SOAP_TYPE_tt__TransportProtocol (195)
 typedef std::string tt__TransportProtocol;
 #endif
 
-/* vantel.h:686 */
+/* vantel.h:706 */
 #ifndef SOAP_TYPE_tt__IPv4Address
-#define SOAP_TYPE_tt__IPv4Address (197)
+#define SOAP_TYPE_tt__IPv4Address (196)
 typedef xsd__token tt__IPv4Address;
 #endif
 
-/* vantel.h:690 */
+/* vantel.h:710 */
 #ifndef SOAP_TYPE_tt__IPv6Address
-#define SOAP_TYPE_tt__IPv6Address (198)
+#define SOAP_TYPE_tt__IPv6Address (197)
 typedef xsd__token tt__IPv6Address;
 #endif
 
-/* vantel.h:695 */
+/* vantel.h:715 */
 #ifndef SOAP_TYPE_tt__IPType
-#define SOAP_TYPE_tt__IPType (199)
+#define SOAP_TYPE_tt__IPType (198)
 typedef std::string tt__IPType;
 #endif
 
-/* vantel.h:721 */
+/* vantel.h:741 */
 #ifndef SOAP_TYPE_tt__CapabilityCategory
-#define SOAP_TYPE_tt__CapabilityCategory (200)
+#define SOAP_TYPE_tt__CapabilityCategory (199)
 typedef std::string tt__CapabilityCategory;
 #endif
 
-/* vantel.h:727 */
+/* vantel.h:747 */
 #ifndef SOAP_TYPE_tt__SetDateTimeType
-#define SOAP_TYPE_tt__SetDateTimeType (201)
+#define SOAP_TYPE_tt__SetDateTimeType (200)
 typedef std::string tt__SetDateTimeType;
 #endif
 
-/* vantel.h:739 */
+/* vantel.h:759 */
 #ifndef SOAP_TYPE_tt__EFlipMode
-#define SOAP_TYPE_tt__EFlipMode (202)
+#define SOAP_TYPE_tt__EFlipMode (201)
 typedef std::string tt__EFlipMode;
 #endif
 
-/* vantel.h:741 */
+/* vantel.h:761 */
 #ifndef SOAP_TYPE_tt__ReverseMode
-#define SOAP_TYPE_tt__ReverseMode (203)
+#define SOAP_TYPE_tt__ReverseMode (202)
 typedef std::string tt__ReverseMode;
 #endif
 
-/* vantel.h:745 */
+/* vantel.h:765 */
 #ifndef SOAP_TYPE_tt__AuxiliaryData
-#define SOAP_TYPE_tt__AuxiliaryData (204)
+#define SOAP_TYPE_tt__AuxiliaryData (203)
 typedef std::string tt__AuxiliaryData;
 #endif
 
-/* vantel.h:752 */
+/* vantel.h:772 */
 #ifndef SOAP_TYPE_tt__PTZPresetTourOperation
-#define SOAP_TYPE_tt__PTZPresetTourOperation (205)
+#define SOAP_TYPE_tt__PTZPresetTourOperation (204)
 typedef std::string tt__PTZPresetTourOperation;
 #endif
 
-/* vantel.h:829 */
+/* answer_parts.h:15 */
 #ifndef SOAP_TYPE_tt__ReferenceToken
-#define SOAP_TYPE_tt__ReferenceToken (206)
+#define SOAP_TYPE_tt__ReferenceToken (207)
 typedef std::string tt__ReferenceToken;
 #endif
 
 /* wsa5.h:89 */
 #ifndef SOAP_TYPE_wsa5__RelationshipTypeOpenEnum
-#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (368)
+#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (355)
 typedef char *wsa5__RelationshipTypeOpenEnum;
 #endif
 
 /* wsa5.h:92 */
 #ifndef SOAP_TYPE_wsa5__FaultCodesOpenEnumType
-#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (369)
+#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (356)
 typedef char *wsa5__FaultCodesOpenEnumType;
 #endif
 
 /* wsa5.h:211 */
 #ifndef SOAP_TYPE__wsa5__EndpointReference
-#define SOAP_TYPE__wsa5__EndpointReference (376)
+#define SOAP_TYPE__wsa5__EndpointReference (363)
 typedef struct wsa5__EndpointReferenceType _wsa5__EndpointReference;
 #endif
 
 /* wsa5.h:214 */
 #ifndef SOAP_TYPE__wsa5__ReferenceParameters
-#define SOAP_TYPE__wsa5__ReferenceParameters (377)
+#define SOAP_TYPE__wsa5__ReferenceParameters (364)
 typedef struct wsa5__ReferenceParametersType _wsa5__ReferenceParameters;
 #endif
 
 /* wsa5.h:217 */
 #ifndef SOAP_TYPE__wsa5__Metadata
-#define SOAP_TYPE__wsa5__Metadata (378)
+#define SOAP_TYPE__wsa5__Metadata (365)
 typedef struct wsa5__MetadataType _wsa5__Metadata;
 #endif
 
 /* wsa5.h:220 */
 #ifndef SOAP_TYPE__wsa5__MessageID
-#define SOAP_TYPE__wsa5__MessageID (379)
+#define SOAP_TYPE__wsa5__MessageID (366)
 typedef char *_wsa5__MessageID;
 #endif
 
 /* wsa5.h:223 */
 #ifndef SOAP_TYPE__wsa5__RelatesTo
-#define SOAP_TYPE__wsa5__RelatesTo (380)
+#define SOAP_TYPE__wsa5__RelatesTo (367)
 typedef struct wsa5__RelatesToType _wsa5__RelatesTo;
 #endif
 
 /* wsa5.h:226 */
 #ifndef SOAP_TYPE__wsa5__ReplyTo
-#define SOAP_TYPE__wsa5__ReplyTo (381)
+#define SOAP_TYPE__wsa5__ReplyTo (368)
 typedef struct wsa5__EndpointReferenceType _wsa5__ReplyTo;
 #endif
 
 /* wsa5.h:229 */
 #ifndef SOAP_TYPE__wsa5__From
-#define SOAP_TYPE__wsa5__From (382)
+#define SOAP_TYPE__wsa5__From (369)
 typedef struct wsa5__EndpointReferenceType _wsa5__From;
 #endif
 
 /* wsa5.h:232 */
 #ifndef SOAP_TYPE__wsa5__FaultTo
-#define SOAP_TYPE__wsa5__FaultTo (383)
+#define SOAP_TYPE__wsa5__FaultTo (370)
 typedef struct wsa5__EndpointReferenceType _wsa5__FaultTo;
 #endif
 
 /* wsa5.h:235 */
 #ifndef SOAP_TYPE__wsa5__To
-#define SOAP_TYPE__wsa5__To (384)
+#define SOAP_TYPE__wsa5__To (371)
 typedef char *_wsa5__To;
 #endif
 
 /* wsa5.h:238 */
 #ifndef SOAP_TYPE__wsa5__Action
-#define SOAP_TYPE__wsa5__Action (385)
+#define SOAP_TYPE__wsa5__Action (372)
 typedef char *_wsa5__Action;
 #endif
 
 /* wsa5.h:241 */
 #ifndef SOAP_TYPE__wsa5__RetryAfter
-#define SOAP_TYPE__wsa5__RetryAfter (387)
+#define SOAP_TYPE__wsa5__RetryAfter (374)
 typedef ULONG64 _wsa5__RetryAfter;
 #endif
 
 /* wsa5.h:244 */
 #ifndef SOAP_TYPE__wsa5__ProblemHeaderQName
-#define SOAP_TYPE__wsa5__ProblemHeaderQName (388)
+#define SOAP_TYPE__wsa5__ProblemHeaderQName (375)
 typedef _QName _wsa5__ProblemHeaderQName;
 #endif
 
 /* wsa5.h:247 */
 #ifndef SOAP_TYPE__wsa5__ProblemIRI
-#define SOAP_TYPE__wsa5__ProblemIRI (389)
+#define SOAP_TYPE__wsa5__ProblemIRI (376)
 typedef char *_wsa5__ProblemIRI;
 #endif
 
 /* wsa5.h:250 */
 #ifndef SOAP_TYPE__wsa5__ProblemAction
-#define SOAP_TYPE__wsa5__ProblemAction (390)
+#define SOAP_TYPE__wsa5__ProblemAction (377)
 typedef struct wsa5__ProblemActionType _wsa5__ProblemAction;
 #endif
 
 /* ds.h:48 */
 #ifndef SOAP_TYPE__ds__SignatureValue
-#define SOAP_TYPE__ds__SignatureValue (429)
+#define SOAP_TYPE__ds__SignatureValue (416)
 typedef char *_ds__SignatureValue;
 #endif
 
 /* ds.h:54 */
 #ifndef SOAP_TYPE__ds__Signature
-#define SOAP_TYPE__ds__Signature (434)
+#define SOAP_TYPE__ds__Signature (421)
 typedef struct ds__SignatureType _ds__Signature;
 #endif
 
 /* ds.h:80 */
 #ifndef SOAP_TYPE__ds__Transform
-#define SOAP_TYPE__ds__Transform (442)
+#define SOAP_TYPE__ds__Transform (429)
 typedef struct ds__TransformType _ds__Transform;
 #endif
 
 /* ds.h:94 */
 #ifndef SOAP_TYPE__ds__KeyInfo
-#define SOAP_TYPE__ds__KeyInfo (449)
+#define SOAP_TYPE__ds__KeyInfo (436)
 typedef struct ds__KeyInfoType _ds__KeyInfo;
 #endif
 
 /* wsc.h:58 */
 #ifndef SOAP_TYPE_wsc__FaultCodeOpenEnumType
-#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (485)
+#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (472)
 typedef char *wsc__FaultCodeOpenEnumType;
 #endif
 
 /* saml1.h:628 */
 #ifndef SOAP_TYPE__saml1__AssertionIDReference
-#define SOAP_TYPE__saml1__AssertionIDReference (546)
+#define SOAP_TYPE__saml1__AssertionIDReference (533)
 typedef char *_saml1__AssertionIDReference;
 #endif
 
 /* saml1.h:631 */
 #ifndef SOAP_TYPE__saml1__Assertion
-#define SOAP_TYPE__saml1__Assertion (547)
+#define SOAP_TYPE__saml1__Assertion (534)
 typedef struct saml1__AssertionType _saml1__Assertion;
 #endif
 
 /* saml1.h:634 */
 #ifndef SOAP_TYPE__saml1__Conditions
-#define SOAP_TYPE__saml1__Conditions (548)
+#define SOAP_TYPE__saml1__Conditions (535)
 typedef struct saml1__ConditionsType _saml1__Conditions;
 #endif
 
 /* saml1.h:637 */
 #ifndef SOAP_TYPE__saml1__Condition
-#define SOAP_TYPE__saml1__Condition (549)
+#define SOAP_TYPE__saml1__Condition (536)
 typedef struct saml1__ConditionAbstractType _saml1__Condition;
 #endif
 
 /* saml1.h:640 */
 #ifndef SOAP_TYPE__saml1__AudienceRestrictionCondition
-#define SOAP_TYPE__saml1__AudienceRestrictionCondition (550)
+#define SOAP_TYPE__saml1__AudienceRestrictionCondition (537)
 typedef struct saml1__AudienceRestrictionConditionType _saml1__AudienceRestrictionCondition;
 #endif
 
 /* saml1.h:643 */
 #ifndef SOAP_TYPE__saml1__Audience
-#define SOAP_TYPE__saml1__Audience (551)
+#define SOAP_TYPE__saml1__Audience (538)
 typedef char *_saml1__Audience;
 #endif
 
 /* saml1.h:646 */
 #ifndef SOAP_TYPE__saml1__DoNotCacheCondition
-#define SOAP_TYPE__saml1__DoNotCacheCondition (552)
+#define SOAP_TYPE__saml1__DoNotCacheCondition (539)
 typedef struct saml1__DoNotCacheConditionType _saml1__DoNotCacheCondition;
 #endif
 
 /* saml1.h:649 */
 #ifndef SOAP_TYPE__saml1__Advice
-#define SOAP_TYPE__saml1__Advice (553)
+#define SOAP_TYPE__saml1__Advice (540)
 typedef struct saml1__AdviceType _saml1__Advice;
 #endif
 
 /* saml1.h:652 */
 #ifndef SOAP_TYPE__saml1__Statement
-#define SOAP_TYPE__saml1__Statement (554)
+#define SOAP_TYPE__saml1__Statement (541)
 typedef struct saml1__StatementAbstractType _saml1__Statement;
 #endif
 
 /* saml1.h:655 */
 #ifndef SOAP_TYPE__saml1__SubjectStatement
-#define SOAP_TYPE__saml1__SubjectStatement (555)
+#define SOAP_TYPE__saml1__SubjectStatement (542)
 typedef struct saml1__SubjectStatementAbstractType _saml1__SubjectStatement;
 #endif
 
 /* saml1.h:658 */
 #ifndef SOAP_TYPE__saml1__Subject
-#define SOAP_TYPE__saml1__Subject (556)
+#define SOAP_TYPE__saml1__Subject (543)
 typedef struct saml1__SubjectType _saml1__Subject;
 #endif
 
 /* saml1.h:661 */
 #ifndef SOAP_TYPE__saml1__NameIdentifier
-#define SOAP_TYPE__saml1__NameIdentifier (557)
+#define SOAP_TYPE__saml1__NameIdentifier (544)
 typedef struct saml1__NameIdentifierType _saml1__NameIdentifier;
 #endif
 
 /* saml1.h:664 */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmation
-#define SOAP_TYPE__saml1__SubjectConfirmation (558)
+#define SOAP_TYPE__saml1__SubjectConfirmation (545)
 typedef struct saml1__SubjectConfirmationType _saml1__SubjectConfirmation;
 #endif
 
 /* saml1.h:667 */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmationData
-#define SOAP_TYPE__saml1__SubjectConfirmationData (559)
+#define SOAP_TYPE__saml1__SubjectConfirmationData (546)
 typedef _XML _saml1__SubjectConfirmationData;
 #endif
 
 /* saml1.h:670 */
 #ifndef SOAP_TYPE__saml1__ConfirmationMethod
-#define SOAP_TYPE__saml1__ConfirmationMethod (560)
+#define SOAP_TYPE__saml1__ConfirmationMethod (547)
 typedef char *_saml1__ConfirmationMethod;
 #endif
 
 /* saml1.h:673 */
 #ifndef SOAP_TYPE__saml1__AuthenticationStatement
-#define SOAP_TYPE__saml1__AuthenticationStatement (561)
+#define SOAP_TYPE__saml1__AuthenticationStatement (548)
 typedef struct saml1__AuthenticationStatementType _saml1__AuthenticationStatement;
 #endif
 
 /* saml1.h:676 */
 #ifndef SOAP_TYPE__saml1__SubjectLocality
-#define SOAP_TYPE__saml1__SubjectLocality (562)
+#define SOAP_TYPE__saml1__SubjectLocality (549)
 typedef struct saml1__SubjectLocalityType _saml1__SubjectLocality;
 #endif
 
 /* saml1.h:679 */
 #ifndef SOAP_TYPE__saml1__AuthorityBinding
-#define SOAP_TYPE__saml1__AuthorityBinding (563)
+#define SOAP_TYPE__saml1__AuthorityBinding (550)
 typedef struct saml1__AuthorityBindingType _saml1__AuthorityBinding;
 #endif
 
 /* saml1.h:682 */
 #ifndef SOAP_TYPE__saml1__AuthorizationDecisionStatement
-#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (564)
+#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (551)
 typedef struct saml1__AuthorizationDecisionStatementType _saml1__AuthorizationDecisionStatement;
 #endif
 
 /* saml1.h:685 */
 #ifndef SOAP_TYPE__saml1__Action
-#define SOAP_TYPE__saml1__Action (565)
+#define SOAP_TYPE__saml1__Action (552)
 typedef struct saml1__ActionType _saml1__Action;
 #endif
 
 /* saml1.h:688 */
 #ifndef SOAP_TYPE__saml1__Evidence
-#define SOAP_TYPE__saml1__Evidence (566)
+#define SOAP_TYPE__saml1__Evidence (553)
 typedef struct saml1__EvidenceType _saml1__Evidence;
 #endif
 
 /* saml1.h:691 */
 #ifndef SOAP_TYPE__saml1__AttributeStatement
-#define SOAP_TYPE__saml1__AttributeStatement (567)
+#define SOAP_TYPE__saml1__AttributeStatement (554)
 typedef struct saml1__AttributeStatementType _saml1__AttributeStatement;
 #endif
 
 /* saml1.h:694 */
 #ifndef SOAP_TYPE__saml1__AttributeDesignator
-#define SOAP_TYPE__saml1__AttributeDesignator (568)
+#define SOAP_TYPE__saml1__AttributeDesignator (555)
 typedef struct saml1__AttributeDesignatorType _saml1__AttributeDesignator;
 #endif
 
 /* saml1.h:697 */
 #ifndef SOAP_TYPE__saml1__Attribute
-#define SOAP_TYPE__saml1__Attribute (569)
+#define SOAP_TYPE__saml1__Attribute (556)
 typedef struct saml1__AttributeType _saml1__Attribute;
 #endif
 
 /* saml1.h:700 */
 #ifndef SOAP_TYPE__saml1__AttributeValue
-#define SOAP_TYPE__saml1__AttributeValue (570)
+#define SOAP_TYPE__saml1__AttributeValue (557)
 typedef _XML _saml1__AttributeValue;
 #endif
 
 /* saml2.h:781 */
 #ifndef SOAP_TYPE__saml2__BaseID
-#define SOAP_TYPE__saml2__BaseID (629)
+#define SOAP_TYPE__saml2__BaseID (616)
 typedef struct saml2__BaseIDAbstractType _saml2__BaseID;
 #endif
 
 /* saml2.h:784 */
 #ifndef SOAP_TYPE__saml2__NameID
-#define SOAP_TYPE__saml2__NameID (630)
+#define SOAP_TYPE__saml2__NameID (617)
 typedef struct saml2__NameIDType _saml2__NameID;
 #endif
 
 /* saml2.h:787 */
 #ifndef SOAP_TYPE__saml2__EncryptedID
-#define SOAP_TYPE__saml2__EncryptedID (631)
+#define SOAP_TYPE__saml2__EncryptedID (618)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedID;
 #endif
 
 /* saml2.h:790 */
 #ifndef SOAP_TYPE__saml2__Issuer
-#define SOAP_TYPE__saml2__Issuer (632)
+#define SOAP_TYPE__saml2__Issuer (619)
 typedef struct saml2__NameIDType _saml2__Issuer;
 #endif
 
 /* saml2.h:793 */
 #ifndef SOAP_TYPE__saml2__AssertionIDRef
-#define SOAP_TYPE__saml2__AssertionIDRef (633)
+#define SOAP_TYPE__saml2__AssertionIDRef (620)
 typedef char *_saml2__AssertionIDRef;
 #endif
 
 /* saml2.h:796 */
 #ifndef SOAP_TYPE__saml2__AssertionURIRef
-#define SOAP_TYPE__saml2__AssertionURIRef (634)
+#define SOAP_TYPE__saml2__AssertionURIRef (621)
 typedef char *_saml2__AssertionURIRef;
 #endif
 
 /* saml2.h:799 */
 #ifndef SOAP_TYPE__saml2__Assertion
-#define SOAP_TYPE__saml2__Assertion (635)
+#define SOAP_TYPE__saml2__Assertion (622)
 typedef struct saml2__AssertionType _saml2__Assertion;
 #endif
 
 /* saml2.h:802 */
 #ifndef SOAP_TYPE__saml2__Subject
-#define SOAP_TYPE__saml2__Subject (636)
+#define SOAP_TYPE__saml2__Subject (623)
 typedef struct saml2__SubjectType _saml2__Subject;
 #endif
 
 /* saml2.h:805 */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmation
-#define SOAP_TYPE__saml2__SubjectConfirmation (637)
+#define SOAP_TYPE__saml2__SubjectConfirmation (624)
 typedef struct saml2__SubjectConfirmationType _saml2__SubjectConfirmation;
 #endif
 
 /* saml2.h:808 */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmationData
-#define SOAP_TYPE__saml2__SubjectConfirmationData (638)
+#define SOAP_TYPE__saml2__SubjectConfirmationData (625)
 typedef struct saml2__SubjectConfirmationDataType _saml2__SubjectConfirmationData;
 #endif
 
 /* saml2.h:811 */
 #ifndef SOAP_TYPE__saml2__Conditions
-#define SOAP_TYPE__saml2__Conditions (639)
+#define SOAP_TYPE__saml2__Conditions (626)
 typedef struct saml2__ConditionsType _saml2__Conditions;
 #endif
 
 /* saml2.h:814 */
 #ifndef SOAP_TYPE__saml2__Condition
-#define SOAP_TYPE__saml2__Condition (640)
+#define SOAP_TYPE__saml2__Condition (627)
 typedef struct saml2__ConditionAbstractType _saml2__Condition;
 #endif
 
 /* saml2.h:817 */
 #ifndef SOAP_TYPE__saml2__AudienceRestriction
-#define SOAP_TYPE__saml2__AudienceRestriction (641)
+#define SOAP_TYPE__saml2__AudienceRestriction (628)
 typedef struct saml2__AudienceRestrictionType _saml2__AudienceRestriction;
 #endif
 
 /* saml2.h:820 */
 #ifndef SOAP_TYPE__saml2__Audience
-#define SOAP_TYPE__saml2__Audience (642)
+#define SOAP_TYPE__saml2__Audience (629)
 typedef char *_saml2__Audience;
 #endif
 
 /* saml2.h:823 */
 #ifndef SOAP_TYPE__saml2__OneTimeUse
-#define SOAP_TYPE__saml2__OneTimeUse (643)
+#define SOAP_TYPE__saml2__OneTimeUse (630)
 typedef struct saml2__OneTimeUseType _saml2__OneTimeUse;
 #endif
 
 /* saml2.h:826 */
 #ifndef SOAP_TYPE__saml2__ProxyRestriction
-#define SOAP_TYPE__saml2__ProxyRestriction (644)
+#define SOAP_TYPE__saml2__ProxyRestriction (631)
 typedef struct saml2__ProxyRestrictionType _saml2__ProxyRestriction;
 #endif
 
 /* saml2.h:829 */
 #ifndef SOAP_TYPE__saml2__Advice
-#define SOAP_TYPE__saml2__Advice (645)
+#define SOAP_TYPE__saml2__Advice (632)
 typedef struct saml2__AdviceType _saml2__Advice;
 #endif
 
 /* saml2.h:832 */
 #ifndef SOAP_TYPE__saml2__EncryptedAssertion
-#define SOAP_TYPE__saml2__EncryptedAssertion (646)
+#define SOAP_TYPE__saml2__EncryptedAssertion (633)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedAssertion;
 #endif
 
 /* saml2.h:835 */
 #ifndef SOAP_TYPE__saml2__Statement
-#define SOAP_TYPE__saml2__Statement (647)
+#define SOAP_TYPE__saml2__Statement (634)
 typedef struct saml2__StatementAbstractType _saml2__Statement;
 #endif
 
 /* saml2.h:838 */
 #ifndef SOAP_TYPE__saml2__AuthnStatement
-#define SOAP_TYPE__saml2__AuthnStatement (648)
+#define SOAP_TYPE__saml2__AuthnStatement (635)
 typedef struct saml2__AuthnStatementType _saml2__AuthnStatement;
 #endif
 
 /* saml2.h:841 */
 #ifndef SOAP_TYPE__saml2__SubjectLocality
-#define SOAP_TYPE__saml2__SubjectLocality (649)
+#define SOAP_TYPE__saml2__SubjectLocality (636)
 typedef struct saml2__SubjectLocalityType _saml2__SubjectLocality;
 #endif
 
 /* saml2.h:844 */
 #ifndef SOAP_TYPE__saml2__AuthnContext
-#define SOAP_TYPE__saml2__AuthnContext (650)
+#define SOAP_TYPE__saml2__AuthnContext (637)
 typedef struct saml2__AuthnContextType _saml2__AuthnContext;
 #endif
 
 /* saml2.h:847 */
 #ifndef SOAP_TYPE__saml2__AuthnContextClassRef
-#define SOAP_TYPE__saml2__AuthnContextClassRef (651)
+#define SOAP_TYPE__saml2__AuthnContextClassRef (638)
 typedef char *_saml2__AuthnContextClassRef;
 #endif
 
 /* saml2.h:850 */
 #ifndef SOAP_TYPE__saml2__AuthnContextDeclRef
-#define SOAP_TYPE__saml2__AuthnContextDeclRef (652)
+#define SOAP_TYPE__saml2__AuthnContextDeclRef (639)
 typedef char *_saml2__AuthnContextDeclRef;
 #endif
 
 /* saml2.h:853 */
 #ifndef SOAP_TYPE__saml2__AuthnContextDecl
-#define SOAP_TYPE__saml2__AuthnContextDecl (653)
+#define SOAP_TYPE__saml2__AuthnContextDecl (640)
 typedef _XML _saml2__AuthnContextDecl;
 #endif
 
 /* saml2.h:856 */
 #ifndef SOAP_TYPE__saml2__AuthenticatingAuthority
-#define SOAP_TYPE__saml2__AuthenticatingAuthority (654)
+#define SOAP_TYPE__saml2__AuthenticatingAuthority (641)
 typedef char *_saml2__AuthenticatingAuthority;
 #endif
 
 /* saml2.h:859 */
 #ifndef SOAP_TYPE__saml2__AuthzDecisionStatement
-#define SOAP_TYPE__saml2__AuthzDecisionStatement (655)
+#define SOAP_TYPE__saml2__AuthzDecisionStatement (642)
 typedef struct saml2__AuthzDecisionStatementType _saml2__AuthzDecisionStatement;
 #endif
 
 /* saml2.h:862 */
 #ifndef SOAP_TYPE__saml2__Action
-#define SOAP_TYPE__saml2__Action (656)
+#define SOAP_TYPE__saml2__Action (643)
 typedef struct saml2__ActionType _saml2__Action;
 #endif
 
 /* saml2.h:865 */
 #ifndef SOAP_TYPE__saml2__Evidence
-#define SOAP_TYPE__saml2__Evidence (657)
+#define SOAP_TYPE__saml2__Evidence (644)
 typedef struct saml2__EvidenceType _saml2__Evidence;
 #endif
 
 /* saml2.h:868 */
 #ifndef SOAP_TYPE__saml2__AttributeStatement
-#define SOAP_TYPE__saml2__AttributeStatement (658)
+#define SOAP_TYPE__saml2__AttributeStatement (645)
 typedef struct saml2__AttributeStatementType _saml2__AttributeStatement;
 #endif
 
 /* saml2.h:871 */
 #ifndef SOAP_TYPE__saml2__Attribute
-#define SOAP_TYPE__saml2__Attribute (659)
+#define SOAP_TYPE__saml2__Attribute (646)
 typedef struct saml2__AttributeType _saml2__Attribute;
 #endif
 
 /* saml2.h:874 */
 #ifndef SOAP_TYPE__saml2__AttributeValue
-#define SOAP_TYPE__saml2__AttributeValue (660)
+#define SOAP_TYPE__saml2__AttributeValue (647)
 typedef _XML _saml2__AttributeValue;
 #endif
 
 /* saml2.h:877 */
 #ifndef SOAP_TYPE__saml2__EncryptedAttribute
-#define SOAP_TYPE__saml2__EncryptedAttribute (661)
+#define SOAP_TYPE__saml2__EncryptedAttribute (648)
 typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 #endif
 
@@ -9819,6 +9764,11 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
  *                                                                            *
 \******************************************************************************/
 
+
+/* skipped_element has binding name 'skipped_element' for type 'skipped-element' */
+#ifndef SOAP_TYPE_skipped_element
+#define SOAP_TYPE_skipped_element (206)
+#endif
 
 /* char has binding name 'byte' for type 'xsd:byte' */
 #ifndef SOAP_TYPE_byte
@@ -9832,7 +9782,7 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* float has binding name 'float' for type 'xsd:float' */
 #ifndef SOAP_TYPE_float
-#define SOAP_TYPE_float (211)
+#define SOAP_TYPE_float (222)
 #endif
 
 /* unsigned char has binding name 'unsignedByte' for type 'xsd:unsignedByte' */
@@ -9847,877 +9797,882 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* _wsa5__RetryAfter has binding name '_wsa5__RetryAfter' for type '' */
 #ifndef SOAP_TYPE__wsa5__RetryAfter
-#define SOAP_TYPE__wsa5__RetryAfter (387)
+#define SOAP_TYPE__wsa5__RetryAfter (374)
 #endif
 
 /* ULONG64 has binding name 'ULONG64' for type 'xsd:unsignedLong' */
 #ifndef SOAP_TYPE_ULONG64
-#define SOAP_TYPE_ULONG64 (386)
+#define SOAP_TYPE_ULONG64 (373)
 #endif
 
 /* enum saml2__DecisionType has binding name 'saml2__DecisionType' for type 'saml2:DecisionType' */
 #ifndef SOAP_TYPE_saml2__DecisionType
-#define SOAP_TYPE_saml2__DecisionType (594)
+#define SOAP_TYPE_saml2__DecisionType (581)
 #endif
 
 /* enum saml1__DecisionType has binding name 'saml1__DecisionType' for type 'saml1:DecisionType' */
 #ifndef SOAP_TYPE_saml1__DecisionType
-#define SOAP_TYPE_saml1__DecisionType (515)
+#define SOAP_TYPE_saml1__DecisionType (502)
 #endif
 
 /* enum wsc__FaultCodeType has binding name 'wsc__FaultCodeType' for type 'wsc:FaultCodeType' */
 #ifndef SOAP_TYPE_wsc__FaultCodeType
-#define SOAP_TYPE_wsc__FaultCodeType (486)
+#define SOAP_TYPE_wsc__FaultCodeType (473)
 #endif
 
 /* enum wsse__FaultcodeEnum has binding name 'wsse__FaultcodeEnum' for type 'wsse:FaultcodeEnum' */
 #ifndef SOAP_TYPE_wsse__FaultcodeEnum
-#define SOAP_TYPE_wsse__FaultcodeEnum (410)
+#define SOAP_TYPE_wsse__FaultcodeEnum (397)
 #endif
 
 /* enum wsu__tTimestampFault has binding name 'wsu__tTimestampFault' for type 'wsu:tTimestampFault' */
 #ifndef SOAP_TYPE_wsu__tTimestampFault
-#define SOAP_TYPE_wsu__tTimestampFault (407)
+#define SOAP_TYPE_wsu__tTimestampFault (394)
 #endif
 
 /* enum _wsa5__IsReferenceParameter has binding name '_wsa5__IsReferenceParameter' for type 'wsa5:IsReferenceParameter' */
 #ifndef SOAP_TYPE__wsa5__IsReferenceParameter
-#define SOAP_TYPE__wsa5__IsReferenceParameter (391)
+#define SOAP_TYPE__wsa5__IsReferenceParameter (378)
 #endif
 
 /* enum wsa5__FaultCodesType has binding name 'wsa5__FaultCodesType' for type 'wsa5:FaultCodesType' */
 #ifndef SOAP_TYPE_wsa5__FaultCodesType
-#define SOAP_TYPE_wsa5__FaultCodesType (371)
+#define SOAP_TYPE_wsa5__FaultCodesType (358)
 #endif
 
 /* enum wsa5__RelationshipType has binding name 'wsa5__RelationshipType' for type 'wsa5:RelationshipType' */
 #ifndef SOAP_TYPE_wsa5__RelationshipType
-#define SOAP_TYPE_wsa5__RelationshipType (370)
+#define SOAP_TYPE_wsa5__RelationshipType (357)
 #endif
 
 /* bool has binding name 'bool' for type 'xsd:boolean' */
 #ifndef SOAP_TYPE_bool
-#define SOAP_TYPE_bool (220)
+#define SOAP_TYPE_bool (228)
 #endif
 
 /* tptz1__RemovePresetResponse has binding name 'tptz1__RemovePresetResponse' for type 'tptz1:RemovePresetResponse' */
 #ifndef SOAP_TYPE_tptz1__RemovePresetResponse
-#define SOAP_TYPE_tptz1__RemovePresetResponse (672)
+#define SOAP_TYPE_tptz1__RemovePresetResponse (659)
 #endif
 
 /* tptz1__RemovePreset has binding name 'tptz1__RemovePreset' for type 'tptz1:RemovePreset' */
 #ifndef SOAP_TYPE_tptz1__RemovePreset
-#define SOAP_TYPE_tptz1__RemovePreset (671)
+#define SOAP_TYPE_tptz1__RemovePreset (658)
 #endif
 
 /* tptz1__StopResponse has binding name 'tptz1__StopResponse' for type 'tptz1:StopResponse' */
 #ifndef SOAP_TYPE_tptz1__StopResponse
-#define SOAP_TYPE_tptz1__StopResponse (670)
+#define SOAP_TYPE_tptz1__StopResponse (657)
 #endif
 
 /* tptz1__StopRequest has binding name 'tptz1__StopRequest' for type 'tptz1:StopRequest' */
 #ifndef SOAP_TYPE_tptz1__StopRequest
-#define SOAP_TYPE_tptz1__StopRequest (669)
+#define SOAP_TYPE_tptz1__StopRequest (656)
 #endif
 
 /* _tt__Transport_Tunnel has binding name '_tt__Transport_Tunnel' for type '' */
 #ifndef SOAP_TYPE__tt__Transport_Tunnel
-#define SOAP_TYPE__tt__Transport_Tunnel (237)
+#define SOAP_TYPE__tt__Transport_Tunnel (240)
+#endif
+
+/* tt__ListedProfile has binding name 'tt__ListedProfile' for type 'tt:ListedProfile' */
+#ifndef SOAP_TYPE_tt__ListedProfile
+#define SOAP_TYPE_tt__ListedProfile (211)
 #endif
 
 /* tt__ReferenceToken has binding name 'tt__ReferenceToken' for type 'tt:ReferenceToken' */
 #ifndef SOAP_TYPE_tt__ReferenceToken
-#define SOAP_TYPE_tt__ReferenceToken (206)
+#define SOAP_TYPE_tt__ReferenceToken (207)
 #endif
 
 /* tt__PTZPresetTourOperation has binding name 'tt__PTZPresetTourOperation' for type 'tt:PTZPresetTourOperation' */
 #ifndef SOAP_TYPE_tt__PTZPresetTourOperation
-#define SOAP_TYPE_tt__PTZPresetTourOperation (205)
+#define SOAP_TYPE_tt__PTZPresetTourOperation (204)
 #endif
 
 /* tt__AuxiliaryData has binding name 'tt__AuxiliaryData' for type 'tt:AuxiliaryData' */
 #ifndef SOAP_TYPE_tt__AuxiliaryData
-#define SOAP_TYPE_tt__AuxiliaryData (204)
+#define SOAP_TYPE_tt__AuxiliaryData (203)
 #endif
 
 /* tt__ReverseMode has binding name 'tt__ReverseMode' for type 'tt:ReverseMode' */
 #ifndef SOAP_TYPE_tt__ReverseMode
-#define SOAP_TYPE_tt__ReverseMode (203)
+#define SOAP_TYPE_tt__ReverseMode (202)
 #endif
 
 /* tt__EFlipMode has binding name 'tt__EFlipMode' for type 'tt:EFlipMode' */
 #ifndef SOAP_TYPE_tt__EFlipMode
-#define SOAP_TYPE_tt__EFlipMode (202)
+#define SOAP_TYPE_tt__EFlipMode (201)
 #endif
 
 /* tt__SetDateTimeType has binding name 'tt__SetDateTimeType' for type 'tt:SetDateTimeType' */
 #ifndef SOAP_TYPE_tt__SetDateTimeType
-#define SOAP_TYPE_tt__SetDateTimeType (201)
+#define SOAP_TYPE_tt__SetDateTimeType (200)
 #endif
 
 /* tt__CapabilityCategory has binding name 'tt__CapabilityCategory' for type 'tt:CapabilityCategory' */
 #ifndef SOAP_TYPE_tt__CapabilityCategory
-#define SOAP_TYPE_tt__CapabilityCategory (200)
+#define SOAP_TYPE_tt__CapabilityCategory (199)
 #endif
 
 /* tt__IPType has binding name 'tt__IPType' for type 'tt:IPType' */
 #ifndef SOAP_TYPE_tt__IPType
-#define SOAP_TYPE_tt__IPType (199)
+#define SOAP_TYPE_tt__IPType (198)
 #endif
 
 /* tt__IPv6Address has binding name 'tt__IPv6Address' for type 'tt:IPv6Address' */
 #ifndef SOAP_TYPE_tt__IPv6Address
-#define SOAP_TYPE_tt__IPv6Address (198)
+#define SOAP_TYPE_tt__IPv6Address (197)
 #endif
 
 /* tt__IPv4Address has binding name 'tt__IPv4Address' for type 'tt:IPv4Address' */
 #ifndef SOAP_TYPE_tt__IPv4Address
-#define SOAP_TYPE_tt__IPv4Address (197)
+#define SOAP_TYPE_tt__IPv4Address (196)
 #endif
 
 /* tt__TransportProtocol has binding name 'tt__TransportProtocol' for type 'tt:TransportProtocol' */
 #ifndef SOAP_TYPE_tt__TransportProtocol
-#define SOAP_TYPE_tt__TransportProtocol (196)
+#define SOAP_TYPE_tt__TransportProtocol (195)
 #endif
 
 /* tt__StreamType has binding name 'tt__StreamType' for type 'tt:StreamType' */
 #ifndef SOAP_TYPE_tt__StreamType
-#define SOAP_TYPE_tt__StreamType (195)
+#define SOAP_TYPE_tt__StreamType (194)
 #endif
 
 /* tt__AudioEncoding has binding name 'tt__AudioEncoding' for type 'tt:AudioEncoding' */
 #ifndef SOAP_TYPE_tt__AudioEncoding
-#define SOAP_TYPE_tt__AudioEncoding (194)
+#define SOAP_TYPE_tt__AudioEncoding (193)
 #endif
 
 /* tt__H264Profile has binding name 'tt__H264Profile' for type 'tt:H264Profile' */
 #ifndef SOAP_TYPE_tt__H264Profile
-#define SOAP_TYPE_tt__H264Profile (193)
+#define SOAP_TYPE_tt__H264Profile (192)
 #endif
 
 /* tt__Mpeg4Profile has binding name 'tt__Mpeg4Profile' for type 'tt:Mpeg4Profile' */
 #ifndef SOAP_TYPE_tt__Mpeg4Profile
-#define SOAP_TYPE_tt__Mpeg4Profile (192)
+#define SOAP_TYPE_tt__Mpeg4Profile (191)
 #endif
 
 /* tt__VideoEncoding has binding name 'tt__VideoEncoding' for type 'tt:VideoEncoding' */
 #ifndef SOAP_TYPE_tt__VideoEncoding
-#define SOAP_TYPE_tt__VideoEncoding (191)
+#define SOAP_TYPE_tt__VideoEncoding (190)
 #endif
 
 /* tt__SceneOrientationMode has binding name 'tt__SceneOrientationMode' for type 'tt:SceneOrientationMode' */
 #ifndef SOAP_TYPE_tt__SceneOrientationMode
-#define SOAP_TYPE_tt__SceneOrientationMode (190)
+#define SOAP_TYPE_tt__SceneOrientationMode (189)
 #endif
 
 /* tt__RotateMode has binding name 'tt__RotateMode' for type 'tt:RotateMode' */
 #ifndef SOAP_TYPE_tt__RotateMode
-#define SOAP_TYPE_tt__RotateMode (189)
+#define SOAP_TYPE_tt__RotateMode (188)
 #endif
 
 /* tt__Name has binding name 'tt__Name' for type 'tt:Name' */
 #ifndef SOAP_TYPE_tt__Name
-#define SOAP_TYPE_tt__Name (188)
+#define SOAP_TYPE_tt__Name (187)
 #endif
 
 /* _tptz__StopResponse has binding name '_tptz__StopResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__StopResponse
-#define SOAP_TYPE__tptz__StopResponse (187)
+#define SOAP_TYPE__tptz__StopResponse (186)
 #endif
 
 /* _tptz__Stop has binding name '_tptz__Stop' for type '' */
 #ifndef SOAP_TYPE__tptz__Stop
-#define SOAP_TYPE__tptz__Stop (186)
+#define SOAP_TYPE__tptz__Stop (185)
 #endif
 
 /* _tptz__ContinuousMoveResponse has binding name '_tptz__ContinuousMoveResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__ContinuousMoveResponse
-#define SOAP_TYPE__tptz__ContinuousMoveResponse (185)
+#define SOAP_TYPE__tptz__ContinuousMoveResponse (184)
 #endif
 
 /* _tptz__ContinuousMove has binding name '_tptz__ContinuousMove' for type '' */
 #ifndef SOAP_TYPE__tptz__ContinuousMove
-#define SOAP_TYPE__tptz__ContinuousMove (184)
+#define SOAP_TYPE__tptz__ContinuousMove (183)
 #endif
 
 /* _tptz__GotoPresetResponse has binding name '_tptz__GotoPresetResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GotoPresetResponse
-#define SOAP_TYPE__tptz__GotoPresetResponse (183)
+#define SOAP_TYPE__tptz__GotoPresetResponse (182)
 #endif
 
 /* _tptz__GotoPreset has binding name '_tptz__GotoPreset' for type '' */
 #ifndef SOAP_TYPE__tptz__GotoPreset
-#define SOAP_TYPE__tptz__GotoPreset (182)
+#define SOAP_TYPE__tptz__GotoPreset (181)
 #endif
 
 /* _tptz__SetPresetResponse has binding name '_tptz__SetPresetResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__SetPresetResponse
-#define SOAP_TYPE__tptz__SetPresetResponse (181)
+#define SOAP_TYPE__tptz__SetPresetResponse (180)
 #endif
 
 /* _tptz__SetPreset has binding name '_tptz__SetPreset' for type '' */
 #ifndef SOAP_TYPE__tptz__SetPreset
-#define SOAP_TYPE__tptz__SetPreset (180)
+#define SOAP_TYPE__tptz__SetPreset (179)
 #endif
 
 /* _tptz__GetPresetsResponse has binding name '_tptz__GetPresetsResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GetPresetsResponse
-#define SOAP_TYPE__tptz__GetPresetsResponse (179)
+#define SOAP_TYPE__tptz__GetPresetsResponse (178)
 #endif
 
 /* _tptz__GetPresets has binding name '_tptz__GetPresets' for type '' */
 #ifndef SOAP_TYPE__tptz__GetPresets
-#define SOAP_TYPE__tptz__GetPresets (178)
+#define SOAP_TYPE__tptz__GetPresets (177)
 #endif
 
 /* _tptz__GetNodeResponse has binding name '_tptz__GetNodeResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNodeResponse
-#define SOAP_TYPE__tptz__GetNodeResponse (177)
+#define SOAP_TYPE__tptz__GetNodeResponse (176)
 #endif
 
 /* _tptz__GetNode has binding name '_tptz__GetNode' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNode
-#define SOAP_TYPE__tptz__GetNode (176)
+#define SOAP_TYPE__tptz__GetNode (175)
 #endif
 
 /* _tptz__GetNodesResponse has binding name '_tptz__GetNodesResponse' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNodesResponse
-#define SOAP_TYPE__tptz__GetNodesResponse (175)
+#define SOAP_TYPE__tptz__GetNodesResponse (174)
 #endif
 
 /* _tptz__GetNodes has binding name '_tptz__GetNodes' for type '' */
 #ifndef SOAP_TYPE__tptz__GetNodes
-#define SOAP_TYPE__tptz__GetNodes (174)
+#define SOAP_TYPE__tptz__GetNodes (173)
 #endif
 
 /* _trt__GetStreamUriResponse has binding name '_trt__GetStreamUriResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetStreamUriResponse
-#define SOAP_TYPE__trt__GetStreamUriResponse (173)
+#define SOAP_TYPE__trt__GetStreamUriResponse (172)
 #endif
 
 /* _trt__GetStreamUri has binding name '_trt__GetStreamUri' for type '' */
 #ifndef SOAP_TYPE__trt__GetStreamUri
-#define SOAP_TYPE__trt__GetStreamUri (172)
+#define SOAP_TYPE__trt__GetStreamUri (171)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationOptionsResponse has binding name '_trt__GetVideoEncoderConfigurationOptionsResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (171)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptionsResponse (170)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationOptions has binding name '_trt__GetVideoEncoderConfigurationOptions' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (170)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationOptions (169)
 #endif
 
 /* _trt__SetVideoEncoderConfigurationResponse has binding name '_trt__SetVideoEncoderConfigurationResponse' for type '' */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (169)
+#define SOAP_TYPE__trt__SetVideoEncoderConfigurationResponse (168)
 #endif
 
 /* _trt__SetVideoEncoderConfiguration has binding name '_trt__SetVideoEncoderConfiguration' for type '' */
 #ifndef SOAP_TYPE__trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (168)
+#define SOAP_TYPE__trt__SetVideoEncoderConfiguration (167)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationResponse has binding name '_trt__GetVideoEncoderConfigurationResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (167)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationResponse (166)
 #endif
 
 /* _trt__GetVideoEncoderConfiguration has binding name '_trt__GetVideoEncoderConfiguration' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (166)
+#define SOAP_TYPE__trt__GetVideoEncoderConfiguration (165)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationsResponse has binding name '_trt__GetVideoEncoderConfigurationsResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (165)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurationsResponse (164)
 #endif
 
 /* _trt__GetVideoEncoderConfigurations has binding name '_trt__GetVideoEncoderConfigurations' for type '' */
 #ifndef SOAP_TYPE__trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (164)
+#define SOAP_TYPE__trt__GetVideoEncoderConfigurations (163)
 #endif
 
 /* _trt__GetProfilesResponse has binding name '_trt__GetProfilesResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfilesResponse
-#define SOAP_TYPE__trt__GetProfilesResponse (163)
+#define SOAP_TYPE__trt__GetProfilesResponse (162)
 #endif
 
 /* _trt__GetProfiles has binding name '_trt__GetProfiles' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfiles
-#define SOAP_TYPE__trt__GetProfiles (162)
+#define SOAP_TYPE__trt__GetProfiles (161)
 #endif
 
 /* _trt__GetProfileResponse has binding name '_trt__GetProfileResponse' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfileResponse
-#define SOAP_TYPE__trt__GetProfileResponse (161)
+#define SOAP_TYPE__trt__GetProfileResponse (160)
 #endif
 
 /* _trt__GetProfile has binding name '_trt__GetProfile' for type '' */
 #ifndef SOAP_TYPE__trt__GetProfile
-#define SOAP_TYPE__trt__GetProfile (160)
+#define SOAP_TYPE__trt__GetProfile (159)
 #endif
 
 /* tt__PTZVector has binding name 'tt__PTZVector' for type 'tt:PTZVector' */
 #ifndef SOAP_TYPE_tt__PTZVector
-#define SOAP_TYPE_tt__PTZVector (159)
+#define SOAP_TYPE_tt__PTZVector (158)
 #endif
 
 /* tt__Vector1D has binding name 'tt__Vector1D' for type 'tt:Vector1D' */
 #ifndef SOAP_TYPE_tt__Vector1D
-#define SOAP_TYPE_tt__Vector1D (158)
+#define SOAP_TYPE_tt__Vector1D (157)
 #endif
 
 /* tt__Vector2D has binding name 'tt__Vector2D' for type 'tt:Vector2D' */
 #ifndef SOAP_TYPE_tt__Vector2D
-#define SOAP_TYPE_tt__Vector2D (157)
+#define SOAP_TYPE_tt__Vector2D (156)
 #endif
 
 /* tt__IntRange has binding name 'tt__IntRange' for type 'tt:IntRange' */
 #ifndef SOAP_TYPE_tt__IntRange
-#define SOAP_TYPE_tt__IntRange (156)
+#define SOAP_TYPE_tt__IntRange (155)
 #endif
 
 /* tt__Config has binding name 'tt__Config' for type 'tt:Config' */
 #ifndef SOAP_TYPE_tt__Config
-#define SOAP_TYPE_tt__Config (155)
+#define SOAP_TYPE_tt__Config (154)
 #endif
 
 /* tt__RuleEngineConfigurationExtension has binding name 'tt__RuleEngineConfigurationExtension' for type 'tt:RuleEngineConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__RuleEngineConfigurationExtension
-#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (154)
+#define SOAP_TYPE_tt__RuleEngineConfigurationExtension (153)
 #endif
 
 /* tt__RuleEngineConfiguration has binding name 'tt__RuleEngineConfiguration' for type 'tt:RuleEngineConfiguration' */
 #ifndef SOAP_TYPE_tt__RuleEngineConfiguration
-#define SOAP_TYPE_tt__RuleEngineConfiguration (153)
+#define SOAP_TYPE_tt__RuleEngineConfiguration (152)
 #endif
 
 /* tt__AnalyticsEngineConfigurationExtension has binding name 'tt__AnalyticsEngineConfigurationExtension' for type 'tt:AnalyticsEngineConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension
-#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (152)
+#define SOAP_TYPE_tt__AnalyticsEngineConfigurationExtension (151)
 #endif
 
 /* tt__AnalyticsEngineConfiguration has binding name 'tt__AnalyticsEngineConfiguration' for type 'tt:AnalyticsEngineConfiguration' */
 #ifndef SOAP_TYPE_tt__AnalyticsEngineConfiguration
-#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (151)
+#define SOAP_TYPE_tt__AnalyticsEngineConfiguration (150)
 #endif
 
 /* tt__ItemListExtension has binding name 'tt__ItemListExtension' for type 'tt:ItemListExtension' */
 #ifndef SOAP_TYPE_tt__ItemListExtension
-#define SOAP_TYPE_tt__ItemListExtension (150)
+#define SOAP_TYPE_tt__ItemListExtension (149)
 #endif
 
 /* tt__ItemList has binding name 'tt__ItemList' for type 'tt:ItemList' */
 #ifndef SOAP_TYPE_tt__ItemList
-#define SOAP_TYPE_tt__ItemList (149)
+#define SOAP_TYPE_tt__ItemList (148)
 #endif
 
 /* tt__PTZPreset has binding name 'tt__PTZPreset' for type 'tt:PTZPreset' */
 #ifndef SOAP_TYPE_tt__PTZPreset
-#define SOAP_TYPE_tt__PTZPreset (148)
+#define SOAP_TYPE_tt__PTZPreset (147)
 #endif
 
 /* tt__PTZSpeed has binding name 'tt__PTZSpeed' for type 'tt:PTZSpeed' */
 #ifndef SOAP_TYPE_tt__PTZSpeed
-#define SOAP_TYPE_tt__PTZSpeed (147)
+#define SOAP_TYPE_tt__PTZSpeed (146)
 #endif
 
 /* tt__Space1DDescription has binding name 'tt__Space1DDescription' for type 'tt:Space1DDescription' */
 #ifndef SOAP_TYPE_tt__Space1DDescription
-#define SOAP_TYPE_tt__Space1DDescription (146)
+#define SOAP_TYPE_tt__Space1DDescription (145)
 #endif
 
 /* tt__Space2DDescription has binding name 'tt__Space2DDescription' for type 'tt:Space2DDescription' */
 #ifndef SOAP_TYPE_tt__Space2DDescription
-#define SOAP_TYPE_tt__Space2DDescription (145)
+#define SOAP_TYPE_tt__Space2DDescription (144)
 #endif
 
 /* tt__PTZSpacesExtension has binding name 'tt__PTZSpacesExtension' for type 'tt:PTZSpacesExtension' */
 #ifndef SOAP_TYPE_tt__PTZSpacesExtension
-#define SOAP_TYPE_tt__PTZSpacesExtension (144)
+#define SOAP_TYPE_tt__PTZSpacesExtension (143)
 #endif
 
 /* tt__PTZSpaces has binding name 'tt__PTZSpaces' for type 'tt:PTZSpaces' */
 #ifndef SOAP_TYPE_tt__PTZSpaces
-#define SOAP_TYPE_tt__PTZSpaces (143)
+#define SOAP_TYPE_tt__PTZSpaces (142)
 #endif
 
 /* tt__ZoomLimits has binding name 'tt__ZoomLimits' for type 'tt:ZoomLimits' */
 #ifndef SOAP_TYPE_tt__ZoomLimits
-#define SOAP_TYPE_tt__ZoomLimits (142)
+#define SOAP_TYPE_tt__ZoomLimits (141)
 #endif
 
 /* tt__PanTiltLimits has binding name 'tt__PanTiltLimits' for type 'tt:PanTiltLimits' */
 #ifndef SOAP_TYPE_tt__PanTiltLimits
-#define SOAP_TYPE_tt__PanTiltLimits (141)
+#define SOAP_TYPE_tt__PanTiltLimits (140)
 #endif
 
 /* tt__Reverse has binding name 'tt__Reverse' for type 'tt:Reverse' */
 #ifndef SOAP_TYPE_tt__Reverse
-#define SOAP_TYPE_tt__Reverse (140)
+#define SOAP_TYPE_tt__Reverse (139)
 #endif
 
 /* tt__EFlip has binding name 'tt__EFlip' for type 'tt:EFlip' */
 #ifndef SOAP_TYPE_tt__EFlip
-#define SOAP_TYPE_tt__EFlip (139)
+#define SOAP_TYPE_tt__EFlip (138)
 #endif
 
 /* tt__PTControlDirectionExtension has binding name 'tt__PTControlDirectionExtension' for type 'tt:PTControlDirectionExtension' */
 #ifndef SOAP_TYPE_tt__PTControlDirectionExtension
-#define SOAP_TYPE_tt__PTControlDirectionExtension (138)
+#define SOAP_TYPE_tt__PTControlDirectionExtension (137)
 #endif
 
 /* tt__PTControlDirection has binding name 'tt__PTControlDirection' for type 'tt:PTControlDirection' */
 #ifndef SOAP_TYPE_tt__PTControlDirection
-#define SOAP_TYPE_tt__PTControlDirection (137)
+#define SOAP_TYPE_tt__PTControlDirection (136)
 #endif
 
 /* tt__PTZConfigurationExtension2 has binding name 'tt__PTZConfigurationExtension2' for type 'tt:PTZConfigurationExtension2' */
 #ifndef SOAP_TYPE_tt__PTZConfigurationExtension2
-#define SOAP_TYPE_tt__PTZConfigurationExtension2 (136)
+#define SOAP_TYPE_tt__PTZConfigurationExtension2 (135)
 #endif
 
 /* tt__PTZConfigurationExtension has binding name 'tt__PTZConfigurationExtension' for type 'tt:PTZConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__PTZConfigurationExtension
-#define SOAP_TYPE_tt__PTZConfigurationExtension (135)
+#define SOAP_TYPE_tt__PTZConfigurationExtension (134)
 #endif
 
 /* tt__PTZConfiguration has binding name 'tt__PTZConfiguration' for type 'tt:PTZConfiguration' */
 #ifndef SOAP_TYPE_tt__PTZConfiguration
-#define SOAP_TYPE_tt__PTZConfiguration (134)
+#define SOAP_TYPE_tt__PTZConfiguration (133)
 #endif
 
 /* tt__PTZPresetTourSupportedExtension has binding name 'tt__PTZPresetTourSupportedExtension' for type 'tt:PTZPresetTourSupportedExtension' */
 #ifndef SOAP_TYPE_tt__PTZPresetTourSupportedExtension
-#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (133)
+#define SOAP_TYPE_tt__PTZPresetTourSupportedExtension (132)
 #endif
 
 /* tt__PTZPresetTourSupported has binding name 'tt__PTZPresetTourSupported' for type 'tt:PTZPresetTourSupported' */
 #ifndef SOAP_TYPE_tt__PTZPresetTourSupported
-#define SOAP_TYPE_tt__PTZPresetTourSupported (132)
+#define SOAP_TYPE_tt__PTZPresetTourSupported (131)
 #endif
 
 /* tt__PTZNodeExtension2 has binding name 'tt__PTZNodeExtension2' for type 'tt:PTZNodeExtension2' */
 #ifndef SOAP_TYPE_tt__PTZNodeExtension2
-#define SOAP_TYPE_tt__PTZNodeExtension2 (131)
+#define SOAP_TYPE_tt__PTZNodeExtension2 (130)
 #endif
 
 /* tt__PTZNodeExtension has binding name 'tt__PTZNodeExtension' for type 'tt:PTZNodeExtension' */
 #ifndef SOAP_TYPE_tt__PTZNodeExtension
-#define SOAP_TYPE_tt__PTZNodeExtension (130)
+#define SOAP_TYPE_tt__PTZNodeExtension (129)
 #endif
 
 /* tt__PTZNode has binding name 'tt__PTZNode' for type 'tt:PTZNode' */
 #ifndef SOAP_TYPE_tt__PTZNode
-#define SOAP_TYPE_tt__PTZNode (129)
+#define SOAP_TYPE_tt__PTZNode (128)
 #endif
 
 /* tt__TimeZone has binding name 'tt__TimeZone' for type 'tt:TimeZone' */
 #ifndef SOAP_TYPE_tt__TimeZone
-#define SOAP_TYPE_tt__TimeZone (128)
+#define SOAP_TYPE_tt__TimeZone (127)
 #endif
 
 /* tt__Time has binding name 'tt__Time' for type 'tt:Time' */
 #ifndef SOAP_TYPE_tt__Time
-#define SOAP_TYPE_tt__Time (127)
+#define SOAP_TYPE_tt__Time (126)
 #endif
 
 /* tt__Date has binding name 'tt__Date' for type 'tt:Date' */
 #ifndef SOAP_TYPE_tt__Date
-#define SOAP_TYPE_tt__Date (126)
+#define SOAP_TYPE_tt__Date (125)
 #endif
 
 /* tt__DateTime has binding name 'tt__DateTime' for type 'tt:DateTime' */
 #ifndef SOAP_TYPE_tt__DateTime
-#define SOAP_TYPE_tt__DateTime (125)
+#define SOAP_TYPE_tt__DateTime (124)
 #endif
 
 /* tt__SystemDateTimeExtension has binding name 'tt__SystemDateTimeExtension' for type 'tt:SystemDateTimeExtension' */
 #ifndef SOAP_TYPE_tt__SystemDateTimeExtension
-#define SOAP_TYPE_tt__SystemDateTimeExtension (124)
+#define SOAP_TYPE_tt__SystemDateTimeExtension (123)
 #endif
 
 /* tt__SystemDateTime has binding name 'tt__SystemDateTime' for type 'tt:SystemDateTime' */
 #ifndef SOAP_TYPE_tt__SystemDateTime
-#define SOAP_TYPE_tt__SystemDateTime (123)
+#define SOAP_TYPE_tt__SystemDateTime (122)
 #endif
 
 /* tt__AnalyticsDeviceExtension has binding name 'tt__AnalyticsDeviceExtension' for type 'tt:AnalyticsDeviceExtension' */
 #ifndef SOAP_TYPE_tt__AnalyticsDeviceExtension
-#define SOAP_TYPE_tt__AnalyticsDeviceExtension (122)
+#define SOAP_TYPE_tt__AnalyticsDeviceExtension (121)
 #endif
 
 /* tt__AnalyticsDeviceCapabilities has binding name 'tt__AnalyticsDeviceCapabilities' for type 'tt:AnalyticsDeviceCapabilities' */
 #ifndef SOAP_TYPE_tt__AnalyticsDeviceCapabilities
-#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (121)
+#define SOAP_TYPE_tt__AnalyticsDeviceCapabilities (120)
 #endif
 
 /* tt__ReceiverCapabilities has binding name 'tt__ReceiverCapabilities' for type 'tt:ReceiverCapabilities' */
 #ifndef SOAP_TYPE_tt__ReceiverCapabilities
-#define SOAP_TYPE_tt__ReceiverCapabilities (120)
+#define SOAP_TYPE_tt__ReceiverCapabilities (119)
 #endif
 
 /* tt__ReplayCapabilities has binding name 'tt__ReplayCapabilities' for type 'tt:ReplayCapabilities' */
 #ifndef SOAP_TYPE_tt__ReplayCapabilities
-#define SOAP_TYPE_tt__ReplayCapabilities (119)
+#define SOAP_TYPE_tt__ReplayCapabilities (118)
 #endif
 
 /* tt__SearchCapabilities has binding name 'tt__SearchCapabilities' for type 'tt:SearchCapabilities' */
 #ifndef SOAP_TYPE_tt__SearchCapabilities
-#define SOAP_TYPE_tt__SearchCapabilities (118)
+#define SOAP_TYPE_tt__SearchCapabilities (117)
 #endif
 
 /* tt__RecordingCapabilities has binding name 'tt__RecordingCapabilities' for type 'tt:RecordingCapabilities' */
 #ifndef SOAP_TYPE_tt__RecordingCapabilities
-#define SOAP_TYPE_tt__RecordingCapabilities (117)
+#define SOAP_TYPE_tt__RecordingCapabilities (116)
 #endif
 
 /* tt__DisplayCapabilities has binding name 'tt__DisplayCapabilities' for type 'tt:DisplayCapabilities' */
 #ifndef SOAP_TYPE_tt__DisplayCapabilities
-#define SOAP_TYPE_tt__DisplayCapabilities (116)
+#define SOAP_TYPE_tt__DisplayCapabilities (115)
 #endif
 
 /* tt__DeviceIOCapabilities has binding name 'tt__DeviceIOCapabilities' for type 'tt:DeviceIOCapabilities' */
 #ifndef SOAP_TYPE_tt__DeviceIOCapabilities
-#define SOAP_TYPE_tt__DeviceIOCapabilities (115)
+#define SOAP_TYPE_tt__DeviceIOCapabilities (114)
 #endif
 
 /* tt__PTZCapabilities has binding name 'tt__PTZCapabilities' for type 'tt:PTZCapabilities' */
 #ifndef SOAP_TYPE_tt__PTZCapabilities
-#define SOAP_TYPE_tt__PTZCapabilities (114)
+#define SOAP_TYPE_tt__PTZCapabilities (113)
 #endif
 
 /* tt__ImagingCapabilities has binding name 'tt__ImagingCapabilities' for type 'tt:ImagingCapabilities' */
 #ifndef SOAP_TYPE_tt__ImagingCapabilities
-#define SOAP_TYPE_tt__ImagingCapabilities (113)
+#define SOAP_TYPE_tt__ImagingCapabilities (112)
 #endif
 
 /* tt__OnvifVersion has binding name 'tt__OnvifVersion' for type 'tt:OnvifVersion' */
 #ifndef SOAP_TYPE_tt__OnvifVersion
-#define SOAP_TYPE_tt__OnvifVersion (112)
+#define SOAP_TYPE_tt__OnvifVersion (111)
 #endif
 
 /* tt__SystemCapabilitiesExtension2 has binding name 'tt__SystemCapabilitiesExtension2' for type 'tt:SystemCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension2
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (111)
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension2 (110)
 #endif
 
 /* tt__SystemCapabilitiesExtension has binding name 'tt__SystemCapabilitiesExtension' for type 'tt:SystemCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__SystemCapabilitiesExtension
-#define SOAP_TYPE_tt__SystemCapabilitiesExtension (110)
+#define SOAP_TYPE_tt__SystemCapabilitiesExtension (109)
 #endif
 
 /* tt__SystemCapabilities has binding name 'tt__SystemCapabilities' for type 'tt:SystemCapabilities' */
 #ifndef SOAP_TYPE_tt__SystemCapabilities
-#define SOAP_TYPE_tt__SystemCapabilities (109)
+#define SOAP_TYPE_tt__SystemCapabilities (108)
 #endif
 
 /* tt__SecurityCapabilitiesExtension2 has binding name 'tt__SecurityCapabilitiesExtension2' for type 'tt:SecurityCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension2
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (108)
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension2 (107)
 #endif
 
 /* tt__SecurityCapabilitiesExtension has binding name 'tt__SecurityCapabilitiesExtension' for type 'tt:SecurityCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__SecurityCapabilitiesExtension
-#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (107)
+#define SOAP_TYPE_tt__SecurityCapabilitiesExtension (106)
 #endif
 
 /* tt__SecurityCapabilities has binding name 'tt__SecurityCapabilities' for type 'tt:SecurityCapabilities' */
 #ifndef SOAP_TYPE_tt__SecurityCapabilities
-#define SOAP_TYPE_tt__SecurityCapabilities (106)
+#define SOAP_TYPE_tt__SecurityCapabilities (105)
 #endif
 
 /* tt__NetworkCapabilitiesExtension2 has binding name 'tt__NetworkCapabilitiesExtension2' for type 'tt:NetworkCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension2
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (105)
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension2 (104)
 #endif
 
 /* tt__NetworkCapabilitiesExtension has binding name 'tt__NetworkCapabilitiesExtension' for type 'tt:NetworkCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__NetworkCapabilitiesExtension
-#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (104)
+#define SOAP_TYPE_tt__NetworkCapabilitiesExtension (103)
 #endif
 
 /* tt__NetworkCapabilities has binding name 'tt__NetworkCapabilities' for type 'tt:NetworkCapabilities' */
 #ifndef SOAP_TYPE_tt__NetworkCapabilities
-#define SOAP_TYPE_tt__NetworkCapabilities (103)
+#define SOAP_TYPE_tt__NetworkCapabilities (102)
 #endif
 
 /* tt__ProfileCapabilities has binding name 'tt__ProfileCapabilities' for type 'tt:ProfileCapabilities' */
 #ifndef SOAP_TYPE_tt__ProfileCapabilities
-#define SOAP_TYPE_tt__ProfileCapabilities (102)
+#define SOAP_TYPE_tt__ProfileCapabilities (101)
 #endif
 
 /* tt__RealTimeStreamingCapabilitiesExtension has binding name 'tt__RealTimeStreamingCapabilitiesExtension' for type 'tt:RealTimeStreamingCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (101)
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilitiesExtension (100)
 #endif
 
 /* tt__RealTimeStreamingCapabilities has binding name 'tt__RealTimeStreamingCapabilities' for type 'tt:RealTimeStreamingCapabilities' */
 #ifndef SOAP_TYPE_tt__RealTimeStreamingCapabilities
-#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (100)
+#define SOAP_TYPE_tt__RealTimeStreamingCapabilities (99)
 #endif
 
 /* tt__MediaCapabilitiesExtension has binding name 'tt__MediaCapabilitiesExtension' for type 'tt:MediaCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__MediaCapabilitiesExtension
-#define SOAP_TYPE_tt__MediaCapabilitiesExtension (99)
+#define SOAP_TYPE_tt__MediaCapabilitiesExtension (98)
 #endif
 
 /* tt__MediaCapabilities has binding name 'tt__MediaCapabilities' for type 'tt:MediaCapabilities' */
 #ifndef SOAP_TYPE_tt__MediaCapabilities
-#define SOAP_TYPE_tt__MediaCapabilities (98)
+#define SOAP_TYPE_tt__MediaCapabilities (97)
 #endif
 
 /* tt__IOCapabilitiesExtension2 has binding name 'tt__IOCapabilitiesExtension2' for type 'tt:IOCapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__IOCapabilitiesExtension2
-#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (97)
+#define SOAP_TYPE_tt__IOCapabilitiesExtension2 (96)
 #endif
 
 /* tt__IOCapabilitiesExtension has binding name 'tt__IOCapabilitiesExtension' for type 'tt:IOCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__IOCapabilitiesExtension
-#define SOAP_TYPE_tt__IOCapabilitiesExtension (96)
+#define SOAP_TYPE_tt__IOCapabilitiesExtension (95)
 #endif
 
 /* tt__IOCapabilities has binding name 'tt__IOCapabilities' for type 'tt:IOCapabilities' */
 #ifndef SOAP_TYPE_tt__IOCapabilities
-#define SOAP_TYPE_tt__IOCapabilities (95)
+#define SOAP_TYPE_tt__IOCapabilities (94)
 #endif
 
 /* tt__EventCapabilities has binding name 'tt__EventCapabilities' for type 'tt:EventCapabilities' */
 #ifndef SOAP_TYPE_tt__EventCapabilities
-#define SOAP_TYPE_tt__EventCapabilities (94)
+#define SOAP_TYPE_tt__EventCapabilities (93)
 #endif
 
 /* tt__DeviceCapabilitiesExtension has binding name 'tt__DeviceCapabilitiesExtension' for type 'tt:DeviceCapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__DeviceCapabilitiesExtension
-#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (93)
+#define SOAP_TYPE_tt__DeviceCapabilitiesExtension (92)
 #endif
 
 /* tt__DeviceCapabilities has binding name 'tt__DeviceCapabilities' for type 'tt:DeviceCapabilities' */
 #ifndef SOAP_TYPE_tt__DeviceCapabilities
-#define SOAP_TYPE_tt__DeviceCapabilities (92)
+#define SOAP_TYPE_tt__DeviceCapabilities (91)
 #endif
 
 /* tt__AnalyticsCapabilities has binding name 'tt__AnalyticsCapabilities' for type 'tt:AnalyticsCapabilities' */
 #ifndef SOAP_TYPE_tt__AnalyticsCapabilities
-#define SOAP_TYPE_tt__AnalyticsCapabilities (91)
+#define SOAP_TYPE_tt__AnalyticsCapabilities (90)
 #endif
 
 /* tt__CapabilitiesExtension2 has binding name 'tt__CapabilitiesExtension2' for type 'tt:CapabilitiesExtension2' */
 #ifndef SOAP_TYPE_tt__CapabilitiesExtension2
-#define SOAP_TYPE_tt__CapabilitiesExtension2 (90)
+#define SOAP_TYPE_tt__CapabilitiesExtension2 (89)
 #endif
 
 /* tt__CapabilitiesExtension has binding name 'tt__CapabilitiesExtension' for type 'tt:CapabilitiesExtension' */
 #ifndef SOAP_TYPE_tt__CapabilitiesExtension
-#define SOAP_TYPE_tt__CapabilitiesExtension (89)
+#define SOAP_TYPE_tt__CapabilitiesExtension (88)
 #endif
 
 /* tt__Capabilities has binding name 'tt__Capabilities' for type 'tt:Capabilities' */
 #ifndef SOAP_TYPE_tt__Capabilities
-#define SOAP_TYPE_tt__Capabilities (88)
+#define SOAP_TYPE_tt__Capabilities (87)
 #endif
 
 /* tt__IPAddress has binding name 'tt__IPAddress' for type 'tt:IPAddress' */
 #ifndef SOAP_TYPE_tt__IPAddress
-#define SOAP_TYPE_tt__IPAddress (87)
+#define SOAP_TYPE_tt__IPAddress (86)
 #endif
 
 /* tt__MediaUri has binding name 'tt__MediaUri' for type 'tt:MediaUri' */
 #ifndef SOAP_TYPE_tt__MediaUri
-#define SOAP_TYPE_tt__MediaUri (86)
+#define SOAP_TYPE_tt__MediaUri (85)
 #endif
 
 /* tt__Transport has binding name 'tt__Transport' for type 'tt:Transport' */
 #ifndef SOAP_TYPE_tt__Transport
-#define SOAP_TYPE_tt__Transport (85)
+#define SOAP_TYPE_tt__Transport (84)
 #endif
 
 /* tt__StreamSetup has binding name 'tt__StreamSetup' for type 'tt:StreamSetup' */
 #ifndef SOAP_TYPE_tt__StreamSetup
-#define SOAP_TYPE_tt__StreamSetup (84)
+#define SOAP_TYPE_tt__StreamSetup (83)
 #endif
 
 /* tt__MulticastConfiguration has binding name 'tt__MulticastConfiguration' for type 'tt:MulticastConfiguration' */
 #ifndef SOAP_TYPE_tt__MulticastConfiguration
-#define SOAP_TYPE_tt__MulticastConfiguration (83)
+#define SOAP_TYPE_tt__MulticastConfiguration (82)
 #endif
 
 /* tt__AudioDecoderConfiguration has binding name 'tt__AudioDecoderConfiguration' for type 'tt:AudioDecoderConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioDecoderConfiguration
-#define SOAP_TYPE_tt__AudioDecoderConfiguration (82)
+#define SOAP_TYPE_tt__AudioDecoderConfiguration (81)
 #endif
 
 /* tt__AudioOutputConfiguration has binding name 'tt__AudioOutputConfiguration' for type 'tt:AudioOutputConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioOutputConfiguration
-#define SOAP_TYPE_tt__AudioOutputConfiguration (81)
+#define SOAP_TYPE_tt__AudioOutputConfiguration (80)
 #endif
 
 /* tt__EventSubscription has binding name 'tt__EventSubscription' for type 'tt:EventSubscription' */
 #ifndef SOAP_TYPE_tt__EventSubscription
-#define SOAP_TYPE_tt__EventSubscription (80)
+#define SOAP_TYPE_tt__EventSubscription (79)
 #endif
 
 /* tt__SensorDataFilter has binding name 'tt__SensorDataFilter' for type 'tt:SensorDataFilter' */
 #ifndef SOAP_TYPE_tt__SensorDataFilter
-#define SOAP_TYPE_tt__SensorDataFilter (79)
+#define SOAP_TYPE_tt__SensorDataFilter (78)
 #endif
 
 /* tt__PTZFilter has binding name 'tt__PTZFilter' for type 'tt:PTZFilter' */
 #ifndef SOAP_TYPE_tt__PTZFilter
-#define SOAP_TYPE_tt__PTZFilter (78)
+#define SOAP_TYPE_tt__PTZFilter (77)
 #endif
 
 /* tt__MetadataConfigurationExtension has binding name 'tt__MetadataConfigurationExtension' for type 'tt:MetadataConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__MetadataConfigurationExtension
-#define SOAP_TYPE_tt__MetadataConfigurationExtension (77)
+#define SOAP_TYPE_tt__MetadataConfigurationExtension (76)
 #endif
 
 /* tt__MetadataConfiguration has binding name 'tt__MetadataConfiguration' for type 'tt:MetadataConfiguration' */
 #ifndef SOAP_TYPE_tt__MetadataConfiguration
-#define SOAP_TYPE_tt__MetadataConfiguration (76)
+#define SOAP_TYPE_tt__MetadataConfiguration (75)
 #endif
 
 /* tt__VideoAnalyticsConfiguration has binding name 'tt__VideoAnalyticsConfiguration' for type 'tt:VideoAnalyticsConfiguration' */
 #ifndef SOAP_TYPE_tt__VideoAnalyticsConfiguration
-#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (75)
+#define SOAP_TYPE_tt__VideoAnalyticsConfiguration (74)
 #endif
 
 /* tt__AudioEncoderConfiguration has binding name 'tt__AudioEncoderConfiguration' for type 'tt:AudioEncoderConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioEncoderConfiguration
-#define SOAP_TYPE_tt__AudioEncoderConfiguration (74)
+#define SOAP_TYPE_tt__AudioEncoderConfiguration (73)
 #endif
 
 /* tt__AudioSourceConfiguration has binding name 'tt__AudioSourceConfiguration' for type 'tt:AudioSourceConfiguration' */
 #ifndef SOAP_TYPE_tt__AudioSourceConfiguration
-#define SOAP_TYPE_tt__AudioSourceConfiguration (73)
+#define SOAP_TYPE_tt__AudioSourceConfiguration (72)
 #endif
 
 /* tt__H264Options2 has binding name 'tt__H264Options2' for type 'tt:H264Options2' */
 #ifndef SOAP_TYPE_tt__H264Options2
-#define SOAP_TYPE_tt__H264Options2 (72)
+#define SOAP_TYPE_tt__H264Options2 (71)
 #endif
 
 /* tt__H264Options has binding name 'tt__H264Options' for type 'tt:H264Options' */
 #ifndef SOAP_TYPE_tt__H264Options
-#define SOAP_TYPE_tt__H264Options (71)
+#define SOAP_TYPE_tt__H264Options (70)
 #endif
 
 /* tt__Mpeg4Options2 has binding name 'tt__Mpeg4Options2' for type 'tt:Mpeg4Options2' */
 #ifndef SOAP_TYPE_tt__Mpeg4Options2
-#define SOAP_TYPE_tt__Mpeg4Options2 (70)
+#define SOAP_TYPE_tt__Mpeg4Options2 (69)
 #endif
 
 /* tt__Mpeg4Options has binding name 'tt__Mpeg4Options' for type 'tt:Mpeg4Options' */
 #ifndef SOAP_TYPE_tt__Mpeg4Options
-#define SOAP_TYPE_tt__Mpeg4Options (69)
+#define SOAP_TYPE_tt__Mpeg4Options (68)
 #endif
 
 /* tt__JpegOptions2 has binding name 'tt__JpegOptions2' for type 'tt:JpegOptions2' */
 #ifndef SOAP_TYPE_tt__JpegOptions2
-#define SOAP_TYPE_tt__JpegOptions2 (68)
+#define SOAP_TYPE_tt__JpegOptions2 (67)
 #endif
 
 /* tt__JpegOptions has binding name 'tt__JpegOptions' for type 'tt:JpegOptions' */
 #ifndef SOAP_TYPE_tt__JpegOptions
-#define SOAP_TYPE_tt__JpegOptions (67)
+#define SOAP_TYPE_tt__JpegOptions (66)
 #endif
 
 /* tt__VideoEncoderOptionsExtension2 has binding name 'tt__VideoEncoderOptionsExtension2' for type 'tt:VideoEncoderOptionsExtension2' */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension2
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (66)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension2 (65)
 #endif
 
 /* tt__VideoEncoderOptionsExtension has binding name 'tt__VideoEncoderOptionsExtension' for type 'tt:VideoEncoderOptionsExtension' */
 #ifndef SOAP_TYPE_tt__VideoEncoderOptionsExtension
-#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (65)
+#define SOAP_TYPE_tt__VideoEncoderOptionsExtension (64)
 #endif
 
 /* tt__VideoEncoderConfigurationOptions has binding name 'tt__VideoEncoderConfigurationOptions' for type 'tt:VideoEncoderConfigurationOptions' */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfigurationOptions
-#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (64)
+#define SOAP_TYPE_tt__VideoEncoderConfigurationOptions (63)
 #endif
 
 /* tt__H264Configuration has binding name 'tt__H264Configuration' for type 'tt:H264Configuration' */
 #ifndef SOAP_TYPE_tt__H264Configuration
-#define SOAP_TYPE_tt__H264Configuration (63)
+#define SOAP_TYPE_tt__H264Configuration (62)
 #endif
 
 /* tt__Mpeg4Configuration has binding name 'tt__Mpeg4Configuration' for type 'tt:Mpeg4Configuration' */
 #ifndef SOAP_TYPE_tt__Mpeg4Configuration
-#define SOAP_TYPE_tt__Mpeg4Configuration (62)
+#define SOAP_TYPE_tt__Mpeg4Configuration (61)
 #endif
 
 /* tt__VideoRateControl has binding name 'tt__VideoRateControl' for type 'tt:VideoRateControl' */
 #ifndef SOAP_TYPE_tt__VideoRateControl
-#define SOAP_TYPE_tt__VideoRateControl (61)
+#define SOAP_TYPE_tt__VideoRateControl (60)
 #endif
 
 /* tt__VideoResolution has binding name 'tt__VideoResolution' for type 'tt:VideoResolution' */
 #ifndef SOAP_TYPE_tt__VideoResolution
-#define SOAP_TYPE_tt__VideoResolution (60)
+#define SOAP_TYPE_tt__VideoResolution (59)
 #endif
 
 /* tt__VideoEncoderConfiguration has binding name 'tt__VideoEncoderConfiguration' for type 'tt:VideoEncoderConfiguration' */
 #ifndef SOAP_TYPE_tt__VideoEncoderConfiguration
-#define SOAP_TYPE_tt__VideoEncoderConfiguration (59)
+#define SOAP_TYPE_tt__VideoEncoderConfiguration (58)
 #endif
 
 /* tt__SceneOrientation has binding name 'tt__SceneOrientation' for type 'tt:SceneOrientation' */
 #ifndef SOAP_TYPE_tt__SceneOrientation
-#define SOAP_TYPE_tt__SceneOrientation (58)
+#define SOAP_TYPE_tt__SceneOrientation (57)
 #endif
 
 /* tt__LensDescription has binding name 'tt__LensDescription' for type 'tt:LensDescription' */
 #ifndef SOAP_TYPE_tt__LensDescription
-#define SOAP_TYPE_tt__LensDescription (57)
+#define SOAP_TYPE_tt__LensDescription (56)
 #endif
 
 /* tt__LensOffset has binding name 'tt__LensOffset' for type 'tt:LensOffset' */
 #ifndef SOAP_TYPE_tt__LensOffset
-#define SOAP_TYPE_tt__LensOffset (56)
+#define SOAP_TYPE_tt__LensOffset (55)
 #endif
 
 /* tt__LensProjection has binding name 'tt__LensProjection' for type 'tt:LensProjection' */
 #ifndef SOAP_TYPE_tt__LensProjection
-#define SOAP_TYPE_tt__LensProjection (55)
+#define SOAP_TYPE_tt__LensProjection (54)
 #endif
 
 /* tt__RotateExtension has binding name 'tt__RotateExtension' for type 'tt:RotateExtension' */
 #ifndef SOAP_TYPE_tt__RotateExtension
-#define SOAP_TYPE_tt__RotateExtension (54)
+#define SOAP_TYPE_tt__RotateExtension (53)
 #endif
 
 /* tt__Rotate has binding name 'tt__Rotate' for type 'tt:Rotate' */
 #ifndef SOAP_TYPE_tt__Rotate
-#define SOAP_TYPE_tt__Rotate (53)
+#define SOAP_TYPE_tt__Rotate (52)
 #endif
 
 /* tt__VideoSourceConfigurationExtension2 has binding name 'tt__VideoSourceConfigurationExtension2' for type 'tt:VideoSourceConfigurationExtension2' */
 #ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension2
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (52)
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension2 (51)
 #endif
 
 /* tt__VideoSourceConfigurationExtension has binding name 'tt__VideoSourceConfigurationExtension' for type 'tt:VideoSourceConfigurationExtension' */
 #ifndef SOAP_TYPE_tt__VideoSourceConfigurationExtension
-#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (51)
+#define SOAP_TYPE_tt__VideoSourceConfigurationExtension (50)
 #endif
 
 /* tt__VideoSourceConfiguration has binding name 'tt__VideoSourceConfiguration' for type 'tt:VideoSourceConfiguration' */
 #ifndef SOAP_TYPE_tt__VideoSourceConfiguration
-#define SOAP_TYPE_tt__VideoSourceConfiguration (50)
+#define SOAP_TYPE_tt__VideoSourceConfiguration (49)
 #endif
 
 /* tt__ConfigurationEntity has binding name 'tt__ConfigurationEntity' for type 'tt:ConfigurationEntity' */
 #ifndef SOAP_TYPE_tt__ConfigurationEntity
-#define SOAP_TYPE_tt__ConfigurationEntity (49)
+#define SOAP_TYPE_tt__ConfigurationEntity (48)
 #endif
 
 /* tt__ProfileExtension2 has binding name 'tt__ProfileExtension2' for type 'tt:ProfileExtension2' */
 #ifndef SOAP_TYPE_tt__ProfileExtension2
-#define SOAP_TYPE_tt__ProfileExtension2 (48)
+#define SOAP_TYPE_tt__ProfileExtension2 (47)
 #endif
 
 /* tt__ProfileExtension has binding name 'tt__ProfileExtension' for type 'tt:ProfileExtension' */
@@ -10847,752 +10802,752 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* struct _wsse__Security has binding name '_wsse__Security' for type '' */
 #ifndef SOAP_TYPE__wsse__Security
-#define SOAP_TYPE__wsse__Security (662)
+#define SOAP_TYPE__wsse__Security (649)
 #endif
 
 /* _saml2__EncryptedAttribute has binding name '_saml2__EncryptedAttribute' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedAttribute
-#define SOAP_TYPE__saml2__EncryptedAttribute (661)
+#define SOAP_TYPE__saml2__EncryptedAttribute (648)
 #endif
 
 /* _saml2__Attribute has binding name '_saml2__Attribute' for type '' */
 #ifndef SOAP_TYPE__saml2__Attribute
-#define SOAP_TYPE__saml2__Attribute (659)
+#define SOAP_TYPE__saml2__Attribute (646)
 #endif
 
 /* _saml2__AttributeStatement has binding name '_saml2__AttributeStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AttributeStatement
-#define SOAP_TYPE__saml2__AttributeStatement (658)
+#define SOAP_TYPE__saml2__AttributeStatement (645)
 #endif
 
 /* _saml2__Evidence has binding name '_saml2__Evidence' for type '' */
 #ifndef SOAP_TYPE__saml2__Evidence
-#define SOAP_TYPE__saml2__Evidence (657)
+#define SOAP_TYPE__saml2__Evidence (644)
 #endif
 
 /* _saml2__Action has binding name '_saml2__Action' for type '' */
 #ifndef SOAP_TYPE__saml2__Action
-#define SOAP_TYPE__saml2__Action (656)
+#define SOAP_TYPE__saml2__Action (643)
 #endif
 
 /* _saml2__AuthzDecisionStatement has binding name '_saml2__AuthzDecisionStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthzDecisionStatement
-#define SOAP_TYPE__saml2__AuthzDecisionStatement (655)
+#define SOAP_TYPE__saml2__AuthzDecisionStatement (642)
 #endif
 
 /* _saml2__AuthnContext has binding name '_saml2__AuthnContext' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContext
-#define SOAP_TYPE__saml2__AuthnContext (650)
+#define SOAP_TYPE__saml2__AuthnContext (637)
 #endif
 
 /* _saml2__SubjectLocality has binding name '_saml2__SubjectLocality' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectLocality
-#define SOAP_TYPE__saml2__SubjectLocality (649)
+#define SOAP_TYPE__saml2__SubjectLocality (636)
 #endif
 
 /* _saml2__AuthnStatement has binding name '_saml2__AuthnStatement' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnStatement
-#define SOAP_TYPE__saml2__AuthnStatement (648)
+#define SOAP_TYPE__saml2__AuthnStatement (635)
 #endif
 
 /* _saml2__Statement has binding name '_saml2__Statement' for type '' */
 #ifndef SOAP_TYPE__saml2__Statement
-#define SOAP_TYPE__saml2__Statement (647)
+#define SOAP_TYPE__saml2__Statement (634)
 #endif
 
 /* _saml2__EncryptedAssertion has binding name '_saml2__EncryptedAssertion' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedAssertion
-#define SOAP_TYPE__saml2__EncryptedAssertion (646)
+#define SOAP_TYPE__saml2__EncryptedAssertion (633)
 #endif
 
 /* _saml2__Advice has binding name '_saml2__Advice' for type '' */
 #ifndef SOAP_TYPE__saml2__Advice
-#define SOAP_TYPE__saml2__Advice (645)
+#define SOAP_TYPE__saml2__Advice (632)
 #endif
 
 /* _saml2__ProxyRestriction has binding name '_saml2__ProxyRestriction' for type '' */
 #ifndef SOAP_TYPE__saml2__ProxyRestriction
-#define SOAP_TYPE__saml2__ProxyRestriction (644)
+#define SOAP_TYPE__saml2__ProxyRestriction (631)
 #endif
 
 /* _saml2__OneTimeUse has binding name '_saml2__OneTimeUse' for type '' */
 #ifndef SOAP_TYPE__saml2__OneTimeUse
-#define SOAP_TYPE__saml2__OneTimeUse (643)
+#define SOAP_TYPE__saml2__OneTimeUse (630)
 #endif
 
 /* _saml2__AudienceRestriction has binding name '_saml2__AudienceRestriction' for type '' */
 #ifndef SOAP_TYPE__saml2__AudienceRestriction
-#define SOAP_TYPE__saml2__AudienceRestriction (641)
+#define SOAP_TYPE__saml2__AudienceRestriction (628)
 #endif
 
 /* _saml2__Condition has binding name '_saml2__Condition' for type '' */
 #ifndef SOAP_TYPE__saml2__Condition
-#define SOAP_TYPE__saml2__Condition (640)
+#define SOAP_TYPE__saml2__Condition (627)
 #endif
 
 /* _saml2__Conditions has binding name '_saml2__Conditions' for type '' */
 #ifndef SOAP_TYPE__saml2__Conditions
-#define SOAP_TYPE__saml2__Conditions (639)
+#define SOAP_TYPE__saml2__Conditions (626)
 #endif
 
 /* _saml2__SubjectConfirmationData has binding name '_saml2__SubjectConfirmationData' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmationData
-#define SOAP_TYPE__saml2__SubjectConfirmationData (638)
+#define SOAP_TYPE__saml2__SubjectConfirmationData (625)
 #endif
 
 /* _saml2__SubjectConfirmation has binding name '_saml2__SubjectConfirmation' for type '' */
 #ifndef SOAP_TYPE__saml2__SubjectConfirmation
-#define SOAP_TYPE__saml2__SubjectConfirmation (637)
+#define SOAP_TYPE__saml2__SubjectConfirmation (624)
 #endif
 
 /* _saml2__Subject has binding name '_saml2__Subject' for type '' */
 #ifndef SOAP_TYPE__saml2__Subject
-#define SOAP_TYPE__saml2__Subject (636)
+#define SOAP_TYPE__saml2__Subject (623)
 #endif
 
 /* _saml2__Assertion has binding name '_saml2__Assertion' for type '' */
 #ifndef SOAP_TYPE__saml2__Assertion
-#define SOAP_TYPE__saml2__Assertion (635)
+#define SOAP_TYPE__saml2__Assertion (622)
 #endif
 
 /* _saml2__Issuer has binding name '_saml2__Issuer' for type '' */
 #ifndef SOAP_TYPE__saml2__Issuer
-#define SOAP_TYPE__saml2__Issuer (632)
+#define SOAP_TYPE__saml2__Issuer (619)
 #endif
 
 /* _saml2__EncryptedID has binding name '_saml2__EncryptedID' for type '' */
 #ifndef SOAP_TYPE__saml2__EncryptedID
-#define SOAP_TYPE__saml2__EncryptedID (631)
+#define SOAP_TYPE__saml2__EncryptedID (618)
 #endif
 
 /* _saml2__NameID has binding name '_saml2__NameID' for type '' */
 #ifndef SOAP_TYPE__saml2__NameID
-#define SOAP_TYPE__saml2__NameID (630)
+#define SOAP_TYPE__saml2__NameID (617)
 #endif
 
 /* _saml2__BaseID has binding name '_saml2__BaseID' for type '' */
 #ifndef SOAP_TYPE__saml2__BaseID
-#define SOAP_TYPE__saml2__BaseID (629)
+#define SOAP_TYPE__saml2__BaseID (616)
 #endif
 
 /* struct saml2__AttributeType has binding name 'saml2__AttributeType' for type 'saml2:AttributeType' */
 #ifndef SOAP_TYPE_saml2__AttributeType
-#define SOAP_TYPE_saml2__AttributeType (593)
+#define SOAP_TYPE_saml2__AttributeType (580)
 #endif
 
 /* struct saml2__AttributeStatementType has binding name 'saml2__AttributeStatementType' for type 'saml2:AttributeStatementType' */
 #ifndef SOAP_TYPE_saml2__AttributeStatementType
-#define SOAP_TYPE_saml2__AttributeStatementType (592)
+#define SOAP_TYPE_saml2__AttributeStatementType (579)
 #endif
 
 /* struct saml2__EvidenceType has binding name 'saml2__EvidenceType' for type 'saml2:EvidenceType' */
 #ifndef SOAP_TYPE_saml2__EvidenceType
-#define SOAP_TYPE_saml2__EvidenceType (591)
+#define SOAP_TYPE_saml2__EvidenceType (578)
 #endif
 
 /* struct saml2__ActionType has binding name 'saml2__ActionType' for type 'saml2:ActionType' */
 #ifndef SOAP_TYPE_saml2__ActionType
-#define SOAP_TYPE_saml2__ActionType (590)
+#define SOAP_TYPE_saml2__ActionType (577)
 #endif
 
 /* struct saml2__AuthzDecisionStatementType has binding name 'saml2__AuthzDecisionStatementType' for type 'saml2:AuthzDecisionStatementType' */
 #ifndef SOAP_TYPE_saml2__AuthzDecisionStatementType
-#define SOAP_TYPE_saml2__AuthzDecisionStatementType (589)
+#define SOAP_TYPE_saml2__AuthzDecisionStatementType (576)
 #endif
 
 /* struct saml2__AuthnContextType has binding name 'saml2__AuthnContextType' for type 'saml2:AuthnContextType' */
 #ifndef SOAP_TYPE_saml2__AuthnContextType
-#define SOAP_TYPE_saml2__AuthnContextType (588)
+#define SOAP_TYPE_saml2__AuthnContextType (575)
 #endif
 
 /* struct saml2__SubjectLocalityType has binding name 'saml2__SubjectLocalityType' for type 'saml2:SubjectLocalityType' */
 #ifndef SOAP_TYPE_saml2__SubjectLocalityType
-#define SOAP_TYPE_saml2__SubjectLocalityType (587)
+#define SOAP_TYPE_saml2__SubjectLocalityType (574)
 #endif
 
 /* struct saml2__AuthnStatementType has binding name 'saml2__AuthnStatementType' for type 'saml2:AuthnStatementType' */
 #ifndef SOAP_TYPE_saml2__AuthnStatementType
-#define SOAP_TYPE_saml2__AuthnStatementType (586)
+#define SOAP_TYPE_saml2__AuthnStatementType (573)
 #endif
 
 /* struct saml2__StatementAbstractType has binding name 'saml2__StatementAbstractType' for type 'saml2:StatementAbstractType' */
 #ifndef SOAP_TYPE_saml2__StatementAbstractType
-#define SOAP_TYPE_saml2__StatementAbstractType (585)
+#define SOAP_TYPE_saml2__StatementAbstractType (572)
 #endif
 
 /* struct saml2__AdviceType has binding name 'saml2__AdviceType' for type 'saml2:AdviceType' */
 #ifndef SOAP_TYPE_saml2__AdviceType
-#define SOAP_TYPE_saml2__AdviceType (584)
+#define SOAP_TYPE_saml2__AdviceType (571)
 #endif
 
 /* struct saml2__ProxyRestrictionType has binding name 'saml2__ProxyRestrictionType' for type 'saml2:ProxyRestrictionType' */
 #ifndef SOAP_TYPE_saml2__ProxyRestrictionType
-#define SOAP_TYPE_saml2__ProxyRestrictionType (583)
+#define SOAP_TYPE_saml2__ProxyRestrictionType (570)
 #endif
 
 /* struct saml2__OneTimeUseType has binding name 'saml2__OneTimeUseType' for type 'saml2:OneTimeUseType' */
 #ifndef SOAP_TYPE_saml2__OneTimeUseType
-#define SOAP_TYPE_saml2__OneTimeUseType (582)
+#define SOAP_TYPE_saml2__OneTimeUseType (569)
 #endif
 
 /* struct saml2__AudienceRestrictionType has binding name 'saml2__AudienceRestrictionType' for type 'saml2:AudienceRestrictionType' */
 #ifndef SOAP_TYPE_saml2__AudienceRestrictionType
-#define SOAP_TYPE_saml2__AudienceRestrictionType (581)
+#define SOAP_TYPE_saml2__AudienceRestrictionType (568)
 #endif
 
 /* struct saml2__ConditionAbstractType has binding name 'saml2__ConditionAbstractType' for type 'saml2:ConditionAbstractType' */
 #ifndef SOAP_TYPE_saml2__ConditionAbstractType
-#define SOAP_TYPE_saml2__ConditionAbstractType (580)
+#define SOAP_TYPE_saml2__ConditionAbstractType (567)
 #endif
 
 /* struct saml2__ConditionsType has binding name 'saml2__ConditionsType' for type 'saml2:ConditionsType' */
 #ifndef SOAP_TYPE_saml2__ConditionsType
-#define SOAP_TYPE_saml2__ConditionsType (579)
+#define SOAP_TYPE_saml2__ConditionsType (566)
 #endif
 
 /* struct saml2__KeyInfoConfirmationDataType has binding name 'saml2__KeyInfoConfirmationDataType' for type 'saml2:KeyInfoConfirmationDataType' */
 #ifndef SOAP_TYPE_saml2__KeyInfoConfirmationDataType
-#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (578)
+#define SOAP_TYPE_saml2__KeyInfoConfirmationDataType (565)
 #endif
 
 /* struct saml2__SubjectConfirmationDataType has binding name 'saml2__SubjectConfirmationDataType' for type 'saml2:SubjectConfirmationDataType' */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationDataType
-#define SOAP_TYPE_saml2__SubjectConfirmationDataType (577)
+#define SOAP_TYPE_saml2__SubjectConfirmationDataType (564)
 #endif
 
 /* struct saml2__SubjectConfirmationType has binding name 'saml2__SubjectConfirmationType' for type 'saml2:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_saml2__SubjectConfirmationType
-#define SOAP_TYPE_saml2__SubjectConfirmationType (576)
+#define SOAP_TYPE_saml2__SubjectConfirmationType (563)
 #endif
 
 /* struct saml2__SubjectType has binding name 'saml2__SubjectType' for type 'saml2:SubjectType' */
 #ifndef SOAP_TYPE_saml2__SubjectType
-#define SOAP_TYPE_saml2__SubjectType (575)
+#define SOAP_TYPE_saml2__SubjectType (562)
 #endif
 
 /* struct saml2__AssertionType has binding name 'saml2__AssertionType' for type 'saml2:AssertionType' */
 #ifndef SOAP_TYPE_saml2__AssertionType
-#define SOAP_TYPE_saml2__AssertionType (574)
+#define SOAP_TYPE_saml2__AssertionType (561)
 #endif
 
 /* struct saml2__EncryptedElementType has binding name 'saml2__EncryptedElementType' for type 'saml2:EncryptedElementType' */
 #ifndef SOAP_TYPE_saml2__EncryptedElementType
-#define SOAP_TYPE_saml2__EncryptedElementType (573)
+#define SOAP_TYPE_saml2__EncryptedElementType (560)
 #endif
 
 /* struct saml2__NameIDType has binding name 'saml2__NameIDType' for type 'saml2:NameIDType' */
 #ifndef SOAP_TYPE_saml2__NameIDType
-#define SOAP_TYPE_saml2__NameIDType (572)
+#define SOAP_TYPE_saml2__NameIDType (559)
 #endif
 
 /* struct saml2__BaseIDAbstractType has binding name 'saml2__BaseIDAbstractType' for type 'saml2:BaseIDAbstractType' */
 #ifndef SOAP_TYPE_saml2__BaseIDAbstractType
-#define SOAP_TYPE_saml2__BaseIDAbstractType (571)
+#define SOAP_TYPE_saml2__BaseIDAbstractType (558)
 #endif
 
 /* _saml1__Attribute has binding name '_saml1__Attribute' for type '' */
 #ifndef SOAP_TYPE__saml1__Attribute
-#define SOAP_TYPE__saml1__Attribute (569)
+#define SOAP_TYPE__saml1__Attribute (556)
 #endif
 
 /* _saml1__AttributeDesignator has binding name '_saml1__AttributeDesignator' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeDesignator
-#define SOAP_TYPE__saml1__AttributeDesignator (568)
+#define SOAP_TYPE__saml1__AttributeDesignator (555)
 #endif
 
 /* _saml1__AttributeStatement has binding name '_saml1__AttributeStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeStatement
-#define SOAP_TYPE__saml1__AttributeStatement (567)
+#define SOAP_TYPE__saml1__AttributeStatement (554)
 #endif
 
 /* _saml1__Evidence has binding name '_saml1__Evidence' for type '' */
 #ifndef SOAP_TYPE__saml1__Evidence
-#define SOAP_TYPE__saml1__Evidence (566)
+#define SOAP_TYPE__saml1__Evidence (553)
 #endif
 
 /* _saml1__Action has binding name '_saml1__Action' for type '' */
 #ifndef SOAP_TYPE__saml1__Action
-#define SOAP_TYPE__saml1__Action (565)
+#define SOAP_TYPE__saml1__Action (552)
 #endif
 
 /* _saml1__AuthorizationDecisionStatement has binding name '_saml1__AuthorizationDecisionStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthorizationDecisionStatement
-#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (564)
+#define SOAP_TYPE__saml1__AuthorizationDecisionStatement (551)
 #endif
 
 /* _saml1__AuthorityBinding has binding name '_saml1__AuthorityBinding' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthorityBinding
-#define SOAP_TYPE__saml1__AuthorityBinding (563)
+#define SOAP_TYPE__saml1__AuthorityBinding (550)
 #endif
 
 /* _saml1__SubjectLocality has binding name '_saml1__SubjectLocality' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectLocality
-#define SOAP_TYPE__saml1__SubjectLocality (562)
+#define SOAP_TYPE__saml1__SubjectLocality (549)
 #endif
 
 /* _saml1__AuthenticationStatement has binding name '_saml1__AuthenticationStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__AuthenticationStatement
-#define SOAP_TYPE__saml1__AuthenticationStatement (561)
+#define SOAP_TYPE__saml1__AuthenticationStatement (548)
 #endif
 
 /* _saml1__SubjectConfirmation has binding name '_saml1__SubjectConfirmation' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmation
-#define SOAP_TYPE__saml1__SubjectConfirmation (558)
+#define SOAP_TYPE__saml1__SubjectConfirmation (545)
 #endif
 
 /* _saml1__NameIdentifier has binding name '_saml1__NameIdentifier' for type '' */
 #ifndef SOAP_TYPE__saml1__NameIdentifier
-#define SOAP_TYPE__saml1__NameIdentifier (557)
+#define SOAP_TYPE__saml1__NameIdentifier (544)
 #endif
 
 /* _saml1__Subject has binding name '_saml1__Subject' for type '' */
 #ifndef SOAP_TYPE__saml1__Subject
-#define SOAP_TYPE__saml1__Subject (556)
+#define SOAP_TYPE__saml1__Subject (543)
 #endif
 
 /* _saml1__SubjectStatement has binding name '_saml1__SubjectStatement' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectStatement
-#define SOAP_TYPE__saml1__SubjectStatement (555)
+#define SOAP_TYPE__saml1__SubjectStatement (542)
 #endif
 
 /* _saml1__Statement has binding name '_saml1__Statement' for type '' */
 #ifndef SOAP_TYPE__saml1__Statement
-#define SOAP_TYPE__saml1__Statement (554)
+#define SOAP_TYPE__saml1__Statement (541)
 #endif
 
 /* _saml1__Advice has binding name '_saml1__Advice' for type '' */
 #ifndef SOAP_TYPE__saml1__Advice
-#define SOAP_TYPE__saml1__Advice (553)
+#define SOAP_TYPE__saml1__Advice (540)
 #endif
 
 /* _saml1__DoNotCacheCondition has binding name '_saml1__DoNotCacheCondition' for type '' */
 #ifndef SOAP_TYPE__saml1__DoNotCacheCondition
-#define SOAP_TYPE__saml1__DoNotCacheCondition (552)
+#define SOAP_TYPE__saml1__DoNotCacheCondition (539)
 #endif
 
 /* _saml1__AudienceRestrictionCondition has binding name '_saml1__AudienceRestrictionCondition' for type '' */
 #ifndef SOAP_TYPE__saml1__AudienceRestrictionCondition
-#define SOAP_TYPE__saml1__AudienceRestrictionCondition (550)
+#define SOAP_TYPE__saml1__AudienceRestrictionCondition (537)
 #endif
 
 /* _saml1__Condition has binding name '_saml1__Condition' for type '' */
 #ifndef SOAP_TYPE__saml1__Condition
-#define SOAP_TYPE__saml1__Condition (549)
+#define SOAP_TYPE__saml1__Condition (536)
 #endif
 
 /* _saml1__Conditions has binding name '_saml1__Conditions' for type '' */
 #ifndef SOAP_TYPE__saml1__Conditions
-#define SOAP_TYPE__saml1__Conditions (548)
+#define SOAP_TYPE__saml1__Conditions (535)
 #endif
 
 /* _saml1__Assertion has binding name '_saml1__Assertion' for type '' */
 #ifndef SOAP_TYPE__saml1__Assertion
-#define SOAP_TYPE__saml1__Assertion (547)
+#define SOAP_TYPE__saml1__Assertion (534)
 #endif
 
 /* struct saml1__AttributeType has binding name 'saml1__AttributeType' for type 'saml1:AttributeType' */
 #ifndef SOAP_TYPE_saml1__AttributeType
-#define SOAP_TYPE_saml1__AttributeType (514)
+#define SOAP_TYPE_saml1__AttributeType (501)
 #endif
 
 /* struct saml1__AttributeDesignatorType has binding name 'saml1__AttributeDesignatorType' for type 'saml1:AttributeDesignatorType' */
 #ifndef SOAP_TYPE_saml1__AttributeDesignatorType
-#define SOAP_TYPE_saml1__AttributeDesignatorType (513)
+#define SOAP_TYPE_saml1__AttributeDesignatorType (500)
 #endif
 
 /* struct saml1__AttributeStatementType has binding name 'saml1__AttributeStatementType' for type 'saml1:AttributeStatementType' */
 #ifndef SOAP_TYPE_saml1__AttributeStatementType
-#define SOAP_TYPE_saml1__AttributeStatementType (512)
+#define SOAP_TYPE_saml1__AttributeStatementType (499)
 #endif
 
 /* struct saml1__EvidenceType has binding name 'saml1__EvidenceType' for type 'saml1:EvidenceType' */
 #ifndef SOAP_TYPE_saml1__EvidenceType
-#define SOAP_TYPE_saml1__EvidenceType (511)
+#define SOAP_TYPE_saml1__EvidenceType (498)
 #endif
 
 /* struct saml1__ActionType has binding name 'saml1__ActionType' for type 'saml1:ActionType' */
 #ifndef SOAP_TYPE_saml1__ActionType
-#define SOAP_TYPE_saml1__ActionType (510)
+#define SOAP_TYPE_saml1__ActionType (497)
 #endif
 
 /* struct saml1__AuthorizationDecisionStatementType has binding name 'saml1__AuthorizationDecisionStatementType' for type 'saml1:AuthorizationDecisionStatementType' */
 #ifndef SOAP_TYPE_saml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (509)
+#define SOAP_TYPE_saml1__AuthorizationDecisionStatementType (496)
 #endif
 
 /* struct saml1__AuthorityBindingType has binding name 'saml1__AuthorityBindingType' for type 'saml1:AuthorityBindingType' */
 #ifndef SOAP_TYPE_saml1__AuthorityBindingType
-#define SOAP_TYPE_saml1__AuthorityBindingType (508)
+#define SOAP_TYPE_saml1__AuthorityBindingType (495)
 #endif
 
 /* struct saml1__SubjectLocalityType has binding name 'saml1__SubjectLocalityType' for type 'saml1:SubjectLocalityType' */
 #ifndef SOAP_TYPE_saml1__SubjectLocalityType
-#define SOAP_TYPE_saml1__SubjectLocalityType (507)
+#define SOAP_TYPE_saml1__SubjectLocalityType (494)
 #endif
 
 /* struct saml1__AuthenticationStatementType has binding name 'saml1__AuthenticationStatementType' for type 'saml1:AuthenticationStatementType' */
 #ifndef SOAP_TYPE_saml1__AuthenticationStatementType
-#define SOAP_TYPE_saml1__AuthenticationStatementType (506)
+#define SOAP_TYPE_saml1__AuthenticationStatementType (493)
 #endif
 
 /* struct saml1__SubjectConfirmationType has binding name 'saml1__SubjectConfirmationType' for type 'saml1:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_saml1__SubjectConfirmationType
-#define SOAP_TYPE_saml1__SubjectConfirmationType (505)
+#define SOAP_TYPE_saml1__SubjectConfirmationType (492)
 #endif
 
 /* struct saml1__NameIdentifierType has binding name 'saml1__NameIdentifierType' for type 'saml1:NameIdentifierType' */
 #ifndef SOAP_TYPE_saml1__NameIdentifierType
-#define SOAP_TYPE_saml1__NameIdentifierType (504)
+#define SOAP_TYPE_saml1__NameIdentifierType (491)
 #endif
 
 /* struct saml1__SubjectType has binding name 'saml1__SubjectType' for type 'saml1:SubjectType' */
 #ifndef SOAP_TYPE_saml1__SubjectType
-#define SOAP_TYPE_saml1__SubjectType (503)
+#define SOAP_TYPE_saml1__SubjectType (490)
 #endif
 
 /* struct saml1__SubjectStatementAbstractType has binding name 'saml1__SubjectStatementAbstractType' for type 'saml1:SubjectStatementAbstractType' */
 #ifndef SOAP_TYPE_saml1__SubjectStatementAbstractType
-#define SOAP_TYPE_saml1__SubjectStatementAbstractType (502)
+#define SOAP_TYPE_saml1__SubjectStatementAbstractType (489)
 #endif
 
 /* struct saml1__StatementAbstractType has binding name 'saml1__StatementAbstractType' for type 'saml1:StatementAbstractType' */
 #ifndef SOAP_TYPE_saml1__StatementAbstractType
-#define SOAP_TYPE_saml1__StatementAbstractType (501)
+#define SOAP_TYPE_saml1__StatementAbstractType (488)
 #endif
 
 /* struct saml1__AdviceType has binding name 'saml1__AdviceType' for type 'saml1:AdviceType' */
 #ifndef SOAP_TYPE_saml1__AdviceType
-#define SOAP_TYPE_saml1__AdviceType (500)
+#define SOAP_TYPE_saml1__AdviceType (487)
 #endif
 
 /* struct saml1__DoNotCacheConditionType has binding name 'saml1__DoNotCacheConditionType' for type 'saml1:DoNotCacheConditionType' */
 #ifndef SOAP_TYPE_saml1__DoNotCacheConditionType
-#define SOAP_TYPE_saml1__DoNotCacheConditionType (499)
+#define SOAP_TYPE_saml1__DoNotCacheConditionType (486)
 #endif
 
 /* struct saml1__AudienceRestrictionConditionType has binding name 'saml1__AudienceRestrictionConditionType' for type 'saml1:AudienceRestrictionConditionType' */
 #ifndef SOAP_TYPE_saml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (498)
+#define SOAP_TYPE_saml1__AudienceRestrictionConditionType (485)
 #endif
 
 /* struct saml1__ConditionAbstractType has binding name 'saml1__ConditionAbstractType' for type 'saml1:ConditionAbstractType' */
 #ifndef SOAP_TYPE_saml1__ConditionAbstractType
-#define SOAP_TYPE_saml1__ConditionAbstractType (497)
+#define SOAP_TYPE_saml1__ConditionAbstractType (484)
 #endif
 
 /* struct saml1__ConditionsType has binding name 'saml1__ConditionsType' for type 'saml1:ConditionsType' */
 #ifndef SOAP_TYPE_saml1__ConditionsType
-#define SOAP_TYPE_saml1__ConditionsType (496)
+#define SOAP_TYPE_saml1__ConditionsType (483)
 #endif
 
 /* struct saml1__AssertionType has binding name 'saml1__AssertionType' for type 'saml1:AssertionType' */
 #ifndef SOAP_TYPE_saml1__AssertionType
-#define SOAP_TYPE_saml1__AssertionType (495)
+#define SOAP_TYPE_saml1__AssertionType (482)
 #endif
 
 /* struct wsc__PropertiesType has binding name 'wsc__PropertiesType' for type 'wsc:PropertiesType' */
 #ifndef SOAP_TYPE_wsc__PropertiesType
-#define SOAP_TYPE_wsc__PropertiesType (489)
+#define SOAP_TYPE_wsc__PropertiesType (476)
 #endif
 
 /* struct wsc__DerivedKeyTokenType has binding name 'wsc__DerivedKeyTokenType' for type 'wsc:DerivedKeyTokenType' */
 #ifndef SOAP_TYPE_wsc__DerivedKeyTokenType
-#define SOAP_TYPE_wsc__DerivedKeyTokenType (488)
+#define SOAP_TYPE_wsc__DerivedKeyTokenType (475)
 #endif
 
 /* struct wsc__SecurityContextTokenType has binding name 'wsc__SecurityContextTokenType' for type 'wsc:SecurityContextTokenType' */
 #ifndef SOAP_TYPE_wsc__SecurityContextTokenType
-#define SOAP_TYPE_wsc__SecurityContextTokenType (487)
+#define SOAP_TYPE_wsc__SecurityContextTokenType (474)
 #endif
 
 /* struct _xenc__ReferenceList has binding name '_xenc__ReferenceList' for type '' */
 #ifndef SOAP_TYPE__xenc__ReferenceList
-#define SOAP_TYPE__xenc__ReferenceList (473)
+#define SOAP_TYPE__xenc__ReferenceList (460)
 #endif
 
 /* struct xenc__EncryptionPropertyType has binding name 'xenc__EncryptionPropertyType' for type 'xenc:EncryptionPropertyType' */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertyType
-#define SOAP_TYPE_xenc__EncryptionPropertyType (472)
+#define SOAP_TYPE_xenc__EncryptionPropertyType (459)
 #endif
 
 /* struct xenc__EncryptionPropertiesType has binding name 'xenc__EncryptionPropertiesType' for type 'xenc:EncryptionPropertiesType' */
 #ifndef SOAP_TYPE_xenc__EncryptionPropertiesType
-#define SOAP_TYPE_xenc__EncryptionPropertiesType (471)
+#define SOAP_TYPE_xenc__EncryptionPropertiesType (458)
 #endif
 
 /* struct xenc__ReferenceType has binding name 'xenc__ReferenceType' for type 'xenc:ReferenceType' */
 #ifndef SOAP_TYPE_xenc__ReferenceType
-#define SOAP_TYPE_xenc__ReferenceType (470)
+#define SOAP_TYPE_xenc__ReferenceType (457)
 #endif
 
 /* struct xenc__AgreementMethodType has binding name 'xenc__AgreementMethodType' for type 'xenc:AgreementMethodType' */
 #ifndef SOAP_TYPE_xenc__AgreementMethodType
-#define SOAP_TYPE_xenc__AgreementMethodType (469)
+#define SOAP_TYPE_xenc__AgreementMethodType (456)
 #endif
 
 /* struct xenc__EncryptedDataType has binding name 'xenc__EncryptedDataType' for type 'xenc:EncryptedDataType' */
 #ifndef SOAP_TYPE_xenc__EncryptedDataType
-#define SOAP_TYPE_xenc__EncryptedDataType (468)
+#define SOAP_TYPE_xenc__EncryptedDataType (455)
 #endif
 
 /* struct xenc__TransformsType has binding name 'xenc__TransformsType' for type 'xenc:TransformsType' */
 #ifndef SOAP_TYPE_xenc__TransformsType
-#define SOAP_TYPE_xenc__TransformsType (467)
+#define SOAP_TYPE_xenc__TransformsType (454)
 #endif
 
 /* struct xenc__CipherReferenceType has binding name 'xenc__CipherReferenceType' for type 'xenc:CipherReferenceType' */
 #ifndef SOAP_TYPE_xenc__CipherReferenceType
-#define SOAP_TYPE_xenc__CipherReferenceType (466)
+#define SOAP_TYPE_xenc__CipherReferenceType (453)
 #endif
 
 /* struct xenc__CipherDataType has binding name 'xenc__CipherDataType' for type 'xenc:CipherDataType' */
 #ifndef SOAP_TYPE_xenc__CipherDataType
-#define SOAP_TYPE_xenc__CipherDataType (465)
+#define SOAP_TYPE_xenc__CipherDataType (452)
 #endif
 
 /* struct xenc__EncryptionMethodType has binding name 'xenc__EncryptionMethodType' for type 'xenc:EncryptionMethodType' */
 #ifndef SOAP_TYPE_xenc__EncryptionMethodType
-#define SOAP_TYPE_xenc__EncryptionMethodType (464)
+#define SOAP_TYPE_xenc__EncryptionMethodType (451)
 #endif
 
 /* struct xenc__EncryptedType has binding name 'xenc__EncryptedType' for type 'xenc:EncryptedType' */
 #ifndef SOAP_TYPE_xenc__EncryptedType
-#define SOAP_TYPE_xenc__EncryptedType (463)
+#define SOAP_TYPE_xenc__EncryptedType (450)
 #endif
 
 /* struct ds__RSAKeyValueType has binding name 'ds__RSAKeyValueType' for type 'ds:RSAKeyValueType' */
 #ifndef SOAP_TYPE_ds__RSAKeyValueType
-#define SOAP_TYPE_ds__RSAKeyValueType (452)
+#define SOAP_TYPE_ds__RSAKeyValueType (439)
 #endif
 
 /* struct ds__DSAKeyValueType has binding name 'ds__DSAKeyValueType' for type 'ds:DSAKeyValueType' */
 #ifndef SOAP_TYPE_ds__DSAKeyValueType
-#define SOAP_TYPE_ds__DSAKeyValueType (451)
+#define SOAP_TYPE_ds__DSAKeyValueType (438)
 #endif
 
 /* struct ds__X509IssuerSerialType has binding name 'ds__X509IssuerSerialType' for type 'ds:X509IssuerSerialType' */
 #ifndef SOAP_TYPE_ds__X509IssuerSerialType
-#define SOAP_TYPE_ds__X509IssuerSerialType (450)
+#define SOAP_TYPE_ds__X509IssuerSerialType (437)
 #endif
 
 /* _ds__KeyInfo has binding name '_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE__ds__KeyInfo
-#define SOAP_TYPE__ds__KeyInfo (449)
+#define SOAP_TYPE__ds__KeyInfo (436)
 #endif
 
 /* struct ds__RetrievalMethodType has binding name 'ds__RetrievalMethodType' for type 'ds:RetrievalMethodType' */
 #ifndef SOAP_TYPE_ds__RetrievalMethodType
-#define SOAP_TYPE_ds__RetrievalMethodType (446)
+#define SOAP_TYPE_ds__RetrievalMethodType (433)
 #endif
 
 /* struct ds__KeyValueType has binding name 'ds__KeyValueType' for type 'ds:KeyValueType' */
 #ifndef SOAP_TYPE_ds__KeyValueType
-#define SOAP_TYPE_ds__KeyValueType (444)
+#define SOAP_TYPE_ds__KeyValueType (431)
 #endif
 
 /* struct ds__DigestMethodType has binding name 'ds__DigestMethodType' for type 'ds:DigestMethodType' */
 #ifndef SOAP_TYPE_ds__DigestMethodType
-#define SOAP_TYPE_ds__DigestMethodType (443)
+#define SOAP_TYPE_ds__DigestMethodType (430)
 #endif
 
 /* _ds__Transform has binding name '_ds__Transform' for type '' */
 #ifndef SOAP_TYPE__ds__Transform
-#define SOAP_TYPE__ds__Transform (442)
+#define SOAP_TYPE__ds__Transform (429)
 #endif
 
 /* struct ds__TransformType has binding name 'ds__TransformType' for type 'ds:TransformType' */
 #ifndef SOAP_TYPE_ds__TransformType
-#define SOAP_TYPE_ds__TransformType (440)
+#define SOAP_TYPE_ds__TransformType (427)
 #endif
 
 /* struct _c14n__InclusiveNamespaces has binding name '_c14n__InclusiveNamespaces' for type '' */
 #ifndef SOAP_TYPE__c14n__InclusiveNamespaces
-#define SOAP_TYPE__c14n__InclusiveNamespaces (439)
+#define SOAP_TYPE__c14n__InclusiveNamespaces (426)
 #endif
 
 /* struct ds__TransformsType has binding name 'ds__TransformsType' for type 'ds:TransformsType' */
 #ifndef SOAP_TYPE_ds__TransformsType
-#define SOAP_TYPE_ds__TransformsType (438)
+#define SOAP_TYPE_ds__TransformsType (425)
 #endif
 
 /* struct ds__ReferenceType has binding name 'ds__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_ds__ReferenceType
-#define SOAP_TYPE_ds__ReferenceType (437)
+#define SOAP_TYPE_ds__ReferenceType (424)
 #endif
 
 /* struct ds__SignatureMethodType has binding name 'ds__SignatureMethodType' for type 'ds:SignatureMethodType' */
 #ifndef SOAP_TYPE_ds__SignatureMethodType
-#define SOAP_TYPE_ds__SignatureMethodType (436)
+#define SOAP_TYPE_ds__SignatureMethodType (423)
 #endif
 
 /* struct ds__CanonicalizationMethodType has binding name 'ds__CanonicalizationMethodType' for type 'ds:CanonicalizationMethodType' */
 #ifndef SOAP_TYPE_ds__CanonicalizationMethodType
-#define SOAP_TYPE_ds__CanonicalizationMethodType (435)
+#define SOAP_TYPE_ds__CanonicalizationMethodType (422)
 #endif
 
 /* _ds__Signature has binding name '_ds__Signature' for type '' */
 #ifndef SOAP_TYPE__ds__Signature
-#define SOAP_TYPE__ds__Signature (434)
+#define SOAP_TYPE__ds__Signature (421)
 #endif
 
 /* struct ds__SignedInfoType has binding name 'ds__SignedInfoType' for type 'ds:SignedInfoType' */
 #ifndef SOAP_TYPE_ds__SignedInfoType
-#define SOAP_TYPE_ds__SignedInfoType (431)
+#define SOAP_TYPE_ds__SignedInfoType (418)
 #endif
 
 /* struct ds__SignatureType has binding name 'ds__SignatureType' for type 'ds:SignatureType' */
 #ifndef SOAP_TYPE_ds__SignatureType
-#define SOAP_TYPE_ds__SignatureType (430)
+#define SOAP_TYPE_ds__SignatureType (417)
 #endif
 
 /* struct xenc__EncryptedKeyType has binding name 'xenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_xenc__EncryptedKeyType
-#define SOAP_TYPE_xenc__EncryptedKeyType (427)
+#define SOAP_TYPE_xenc__EncryptedKeyType (414)
 #endif
 
 /* struct ds__KeyInfoType has binding name 'ds__KeyInfoType' for type 'ds:KeyInfoType' */
 #ifndef SOAP_TYPE_ds__KeyInfoType
-#define SOAP_TYPE_ds__KeyInfoType (426)
+#define SOAP_TYPE_ds__KeyInfoType (413)
 #endif
 
 /* struct ds__X509DataType has binding name 'ds__X509DataType' for type 'ds:X509DataType' */
 #ifndef SOAP_TYPE_ds__X509DataType
-#define SOAP_TYPE_ds__X509DataType (424)
+#define SOAP_TYPE_ds__X509DataType (411)
 #endif
 
 /* struct _wsse__SecurityTokenReference has binding name '_wsse__SecurityTokenReference' for type '' */
 #ifndef SOAP_TYPE__wsse__SecurityTokenReference
-#define SOAP_TYPE__wsse__SecurityTokenReference (420)
+#define SOAP_TYPE__wsse__SecurityTokenReference (407)
 #endif
 
 /* struct _wsse__KeyIdentifier has binding name '_wsse__KeyIdentifier' for type '' */
 #ifndef SOAP_TYPE__wsse__KeyIdentifier
-#define SOAP_TYPE__wsse__KeyIdentifier (419)
+#define SOAP_TYPE__wsse__KeyIdentifier (406)
 #endif
 
 /* struct _wsse__Embedded has binding name '_wsse__Embedded' for type '' */
 #ifndef SOAP_TYPE__wsse__Embedded
-#define SOAP_TYPE__wsse__Embedded (418)
+#define SOAP_TYPE__wsse__Embedded (405)
 #endif
 
 /* struct _wsse__Reference has binding name '_wsse__Reference' for type '' */
 #ifndef SOAP_TYPE__wsse__Reference
-#define SOAP_TYPE__wsse__Reference (417)
+#define SOAP_TYPE__wsse__Reference (404)
 #endif
 
 /* struct _wsse__BinarySecurityToken has binding name '_wsse__BinarySecurityToken' for type '' */
 #ifndef SOAP_TYPE__wsse__BinarySecurityToken
-#define SOAP_TYPE__wsse__BinarySecurityToken (416)
+#define SOAP_TYPE__wsse__BinarySecurityToken (403)
 #endif
 
 /* struct _wsse__Password has binding name '_wsse__Password' for type '' */
 #ifndef SOAP_TYPE__wsse__Password
-#define SOAP_TYPE__wsse__Password (412)
+#define SOAP_TYPE__wsse__Password (399)
 #endif
 
 /* struct _wsse__UsernameToken has binding name '_wsse__UsernameToken' for type '' */
 #ifndef SOAP_TYPE__wsse__UsernameToken
-#define SOAP_TYPE__wsse__UsernameToken (411)
+#define SOAP_TYPE__wsse__UsernameToken (398)
 #endif
 
 /* struct wsse__EncodedString has binding name 'wsse__EncodedString' for type 'wsse:EncodedString' */
 #ifndef SOAP_TYPE_wsse__EncodedString
-#define SOAP_TYPE_wsse__EncodedString (409)
+#define SOAP_TYPE_wsse__EncodedString (396)
 #endif
 
 /* struct _wsu__Timestamp has binding name '_wsu__Timestamp' for type '' */
 #ifndef SOAP_TYPE__wsu__Timestamp
-#define SOAP_TYPE__wsu__Timestamp (408)
+#define SOAP_TYPE__wsu__Timestamp (395)
 #endif
 
 /* struct SOAP_ENV__Fault has binding name 'SOAP_ENV__Fault' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Fault
-#define SOAP_TYPE_SOAP_ENV__Fault (406)
+#define SOAP_TYPE_SOAP_ENV__Fault (393)
 #endif
 
 /* struct SOAP_ENV__Reason has binding name 'SOAP_ENV__Reason' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Reason
-#define SOAP_TYPE_SOAP_ENV__Reason (402)
+#define SOAP_TYPE_SOAP_ENV__Reason (389)
 #endif
 
 /* struct SOAP_ENV__Code has binding name 'SOAP_ENV__Code' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Code
-#define SOAP_TYPE_SOAP_ENV__Code (400)
+#define SOAP_TYPE_SOAP_ENV__Code (387)
 #endif
 
 /* struct SOAP_ENV__Detail has binding name 'SOAP_ENV__Detail' for type '' */
 #ifndef SOAP_TYPE_SOAP_ENV__Detail
-#define SOAP_TYPE_SOAP_ENV__Detail (398)
+#define SOAP_TYPE_SOAP_ENV__Detail (385)
 #endif
 
 /* struct chan__ChannelInstanceType has binding name 'chan__ChannelInstanceType' for type 'chan:ChannelInstanceType' */
 #ifndef SOAP_TYPE_chan__ChannelInstanceType
-#define SOAP_TYPE_chan__ChannelInstanceType (392)
+#define SOAP_TYPE_chan__ChannelInstanceType (379)
 #endif
 
 /* _wsa5__ProblemAction has binding name '_wsa5__ProblemAction' for type '' */
 #ifndef SOAP_TYPE__wsa5__ProblemAction
-#define SOAP_TYPE__wsa5__ProblemAction (390)
+#define SOAP_TYPE__wsa5__ProblemAction (377)
 #endif
 
 /* _wsa5__FaultTo has binding name '_wsa5__FaultTo' for type '' */
 #ifndef SOAP_TYPE__wsa5__FaultTo
-#define SOAP_TYPE__wsa5__FaultTo (383)
+#define SOAP_TYPE__wsa5__FaultTo (370)
 #endif
 
 /* _wsa5__From has binding name '_wsa5__From' for type '' */
 #ifndef SOAP_TYPE__wsa5__From
-#define SOAP_TYPE__wsa5__From (382)
+#define SOAP_TYPE__wsa5__From (369)
 #endif
 
 /* _wsa5__ReplyTo has binding name '_wsa5__ReplyTo' for type '' */
 #ifndef SOAP_TYPE__wsa5__ReplyTo
-#define SOAP_TYPE__wsa5__ReplyTo (381)
+#define SOAP_TYPE__wsa5__ReplyTo (368)
 #endif
 
 /* _wsa5__RelatesTo has binding name '_wsa5__RelatesTo' for type '' */
 #ifndef SOAP_TYPE__wsa5__RelatesTo
-#define SOAP_TYPE__wsa5__RelatesTo (380)
+#define SOAP_TYPE__wsa5__RelatesTo (367)
 #endif
 
 /* _wsa5__Metadata has binding name '_wsa5__Metadata' for type '' */
 #ifndef SOAP_TYPE__wsa5__Metadata
-#define SOAP_TYPE__wsa5__Metadata (378)
+#define SOAP_TYPE__wsa5__Metadata (365)
 #endif
 
 /* _wsa5__ReferenceParameters has binding name '_wsa5__ReferenceParameters' for type '' */
 #ifndef SOAP_TYPE__wsa5__ReferenceParameters
-#define SOAP_TYPE__wsa5__ReferenceParameters (377)
+#define SOAP_TYPE__wsa5__ReferenceParameters (364)
 #endif
 
 /* _wsa5__EndpointReference has binding name '_wsa5__EndpointReference' for type '' */
 #ifndef SOAP_TYPE__wsa5__EndpointReference
-#define SOAP_TYPE__wsa5__EndpointReference (376)
+#define SOAP_TYPE__wsa5__EndpointReference (363)
 #endif
 
 /* struct wsa5__ProblemActionType has binding name 'wsa5__ProblemActionType' for type 'wsa5:ProblemActionType' */
 #ifndef SOAP_TYPE_wsa5__ProblemActionType
-#define SOAP_TYPE_wsa5__ProblemActionType (367)
+#define SOAP_TYPE_wsa5__ProblemActionType (354)
 #endif
 
 /* struct wsa5__RelatesToType has binding name 'wsa5__RelatesToType' for type 'wsa5:RelatesToType' */
 #ifndef SOAP_TYPE_wsa5__RelatesToType
-#define SOAP_TYPE_wsa5__RelatesToType (366)
+#define SOAP_TYPE_wsa5__RelatesToType (353)
 #endif
 
 /* struct wsa5__MetadataType has binding name 'wsa5__MetadataType' for type 'wsa5:MetadataType' */
 #ifndef SOAP_TYPE_wsa5__MetadataType
-#define SOAP_TYPE_wsa5__MetadataType (365)
+#define SOAP_TYPE_wsa5__MetadataType (352)
 #endif
 
 /* struct wsa5__ReferenceParametersType has binding name 'wsa5__ReferenceParametersType' for type 'wsa5:ReferenceParametersType' */
 #ifndef SOAP_TYPE_wsa5__ReferenceParametersType
-#define SOAP_TYPE_wsa5__ReferenceParametersType (364)
+#define SOAP_TYPE_wsa5__ReferenceParametersType (351)
 #endif
 
 /* struct wsa5__EndpointReferenceType has binding name 'wsa5__EndpointReferenceType' for type 'wsa5:EndpointReferenceType' */
 #ifndef SOAP_TYPE_wsa5__EndpointReferenceType
-#define SOAP_TYPE_wsa5__EndpointReferenceType (363)
+#define SOAP_TYPE_wsa5__EndpointReferenceType (350)
 #endif
 
 /* xsd__dateTime has binding name 'xsd__dateTime' for type 'xsd:dateTime' */
@@ -11627,1107 +11582,1027 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* tptz1__RemovePreset * has binding name 'PointerTotptz1__RemovePreset' for type 'tptz1:RemovePreset' */
 #ifndef SOAP_TYPE_PointerTotptz1__RemovePreset
-#define SOAP_TYPE_PointerTotptz1__RemovePreset (677)
+#define SOAP_TYPE_PointerTotptz1__RemovePreset (664)
 #endif
 
 /* tptz1__StopRequest * has binding name 'PointerTotptz1__StopRequest' for type 'tptz1:StopRequest' */
 #ifndef SOAP_TYPE_PointerTotptz1__StopRequest
-#define SOAP_TYPE_PointerTotptz1__StopRequest (673)
+#define SOAP_TYPE_PointerTotptz1__StopRequest (660)
 #endif
 
 /* struct _wsse__Security * has binding name 'PointerTo_wsse__Security' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Security
-#define SOAP_TYPE_PointerTo_wsse__Security (668)
+#define SOAP_TYPE_PointerTo_wsse__Security (655)
 #endif
 
 /* struct ds__SignatureType * has binding name 'PointerTods__SignatureType' for type 'ds:SignatureType' */
 #ifndef SOAP_TYPE_PointerTods__SignatureType
-#define SOAP_TYPE_PointerTods__SignatureType (667)
+#define SOAP_TYPE_PointerTods__SignatureType (654)
 #endif
 
 /* struct wsc__SecurityContextTokenType * has binding name 'PointerTowsc__SecurityContextTokenType' for type 'wsc:SecurityContextTokenType' */
 #ifndef SOAP_TYPE_PointerTowsc__SecurityContextTokenType
-#define SOAP_TYPE_PointerTowsc__SecurityContextTokenType (666)
+#define SOAP_TYPE_PointerTowsc__SecurityContextTokenType (653)
 #endif
 
 /* struct _wsse__BinarySecurityToken * has binding name 'PointerTo_wsse__BinarySecurityToken' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__BinarySecurityToken
-#define SOAP_TYPE_PointerTo_wsse__BinarySecurityToken (665)
+#define SOAP_TYPE_PointerTo_wsse__BinarySecurityToken (652)
 #endif
 
 /* struct _wsse__UsernameToken * has binding name 'PointerTo_wsse__UsernameToken' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__UsernameToken
-#define SOAP_TYPE_PointerTo_wsse__UsernameToken (664)
+#define SOAP_TYPE_PointerTo_wsse__UsernameToken (651)
 #endif
 
 /* struct _wsu__Timestamp * has binding name 'PointerTo_wsu__Timestamp' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsu__Timestamp
-#define SOAP_TYPE_PointerTo_wsu__Timestamp (663)
+#define SOAP_TYPE_PointerTo_wsu__Timestamp (650)
 #endif
 
 /* _saml2__AttributeValue has binding name '_saml2__AttributeValue' for type '' */
 #ifndef SOAP_TYPE__saml2__AttributeValue
-#define SOAP_TYPE__saml2__AttributeValue (660)
+#define SOAP_TYPE__saml2__AttributeValue (647)
 #endif
 
 /* _saml2__AuthenticatingAuthority has binding name '_saml2__AuthenticatingAuthority' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthenticatingAuthority
-#define SOAP_TYPE__saml2__AuthenticatingAuthority (654)
+#define SOAP_TYPE__saml2__AuthenticatingAuthority (641)
 #endif
 
 /* _saml2__AuthnContextDecl has binding name '_saml2__AuthnContextDecl' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextDecl
-#define SOAP_TYPE__saml2__AuthnContextDecl (653)
+#define SOAP_TYPE__saml2__AuthnContextDecl (640)
 #endif
 
 /* _saml2__AuthnContextDeclRef has binding name '_saml2__AuthnContextDeclRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextDeclRef
-#define SOAP_TYPE__saml2__AuthnContextDeclRef (652)
+#define SOAP_TYPE__saml2__AuthnContextDeclRef (639)
 #endif
 
 /* _saml2__AuthnContextClassRef has binding name '_saml2__AuthnContextClassRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AuthnContextClassRef
-#define SOAP_TYPE__saml2__AuthnContextClassRef (651)
+#define SOAP_TYPE__saml2__AuthnContextClassRef (638)
 #endif
 
 /* _saml2__Audience has binding name '_saml2__Audience' for type '' */
 #ifndef SOAP_TYPE__saml2__Audience
-#define SOAP_TYPE__saml2__Audience (642)
+#define SOAP_TYPE__saml2__Audience (629)
 #endif
 
 /* _saml2__AssertionURIRef has binding name '_saml2__AssertionURIRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AssertionURIRef
-#define SOAP_TYPE__saml2__AssertionURIRef (634)
+#define SOAP_TYPE__saml2__AssertionURIRef (621)
 #endif
 
 /* _saml2__AssertionIDRef has binding name '_saml2__AssertionIDRef' for type '' */
 #ifndef SOAP_TYPE__saml2__AssertionIDRef
-#define SOAP_TYPE__saml2__AssertionIDRef (633)
+#define SOAP_TYPE__saml2__AssertionIDRef (620)
 #endif
 
 /* struct ds__KeyInfoType ** has binding name 'PointerToPointerTo_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE_PointerToPointerTo_ds__KeyInfo
-#define SOAP_TYPE_PointerToPointerTo_ds__KeyInfo (628)
+#define SOAP_TYPE_PointerToPointerTo_ds__KeyInfo (615)
 #endif
 
 /* struct __saml2__union_AttributeStatementType * has binding name 'PointerTo__saml2__union_AttributeStatementType' for type '-saml2:union-AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType
-#define SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType (627)
+#define SOAP_TYPE_PointerTo__saml2__union_AttributeStatementType (614)
 #endif
 
 /* struct saml2__AttributeType * has binding name 'PointerTosaml2__AttributeType' for type 'saml2:AttributeType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AttributeType
-#define SOAP_TYPE_PointerTosaml2__AttributeType (626)
+#define SOAP_TYPE_PointerTosaml2__AttributeType (613)
 #endif
 
 /* struct saml2__EvidenceType * has binding name 'PointerTosaml2__EvidenceType' for type 'saml2:EvidenceType' */
 #ifndef SOAP_TYPE_PointerTosaml2__EvidenceType
-#define SOAP_TYPE_PointerTosaml2__EvidenceType (624)
+#define SOAP_TYPE_PointerTosaml2__EvidenceType (611)
 #endif
 
 /* struct saml2__ActionType * has binding name 'PointerTosaml2__ActionType' for type 'saml2:ActionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ActionType
-#define SOAP_TYPE_PointerTosaml2__ActionType (623)
+#define SOAP_TYPE_PointerTosaml2__ActionType (610)
 #endif
 
 /* struct saml2__AuthnContextType * has binding name 'PointerTosaml2__AuthnContextType' for type 'saml2:AuthnContextType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthnContextType
-#define SOAP_TYPE_PointerTosaml2__AuthnContextType (622)
+#define SOAP_TYPE_PointerTosaml2__AuthnContextType (609)
 #endif
 
 /* struct saml2__SubjectLocalityType * has binding name 'PointerTosaml2__SubjectLocalityType' for type 'saml2:SubjectLocalityType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectLocalityType
-#define SOAP_TYPE_PointerTosaml2__SubjectLocalityType (621)
+#define SOAP_TYPE_PointerTosaml2__SubjectLocalityType (608)
 #endif
 
 /* struct __saml2__union_EvidenceType * has binding name 'PointerTo__saml2__union_EvidenceType' for type '-saml2:union-EvidenceType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_EvidenceType
-#define SOAP_TYPE_PointerTo__saml2__union_EvidenceType (620)
+#define SOAP_TYPE_PointerTo__saml2__union_EvidenceType (607)
 #endif
 
 /* struct __saml2__union_AdviceType * has binding name 'PointerTo__saml2__union_AdviceType' for type '-saml2:union-AdviceType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AdviceType
-#define SOAP_TYPE_PointerTo__saml2__union_AdviceType (618)
+#define SOAP_TYPE_PointerTo__saml2__union_AdviceType (605)
 #endif
 
 /* struct saml2__AssertionType * has binding name 'PointerTosaml2__AssertionType' for type 'saml2:AssertionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AssertionType
-#define SOAP_TYPE_PointerTosaml2__AssertionType (617)
+#define SOAP_TYPE_PointerTosaml2__AssertionType (604)
 #endif
 
 /* struct __saml2__union_ConditionsType * has binding name 'PointerTo__saml2__union_ConditionsType' for type '-saml2:union-ConditionsType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_ConditionsType
-#define SOAP_TYPE_PointerTo__saml2__union_ConditionsType (615)
+#define SOAP_TYPE_PointerTo__saml2__union_ConditionsType (602)
 #endif
 
 /* struct saml2__ProxyRestrictionType * has binding name 'PointerTosaml2__ProxyRestrictionType' for type 'saml2:ProxyRestrictionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ProxyRestrictionType
-#define SOAP_TYPE_PointerTosaml2__ProxyRestrictionType (614)
+#define SOAP_TYPE_PointerTosaml2__ProxyRestrictionType (601)
 #endif
 
 /* struct saml2__OneTimeUseType * has binding name 'PointerTosaml2__OneTimeUseType' for type 'saml2:OneTimeUseType' */
 #ifndef SOAP_TYPE_PointerTosaml2__OneTimeUseType
-#define SOAP_TYPE_PointerTosaml2__OneTimeUseType (613)
+#define SOAP_TYPE_PointerTosaml2__OneTimeUseType (600)
 #endif
 
 /* struct saml2__AudienceRestrictionType * has binding name 'PointerTosaml2__AudienceRestrictionType' for type 'saml2:AudienceRestrictionType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AudienceRestrictionType
-#define SOAP_TYPE_PointerTosaml2__AudienceRestrictionType (612)
+#define SOAP_TYPE_PointerTosaml2__AudienceRestrictionType (599)
 #endif
 
 /* struct saml2__ConditionAbstractType * has binding name 'PointerTosaml2__ConditionAbstractType' for type 'saml2:ConditionAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ConditionAbstractType
-#define SOAP_TYPE_PointerTosaml2__ConditionAbstractType (611)
+#define SOAP_TYPE_PointerTosaml2__ConditionAbstractType (598)
 #endif
 
 /* struct saml2__SubjectConfirmationDataType * has binding name 'PointerTosaml2__SubjectConfirmationDataType' for type 'saml2:SubjectConfirmationDataType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType
-#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType (609)
+#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationDataType (596)
 #endif
 
 /* struct saml2__SubjectConfirmationType * has binding name 'PointerTosaml2__SubjectConfirmationType' for type 'saml2:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectConfirmationType
-#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationType (608)
+#define SOAP_TYPE_PointerTosaml2__SubjectConfirmationType (595)
 #endif
 
 /* struct saml2__EncryptedElementType * has binding name 'PointerTosaml2__EncryptedElementType' for type 'saml2:EncryptedElementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__EncryptedElementType
-#define SOAP_TYPE_PointerTosaml2__EncryptedElementType (607)
+#define SOAP_TYPE_PointerTosaml2__EncryptedElementType (594)
 #endif
 
 /* struct saml2__BaseIDAbstractType * has binding name 'PointerTosaml2__BaseIDAbstractType' for type 'saml2:BaseIDAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__BaseIDAbstractType
-#define SOAP_TYPE_PointerTosaml2__BaseIDAbstractType (606)
+#define SOAP_TYPE_PointerTosaml2__BaseIDAbstractType (593)
 #endif
 
 /* struct __saml2__union_AssertionType * has binding name 'PointerTo__saml2__union_AssertionType' for type '-saml2:union-AssertionType' */
 #ifndef SOAP_TYPE_PointerTo__saml2__union_AssertionType
-#define SOAP_TYPE_PointerTo__saml2__union_AssertionType (605)
+#define SOAP_TYPE_PointerTo__saml2__union_AssertionType (592)
 #endif
 
 /* struct saml2__AttributeStatementType * has binding name 'PointerTosaml2__AttributeStatementType' for type 'saml2:AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AttributeStatementType
-#define SOAP_TYPE_PointerTosaml2__AttributeStatementType (604)
+#define SOAP_TYPE_PointerTosaml2__AttributeStatementType (591)
 #endif
 
 /* struct saml2__AuthzDecisionStatementType * has binding name 'PointerTosaml2__AuthzDecisionStatementType' for type 'saml2:AuthzDecisionStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType
-#define SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType (603)
+#define SOAP_TYPE_PointerTosaml2__AuthzDecisionStatementType (590)
 #endif
 
 /* struct saml2__AuthnStatementType * has binding name 'PointerTosaml2__AuthnStatementType' for type 'saml2:AuthnStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AuthnStatementType
-#define SOAP_TYPE_PointerTosaml2__AuthnStatementType (602)
+#define SOAP_TYPE_PointerTosaml2__AuthnStatementType (589)
 #endif
 
 /* struct saml2__StatementAbstractType * has binding name 'PointerTosaml2__StatementAbstractType' for type 'saml2:StatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml2__StatementAbstractType
-#define SOAP_TYPE_PointerTosaml2__StatementAbstractType (601)
+#define SOAP_TYPE_PointerTosaml2__StatementAbstractType (588)
 #endif
 
 /* struct saml2__AdviceType * has binding name 'PointerTosaml2__AdviceType' for type 'saml2:AdviceType' */
 #ifndef SOAP_TYPE_PointerTosaml2__AdviceType
-#define SOAP_TYPE_PointerTosaml2__AdviceType (599)
+#define SOAP_TYPE_PointerTosaml2__AdviceType (586)
 #endif
 
 /* struct saml2__ConditionsType * has binding name 'PointerTosaml2__ConditionsType' for type 'saml2:ConditionsType' */
 #ifndef SOAP_TYPE_PointerTosaml2__ConditionsType
-#define SOAP_TYPE_PointerTosaml2__ConditionsType (598)
+#define SOAP_TYPE_PointerTosaml2__ConditionsType (585)
 #endif
 
 /* struct saml2__SubjectType * has binding name 'PointerTosaml2__SubjectType' for type 'saml2:SubjectType' */
 #ifndef SOAP_TYPE_PointerTosaml2__SubjectType
-#define SOAP_TYPE_PointerTosaml2__SubjectType (597)
+#define SOAP_TYPE_PointerTosaml2__SubjectType (584)
 #endif
 
 /* struct saml2__NameIDType * has binding name 'PointerTosaml2__NameIDType' for type 'saml2:NameIDType' */
 #ifndef SOAP_TYPE_PointerTosaml2__NameIDType
-#define SOAP_TYPE_PointerTosaml2__NameIDType (596)
+#define SOAP_TYPE_PointerTosaml2__NameIDType (583)
 #endif
 
 /* struct xenc__EncryptedKeyType ** has binding name 'PointerToPointerToxenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType
-#define SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType (595)
+#define SOAP_TYPE_PointerToPointerToxenc__EncryptedKeyType (582)
 #endif
 
 /* _saml1__AttributeValue has binding name '_saml1__AttributeValue' for type '' */
 #ifndef SOAP_TYPE__saml1__AttributeValue
-#define SOAP_TYPE__saml1__AttributeValue (570)
+#define SOAP_TYPE__saml1__AttributeValue (557)
 #endif
 
 /* _saml1__ConfirmationMethod has binding name '_saml1__ConfirmationMethod' for type '' */
 #ifndef SOAP_TYPE__saml1__ConfirmationMethod
-#define SOAP_TYPE__saml1__ConfirmationMethod (560)
+#define SOAP_TYPE__saml1__ConfirmationMethod (547)
 #endif
 
 /* _saml1__SubjectConfirmationData has binding name '_saml1__SubjectConfirmationData' for type '' */
 #ifndef SOAP_TYPE__saml1__SubjectConfirmationData
-#define SOAP_TYPE__saml1__SubjectConfirmationData (559)
+#define SOAP_TYPE__saml1__SubjectConfirmationData (546)
 #endif
 
 /* _saml1__Audience has binding name '_saml1__Audience' for type '' */
 #ifndef SOAP_TYPE__saml1__Audience
-#define SOAP_TYPE__saml1__Audience (551)
+#define SOAP_TYPE__saml1__Audience (538)
 #endif
 
 /* _saml1__AssertionIDReference has binding name '_saml1__AssertionIDReference' for type '' */
 #ifndef SOAP_TYPE__saml1__AssertionIDReference
-#define SOAP_TYPE__saml1__AssertionIDReference (546)
+#define SOAP_TYPE__saml1__AssertionIDReference (533)
 #endif
 
 /* struct saml1__AttributeType * has binding name 'PointerTosaml1__AttributeType' for type 'saml1:AttributeType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AttributeType
-#define SOAP_TYPE_PointerTosaml1__AttributeType (545)
+#define SOAP_TYPE_PointerTosaml1__AttributeType (532)
 #endif
 
 /* struct saml1__EvidenceType * has binding name 'PointerTosaml1__EvidenceType' for type 'saml1:EvidenceType' */
 #ifndef SOAP_TYPE_PointerTosaml1__EvidenceType
-#define SOAP_TYPE_PointerTosaml1__EvidenceType (544)
+#define SOAP_TYPE_PointerTosaml1__EvidenceType (531)
 #endif
 
 /* struct saml1__ActionType * has binding name 'PointerTosaml1__ActionType' for type 'saml1:ActionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ActionType
-#define SOAP_TYPE_PointerTosaml1__ActionType (543)
+#define SOAP_TYPE_PointerTosaml1__ActionType (530)
 #endif
 
 /* struct saml1__AuthorityBindingType * has binding name 'PointerTosaml1__AuthorityBindingType' for type 'saml1:AuthorityBindingType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthorityBindingType
-#define SOAP_TYPE_PointerTosaml1__AuthorityBindingType (542)
+#define SOAP_TYPE_PointerTosaml1__AuthorityBindingType (529)
 #endif
 
 /* struct saml1__SubjectLocalityType * has binding name 'PointerTosaml1__SubjectLocalityType' for type 'saml1:SubjectLocalityType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectLocalityType
-#define SOAP_TYPE_PointerTosaml1__SubjectLocalityType (541)
+#define SOAP_TYPE_PointerTosaml1__SubjectLocalityType (528)
 #endif
 
 /* struct saml1__SubjectType * has binding name 'PointerTosaml1__SubjectType' for type 'saml1:SubjectType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectType
-#define SOAP_TYPE_PointerTosaml1__SubjectType (540)
+#define SOAP_TYPE_PointerTosaml1__SubjectType (527)
 #endif
 
 /* struct __saml1__union_EvidenceType * has binding name 'PointerTo__saml1__union_EvidenceType' for type '-saml1:union-EvidenceType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_EvidenceType
-#define SOAP_TYPE_PointerTo__saml1__union_EvidenceType (539)
+#define SOAP_TYPE_PointerTo__saml1__union_EvidenceType (526)
 #endif
 
 /* char ** has binding name 'PointerTostring' for type 'xsd:string' */
 #ifndef SOAP_TYPE_PointerTostring
-#define SOAP_TYPE_PointerTostring (537)
+#define SOAP_TYPE_PointerTostring (524)
 #endif
 
 /* struct saml1__SubjectConfirmationType * has binding name 'PointerTosaml1__SubjectConfirmationType' for type 'saml1:SubjectConfirmationType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectConfirmationType
-#define SOAP_TYPE_PointerTosaml1__SubjectConfirmationType (536)
+#define SOAP_TYPE_PointerTosaml1__SubjectConfirmationType (523)
 #endif
 
 /* struct saml1__NameIdentifierType * has binding name 'PointerTosaml1__NameIdentifierType' for type 'saml1:NameIdentifierType' */
 #ifndef SOAP_TYPE_PointerTosaml1__NameIdentifierType
-#define SOAP_TYPE_PointerTosaml1__NameIdentifierType (535)
+#define SOAP_TYPE_PointerTosaml1__NameIdentifierType (522)
 #endif
 
 /* struct __saml1__union_AdviceType * has binding name 'PointerTo__saml1__union_AdviceType' for type '-saml1:union-AdviceType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_AdviceType
-#define SOAP_TYPE_PointerTo__saml1__union_AdviceType (534)
+#define SOAP_TYPE_PointerTo__saml1__union_AdviceType (521)
 #endif
 
 /* struct saml1__AssertionType * has binding name 'PointerTosaml1__AssertionType' for type 'saml1:AssertionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AssertionType
-#define SOAP_TYPE_PointerTosaml1__AssertionType (533)
+#define SOAP_TYPE_PointerTosaml1__AssertionType (520)
 #endif
 
 /* struct timeval * has binding name 'PointerToxsd__dateTime' for type 'xsd:dateTime' */
 #ifndef SOAP_TYPE_PointerToxsd__dateTime
-#define SOAP_TYPE_PointerToxsd__dateTime (531)
+#define SOAP_TYPE_PointerToxsd__dateTime (518)
 #endif
 
 /* struct __saml1__union_ConditionsType * has binding name 'PointerTo__saml1__union_ConditionsType' for type '-saml1:union-ConditionsType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_ConditionsType
-#define SOAP_TYPE_PointerTo__saml1__union_ConditionsType (530)
+#define SOAP_TYPE_PointerTo__saml1__union_ConditionsType (517)
 #endif
 
 /* struct saml1__ConditionAbstractType * has binding name 'PointerTosaml1__ConditionAbstractType' for type 'saml1:ConditionAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ConditionAbstractType
-#define SOAP_TYPE_PointerTosaml1__ConditionAbstractType (529)
+#define SOAP_TYPE_PointerTosaml1__ConditionAbstractType (516)
 #endif
 
 /* struct saml1__DoNotCacheConditionType * has binding name 'PointerTosaml1__DoNotCacheConditionType' for type 'saml1:DoNotCacheConditionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType
-#define SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType (528)
+#define SOAP_TYPE_PointerTosaml1__DoNotCacheConditionType (515)
 #endif
 
 /* struct saml1__AudienceRestrictionConditionType * has binding name 'PointerTosaml1__AudienceRestrictionConditionType' for type 'saml1:AudienceRestrictionConditionType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType
-#define SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType (527)
+#define SOAP_TYPE_PointerTosaml1__AudienceRestrictionConditionType (514)
 #endif
 
 /* struct ds__SignatureType * has binding name 'PointerTo_ds__Signature' for type '' */
 #ifndef SOAP_TYPE_PointerTo_ds__Signature
-#define SOAP_TYPE_PointerTo_ds__Signature (525)
+#define SOAP_TYPE_PointerTo_ds__Signature (512)
 #endif
 
 /* struct __saml1__union_AssertionType * has binding name 'PointerTo__saml1__union_AssertionType' for type '-saml1:union-AssertionType' */
 #ifndef SOAP_TYPE_PointerTo__saml1__union_AssertionType
-#define SOAP_TYPE_PointerTo__saml1__union_AssertionType (524)
+#define SOAP_TYPE_PointerTo__saml1__union_AssertionType (511)
 #endif
 
 /* struct saml1__AttributeStatementType * has binding name 'PointerTosaml1__AttributeStatementType' for type 'saml1:AttributeStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AttributeStatementType
-#define SOAP_TYPE_PointerTosaml1__AttributeStatementType (523)
+#define SOAP_TYPE_PointerTosaml1__AttributeStatementType (510)
 #endif
 
 /* struct saml1__AuthorizationDecisionStatementType * has binding name 'PointerTosaml1__AuthorizationDecisionStatementType' for type 'saml1:AuthorizationDecisionStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType
-#define SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType (522)
+#define SOAP_TYPE_PointerTosaml1__AuthorizationDecisionStatementType (509)
 #endif
 
 /* struct saml1__AuthenticationStatementType * has binding name 'PointerTosaml1__AuthenticationStatementType' for type 'saml1:AuthenticationStatementType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AuthenticationStatementType
-#define SOAP_TYPE_PointerTosaml1__AuthenticationStatementType (521)
+#define SOAP_TYPE_PointerTosaml1__AuthenticationStatementType (508)
 #endif
 
 /* struct saml1__SubjectStatementAbstractType * has binding name 'PointerTosaml1__SubjectStatementAbstractType' for type 'saml1:SubjectStatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType
-#define SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType (520)
+#define SOAP_TYPE_PointerTosaml1__SubjectStatementAbstractType (507)
 #endif
 
 /* struct saml1__StatementAbstractType * has binding name 'PointerTosaml1__StatementAbstractType' for type 'saml1:StatementAbstractType' */
 #ifndef SOAP_TYPE_PointerTosaml1__StatementAbstractType
-#define SOAP_TYPE_PointerTosaml1__StatementAbstractType (519)
+#define SOAP_TYPE_PointerTosaml1__StatementAbstractType (506)
 #endif
 
 /* struct saml1__AdviceType * has binding name 'PointerTosaml1__AdviceType' for type 'saml1:AdviceType' */
 #ifndef SOAP_TYPE_PointerTosaml1__AdviceType
-#define SOAP_TYPE_PointerTosaml1__AdviceType (517)
+#define SOAP_TYPE_PointerTosaml1__AdviceType (504)
 #endif
 
 /* struct saml1__ConditionsType * has binding name 'PointerTosaml1__ConditionsType' for type 'saml1:ConditionsType' */
 #ifndef SOAP_TYPE_PointerTosaml1__ConditionsType
-#define SOAP_TYPE_PointerTosaml1__ConditionsType (516)
+#define SOAP_TYPE_PointerTosaml1__ConditionsType (503)
 #endif
 
 /* struct __wsc__DerivedKeyTokenType_sequence * has binding name 'PointerTo__wsc__DerivedKeyTokenType_sequence' for type '-wsc:DerivedKeyTokenType-sequence' */
 #ifndef SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence
-#define SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence (494)
+#define SOAP_TYPE_PointerTo__wsc__DerivedKeyTokenType_sequence (481)
 #endif
 
 /* ULONG64 * has binding name 'PointerToULONG64' for type 'xsd:unsignedLong' */
 #ifndef SOAP_TYPE_PointerToULONG64
-#define SOAP_TYPE_PointerToULONG64 (493)
+#define SOAP_TYPE_PointerToULONG64 (480)
 #endif
 
 /* struct wsc__PropertiesType * has binding name 'PointerTowsc__PropertiesType' for type 'wsc:PropertiesType' */
 #ifndef SOAP_TYPE_PointerTowsc__PropertiesType
-#define SOAP_TYPE_PointerTowsc__PropertiesType (490)
+#define SOAP_TYPE_PointerTowsc__PropertiesType (477)
 #endif
 
 /* wsc__FaultCodeOpenEnumType has binding name 'wsc__FaultCodeOpenEnumType' for type 'wsc:FaultCodeOpenEnumType' */
 #ifndef SOAP_TYPE_wsc__FaultCodeOpenEnumType
-#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (485)
+#define SOAP_TYPE_wsc__FaultCodeOpenEnumType (472)
 #endif
 
 /* struct _xenc__ReferenceList * has binding name 'PointerTo_xenc__ReferenceList' for type '' */
 #ifndef SOAP_TYPE_PointerTo_xenc__ReferenceList
-#define SOAP_TYPE_PointerTo_xenc__ReferenceList (484)
+#define SOAP_TYPE_PointerTo_xenc__ReferenceList (471)
 #endif
 
 /* struct __xenc__union_ReferenceList * has binding name 'PointerTo__xenc__union_ReferenceList' for type '-xenc:union-ReferenceList' */
 #ifndef SOAP_TYPE_PointerTo__xenc__union_ReferenceList
-#define SOAP_TYPE_PointerTo__xenc__union_ReferenceList (483)
+#define SOAP_TYPE_PointerTo__xenc__union_ReferenceList (470)
 #endif
 
 /* struct xenc__ReferenceType * has binding name 'PointerToxenc__ReferenceType' for type 'xenc:ReferenceType' */
 #ifndef SOAP_TYPE_PointerToxenc__ReferenceType
-#define SOAP_TYPE_PointerToxenc__ReferenceType (482)
+#define SOAP_TYPE_PointerToxenc__ReferenceType (469)
 #endif
 
 /* struct xenc__EncryptionPropertyType * has binding name 'PointerToxenc__EncryptionPropertyType' for type 'xenc:EncryptionPropertyType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionPropertyType
-#define SOAP_TYPE_PointerToxenc__EncryptionPropertyType (480)
+#define SOAP_TYPE_PointerToxenc__EncryptionPropertyType (467)
 #endif
 
 /* struct xenc__TransformsType * has binding name 'PointerToxenc__TransformsType' for type 'xenc:TransformsType' */
 #ifndef SOAP_TYPE_PointerToxenc__TransformsType
-#define SOAP_TYPE_PointerToxenc__TransformsType (479)
+#define SOAP_TYPE_PointerToxenc__TransformsType (466)
 #endif
 
 /* struct xenc__CipherReferenceType * has binding name 'PointerToxenc__CipherReferenceType' for type 'xenc:CipherReferenceType' */
 #ifndef SOAP_TYPE_PointerToxenc__CipherReferenceType
-#define SOAP_TYPE_PointerToxenc__CipherReferenceType (478)
+#define SOAP_TYPE_PointerToxenc__CipherReferenceType (465)
 #endif
 
 /* struct xenc__EncryptionPropertiesType * has binding name 'PointerToxenc__EncryptionPropertiesType' for type 'xenc:EncryptionPropertiesType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionPropertiesType
-#define SOAP_TYPE_PointerToxenc__EncryptionPropertiesType (477)
+#define SOAP_TYPE_PointerToxenc__EncryptionPropertiesType (464)
 #endif
 
 /* struct xenc__CipherDataType * has binding name 'PointerToxenc__CipherDataType' for type 'xenc:CipherDataType' */
 #ifndef SOAP_TYPE_PointerToxenc__CipherDataType
-#define SOAP_TYPE_PointerToxenc__CipherDataType (476)
+#define SOAP_TYPE_PointerToxenc__CipherDataType (463)
 #endif
 
 /* struct ds__KeyInfoType * has binding name 'PointerTo_ds__KeyInfo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_ds__KeyInfo
-#define SOAP_TYPE_PointerTo_ds__KeyInfo (475)
+#define SOAP_TYPE_PointerTo_ds__KeyInfo (462)
 #endif
 
 /* struct xenc__EncryptionMethodType * has binding name 'PointerToxenc__EncryptionMethodType' for type 'xenc:EncryptionMethodType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptionMethodType
-#define SOAP_TYPE_PointerToxenc__EncryptionMethodType (474)
+#define SOAP_TYPE_PointerToxenc__EncryptionMethodType (461)
 #endif
 
 /* struct ds__X509IssuerSerialType * has binding name 'PointerTods__X509IssuerSerialType' for type 'ds:X509IssuerSerialType' */
 #ifndef SOAP_TYPE_PointerTods__X509IssuerSerialType
-#define SOAP_TYPE_PointerTods__X509IssuerSerialType (462)
+#define SOAP_TYPE_PointerTods__X509IssuerSerialType (449)
 #endif
 
 /* struct ds__RSAKeyValueType * has binding name 'PointerTods__RSAKeyValueType' for type 'ds:RSAKeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__RSAKeyValueType
-#define SOAP_TYPE_PointerTods__RSAKeyValueType (461)
+#define SOAP_TYPE_PointerTods__RSAKeyValueType (448)
 #endif
 
 /* struct ds__DSAKeyValueType * has binding name 'PointerTods__DSAKeyValueType' for type 'ds:DSAKeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__DSAKeyValueType
-#define SOAP_TYPE_PointerTods__DSAKeyValueType (460)
+#define SOAP_TYPE_PointerTods__DSAKeyValueType (447)
 #endif
 
 /* struct ds__TransformType * has binding name 'PointerTods__TransformType' for type 'ds:TransformType' */
 #ifndef SOAP_TYPE_PointerTods__TransformType
-#define SOAP_TYPE_PointerTods__TransformType (459)
+#define SOAP_TYPE_PointerTods__TransformType (446)
 #endif
 
 /* struct ds__DigestMethodType * has binding name 'PointerTods__DigestMethodType' for type 'ds:DigestMethodType' */
 #ifndef SOAP_TYPE_PointerTods__DigestMethodType
-#define SOAP_TYPE_PointerTods__DigestMethodType (458)
+#define SOAP_TYPE_PointerTods__DigestMethodType (445)
 #endif
 
 /* struct ds__TransformsType * has binding name 'PointerTods__TransformsType' for type 'ds:TransformsType' */
 #ifndef SOAP_TYPE_PointerTods__TransformsType
-#define SOAP_TYPE_PointerTods__TransformsType (457)
+#define SOAP_TYPE_PointerTods__TransformsType (444)
 #endif
 
 /* struct ds__ReferenceType ** has binding name 'PointerToPointerTods__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_PointerToPointerTods__ReferenceType
-#define SOAP_TYPE_PointerToPointerTods__ReferenceType (456)
+#define SOAP_TYPE_PointerToPointerTods__ReferenceType (443)
 #endif
 
 /* struct ds__ReferenceType * has binding name 'PointerTods__ReferenceType' for type 'ds:ReferenceType' */
 #ifndef SOAP_TYPE_PointerTods__ReferenceType
-#define SOAP_TYPE_PointerTods__ReferenceType (455)
+#define SOAP_TYPE_PointerTods__ReferenceType (442)
 #endif
 
 /* struct ds__SignatureMethodType * has binding name 'PointerTods__SignatureMethodType' for type 'ds:SignatureMethodType' */
 #ifndef SOAP_TYPE_PointerTods__SignatureMethodType
-#define SOAP_TYPE_PointerTods__SignatureMethodType (454)
+#define SOAP_TYPE_PointerTods__SignatureMethodType (441)
 #endif
 
 /* struct ds__CanonicalizationMethodType * has binding name 'PointerTods__CanonicalizationMethodType' for type 'ds:CanonicalizationMethodType' */
 #ifndef SOAP_TYPE_PointerTods__CanonicalizationMethodType
-#define SOAP_TYPE_PointerTods__CanonicalizationMethodType (453)
+#define SOAP_TYPE_PointerTods__CanonicalizationMethodType (440)
 #endif
 
 /* struct _wsse__SecurityTokenReference * has binding name 'PointerTo_wsse__SecurityTokenReference' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__SecurityTokenReference
-#define SOAP_TYPE_PointerTo_wsse__SecurityTokenReference (448)
+#define SOAP_TYPE_PointerTo_wsse__SecurityTokenReference (435)
 #endif
 
 /* struct ds__RetrievalMethodType * has binding name 'PointerTods__RetrievalMethodType' for type 'ds:RetrievalMethodType' */
 #ifndef SOAP_TYPE_PointerTods__RetrievalMethodType
-#define SOAP_TYPE_PointerTods__RetrievalMethodType (447)
+#define SOAP_TYPE_PointerTods__RetrievalMethodType (434)
 #endif
 
 /* struct ds__KeyValueType * has binding name 'PointerTods__KeyValueType' for type 'ds:KeyValueType' */
 #ifndef SOAP_TYPE_PointerTods__KeyValueType
-#define SOAP_TYPE_PointerTods__KeyValueType (445)
+#define SOAP_TYPE_PointerTods__KeyValueType (432)
 #endif
 
 /* struct _c14n__InclusiveNamespaces * has binding name 'PointerTo_c14n__InclusiveNamespaces' for type '' */
 #ifndef SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces
-#define SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces (441)
+#define SOAP_TYPE_PointerTo_c14n__InclusiveNamespaces (428)
 #endif
 
 /* struct ds__KeyInfoType * has binding name 'PointerTods__KeyInfoType' for type 'ds:KeyInfoType' */
 #ifndef SOAP_TYPE_PointerTods__KeyInfoType
-#define SOAP_TYPE_PointerTods__KeyInfoType (433)
+#define SOAP_TYPE_PointerTods__KeyInfoType (420)
 #endif
 
 /* struct ds__SignedInfoType * has binding name 'PointerTods__SignedInfoType' for type 'ds:SignedInfoType' */
 #ifndef SOAP_TYPE_PointerTods__SignedInfoType
-#define SOAP_TYPE_PointerTods__SignedInfoType (432)
+#define SOAP_TYPE_PointerTods__SignedInfoType (419)
 #endif
 
 /* _ds__SignatureValue has binding name '_ds__SignatureValue' for type '' */
 #ifndef SOAP_TYPE__ds__SignatureValue
-#define SOAP_TYPE__ds__SignatureValue (429)
+#define SOAP_TYPE__ds__SignatureValue (416)
 #endif
 
 /* struct xenc__EncryptedKeyType * has binding name 'PointerToxenc__EncryptedKeyType' for type 'xenc:EncryptedKeyType' */
 #ifndef SOAP_TYPE_PointerToxenc__EncryptedKeyType
-#define SOAP_TYPE_PointerToxenc__EncryptedKeyType (428)
+#define SOAP_TYPE_PointerToxenc__EncryptedKeyType (415)
 #endif
 
 /* struct ds__X509DataType * has binding name 'PointerTods__X509DataType' for type 'ds:X509DataType' */
 #ifndef SOAP_TYPE_PointerTods__X509DataType
-#define SOAP_TYPE_PointerTods__X509DataType (425)
+#define SOAP_TYPE_PointerTods__X509DataType (412)
 #endif
 
 /* struct _wsse__Embedded * has binding name 'PointerTo_wsse__Embedded' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Embedded
-#define SOAP_TYPE_PointerTo_wsse__Embedded (423)
+#define SOAP_TYPE_PointerTo_wsse__Embedded (410)
 #endif
 
 /* struct _wsse__KeyIdentifier * has binding name 'PointerTo_wsse__KeyIdentifier' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__KeyIdentifier
-#define SOAP_TYPE_PointerTo_wsse__KeyIdentifier (422)
+#define SOAP_TYPE_PointerTo_wsse__KeyIdentifier (409)
 #endif
 
 /* struct _wsse__Reference * has binding name 'PointerTo_wsse__Reference' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Reference
-#define SOAP_TYPE_PointerTo_wsse__Reference (421)
+#define SOAP_TYPE_PointerTo_wsse__Reference (408)
 #endif
 
 /* unsigned int * has binding name 'PointerTounsignedInt' for type 'xsd:unsignedInt' */
 #ifndef SOAP_TYPE_PointerTounsignedInt
-#define SOAP_TYPE_PointerTounsignedInt (415)
+#define SOAP_TYPE_PointerTounsignedInt (402)
 #endif
 
 /* struct wsse__EncodedString * has binding name 'PointerTowsse__EncodedString' for type 'wsse:EncodedString' */
 #ifndef SOAP_TYPE_PointerTowsse__EncodedString
-#define SOAP_TYPE_PointerTowsse__EncodedString (414)
+#define SOAP_TYPE_PointerTowsse__EncodedString (401)
 #endif
 
 /* struct _wsse__Password * has binding name 'PointerTo_wsse__Password' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsse__Password
-#define SOAP_TYPE_PointerTo_wsse__Password (413)
+#define SOAP_TYPE_PointerTo_wsse__Password (400)
 #endif
 
 /* struct SOAP_ENV__Reason * has binding name 'PointerToSOAP_ENV__Reason' for type '' */
 #ifndef SOAP_TYPE_PointerToSOAP_ENV__Reason
-#define SOAP_TYPE_PointerToSOAP_ENV__Reason (403)
+#define SOAP_TYPE_PointerToSOAP_ENV__Reason (390)
 #endif
 
 /* struct SOAP_ENV__Code * has binding name 'PointerToSOAP_ENV__Code' for type '' */
 #ifndef SOAP_TYPE_PointerToSOAP_ENV__Code
-#define SOAP_TYPE_PointerToSOAP_ENV__Code (401)
+#define SOAP_TYPE_PointerToSOAP_ENV__Code (388)
 #endif
 
 /* struct SOAP_ENV__Detail * has binding name 'PointerToSOAP_ENV__Detail' for type '' */
 #ifndef SOAP_TYPE_PointerToSOAP_ENV__Detail
-#define SOAP_TYPE_PointerToSOAP_ENV__Detail (399)
+#define SOAP_TYPE_PointerToSOAP_ENV__Detail (386)
 #endif
 
 /* struct chan__ChannelInstanceType * has binding name 'PointerTochan__ChannelInstanceType' for type 'chan:ChannelInstanceType' */
 #ifndef SOAP_TYPE_PointerTochan__ChannelInstanceType
-#define SOAP_TYPE_PointerTochan__ChannelInstanceType (397)
+#define SOAP_TYPE_PointerTochan__ChannelInstanceType (384)
 #endif
 
 /* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__FaultTo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__FaultTo
-#define SOAP_TYPE_PointerTo_wsa5__FaultTo (396)
+#define SOAP_TYPE_PointerTo_wsa5__FaultTo (383)
 #endif
 
 /* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__ReplyTo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__ReplyTo
-#define SOAP_TYPE_PointerTo_wsa5__ReplyTo (395)
+#define SOAP_TYPE_PointerTo_wsa5__ReplyTo (382)
 #endif
 
 /* struct wsa5__EndpointReferenceType * has binding name 'PointerTo_wsa5__From' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__From
-#define SOAP_TYPE_PointerTo_wsa5__From (394)
+#define SOAP_TYPE_PointerTo_wsa5__From (381)
 #endif
 
 /* struct wsa5__RelatesToType * has binding name 'PointerTo_wsa5__RelatesTo' for type '' */
 #ifndef SOAP_TYPE_PointerTo_wsa5__RelatesTo
-#define SOAP_TYPE_PointerTo_wsa5__RelatesTo (393)
+#define SOAP_TYPE_PointerTo_wsa5__RelatesTo (380)
 #endif
 
 /* _wsa5__ProblemIRI has binding name '_wsa5__ProblemIRI' for type '' */
 #ifndef SOAP_TYPE__wsa5__ProblemIRI
-#define SOAP_TYPE__wsa5__ProblemIRI (389)
+#define SOAP_TYPE__wsa5__ProblemIRI (376)
 #endif
 
 /* _wsa5__ProblemHeaderQName has binding name '_wsa5__ProblemHeaderQName' for type 'xsd:QName' */
 #ifndef SOAP_TYPE__wsa5__ProblemHeaderQName
-#define SOAP_TYPE__wsa5__ProblemHeaderQName (388)
+#define SOAP_TYPE__wsa5__ProblemHeaderQName (375)
 #endif
 
 /* _wsa5__Action has binding name '_wsa5__Action' for type '' */
 #ifndef SOAP_TYPE__wsa5__Action
-#define SOAP_TYPE__wsa5__Action (385)
+#define SOAP_TYPE__wsa5__Action (372)
 #endif
 
 /* _wsa5__To has binding name '_wsa5__To' for type '' */
 #ifndef SOAP_TYPE__wsa5__To
-#define SOAP_TYPE__wsa5__To (384)
+#define SOAP_TYPE__wsa5__To (371)
 #endif
 
 /* _wsa5__MessageID has binding name '_wsa5__MessageID' for type '' */
 #ifndef SOAP_TYPE__wsa5__MessageID
-#define SOAP_TYPE__wsa5__MessageID (379)
+#define SOAP_TYPE__wsa5__MessageID (366)
 #endif
 
 /* int * has binding name 'PointerToint' for type 'xsd:int' */
 #ifndef SOAP_TYPE_PointerToint
-#define SOAP_TYPE_PointerToint (375)
+#define SOAP_TYPE_PointerToint (362)
 #endif
 
 /* char ** has binding name 'PointerTo_XML' for type '' */
 #ifndef SOAP_TYPE_PointerTo_XML
-#define SOAP_TYPE_PointerTo_XML (374)
+#define SOAP_TYPE_PointerTo_XML (361)
 #endif
 
 /* struct wsa5__MetadataType * has binding name 'PointerTowsa5__MetadataType' for type 'wsa5:MetadataType' */
 #ifndef SOAP_TYPE_PointerTowsa5__MetadataType
-#define SOAP_TYPE_PointerTowsa5__MetadataType (373)
+#define SOAP_TYPE_PointerTowsa5__MetadataType (360)
 #endif
 
 /* struct wsa5__ReferenceParametersType * has binding name 'PointerTowsa5__ReferenceParametersType' for type 'wsa5:ReferenceParametersType' */
 #ifndef SOAP_TYPE_PointerTowsa5__ReferenceParametersType
-#define SOAP_TYPE_PointerTowsa5__ReferenceParametersType (372)
+#define SOAP_TYPE_PointerTowsa5__ReferenceParametersType (359)
 #endif
 
 /* wsa5__FaultCodesOpenEnumType has binding name 'wsa5__FaultCodesOpenEnumType' for type 'wsa5:FaultCodesOpenEnumType' */
 #ifndef SOAP_TYPE_wsa5__FaultCodesOpenEnumType
-#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (369)
+#define SOAP_TYPE_wsa5__FaultCodesOpenEnumType (356)
 #endif
 
 /* wsa5__RelationshipTypeOpenEnum has binding name 'wsa5__RelationshipTypeOpenEnum' for type 'wsa5:RelationshipTypeOpenEnum' */
 #ifndef SOAP_TYPE_wsa5__RelationshipTypeOpenEnum
-#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (368)
+#define SOAP_TYPE_wsa5__RelationshipTypeOpenEnum (355)
 #endif
 
 /* _trt__GetStreamUri * has binding name 'PointerTo_trt__GetStreamUri' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetStreamUri
-#define SOAP_TYPE_PointerTo_trt__GetStreamUri (359)
+#define SOAP_TYPE_PointerTo_trt__GetStreamUri (346)
 #endif
 
 /* _trt__GetVideoEncoderConfigurationOptions * has binding name 'PointerTo_trt__GetVideoEncoderConfigurationOptions' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurationOptions
-#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurationOptions (355)
+#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurationOptions (342)
 #endif
 
 /* _trt__SetVideoEncoderConfiguration * has binding name 'PointerTo_trt__SetVideoEncoderConfiguration' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__SetVideoEncoderConfiguration
-#define SOAP_TYPE_PointerTo_trt__SetVideoEncoderConfiguration (351)
+#define SOAP_TYPE_PointerTo_trt__SetVideoEncoderConfiguration (338)
 #endif
 
 /* _trt__GetVideoEncoderConfiguration * has binding name 'PointerTo_trt__GetVideoEncoderConfiguration' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfiguration
-#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfiguration (347)
+#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfiguration (334)
 #endif
 
 /* _trt__GetVideoEncoderConfigurations * has binding name 'PointerTo_trt__GetVideoEncoderConfigurations' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurations
-#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurations (343)
+#define SOAP_TYPE_PointerTo_trt__GetVideoEncoderConfigurations (330)
 #endif
 
 /* _trt__GetProfiles * has binding name 'PointerTo_trt__GetProfiles' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetProfiles
-#define SOAP_TYPE_PointerTo_trt__GetProfiles (339)
+#define SOAP_TYPE_PointerTo_trt__GetProfiles (326)
 #endif
 
 /* _trt__GetProfile * has binding name 'PointerTo_trt__GetProfile' for type '' */
 #ifndef SOAP_TYPE_PointerTo_trt__GetProfile
-#define SOAP_TYPE_PointerTo_trt__GetProfile (335)
+#define SOAP_TYPE_PointerTo_trt__GetProfile (322)
 #endif
 
 /* _tptz__Stop * has binding name 'PointerTo_tptz__Stop' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__Stop
-#define SOAP_TYPE_PointerTo_tptz__Stop (331)
+#define SOAP_TYPE_PointerTo_tptz__Stop (318)
 #endif
 
 /* _tptz__ContinuousMove * has binding name 'PointerTo_tptz__ContinuousMove' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__ContinuousMove
-#define SOAP_TYPE_PointerTo_tptz__ContinuousMove (327)
+#define SOAP_TYPE_PointerTo_tptz__ContinuousMove (314)
 #endif
 
 /* _tptz__GetNode * has binding name 'PointerTo_tptz__GetNode' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__GetNode
-#define SOAP_TYPE_PointerTo_tptz__GetNode (323)
+#define SOAP_TYPE_PointerTo_tptz__GetNode (310)
 #endif
 
 /* _tptz__GetNodes * has binding name 'PointerTo_tptz__GetNodes' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__GetNodes
-#define SOAP_TYPE_PointerTo_tptz__GetNodes (319)
+#define SOAP_TYPE_PointerTo_tptz__GetNodes (306)
 #endif
 
 /* _tptz__GotoPreset * has binding name 'PointerTo_tptz__GotoPreset' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__GotoPreset
-#define SOAP_TYPE_PointerTo_tptz__GotoPreset (315)
+#define SOAP_TYPE_PointerTo_tptz__GotoPreset (302)
 #endif
 
 /* _tptz__SetPreset * has binding name 'PointerTo_tptz__SetPreset' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__SetPreset
-#define SOAP_TYPE_PointerTo_tptz__SetPreset (311)
+#define SOAP_TYPE_PointerTo_tptz__SetPreset (298)
 #endif
 
 /* _tptz__GetPresets * has binding name 'PointerTo_tptz__GetPresets' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tptz__GetPresets
-#define SOAP_TYPE_PointerTo_tptz__GetPresets (307)
+#define SOAP_TYPE_PointerTo_tptz__GetPresets (294)
 #endif
 
 /* _tds__GetCapabilities * has binding name 'PointerTo_tds__GetCapabilities' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tds__GetCapabilities
-#define SOAP_TYPE_PointerTo_tds__GetCapabilities (303)
+#define SOAP_TYPE_PointerTo_tds__GetCapabilities (290)
 #endif
 
 /* _tds__SystemReboot * has binding name 'PointerTo_tds__SystemReboot' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tds__SystemReboot
-#define SOAP_TYPE_PointerTo_tds__SystemReboot (299)
+#define SOAP_TYPE_PointerTo_tds__SystemReboot (286)
 #endif
 
 /* _tds__GetSystemDateAndTime * has binding name 'PointerTo_tds__GetSystemDateAndTime' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tds__GetSystemDateAndTime
-#define SOAP_TYPE_PointerTo_tds__GetSystemDateAndTime (295)
+#define SOAP_TYPE_PointerTo_tds__GetSystemDateAndTime (282)
 #endif
 
 /* _tds__GetDeviceInformation * has binding name 'PointerTo_tds__GetDeviceInformation' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tds__GetDeviceInformation
-#define SOAP_TYPE_PointerTo_tds__GetDeviceInformation (291)
+#define SOAP_TYPE_PointerTo_tds__GetDeviceInformation (278)
 #endif
 
 /* tt__PTZNodeExtension * has binding name 'PointerTott__PTZNodeExtension' for type 'tt:PTZNodeExtension' */
 #ifndef SOAP_TYPE_PointerTott__PTZNodeExtension
-#define SOAP_TYPE_PointerTott__PTZNodeExtension (290)
+#define SOAP_TYPE_PointerTott__PTZNodeExtension (277)
 #endif
 
 /* tt__PTZSpaces * has binding name 'PointerTott__PTZSpaces' for type 'tt:PTZSpaces' */
 #ifndef SOAP_TYPE_PointerTott__PTZSpaces
-#define SOAP_TYPE_PointerTott__PTZSpaces (288)
-#endif
-
-/* tt__MulticastConfiguration * has binding name 'PointerTott__MulticastConfiguration' for type 'tt:MulticastConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__MulticastConfiguration
-#define SOAP_TYPE_PointerTott__MulticastConfiguration (287)
-#endif
-
-/* tt__H264Configuration * has binding name 'PointerTott__H264Configuration' for type 'tt:H264Configuration' */
-#ifndef SOAP_TYPE_PointerTott__H264Configuration
-#define SOAP_TYPE_PointerTott__H264Configuration (286)
-#endif
-
-/* tt__Mpeg4Configuration * has binding name 'PointerTott__Mpeg4Configuration' for type 'tt:Mpeg4Configuration' */
-#ifndef SOAP_TYPE_PointerTott__Mpeg4Configuration
-#define SOAP_TYPE_PointerTott__Mpeg4Configuration (285)
-#endif
-
-/* tt__VideoRateControl * has binding name 'PointerTott__VideoRateControl' for type 'tt:VideoRateControl' */
-#ifndef SOAP_TYPE_PointerTott__VideoRateControl
-#define SOAP_TYPE_PointerTott__VideoRateControl (284)
-#endif
-
-/* std::string * has binding name 'PointerToxsd__duration' for type 'xsd:duration' */
-#ifndef SOAP_TYPE_PointerToxsd__duration
-#define SOAP_TYPE_PointerToxsd__duration (283)
-#endif
-
-/* tt__PTZSpeed * has binding name 'PointerTott__PTZSpeed' for type 'tt:PTZSpeed' */
-#ifndef SOAP_TYPE_PointerTott__PTZSpeed
-#define SOAP_TYPE_PointerTott__PTZSpeed (282)
-#endif
-
-/* std::string * has binding name 'PointerTostd__string' for type 'xsd:string' */
-#ifndef SOAP_TYPE_PointerTostd__string
-#define SOAP_TYPE_PointerTostd__string (281)
-#endif
-
-/* tt__PTZPreset * has binding name 'PointerTott__PTZPreset' for type 'tt:PTZPreset' */
-#ifndef SOAP_TYPE_PointerTott__PTZPreset
-#define SOAP_TYPE_PointerTott__PTZPreset (279)
-#endif
-
-/* tt__PTZNode * has binding name 'PointerTott__PTZNode' for type 'tt:PTZNode' */
-#ifndef SOAP_TYPE_PointerTott__PTZNode
-#define SOAP_TYPE_PointerTott__PTZNode (277)
-#endif
-
-/* tt__MediaUri * has binding name 'PointerTott__MediaUri' for type 'tt:MediaUri' */
-#ifndef SOAP_TYPE_PointerTott__MediaUri
-#define SOAP_TYPE_PointerTott__MediaUri (276)
-#endif
-
-/* tt__StreamSetup * has binding name 'PointerTott__StreamSetup' for type 'tt:StreamSetup' */
-#ifndef SOAP_TYPE_PointerTott__StreamSetup
-#define SOAP_TYPE_PointerTott__StreamSetup (275)
-#endif
-
-/* tt__VideoEncoderConfigurationOptions * has binding name 'PointerTott__VideoEncoderConfigurationOptions' for type 'tt:VideoEncoderConfigurationOptions' */
-#ifndef SOAP_TYPE_PointerTott__VideoEncoderConfigurationOptions
-#define SOAP_TYPE_PointerTott__VideoEncoderConfigurationOptions (274)
-#endif
-
-/* tt__Profile * has binding name 'PointerTott__Profile' for type 'tt:Profile' */
-#ifndef SOAP_TYPE_PointerTott__Profile
-#define SOAP_TYPE_PointerTott__Profile (271)
-#endif
-
-/* std::string * has binding name 'PointerToxsd__anyURI' for type 'xsd:anyURI' */
-#ifndef SOAP_TYPE_PointerToxsd__anyURI
-#define SOAP_TYPE_PointerToxsd__anyURI (270)
-#endif
-
-/* std::string * has binding name 'PointerTott__ReferenceToken' for type 'tt:ReferenceToken' */
-#ifndef SOAP_TYPE_PointerTott__ReferenceToken
-#define SOAP_TYPE_PointerTott__ReferenceToken (269)
-#endif
-
-/* tt__PTZVector * has binding name 'PointerTott__PTZVector' for type 'tt:PTZVector' */
-#ifndef SOAP_TYPE_PointerTott__PTZVector
-#define SOAP_TYPE_PointerTott__PTZVector (268)
+#define SOAP_TYPE_PointerTott__PTZSpaces (275)
 #endif
 
 /* std::string * has binding name 'PointerTott__Name' for type 'tt:Name' */
 #ifndef SOAP_TYPE_PointerTott__Name
-#define SOAP_TYPE_PointerTott__Name (267)
+#define SOAP_TYPE_PointerTott__Name (274)
+#endif
+
+/* tt__MulticastConfiguration * has binding name 'PointerTott__MulticastConfiguration' for type 'tt:MulticastConfiguration' */
+#ifndef SOAP_TYPE_PointerTott__MulticastConfiguration
+#define SOAP_TYPE_PointerTott__MulticastConfiguration (273)
+#endif
+
+/* tt__H264Configuration * has binding name 'PointerTott__H264Configuration' for type 'tt:H264Configuration' */
+#ifndef SOAP_TYPE_PointerTott__H264Configuration
+#define SOAP_TYPE_PointerTott__H264Configuration (272)
+#endif
+
+/* tt__Mpeg4Configuration * has binding name 'PointerTott__Mpeg4Configuration' for type 'tt:Mpeg4Configuration' */
+#ifndef SOAP_TYPE_PointerTott__Mpeg4Configuration
+#define SOAP_TYPE_PointerTott__Mpeg4Configuration (271)
+#endif
+
+/* tt__VideoRateControl * has binding name 'PointerTott__VideoRateControl' for type 'tt:VideoRateControl' */
+#ifndef SOAP_TYPE_PointerTott__VideoRateControl
+#define SOAP_TYPE_PointerTott__VideoRateControl (270)
+#endif
+
+/* std::string * has binding name 'PointerToxsd__duration' for type 'xsd:duration' */
+#ifndef SOAP_TYPE_PointerToxsd__duration
+#define SOAP_TYPE_PointerToxsd__duration (269)
+#endif
+
+/* tt__PTZSpeed * has binding name 'PointerTott__PTZSpeed' for type 'tt:PTZSpeed' */
+#ifndef SOAP_TYPE_PointerTott__PTZSpeed
+#define SOAP_TYPE_PointerTott__PTZSpeed (268)
+#endif
+
+/* std::string * has binding name 'PointerTostd__string' for type 'xsd:string' */
+#ifndef SOAP_TYPE_PointerTostd__string
+#define SOAP_TYPE_PointerTostd__string (267)
+#endif
+
+/* tt__PTZPreset * has binding name 'PointerTott__PTZPreset' for type 'tt:PTZPreset' */
+#ifndef SOAP_TYPE_PointerTott__PTZPreset
+#define SOAP_TYPE_PointerTott__PTZPreset (265)
+#endif
+
+/* tt__PTZNode * has binding name 'PointerTott__PTZNode' for type 'tt:PTZNode' */
+#ifndef SOAP_TYPE_PointerTott__PTZNode
+#define SOAP_TYPE_PointerTott__PTZNode (263)
+#endif
+
+/* tt__MediaUri * has binding name 'PointerTott__MediaUri' for type 'tt:MediaUri' */
+#ifndef SOAP_TYPE_PointerTott__MediaUri
+#define SOAP_TYPE_PointerTott__MediaUri (262)
+#endif
+
+/* tt__StreamSetup * has binding name 'PointerTott__StreamSetup' for type 'tt:StreamSetup' */
+#ifndef SOAP_TYPE_PointerTott__StreamSetup
+#define SOAP_TYPE_PointerTott__StreamSetup (261)
+#endif
+
+/* tt__VideoEncoderConfigurationOptions * has binding name 'PointerTott__VideoEncoderConfigurationOptions' for type 'tt:VideoEncoderConfigurationOptions' */
+#ifndef SOAP_TYPE_PointerTott__VideoEncoderConfigurationOptions
+#define SOAP_TYPE_PointerTott__VideoEncoderConfigurationOptions (260)
+#endif
+
+/* tt__Profile * has binding name 'PointerTott__Profile' for type 'tt:Profile' */
+#ifndef SOAP_TYPE_PointerTott__Profile
+#define SOAP_TYPE_PointerTott__Profile (258)
+#endif
+
+/* std::string * has binding name 'PointerToxsd__anyURI' for type 'xsd:anyURI' */
+#ifndef SOAP_TYPE_PointerToxsd__anyURI
+#define SOAP_TYPE_PointerToxsd__anyURI (257)
 #endif
 
 /* tt__Vector1D * has binding name 'PointerTott__Vector1D' for type 'tt:Vector1D' */
 #ifndef SOAP_TYPE_PointerTott__Vector1D
-#define SOAP_TYPE_PointerTott__Vector1D (266)
+#define SOAP_TYPE_PointerTott__Vector1D (256)
 #endif
 
 /* tt__Vector2D * has binding name 'PointerTott__Vector2D' for type 'tt:Vector2D' */
 #ifndef SOAP_TYPE_PointerTott__Vector2D
-#define SOAP_TYPE_PointerTott__Vector2D (265)
+#define SOAP_TYPE_PointerTott__Vector2D (255)
 #endif
 
 /* tt__FloatRange * has binding name 'PointerTott__FloatRange' for type 'tt:FloatRange' */
 #ifndef SOAP_TYPE_PointerTott__FloatRange
-#define SOAP_TYPE_PointerTott__FloatRange (264)
+#define SOAP_TYPE_PointerTott__FloatRange (254)
 #endif
 
 /* tt__PTZSpacesExtension * has binding name 'PointerTott__PTZSpacesExtension' for type 'tt:PTZSpacesExtension' */
 #ifndef SOAP_TYPE_PointerTott__PTZSpacesExtension
-#define SOAP_TYPE_PointerTott__PTZSpacesExtension (263)
+#define SOAP_TYPE_PointerTott__PTZSpacesExtension (253)
 #endif
 
 /* tt__Space1DDescription * has binding name 'PointerTott__Space1DDescription' for type 'tt:Space1DDescription' */
 #ifndef SOAP_TYPE_PointerTott__Space1DDescription
-#define SOAP_TYPE_PointerTott__Space1DDescription (261)
+#define SOAP_TYPE_PointerTott__Space1DDescription (251)
 #endif
 
 /* tt__Space2DDescription * has binding name 'PointerTott__Space2DDescription' for type 'tt:Space2DDescription' */
 #ifndef SOAP_TYPE_PointerTott__Space2DDescription
-#define SOAP_TYPE_PointerTott__Space2DDescription (259)
+#define SOAP_TYPE_PointerTott__Space2DDescription (249)
 #endif
 
 /* tt__Date * has binding name 'PointerTott__Date' for type 'tt:Date' */
 #ifndef SOAP_TYPE_PointerTott__Date
-#define SOAP_TYPE_PointerTott__Date (258)
+#define SOAP_TYPE_PointerTott__Date (248)
 #endif
 
 /* tt__Time * has binding name 'PointerTott__Time' for type 'tt:Time' */
 #ifndef SOAP_TYPE_PointerTott__Time
-#define SOAP_TYPE_PointerTott__Time (257)
+#define SOAP_TYPE_PointerTott__Time (247)
 #endif
 
 /* tt__SystemDateTimeExtension * has binding name 'PointerTott__SystemDateTimeExtension' for type 'tt:SystemDateTimeExtension' */
 #ifndef SOAP_TYPE_PointerTott__SystemDateTimeExtension
-#define SOAP_TYPE_PointerTott__SystemDateTimeExtension (256)
+#define SOAP_TYPE_PointerTott__SystemDateTimeExtension (246)
 #endif
 
 /* tt__DateTime * has binding name 'PointerTott__DateTime' for type 'tt:DateTime' */
 #ifndef SOAP_TYPE_PointerTott__DateTime
-#define SOAP_TYPE_PointerTott__DateTime (255)
+#define SOAP_TYPE_PointerTott__DateTime (245)
 #endif
 
 /* tt__TimeZone * has binding name 'PointerTott__TimeZone' for type 'tt:TimeZone' */
 #ifndef SOAP_TYPE_PointerTott__TimeZone
-#define SOAP_TYPE_PointerTott__TimeZone (254)
-#endif
-
-/* tt__MediaCapabilitiesExtension * has binding name 'PointerTott__MediaCapabilitiesExtension' for type 'tt:MediaCapabilitiesExtension' */
-#ifndef SOAP_TYPE_PointerTott__MediaCapabilitiesExtension
-#define SOAP_TYPE_PointerTott__MediaCapabilitiesExtension (253)
-#endif
-
-/* tt__DeviceCapabilitiesExtension * has binding name 'PointerTott__DeviceCapabilitiesExtension' for type 'tt:DeviceCapabilitiesExtension' */
-#ifndef SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension
-#define SOAP_TYPE_PointerTott__DeviceCapabilitiesExtension (252)
-#endif
-
-/* tt__SecurityCapabilities * has binding name 'PointerTott__SecurityCapabilities' for type 'tt:SecurityCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__SecurityCapabilities
-#define SOAP_TYPE_PointerTott__SecurityCapabilities (251)
-#endif
-
-/* tt__IOCapabilities * has binding name 'PointerTott__IOCapabilities' for type 'tt:IOCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__IOCapabilities
-#define SOAP_TYPE_PointerTott__IOCapabilities (250)
-#endif
-
-/* tt__SystemCapabilities * has binding name 'PointerTott__SystemCapabilities' for type 'tt:SystemCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__SystemCapabilities
-#define SOAP_TYPE_PointerTott__SystemCapabilities (249)
-#endif
-
-/* tt__NetworkCapabilities * has binding name 'PointerTott__NetworkCapabilities' for type 'tt:NetworkCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__NetworkCapabilities
-#define SOAP_TYPE_PointerTott__NetworkCapabilities (248)
-#endif
-
-/* tt__CapabilitiesExtension * has binding name 'PointerTott__CapabilitiesExtension' for type 'tt:CapabilitiesExtension' */
-#ifndef SOAP_TYPE_PointerTott__CapabilitiesExtension
-#define SOAP_TYPE_PointerTott__CapabilitiesExtension (247)
-#endif
-
-/* tt__PTZCapabilities * has binding name 'PointerTott__PTZCapabilities' for type 'tt:PTZCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__PTZCapabilities
-#define SOAP_TYPE_PointerTott__PTZCapabilities (246)
-#endif
-
-/* tt__MediaCapabilities * has binding name 'PointerTott__MediaCapabilities' for type 'tt:MediaCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__MediaCapabilities
-#define SOAP_TYPE_PointerTott__MediaCapabilities (245)
-#endif
-
-/* tt__ImagingCapabilities * has binding name 'PointerTott__ImagingCapabilities' for type 'tt:ImagingCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__ImagingCapabilities
-#define SOAP_TYPE_PointerTott__ImagingCapabilities (244)
-#endif
-
-/* tt__EventCapabilities * has binding name 'PointerTott__EventCapabilities' for type 'tt:EventCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__EventCapabilities
-#define SOAP_TYPE_PointerTott__EventCapabilities (243)
-#endif
-
-/* tt__DeviceCapabilities * has binding name 'PointerTott__DeviceCapabilities' for type 'tt:DeviceCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__DeviceCapabilities
-#define SOAP_TYPE_PointerTott__DeviceCapabilities (242)
-#endif
-
-/* tt__AnalyticsCapabilities * has binding name 'PointerTott__AnalyticsCapabilities' for type 'tt:AnalyticsCapabilities' */
-#ifndef SOAP_TYPE_PointerTott__AnalyticsCapabilities
-#define SOAP_TYPE_PointerTott__AnalyticsCapabilities (241)
+#define SOAP_TYPE_PointerTott__TimeZone (244)
 #endif
 
 /* std::string * has binding name 'PointerTott__IPv6Address' for type 'tt:IPv6Address' */
 #ifndef SOAP_TYPE_PointerTott__IPv6Address
-#define SOAP_TYPE_PointerTott__IPv6Address (240)
+#define SOAP_TYPE_PointerTott__IPv6Address (243)
 #endif
 
 /* std::string * has binding name 'PointerTott__IPv4Address' for type 'tt:IPv4Address' */
 #ifndef SOAP_TYPE_PointerTott__IPv4Address
-#define SOAP_TYPE_PointerTott__IPv4Address (239)
+#define SOAP_TYPE_PointerTott__IPv4Address (242)
 #endif
 
 /* _tt__Transport_Tunnel * has binding name 'PointerTo_tt__Transport_Tunnel' for type '' */
 #ifndef SOAP_TYPE_PointerTo_tt__Transport_Tunnel
-#define SOAP_TYPE_PointerTo_tt__Transport_Tunnel (238)
+#define SOAP_TYPE_PointerTo_tt__Transport_Tunnel (241)
 #endif
 
 /* tt__Transport * has binding name 'PointerTott__Transport' for type 'tt:Transport' */
 #ifndef SOAP_TYPE_PointerTott__Transport
-#define SOAP_TYPE_PointerTott__Transport (236)
+#define SOAP_TYPE_PointerTott__Transport (239)
 #endif
 
 /* tt__IPAddress * has binding name 'PointerTott__IPAddress' for type 'tt:IPAddress' */
 #ifndef SOAP_TYPE_PointerTott__IPAddress
-#define SOAP_TYPE_PointerTott__IPAddress (235)
+#define SOAP_TYPE_PointerTott__IPAddress (238)
 #endif
 
 /* tt__VideoResolution * has binding name 'PointerTott__VideoResolution' for type 'tt:VideoResolution' */
 #ifndef SOAP_TYPE_PointerTott__VideoResolution
-#define SOAP_TYPE_PointerTott__VideoResolution (231)
+#define SOAP_TYPE_PointerTott__VideoResolution (234)
 #endif
 
 /* tt__VideoEncoderOptionsExtension2 * has binding name 'PointerTott__VideoEncoderOptionsExtension2' for type 'tt:VideoEncoderOptionsExtension2' */
 #ifndef SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2
-#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2 (230)
+#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension2 (233)
 #endif
 
 /* tt__H264Options2 * has binding name 'PointerTott__H264Options2' for type 'tt:H264Options2' */
 #ifndef SOAP_TYPE_PointerTott__H264Options2
-#define SOAP_TYPE_PointerTott__H264Options2 (229)
+#define SOAP_TYPE_PointerTott__H264Options2 (232)
 #endif
 
 /* tt__Mpeg4Options2 * has binding name 'PointerTott__Mpeg4Options2' for type 'tt:Mpeg4Options2' */
 #ifndef SOAP_TYPE_PointerTott__Mpeg4Options2
-#define SOAP_TYPE_PointerTott__Mpeg4Options2 (228)
+#define SOAP_TYPE_PointerTott__Mpeg4Options2 (231)
 #endif
 
 /* tt__JpegOptions2 * has binding name 'PointerTott__JpegOptions2' for type 'tt:JpegOptions2' */
 #ifndef SOAP_TYPE_PointerTott__JpegOptions2
-#define SOAP_TYPE_PointerTott__JpegOptions2 (227)
-#endif
-
-/* tt__VideoEncoderOptionsExtension * has binding name 'PointerTott__VideoEncoderOptionsExtension' for type 'tt:VideoEncoderOptionsExtension' */
-#ifndef SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension
-#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension (226)
-#endif
-
-/* tt__H264Options * has binding name 'PointerTott__H264Options' for type 'tt:H264Options' */
-#ifndef SOAP_TYPE_PointerTott__H264Options
-#define SOAP_TYPE_PointerTott__H264Options (225)
-#endif
-
-/* tt__Mpeg4Options * has binding name 'PointerTott__Mpeg4Options' for type 'tt:Mpeg4Options' */
-#ifndef SOAP_TYPE_PointerTott__Mpeg4Options
-#define SOAP_TYPE_PointerTott__Mpeg4Options (224)
-#endif
-
-/* tt__JpegOptions * has binding name 'PointerTott__JpegOptions' for type 'tt:JpegOptions' */
-#ifndef SOAP_TYPE_PointerTott__JpegOptions
-#define SOAP_TYPE_PointerTott__JpegOptions (223)
-#endif
-
-/* tt__IntRange * has binding name 'PointerTott__IntRange' for type 'tt:IntRange' */
-#ifndef SOAP_TYPE_PointerTott__IntRange
-#define SOAP_TYPE_PointerTott__IntRange (222)
+#define SOAP_TYPE_PointerTott__JpegOptions2 (230)
 #endif
 
 /* bool * has binding name 'PointerTobool' for type 'xsd:boolean' */
 #ifndef SOAP_TYPE_PointerTobool
-#define SOAP_TYPE_PointerTobool (221)
+#define SOAP_TYPE_PointerTobool (229)
 #endif
 
-/* tt__ProfileExtension * has binding name 'PointerTott__ProfileExtension' for type 'tt:ProfileExtension' */
-#ifndef SOAP_TYPE_PointerTott__ProfileExtension
-#define SOAP_TYPE_PointerTott__ProfileExtension (219)
+/* tt__VideoEncoderOptionsExtension * has binding name 'PointerTott__VideoEncoderOptionsExtension' for type 'tt:VideoEncoderOptionsExtension' */
+#ifndef SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension
+#define SOAP_TYPE_PointerTott__VideoEncoderOptionsExtension (227)
 #endif
 
-/* tt__MetadataConfiguration * has binding name 'PointerTott__MetadataConfiguration' for type 'tt:MetadataConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__MetadataConfiguration
-#define SOAP_TYPE_PointerTott__MetadataConfiguration (218)
+/* tt__H264Options * has binding name 'PointerTott__H264Options' for type 'tt:H264Options' */
+#ifndef SOAP_TYPE_PointerTott__H264Options
+#define SOAP_TYPE_PointerTott__H264Options (226)
 #endif
 
-/* tt__PTZConfiguration * has binding name 'PointerTott__PTZConfiguration' for type 'tt:PTZConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__PTZConfiguration
-#define SOAP_TYPE_PointerTott__PTZConfiguration (217)
+/* tt__Mpeg4Options * has binding name 'PointerTott__Mpeg4Options' for type 'tt:Mpeg4Options' */
+#ifndef SOAP_TYPE_PointerTott__Mpeg4Options
+#define SOAP_TYPE_PointerTott__Mpeg4Options (225)
 #endif
 
-/* tt__VideoAnalyticsConfiguration * has binding name 'PointerTott__VideoAnalyticsConfiguration' for type 'tt:VideoAnalyticsConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration
-#define SOAP_TYPE_PointerTott__VideoAnalyticsConfiguration (216)
+/* tt__JpegOptions * has binding name 'PointerTott__JpegOptions' for type 'tt:JpegOptions' */
+#ifndef SOAP_TYPE_PointerTott__JpegOptions
+#define SOAP_TYPE_PointerTott__JpegOptions (224)
 #endif
 
-/* tt__AudioEncoderConfiguration * has binding name 'PointerTott__AudioEncoderConfiguration' for type 'tt:AudioEncoderConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__AudioEncoderConfiguration
-#define SOAP_TYPE_PointerTott__AudioEncoderConfiguration (215)
-#endif
-
-/* tt__VideoEncoderConfiguration * has binding name 'PointerTott__VideoEncoderConfiguration' for type 'tt:VideoEncoderConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__VideoEncoderConfiguration
-#define SOAP_TYPE_PointerTott__VideoEncoderConfiguration (214)
-#endif
-
-/* tt__AudioSourceConfiguration * has binding name 'PointerTott__AudioSourceConfiguration' for type 'tt:AudioSourceConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__AudioSourceConfiguration
-#define SOAP_TYPE_PointerTott__AudioSourceConfiguration (213)
-#endif
-
-/* tt__VideoSourceConfiguration * has binding name 'PointerTott__VideoSourceConfiguration' for type 'tt:VideoSourceConfiguration' */
-#ifndef SOAP_TYPE_PointerTott__VideoSourceConfiguration
-#define SOAP_TYPE_PointerTott__VideoSourceConfiguration (212)
+/* tt__IntRange * has binding name 'PointerTott__IntRange' for type 'tt:IntRange' */
+#ifndef SOAP_TYPE_PointerTott__IntRange
+#define SOAP_TYPE_PointerTott__IntRange (223)
 #endif
 
 /* tt__Capabilities * has binding name 'PointerTott__Capabilities' for type 'tt:Capabilities' */
 #ifndef SOAP_TYPE_PointerTott__Capabilities
-#define SOAP_TYPE_PointerTott__Capabilities (210)
+#define SOAP_TYPE_PointerTott__Capabilities (221)
 #endif
 
 /* tt__SystemDateTime * has binding name 'PointerTott__SystemDateTime' for type 'tt:SystemDateTime' */
 #ifndef SOAP_TYPE_PointerTott__SystemDateTime
-#define SOAP_TYPE_PointerTott__SystemDateTime (208)
+#define SOAP_TYPE_PointerTott__SystemDateTime (219)
+#endif
+
+/* std::string * has binding name 'PointerTott__ReferenceToken' for type 'tt:ReferenceToken' */
+#ifndef SOAP_TYPE_PointerTott__ReferenceToken
+#define SOAP_TYPE_PointerTott__ReferenceToken (217)
+#endif
+
+/* tt__PTZCapabilities * has binding name 'PointerTott__PTZCapabilities' for type 'tt:PTZCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__PTZCapabilities
+#define SOAP_TYPE_PointerTott__PTZCapabilities (216)
+#endif
+
+/* tt__MediaCapabilities * has binding name 'PointerTott__MediaCapabilities' for type 'tt:MediaCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__MediaCapabilities
+#define SOAP_TYPE_PointerTott__MediaCapabilities (215)
+#endif
+
+/* tt__DeviceCapabilities * has binding name 'PointerTott__DeviceCapabilities' for type 'tt:DeviceCapabilities' */
+#ifndef SOAP_TYPE_PointerTott__DeviceCapabilities
+#define SOAP_TYPE_PointerTott__DeviceCapabilities (214)
+#endif
+
+/* tt__ListedProfile * has binding name 'PointerTott__ListedProfile' for type 'tt:ListedProfile' */
+#ifndef SOAP_TYPE_PointerTott__ListedProfile
+#define SOAP_TYPE_PointerTott__ListedProfile (212)
+#endif
+
+/* tt__PTZConfiguration * has binding name 'PointerTott__PTZConfiguration' for type 'tt:PTZConfiguration' */
+#ifndef SOAP_TYPE_PointerTott__PTZConfiguration
+#define SOAP_TYPE_PointerTott__PTZConfiguration (210)
+#endif
+
+/* tt__VideoEncoderConfiguration * has binding name 'PointerTott__VideoEncoderConfiguration' for type 'tt:VideoEncoderConfiguration' */
+#ifndef SOAP_TYPE_PointerTott__VideoEncoderConfiguration
+#define SOAP_TYPE_PointerTott__VideoEncoderConfiguration (209)
 #endif
 
 /* struct SOAP_ENV__Header * has binding name 'PointerToSOAP_ENV__Header' for type '' */
@@ -12757,62 +12632,62 @@ typedef struct saml2__EncryptedElementType _saml2__EncryptedAttribute;
 
 /* std::vector<std::string>  has binding name 'std__vectorTemplateOftt__AuxiliaryData' for type 'tt:AuxiliaryData' */
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData
-#define SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData (289)
+#define SOAP_TYPE_std__vectorTemplateOftt__AuxiliaryData (276)
 #endif
 
 /* std::vector<tt__PTZPreset *>  has binding name 'std__vectorTemplateOfPointerTott__PTZPreset' for type 'tt:PTZPreset' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset (280)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZPreset (266)
 #endif
 
 /* std::vector<tt__PTZNode *>  has binding name 'std__vectorTemplateOfPointerTott__PTZNode' for type 'tt:PTZNode' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZNode
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZNode (278)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__PTZNode (264)
 #endif
 
 /* std::vector<tt__VideoEncoderConfiguration *>  has binding name 'std__vectorTemplateOfPointerTott__VideoEncoderConfiguration' for type 'tt:VideoEncoderConfiguration' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration (273)
-#endif
-
-/* std::vector<tt__Profile *>  has binding name 'std__vectorTemplateOfPointerTott__Profile' for type 'tt:Profile' */
-#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Profile (272)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoEncoderConfiguration (259)
 #endif
 
 /* std::vector<tt__Space1DDescription *>  has binding name 'std__vectorTemplateOfPointerTott__Space1DDescription' for type 'tt:Space1DDescription' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription (262)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space1DDescription (252)
 #endif
 
 /* std::vector<tt__Space2DDescription *>  has binding name 'std__vectorTemplateOfPointerTott__Space2DDescription' for type 'tt:Space2DDescription' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__Space2DDescription
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space2DDescription (260)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__Space2DDescription (250)
 #endif
 
 /* std::vector<std::string>  has binding name 'std__vectorTemplateOftt__H264Profile' for type 'tt:H264Profile' */
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__H264Profile
-#define SOAP_TYPE_std__vectorTemplateOftt__H264Profile (234)
+#define SOAP_TYPE_std__vectorTemplateOftt__H264Profile (237)
 #endif
 
 /* std::vector<std::string>  has binding name 'std__vectorTemplateOftt__Mpeg4Profile' for type 'tt:Mpeg4Profile' */
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile
-#define SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile (233)
+#define SOAP_TYPE_std__vectorTemplateOftt__Mpeg4Profile (236)
 #endif
 
 /* std::vector<tt__VideoResolution *>  has binding name 'std__vectorTemplateOfPointerTott__VideoResolution' for type 'tt:VideoResolution' */
 #ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution
-#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution (232)
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__VideoResolution (235)
 #endif
 
 /* std::vector<std::string>  has binding name 'std__vectorTemplateOftt__CapabilityCategory' for type 'tt:CapabilityCategory' */
 #ifndef SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory
-#define SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory (209)
+#define SOAP_TYPE_std__vectorTemplateOftt__CapabilityCategory (220)
 #endif
 
-/* std::vector<char *>  has binding name 'std__vectorTemplateOf_XML' for type '' */
-#ifndef SOAP_TYPE_std__vectorTemplateOf_XML
-#define SOAP_TYPE_std__vectorTemplateOf_XML (47)
+/* std::vector<tt__ListedProfile *>  has binding name 'std__vectorTemplateOfPointerTott__ListedProfile' for type 'tt:ListedProfile' */
+#ifndef SOAP_TYPE_std__vectorTemplateOfPointerTott__ListedProfile
+#define SOAP_TYPE_std__vectorTemplateOfPointerTott__ListedProfile (213)
+#endif
+
+/* std::vector<char>  has binding name 'std__vectorTemplateOfskipped_element' for type 'skipped-element' */
+#ifndef SOAP_TYPE_std__vectorTemplateOfskipped_element
+#define SOAP_TYPE_std__vectorTemplateOfskipped_element (208)
 #endif
 
 /* std::vector<struct soap_dom_element>  has binding name 'std__vectorTemplateOfxsd__anyType' for type 'xsd:anyType' */

@@ -46,11 +46,11 @@ class StrictSession : public OnvifSession {
 
 // Every media call, profile by profile; camsim must take back its own
 // encoder configuration. Returns the first profile.
-const tt__Profile* read_media(StrictSession& s) {
+const tt__ListedProfile* read_media(StrictSession& s) {
   MediaService media(s);
   _trt__GetProfilesResponse profiles;
   EXPECT_EQ(SOAP_OK, media.get_profiles(profiles)) << s.fault();
-  for (const tt__Profile* listed : profiles.Profiles) {
+  for (const tt__ListedProfile* listed : profiles.Profiles) {
     _trt__GetProfileResponse profile;
     _trt__GetStreamUriResponse uri;
     _trt__GetVideoEncoderConfigurationResponse encoder;
@@ -75,7 +75,7 @@ const tt__Profile* read_media(StrictSession& s) {
 
 // Every PTZ call in the daemon's order, each answered as `fault` says ("" for
 // a real answer); a camera without PTZ is asked at its device address.
-void read_ptz(StrictSession& s, const tt__Profile& profile, const std::string& fault) {
+void read_ptz(StrictSession& s, const tt__ListedProfile& profile, const std::string& fault) {
   const bool ok = fault.empty();
   const char* ptz = ok ? s.ptz_address() : s.device_address();
   auto answered = [&](int code, const char* op) {
@@ -167,7 +167,7 @@ TEST(CamsimStrict, EveryAnswerOfEveryStyleDeserializes) {
         << s.fault();
     EXPECT_TRUE(camera_time(now, camera_now));
     EXPECT_NEAR(time(nullptr) + camera.config.value("clock_offset", 0), camera_now, 5);
-    const tt__Profile* first = read_media(s);
+    const tt__ListedProfile* first = read_media(s);
     ASSERT_NE(nullptr, first);
     ASSERT_EQ(camera.has_ptz, s.ptz_address() != nullptr && *s.ptz_address() != '\0');
     read_ptz(s, *first, camera.has_ptz ? "" : "SOAP-ENV:Receiver/ter:ActionNotSupported");

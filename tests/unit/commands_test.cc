@@ -43,7 +43,7 @@ TEST(EncoderFields, KeepTheLowBitsTruncateQualityAndReadMissingAsZero) {
 // The stream query's pair goes by the first profile's token; a short or
 // holed list leaves a stream without a token.
 TEST(ProfileTokens, PairsByTheFirstTokenAndNeverReadPastTheList) {
-  tt__Profile first, second, third;
+  tt__ListedProfile first, second, third;
   second.token = "other";
   third.token = "third";
   _trt__GetProfilesResponse profiles;

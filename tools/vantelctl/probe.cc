@@ -111,7 +111,7 @@ class Probe {
   void service(const char* name, const std::string* advertised, const char* used);
   void device();
   void profiles();
-  void profile(MediaService& media, const tt__Profile& p);
+  void profile(MediaService& media, const std::string& name, const tt__Profile& p);
   void ptz();
 
   const ProbeOptions& options_;
@@ -298,12 +298,22 @@ void Probe::profiles() {
   facts_.first_stream = tokens.first;
   facts_.second_stream = tokens.second;
   if (profiles_.Profiles.empty()) findings_.add(Finding("profiles", "none listed"));
-  for (const tt__Profile* p : profiles_.Profiles) {
-    if (p != nullptr) profile(media, *p);
+  // Each profile's encoder as the stream query reads it: from GetProfile.
+  for (const tt__ListedProfile* listed : profiles_.Profiles) {
+    if (listed == nullptr) continue;
+    _trt__GetProfileResponse answer;
+    const int got = media.get_profile(listed->token, answer);
+    if (got != SOAP_OK || answer.Profile == nullptr) {
+      findings_.add(Finding("profile", listed->Name + " (token " + listed->token + "): GetProfile failed (" +
+                                           reason(session_.soap(), got) + ")")
+                        .with("token", json_text(listed->token)).with("name", json_text(listed->Name)));
+      continue;
+    }
+    profile(media, listed->Name, *answer.Profile);
   }
 }
 
-void Probe::profile(MediaService& media, const tt__Profile& p) {
+void Probe::profile(MediaService& media, const std::string& name, const tt__Profile& p) {
   ProfileFacts facts;
   facts.token = p.token;
   const tt__VideoEncoderConfiguration* encoder = p.VideoEncoderConfiguration;
@@ -311,7 +321,7 @@ void Probe::profile(MediaService& media, const tt__Profile& p) {
   facts.encoding = encoder ? encoder->Encoding : "";
   facts.ptz = p.PTZConfiguration != nullptr;
   const tt__VideoResolution* size = encoder ? encoder->Resolution : nullptr;
-  std::string text = p.Name + " (token " + p.token + "): " +
+  std::string text = name + " (token " + p.token + "): " +
                      (encoder ? encoding_name(encoder->Encoding) : std::string("no video encoder"));
   if (size != nullptr) text += " " + std::to_string(size->Width) + "x" + std::to_string(size->Height);
 
@@ -333,7 +343,7 @@ void Probe::profile(MediaService& media, const tt__Profile& p) {
   }
   facts_.profiles.push_back(facts);
   findings_.add(Finding("profile", text)
-                    .with("token", json_text(p.token)).with("name", json_text(p.Name))
+                    .with("token", json_text(p.token)).with("name", json_text(name))
                     .with("encoding", encoder ? json_text(encoder->Encoding) : "null")
                     .with("width", size ? json_number(size->Width) : "null")
                     .with("height", size ? json_number(size->Height) : "null")
@@ -361,7 +371,7 @@ void Probe::ptz() {
     findings_.add(Finding("ptz", "none: the camera names no PTZ service").with("node", "null").with("presets", "null"));
     return;
   }
-  const tt__Profile* first = profiles_.Profiles.empty() ? nullptr : profiles_.Profiles.front();
+  const tt__ListedProfile* first = profiles_.Profiles.empty() ? nullptr : profiles_.Profiles.front();
   const tt__PTZConfiguration* configuration = first ? first->PTZConfiguration : nullptr;
   if (configuration == nullptr) {
     findings_.add(Finding("ptz", "service present, but the first profile has no PTZ configuration")

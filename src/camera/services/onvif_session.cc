@@ -49,6 +49,7 @@ OnvifSession::OnvifSession(const CameraAccess& camera, CameraBook::Meeting meeti
   harden_context(&context_);
   send_requests_once(&context_);
   watch_answer_headers(&context_);
+  declare_used_namespaces(&context_);
   tls_pin_ = {&entry_->lasting.certificate_pin, std::string(camera_.ip_text) + ":" + std::to_string(camera_.port),
               &entry_->tls_session};
   use_tls(&context_, &tls_pin_);

@@ -13,6 +13,7 @@
 
 #include "camera/auth/http_digest.h"
 #include "camera/book/camera_book.h"
+#include "camera/services/request_namespaces.h"
 #include "camera/transport/keep_alive.h"
 #include "camera/transport/tls.h"
 #include "soapH.h"
@@ -69,16 +70,20 @@ class OnvifSession {
   template <typename Request, typename Answer>
   int call(struct soap* context, SoapCall<Request, Answer> operation, const char* address,
            Request& request, Answer& answer) {
-    return exchange(context, kFreshToken, address,
-                    [&](const char* to) { return operation(context, to, nullptr, &request, answer); });
+    return exchange(context, kFreshToken, address, [&](const char* to) {
+      next_request_uses(context, body_namespaces(request));
+      return operation(context, to, nullptr, &request, answer);
+    });
   }
   // The same without a fresh token: the request goes out with whatever
   // security header the context still holds from the call before.
   template <typename Request, typename Answer>
   int call_as_is(struct soap* context, SoapCall<Request, Answer> operation, const char* address,
                  Request& request, Answer& answer) {
-    return exchange(context, kHeaderAsIs, address,
-                    [&](const char* to) { return operation(context, to, nullptr, &request, answer); });
+    return exchange(context, kHeaderAsIs, address, [&](const char* to) {
+      next_request_uses(context, body_namespaces(request));
+      return operation(context, to, nullptr, &request, answer);
+    });
   }
 
   // Runs `work(copy)` on a working copy of the process's context that is

@@ -9,7 +9,7 @@ namespace {
 constexpr int32_t kNoPtz = -1;
 
 // Every PTZ request names the first profile.
-bool usable(const std::vector<tt__Profile*>& profiles) {
+bool usable(const std::vector<tt__ListedProfile*>& profiles) {
   return !profiles.empty() && profiles.front() != nullptr;
 }
 

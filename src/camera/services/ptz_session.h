@@ -30,7 +30,7 @@ class PtzSession {
   PtzService service() { return service(session_.soap()); }
   PtzService service(struct soap* context) { return PtzService(session_, context, ptz_address_); }
   // Never empty; the first entry is never null, later ones may be.
-  const std::vector<tt__Profile*>& profiles() const { return profiles_.Profiles; }
+  const std::vector<tt__ListedProfile*>& profiles() const { return profiles_.Profiles; }
   const std::string& profile_token() const { return profiles_.Profiles.front()->token; }
 
  private:

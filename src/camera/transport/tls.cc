@@ -29,8 +29,11 @@ struct TlsData {
   size_t (*recv)(struct soap*, char*, size_t) = nullptr;
   int (*close)(struct soap*, SOAP_SOCKET) = nullptr;
   int (*shutdown)(struct soap*, SOAP_SOCKET, int) = nullptr;
+  // Made on the first TLS connection, so that a camera reached over plain
+  // HTTP costs no TLS set-up: wolfSSL's, which seeds a random generator,
+  // costs more than all of a command's XML.
   WOLFSSL_CTX* ctx = nullptr;
-  bool owns_ctx = false;  // the context's own; working copies borrow it
+  bool owns_ctx = false;  // made here; working copies borrow the context's
   WOLFSSL* ssl = nullptr;
   SOAP_SOCKET socket = SOAP_INVALID_SOCKET;
   bool trusted = false;  // its certificate matched the pin, or was pinned
@@ -108,6 +111,25 @@ bool check_certificate(struct soap* soap, TlsData* d) {
   return false;
 }
 
+// TLS 1.2 and later; no certificate authority (the pin is the check).
+WOLFSSL_CTX* tls_context(TlsData* d) {
+  if (d->ctx != nullptr || d->owns_ctx) return d->ctx;
+  wolfSSL_Init();
+  d->ctx = wolfSSL_CTX_new(wolfSSLv23_client_method());
+  d->owns_ctx = true;
+  if (d->ctx != nullptr) {
+    // TLS 1.2 and later; no certificate authority (the pin is the check).
+    wolfSSL_CTX_SetMinVersion(d->ctx, WOLFSSL_TLSV1_2);
+    wolfSSL_CTX_set_verify(d->ctx, WOLFSSL_VERIFY_NONE, nullptr);
+    // X25519 first: a TLS 1.3 resumption still agrees a key, and on a
+    // small CPU X25519 costs a fraction of P-256. Cameras without it pick
+    // P-256 (TLS 1.2) or ask for it (TLS 1.3).
+    int groups[] = {WOLFSSL_ECC_X25519, WOLFSSL_ECC_SECP256R1, WOLFSSL_ECC_SECP384R1};
+    wolfSSL_CTX_set_groups(d->ctx, groups, static_cast<int>(sizeof groups / sizeof groups[0]));
+  }
+  return d->ctx;
+}
+
 SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* host, int port) {
   TlsData* d = data_of(soap);
   if (soap_tag_cmp(endpoint, "https:*") != 0) return d->connect(soap, endpoint, host, port);
@@ -124,7 +146,7 @@ SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* hos
   const int flags = fcntl(socket, F_GETFL);
   if (flags >= 0 && (flags & O_NONBLOCK) != 0) static_cast<void>(fcntl(socket, F_SETFL, flags & ~O_NONBLOCK));
   end_connection(d);
-  d->ssl = d->ctx ? wolfSSL_new(d->ctx) : nullptr;
+  d->ssl = tls_context(d) ? wolfSSL_new(d->ctx) : nullptr;
   int result = d->ssl ? wolfSSL_set_fd(d->ssl, socket) : WOLFSSL_FAILURE;
   // A camera that has closed its end costs a failed write, not the process
   // (SIGPIPE), as with the runtime's own sends.
@@ -220,7 +242,7 @@ void delete_plugin(struct soap* soap, struct soap_plugin* plugin) {
   TlsData* d = static_cast<TlsData*>(plugin->data);
   end_connection(d);
   if (d->owns_ctx) {
-    wolfSSL_CTX_free(d->ctx);
+    if (d->ctx != nullptr) wolfSSL_CTX_free(d->ctx);
     wolfSSL_Cleanup();
     // A full handshake's arithmetic (and the precomputed tables some
     // wolfSSL builds keep until the cleanup above) takes well over a
@@ -241,19 +263,6 @@ int tls_plugin(struct soap* soap, struct soap_plugin* plugin, void* arg) {
   d->close = soap->fclosesocket;
   d->final_send = soap->fpreparefinalsend;
   d->shutdown = soap->fshutdownsocket;
-  // TLS 1.2 and later; no certificate authority (the pin is the check).
-  wolfSSL_Init();
-  d->ctx = wolfSSL_CTX_new(wolfSSLv23_client_method());
-  d->owns_ctx = true;
-  if (d->ctx != nullptr) {
-    wolfSSL_CTX_SetMinVersion(d->ctx, WOLFSSL_TLSV1_2);
-    wolfSSL_CTX_set_verify(d->ctx, WOLFSSL_VERIFY_NONE, nullptr);
-    // X25519 first: a TLS 1.3 resumption still agrees a key, and on a
-    // small CPU X25519 costs a fraction of P-256. Cameras without it pick
-    // P-256 (TLS 1.2) or ask for it (TLS 1.3).
-    int groups[] = {WOLFSSL_ECC_X25519, WOLFSSL_ECC_SECP256R1, WOLFSSL_ECC_SECP384R1};
-    wolfSSL_CTX_set_groups(d->ctx, groups, static_cast<int>(sizeof groups / sizeof groups[0]));
-  }
   soap->fopen = tls_connect;
   soap->fsend = tls_send;
   soap->frecv = tls_recv;
@@ -274,6 +283,14 @@ void hand_over_tls(struct soap* from, struct soap* to) {
   TlsData* taker = data_of(to);
   if (giver == nullptr || taker == nullptr || giver == taker) return;
   end_connection(taker);
+  // A copy that made the context's first TLS connection made the wolfSSL
+  // context it lives in: that goes with it.
+  if (taker->ctx == nullptr && giver->owns_ctx) {
+    taker->ctx = giver->ctx;
+    taker->owns_ctx = true;
+    giver->ctx = nullptr;
+    giver->owns_ctx = false;
+  }
   taker->ssl = giver->ssl;
   taker->socket = giver->socket;
   taker->trusted = giver->trusted;

@@ -70,7 +70,7 @@ int32_t remove_numbered_preset(uint8_t* payload) {
 
   // Presets are removed through the second profile, unlike every other PTZ
   // request; a camera with one profile has nothing to remove them through.
-  const std::vector<tt__Profile*>& profiles = ptz.profiles();
+  const std::vector<tt__ListedProfile*>& profiles = ptz.profiles();
   if (profiles.size() < 2 || profiles[1] == nullptr) return kPresetFailed;
   char number_text[kPresetNumberTextSize];
   std::snprintf(number_text, sizeof number_text, "%d", number);
