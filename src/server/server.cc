@@ -15,6 +15,7 @@
 #include "log/log.h"
 #include "server/command_state.h"
 #include "server/command_table.h"
+#include "server/header_records.h"
 #include "server/port_limits.h"
 #include "wire/rifa.h"
 
@@ -76,13 +77,16 @@ void dispatch(int fd, const RifaHeader& request) {
   if (result.after_close[0] != '\0') log_puts(result.after_close);
 }
 
-// The heap copy every header with the magic gets. A function of its own, so
+HeaderRecords& header_records() {
+  static HeaderRecords records;
+  return records;
+}
+
+// The copy every header with the magic gets. A function of its own, so
 // that the leak checks can tell these 20 bytes, kept by design, from
 // anything a command leaves behind.
 __attribute__((noinline)) void* copy_header(const uint8_t (&record)[kHeaderRecordSize]) {
-  void* copy = malloc(kHeaderRecordSize);
-  if (copy != nullptr) std::memcpy(copy, record, kHeaderRecordSize);
-  return copy;
+  return header_records().keep(record, kHeaderRecordSize);
 }
 
 // The payload of a header that announced one, then its command. The payload
@@ -97,7 +101,7 @@ void serve_command(const RifaHeader& header, CommandReads& reads, void* header_c
   if (reads.payload(accepted_fd, g_payload, wanted) <= 0) {
     close_abortive(accepted_fd);
     g_busy_mark = -1;
-    free(header_copy);
+    header_records().release(header_copy);
     log_puts("[Vantel] vantel end .... ");
     return;
   }

@@ -1,6 +1,7 @@
 #include "camera/services/onvif_session.h"
 
 #include <strings.h>
+#include <sys/socket.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -31,8 +32,6 @@ namespace {
 // seconds and the answer takes its time to arrive.
 constexpr int64_t kClockToleranceS = 5;
 
-constexpr int kSocketBufferSize = 65536;
-
 }  // namespace
 
 OnvifSession::OnvifSession(const CameraAccess& camera, CameraBook::Meeting meeting)
@@ -41,19 +40,22 @@ OnvifSession::OnvifSession(const CameraAccess& camera, CameraBook::Meeting meeti
                    : &own_entry_),
       lasting_before_(entry_->lasting) {
   soap_init(&context_);
-  // The runtime asks the kernel for socket buffers of its own I/O buffer's
-  // size, which is now sized for the process (soapdefs.h); the sockets keep
-  // the 64 KB they always had, so a camera's long answer arrives as fast.
-  context_.sndbuf = context_.rcvbuf = kSocketBufferSize;
+  // The runtime would ask the kernel for socket buffers of its own I/O
+  // buffer's size (soapdefs.h sizes that for the process): the kernel's own,
+  // tuned as the connection goes, are no smaller and cost no system calls.
+  context_.sndbuf = context_.rcvbuf = 0;
+  // A camera that closed a kept connection costs the request (sent again on
+  // a new one), never the process: no SIGPIPE from a send on it.
+  context_.socket_flags = MSG_NOSIGNAL;
   soap_set_namespaces(&context_, namespaces);
   harden_context(&context_);
-  send_requests_once(&context_);
   watch_answer_headers(&context_);
   declare_used_namespaces(&context_);
   tls_pin_ = {&entry_->lasting.certificate_pin, std::string(camera_.ip_text) + ":" + std::to_string(camera_.port),
               &entry_->tls_session};
   use_tls(&context_, &tls_pin_);
   keep_connections(&context_);
+  send_requests_once(&context_);
   std::snprintf(device_address_, sizeof device_address_, "http://%s:%d/onvif/device_service",
                 camera_.ip_text, camera_.port);
   // A camera that redirected to HTTPS, or speaks nothing else, is called

@@ -4,8 +4,6 @@
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <wolfssl/options.h>
@@ -37,8 +35,6 @@ struct TlsData {
   WOLFSSL* ssl = nullptr;
   SOAP_SOCKET socket = SOAP_INVALID_SOCKET;
   bool trusted = false;  // its certificate matched the pin, or was pinned
-  bool first_request = false;  // none sent yet on this connection
-  int (*final_send)(struct soap*) = nullptr;
   TlsPin* pin = nullptr;
 };
 
@@ -149,7 +145,7 @@ SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* hos
   d->ssl = tls_context(d) ? wolfSSL_new(d->ctx) : nullptr;
   int result = d->ssl ? wolfSSL_set_fd(d->ssl, socket) : WOLFSSL_FAILURE;
   // A camera that has closed its end costs a failed write, not the process
-  // (SIGPIPE), as with the runtime's own sends.
+  // (SIGPIPE), as the session's runtime sends are told too.
   if (result == WOLFSSL_SUCCESS) wolfSSL_SetIOWriteFlags(d->ssl, MSG_NOSIGNAL);
   // Offered only while the certificate it was made with is still the pin.
   if (result == WOLFSSL_SUCCESS && *d->pin->session && !d->pin->fingerprint->empty()) {
@@ -163,7 +159,6 @@ SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* hos
   } else if (check_certificate(soap, d)) {
     d->socket = socket;
     d->trusted = true;
-    d->first_request = true;
     if (!wolfSSL_session_reused(d->ssl)) d->pin->full_handshake = true;
     return socket;
   }
@@ -190,22 +185,6 @@ size_t tls_recv(struct soap* soap, char* bytes, size_t size) {
   if (d->ssl == nullptr || soap->socket != d->socket) return d->recv(soap, bytes, size);
   const int got = wolfSSL_read(d->ssl, bytes, size > 1 << 20 ? 1 << 20 : static_cast<int>(size));
   return got > 0 ? static_cast<size_t>(got) : 0;
-}
-
-// A TLS 1.3 camera sends its session ticket once it has the handshake's
-// last message, so the ticket arrives after the first request has left.
-// A camera that leaves Nagle on then holds its answer until the ticket is
-// acknowledged, which the kernel's delayed ACK makes up to 40 ms: so the
-// first request of a connection has what comes next acknowledged at once.
-int tls_final_send(struct soap* soap) {
-  TlsData* d = data_of(soap);
-  const int result = d->final_send ? d->final_send(soap) : SOAP_OK;
-  if (d->ssl != nullptr && soap->socket == d->socket && d->first_request) {
-    d->first_request = false;
-    const int on = 1;
-    static_cast<void>(setsockopt(d->socket, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on));
-  }
-  return result;
 }
 
 // close_notify before the TCP shutdown: a TLS 1.2 camera on OpenSSL drops
@@ -261,13 +240,11 @@ int tls_plugin(struct soap* soap, struct soap_plugin* plugin, void* arg) {
   d->send = soap->fsend;
   d->recv = soap->frecv;
   d->close = soap->fclosesocket;
-  d->final_send = soap->fpreparefinalsend;
   d->shutdown = soap->fshutdownsocket;
   soap->fopen = tls_connect;
   soap->fsend = tls_send;
   soap->frecv = tls_recv;
   soap->fclosesocket = tls_close;
-  soap->fpreparefinalsend = tls_final_send;
   soap->fshutdownsocket = tls_shutdown;
   plugin->id = kTlsPluginId;
   plugin->data = d;
@@ -294,7 +271,6 @@ void hand_over_tls(struct soap* from, struct soap* to) {
   taker->ssl = giver->ssl;
   taker->socket = giver->socket;
   taker->trusted = giver->trusted;
-  taker->first_request = giver->first_request;
   giver->ssl = nullptr;
   giver->socket = SOAP_INVALID_SOCKET;
   giver->trusted = false;
