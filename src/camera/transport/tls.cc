@@ -1,6 +1,5 @@
 #include "camera/transport/tls.h"
 
-#include <fcntl.h>
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
@@ -136,11 +135,6 @@ SOAP_SOCKET tls_connect(struct soap* soap, const char* endpoint, const char* hos
   const SOAP_SOCKET socket = d->connect(soap, tcp_endpoint.c_str(), host, port);
   if (!soap_valid_socket(socket)) return socket;
   limit_socket(soap, socket);
-  // The runtime leaves a socket non-blocking when it has time limits of its
-  // own to keep; wolfSSL reads and writes it directly and would see every
-  // wait as a failure. The socket's own limits above bound the waits.
-  const int flags = fcntl(socket, F_GETFL);
-  if (flags >= 0 && (flags & O_NONBLOCK) != 0) static_cast<void>(fcntl(socket, F_SETFL, flags & ~O_NONBLOCK));
   end_connection(d);
   d->ssl = tls_context(d) ? wolfSSL_new(d->ctx) : nullptr;
   int result = d->ssl ? wolfSSL_set_fd(d->ssl, socket) : WOLFSSL_FAILURE;
